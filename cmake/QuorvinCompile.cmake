@@ -1,0 +1,20 @@
+# Warnings, sanitizers and coverage for every target of the project.
+
+add_library(quorvin_compile INTERFACE)
+target_include_directories(quorvin_compile INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(quorvin_compile INTERFACE -Wall -Wextra -Werror -Wnon-virtual-dtor
+  $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety -Wshadow>)
+endif()
+if(QUORVIN_SANITIZE)
+  target_compile_options(quorvin_compile INTERFACE -fsanitize=${QUORVIN_SANITIZE}
+    -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(quorvin_compile INTERFACE -fsanitize=${QUORVIN_SANITIZE})
+endif()
+
+# The options are for building only: nothing that links a target of ours inherits them by install.
+function(quorvin_target name)
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:quorvin_compile>)
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+endfunction()

@@ -1,0 +1,32 @@
+// The system that the plugin runs on, as references to its parts.
+#pragma once
+
+#include <string>
+
+namespace quorvin {
+
+class Dispatch;
+class ImageCodec;
+class PHAssetResourceLister;
+class PHImageManager;
+class PHPhotoLibrary;
+
+/// The device that the plugin runs on.
+class UIDevice {
+ public:
+  virtual ~UIDevice() = default;
+  /// The operating system's version, for example "17.2".
+  virtual std::string systemVersion() = 0;
+};
+
+/// Outlives everything that is built on it.
+struct Platform {
+  Dispatch& dispatch;
+  PHPhotoLibrary& sharedPhotoLibrary;
+  PHAssetResourceLister& assetResources;
+  PHImageManager* defaultImageManager;  ///< null when the system has none
+  ImageCodec& imageCodec;
+  UIDevice& currentDevice;
+};
+
+}  // namespace quorvin

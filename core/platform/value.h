@@ -1,0 +1,121 @@
+// The plain values that cross the method channel.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace quorvin {
+
+/// Immutable bytes, shared by all copies: copying a `ByteBuffer` never copies the bytes.
+/// Safe to read from any thread.
+class ByteBuffer {
+ public:
+  ByteBuffer() = default;
+  explicit ByteBuffer(std::vector<std::uint8_t> bytes);
+
+  /// Bytes that live as long as `owner` does, for example a mapped file.
+  ByteBuffer(std::shared_ptr<const void> owner, std::span<const std::uint8_t> bytes)
+      : owner_(std::move(owner)), bytes_(bytes) {}
+
+  const std::uint8_t* data() const { return bytes_.data(); }
+  std::size_t size() const { return bytes_.size(); }
+  std::span<const std::uint8_t> bytes() const { return bytes_; }
+
+  /// Equal when the bytes are.
+  friend bool operator==(const ByteBuffer& a, const ByteBuffer& b);
+
+ private:
+  std::shared_ptr<const void> owner_;
+  std::span<const std::uint8_t> bytes_;
+};
+
+/// A text constant of the program, carried without a copy. Only string literals make one.
+struct Literal {
+  std::string_view text;
+  constexpr operator std::string_view() const { return text; }
+};
+
+inline namespace literals {
+consteval Literal operator""_lit(const char* text, std::size_t size) { return {{text, size}}; }
+}  // namespace literals
+
+/// An integer beyond 64 bits, as its hexadecimal digits.
+struct LargeInteger {
+  std::string hexadecimal;
+  friend bool operator==(const LargeInteger&, const LargeInteger&) = default;
+};
+
+struct Null {
+  friend bool operator==(Null, Null) = default;
+};
+
+class Value;
+using List = std::vector<Value>;
+
+/// Pairs in insertion order. Keys are values too: the codec allows any.
+using Map = std::vector<std::pair<Value, Value>>;
+
+/// One value of the channel's codec. There is one integer type, whatever its width on the wire.
+/// A boolean is never an integer, and an integer never a double.
+class Value {
+ public:
+  using Variant =
+      std::variant<Null, bool, std::int64_t, double, Literal, std::string, LargeInteger, ByteBuffer,
+                   std::vector<std::int32_t>, std::vector<std::int64_t>, std::vector<float>,
+                   std::vector<double>, List, Map>;
+
+  Value() = default;
+  Value(Null) {}
+  Value(bool value) : variant_(value) {}
+  Value(int value) : variant_(std::int64_t{value}) {}
+  Value(std::int64_t value) : variant_(value) {}
+  Value(double value) : variant_(value) {}
+  Value(Literal value) : variant_(value) {}
+  Value(std::string value) : variant_(std::move(value)) {}
+  Value(const char* value) : variant_(std::string(value)) {}
+  Value(LargeInteger value) : variant_(std::move(value)) {}
+  Value(ByteBuffer value) : variant_(std::move(value)) {}
+  Value(std::vector<std::int32_t> value) : variant_(std::move(value)) {}
+  Value(std::vector<std::int64_t> value) : variant_(std::move(value)) {}
+  Value(std::vector<float> value) : variant_(std::move(value)) {}
+  Value(std::vector<double> value) : variant_(std::move(value)) {}
+  Value(List value);
+  Value(Map value);
+  /// Without this a pointer would become a boolean.
+  template <class T>
+  Value(const T* pointer) = delete;
+
+  const Variant& variant() const { return variant_; }
+
+  bool isNull() const { return std::holds_alternative<Null>(variant_); }
+
+  /// The alternative's value, or null when this is of another type.
+  template <class T>
+  const T* as() const {
+    return std::get_if<T>(&variant_);
+  }
+
+  /// True for both kinds of text.
+  bool isText() const;
+  /// The text; empty when this is none.
+  std::string_view text() const;
+
+  /// Texts are equal by their characters, doubles by `==`.
+  friend bool operator==(const Value& a, const Value& b);
+
+ private:
+  Variant variant_;
+};
+
+/// The value under a text key, or null when there is none; the last one when the key repeats,
+/// as in a map that was filled in order.
+const Value* find(const Map& map, std::string_view key);
+
+}  // namespace quorvin
