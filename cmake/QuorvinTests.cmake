@@ -1,5 +1,6 @@
-# quorvin_test(NAME SOURCES... LIBRARIES...): one GoogleTest program. Its sources are recorded, so
-# that a *_test.cc which no build file names is noticed.
+# quorvin_test(NAME [NEEDS_MEDIA] SOURCES... LIBRARIES...): one GoogleTest program. NEEDS_MEDIA has
+# the generated media made first. The sources are recorded, so that a *_test.cc which no build file
+# names is noticed.
 
 if(QUORVIN_TESTS AND NOT QUORVIN_CORE_ONLY)
   enable_testing()
@@ -11,14 +12,21 @@ function(quorvin_test name)
   if(NOT QUORVIN_TESTS OR QUORVIN_CORE_ONLY)
     return()
   endif()
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "NEEDS_MEDIA" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   quorvin_target(${name})
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/test-bin)
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300
-    ENVIRONMENT "QUORVIN_MEDIA_WORKER=${PROJECT_BINARY_DIR}/bin/quorvin-media")
+  set(fixtures)
+  if(ARG_NEEDS_MEDIA)
+    set(fixtures FIXTURES_REQUIRED media)
+  endif()
+  target_compile_definitions(${name} PRIVATE
+    QUORVIN_GENERATED_MEDIA="${PROJECT_BINARY_DIR}/media")
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+    PROPERTIES TIMEOUT 300
+    ENVIRONMENT QUORVIN_MEDIA_WORKER=${PROJECT_BINARY_DIR}/bin/quorvin-media ${fixtures})
   foreach(source IN LISTS ARG_SOURCES)
     cmake_path(ABSOLUTE_PATH source)
     set_property(GLOBAL APPEND PROPERTY QUORVIN_TEST_SOURCES ${source})
