@@ -28,7 +28,8 @@ struct CGSize {
 /// The largest image there is, neither scaled nor cropped.
 inline constexpr CGSize PHImageManagerMaximumSize{-1, -1};
 
-/// How an image fills its target: 0 fits inside it, 1 covers it. Callers may pass any other integer.
+/// How an image fills its target: 0 fits inside it, 1 covers it. Callers may pass any other
+/// integer.
 using PHImageContentMode = std::int64_t;
 inline constexpr PHImageContentMode PHImageContentModeAspectFit = 0;
 inline constexpr PHImageContentMode PHImageContentModeAspectFill = 1;

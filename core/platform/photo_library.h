@@ -111,11 +111,12 @@ template <class T>
 class PHFetchResult {
  public:
   using Object = std::shared_ptr<const T>;
+  using Objects = std::vector<Object>;
 
   virtual ~PHFetchResult() = default;
   virtual std::size_t count() const = 0;
   /// The objects at the indices of `range`, in order.
-  virtual std::vector<Object> objectsAtIndexes(IndexRange range) const = 0;
+  virtual Objects objectsAtIndexes(IndexRange range) const = 0;
 
   Object objectAtIndexedSubscript(std::size_t index) const {
     return objectsAtIndexes({index, index + 1}).front();

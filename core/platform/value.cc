@@ -17,7 +17,9 @@ bool operator==(const ByteBuffer& a, const ByteBuffer& b) {
 Value::Value(List value) : variant_(std::move(value)) {}
 Value::Value(Map value) : variant_(std::move(value)) {}
 
-bool Value::isText() const { return as<Literal>() != nullptr || as<std::string>() != nullptr; }
+bool Value::isText() const {
+  return as<Literal>() != nullptr || as<std::string>() != nullptr;
+}
 
 std::string_view Value::text() const {
   if (const auto* literal = as<Literal>()) return literal->text;

@@ -43,7 +43,9 @@ struct Literal {
 };
 
 inline namespace literals {
-consteval Literal operator""_lit(const char* text, std::size_t size) { return {{text, size}}; }
+consteval Literal operator""_lit(const char* text, std::size_t size) {
+  return {{text, size}};
+}
 }  // namespace literals
 
 /// An integer beyond 64 bits, as its hexadecimal digits.
@@ -66,10 +68,9 @@ using Map = std::vector<std::pair<Value, Value>>;
 /// A boolean is never an integer, and an integer never a double.
 class Value {
  public:
-  using Variant =
-      std::variant<Null, bool, std::int64_t, double, Literal, std::string, LargeInteger, ByteBuffer,
-                   std::vector<std::int32_t>, std::vector<std::int64_t>, std::vector<float>,
-                   std::vector<double>, List, Map>;
+  using Variant = std::variant<Null, bool, std::int64_t, double, Literal, std::string, LargeInteger,
+                               ByteBuffer, std::vector<std::int32_t>, std::vector<std::int64_t>,
+                               std::vector<float>, std::vector<double>, List, Map>;
 
   Value() = default;
   Value(Null) {}

@@ -1,0 +1,120 @@
+// The manager: carries out every method of the channel.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "core/platform/host.h"
+#include "core/platform/image_manager.h"
+#include "core/platform/lock.h"
+#include "core/platform/photo_library.h"
+#include "core/platform/platform.h"
+
+namespace quorvin {
+
+/// The reply callback of one call, shared by the work that may answer it.
+using ResultHolder = std::shared_ptr<const FlutterResult>;
+
+/// One for each plugin, made with `std::make_shared`. Its members are spread over files by what
+/// they do. Handlers may run on several threads at once; each ends in one call of `sendResult` or
+/// `sendError` unless its contract says otherwise. Argument faults are answered with "Invalid
+/// arguments" or "Error arguments", a wording that each method keeps.
+class ImageManager : public std::enable_shared_from_this<ImageManager> {
+ public:
+  ImageManager(std::shared_ptr<FlutterMethodChannel> channel, Platform& platform);
+
+  // Permission (manager/permission.cc)
+
+  /// Replies whether the status is authorized; asks first when it is not. Limited is not.
+  void getPermission(const ResultHolder& result);
+  /// The same question with a callback, which may run on any thread.
+  void getPermissionIfNecessary(std::function<void(bool granted)> completionHandler);
+
+  // Caching controls (manager/caching.cc): each replies true, whatever the arguments.
+
+  /// Empties `assetMap`.
+  void clearAllCache(const ResultHolder& result);
+  /// Acknowledged and without effect, like `cachingImages`: nothing is cached ahead.
+  void stopAllCachingImages(const ResultHolder& result);
+  void cachingImages(bool startCache, const FlutterMethodCall& call, const ResultHolder& result);
+
+  // Galleries (queries/gallery_list.cc, queries/gallery_summary.cc)
+
+  /// "withAllPhotos", "filterEmptyAsset", "withSmartAlbum", "mediaType". Replies the records of the
+  /// smart albums, the user library last, then of the user albums.
+  void getGalleryList(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "collectionId", "sort", "mediaType". Replies the counts by type and the first asset's
+  /// identifier, and caches that asset.
+  void getGalleryAssetCount(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "collectionId", "sort", "mediaType". Replies an identifier; caches nothing.
+  void getGalleryFirstAssetId(const FlutterMethodCall& call, const ResultHolder& result);
+
+  // Assets (queries/asset_list.cc, queries/asset_info.cc, queries/burst_asset_list.cc,
+  // queries/original_filename.cc)
+
+  /// "collectionId", "start", "end", "sort", "mediaType". Replies a page of asset records and
+  /// caches its assets. An unknown gallery is an empty page.
+  void getAssetList(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "assetId". Replies the asset's record.
+  void getAssetInfo(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "assetId" of a burst's representative. Replies the records of all members and caches them,
+  /// with `lock` held from the fetch on.
+  void getBurstAssetList(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "assetId". Replies the stored file name, or null when the asset has no resources.
+  void getAssetOriginalFilename(const FlutterMethodCall& call, const ResultHolder& result);
+
+  // Export (export/thumbnail.cc)
+
+  /// "assetId", "width", "height", "contentMode", "jpegFormat". Replies the encoded rendering, or
+  /// null when the request was cancelled or gave no image. No reply without `imageManager`.
+  void getThumbnail(const FlutterMethodCall& call, const ResultHolder& result);
+
+  /// Answers a method that has no implementation with the host's marker, on the main queue.
+  void sendNotImplemented(const ResultHolder& result);
+
+ private:
+  friend class ImageManagerPeer;
+
+  // Replies (manager/replies.cc): the only ways out. Any thread; the reply is made on the main
+  // queue, in order of submission.
+
+  void sendResult(const ResultHolder& result, Value value);
+  void sendError(const ResultHolder& result, std::string_view code, std::string message,
+                 Value details = {});
+
+  // Lookup (manager/asset_lookup.cc)
+
+  using Asset = std::shared_ptr<const PHAsset>;
+
+  /// getPHAsset(fromId:). The cached asset, else a fetched one, which is not cached; null when
+  /// there is none. `lock` is held across the fetch.
+  Asset getPHAsset(const std::string& fromId) QUORVIN_EXCLUDES(lock);
+
+  /// getResourceName(asset:). The name of the first photo or video resource, else of the first
+  /// resource; none when there is no resource (queries/asset_record.cc).
+  std::optional<std::string> getResourceName(const PHAsset& asset);
+
+  /// Looks at one delivery of a thumbnail; false when it is provisional and was not answered
+  /// (export/thumbnail.cc).
+  bool replyThumbnail(const ResultHolder& result, bool jpegFormat, const UIImage* image,
+                      const PHImageInfo* info);
+
+  // Constant after construction
+
+  const std::shared_ptr<FlutterMethodChannel> channel;
+  Platform& platform;
+  /// Null when the system has none.
+  PHImageManager* const imageManager;
+
+  // Guarded by lock
+
+  NSLock lock;
+  /// Listed and saved assets by identifier. Never pruned; only `clearAllCache` empties it.
+  std::unordered_map<std::string, Asset> assetMap QUORVIN_GUARDED_BY(lock);
+};
+
+}  // namespace quorvin

@@ -1,0 +1,27 @@
+// Replies: every answer of a handler leaves through the main queue.
+#include <utility>
+
+#include "core/manager/image_manager.h"
+#include "core/platform/dispatch.h"
+
+namespace quorvin {
+
+void ImageManager::sendResult(const ResultHolder& result, Value value) {
+  platform.dispatch.mainQueue().async(
+      [result, value = std::move(value)]() mutable { (*result)(std::move(value)); });
+}
+
+void ImageManager::sendError(const ResultHolder& result, std::string_view code, std::string message,
+                             Value details) {
+  platform.dispatch.mainQueue().async([result, code = std::string(code),
+                                       message = std::move(message),
+                                       details = std::move(details)]() mutable {
+    (*result)(FlutterError::errorWithCode(std::move(code), std::move(message), std::move(details)));
+  });
+}
+
+void ImageManager::sendNotImplemented(const ResultHolder& result) {
+  platform.dispatch.mainQueue().async([result] { (*result)(FlutterMethodNotImplemented); });
+}
+
+}  // namespace quorvin
