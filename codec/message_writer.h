@@ -1,0 +1,21 @@
+// Puts values into one message.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <span>
+#include <vector>
+
+#include "core/platform/value.h"
+
+namespace quorvin {
+
+/// The bytes of `head`, then every value. The message is measured first, so that it is allocated
+/// once and every byte of a large value is copied once. Throws std::length_error when a text, a
+/// buffer or a list has more elements than the wire's 32-bit size can say.
+std::vector<std::uint8_t> writeMessage(
+    std::span<const std::uint8_t> head,
+    std::initializer_list<std::reference_wrapper<const Value>> values);
+
+}  // namespace quorvin
