@@ -1,0 +1,82 @@
+// The global queue of background quality of service: a pool of threads of lowest priority.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "core/platform/dispatch.h"
+#include "core/platform/lock.h"
+
+namespace quorvin {
+
+/// A concurrent queue. Items begin in order of submission, run at the same time on threads of
+/// lowest priority, and finish in any order.
+///
+/// Threads are started as work needs them, up to one a processor. When work waits and threads are
+/// blocked, so that processors would idle, the pool grows further: items that wait for one another
+/// do not bring it to a halt, up to `kThreadLimit` of them. A thread ends when it had nothing to
+/// do for a while.
+///
+/// An item must not throw: an exception that leaves it ends the process. Any thread may call any
+/// member, but an item must not call `shutDown` or destroy the queue.
+class BackgroundQueue final : public DispatchQueue {
+ public:
+  static constexpr std::size_t kThreadLimit = 64;
+  static constexpr std::chrono::milliseconds kIdleTime{5000};
+
+  /// Threads idle for `idleTime` end.
+  explicit BackgroundQueue(std::chrono::milliseconds idleTime = kIdleTime);
+  ~BackgroundQueue() override;
+
+  /// Drops the item when the queue is shut down.
+  void async(std::function<void()> work) override;
+
+  /// Drops the items that wait, and every later one, and returns when those that were running are
+  /// done and every thread has ended.
+  void shutDown();
+
+ private:
+  struct Worker {
+    std::thread thread;
+    pid_t id = 0;        ///< 0 until the thread has begun
+    bool woken = false;  ///< taken off `idle_` by another thread
+    std::condition_variable_any wake;
+  };
+
+  bool startWorker() QUORVIN_REQUIRES(lock_);
+  void work(Worker& worker);
+  void runFirst() QUORVIN_REQUIRES(lock_);
+  bool waitForWork(Worker& worker) QUORVIN_REQUIRES(lock_);
+  void wakeMonitor() QUORVIN_REQUIRES(lock_);
+  void monitor();
+  std::size_t countRunnable() QUORVIN_REQUIRES(lock_);
+
+  const std::chrono::milliseconds idleTime_;
+  const std::size_t processors_;
+  const std::size_t threadLimit_;
+
+  NSLock shutDownLock_;  ///< one shutdown at a time; taken before `lock_`
+  NSLock lock_;
+  std::deque<std::function<void()>> items_ QUORVIN_GUARDED_BY(lock_);
+  std::uint64_t taken_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< items taken so far
+  std::vector<std::unique_ptr<Worker>> workers_ QUORVIN_GUARDED_BY(lock_);
+  /// The last to idle is the first to be woken: its caches are warm, and the surplus ends.
+  std::vector<Worker*> idle_ QUORVIN_GUARDED_BY(lock_);
+  /// The last worker thread that ended; each joins the one before it.
+  std::thread ended_ QUORVIN_GUARDED_BY(lock_);
+  std::condition_variable_any noWorkers_;
+
+  std::thread monitor_ QUORVIN_GUARDED_BY(lock_);
+  bool monitorAsleep_ QUORVIN_GUARDED_BY(lock_) = false;
+  std::condition_variable_any monitorWake_;
+  bool closed_ QUORVIN_GUARDED_BY(lock_) = false;
+};
+
+}  // namespace quorvin

@@ -1,0 +1,22 @@
+#include "platform_linux/dispatch/linux_dispatch.h"
+
+#include <sys/eventfd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "platform_linux/errors.h"
+
+namespace quorvin {
+
+Result<std::unique_ptr<LinuxDispatch>> LinuxDispatch::create() {
+  FileDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!event) {
+    return libraryError(
+        LibraryErrorCode::internal,
+        "The main queue has no event descriptor: " + std::generic_category().message(errno) + ".");
+  }
+  return std::unique_ptr<LinuxDispatch>(new LinuxDispatch(std::move(event)));
+}
+
+}  // namespace quorvin
