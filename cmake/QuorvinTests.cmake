@@ -32,3 +32,14 @@ function(quorvin_test name)
     set_property(GLOBAL APPEND PROPERTY QUORVIN_TEST_SOURCES ${source})
   endforeach()
 endfunction()
+
+# Called once, after every quorvin_test.
+function(quorvin_check_test_sources)
+  get_property(sources GLOBAL PROPERTY QUORVIN_TEST_SOURCES)
+  list(JOIN sources "\n" text)
+  file(WRITE ${PROJECT_BINARY_DIR}/test_sources.txt "${text}\n")
+  add_test(NAME EveryTestSourceIsBuilt
+    COMMAND ${CMAKE_COMMAND} -DSOURCE_DIR=${PROJECT_SOURCE_DIR}
+      -DLIST=${PROJECT_BINARY_DIR}/test_sources.txt
+      -P ${PROJECT_SOURCE_DIR}/cmake/CheckTestSources.cmake)
+endfunction()

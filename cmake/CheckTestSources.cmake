@@ -1,0 +1,10 @@
+# Run as a script: fails when a *_test.cc on disk is in no test program.
+# Takes SOURCE_DIR, and LIST, a file of the sources that the test programs are built from.
+file(GLOB_RECURSE on_disk ${SOURCE_DIR}/*_test.cc)
+list(FILTER on_disk EXCLUDE REGEX "^${SOURCE_DIR}/(build|demo-output)/")
+file(STRINGS ${LIST} built)
+foreach(test IN LISTS on_disk)
+  if(NOT test IN_LIST built)
+    message(SEND_ERROR "${test} is in no test program")
+  endif()
+endforeach()
