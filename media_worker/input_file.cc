@@ -1,0 +1,42 @@
+#include "media_worker/input_file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform_linux/media/worker_protocol.h"
+
+namespace quorvin {
+
+Result<InputFile> InputFile::open(int fd) {
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    return workerError(LibraryErrorCode::invalidResource, "It is not an ordinary file.");
+  }
+  if (status.st_size == 0) {
+    return workerError(LibraryErrorCode::invalidResource, "The file is empty.");
+  }
+  return InputFile(fd, status.st_size);
+}
+
+std::size_t InputFile::readAt(std::int64_t offset, std::span<std::uint8_t> into) const {
+  std::size_t filled = 0;
+  while (filled < into.size() && offset >= 0) {
+    const ssize_t got = ::pread(fd_, into.data() + filled, into.size() - filled,
+                                offset + static_cast<std::int64_t>(filled));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    filled += static_cast<std::size_t>(got);
+  }
+  return filled;
+}
+
+std::vector<std::uint8_t> InputFile::head(std::size_t limit) const {
+  std::vector<std::uint8_t> bytes(std::min(limit, static_cast<std::size_t>(size_)));
+  bytes.resize(readAt(0, bytes));
+  return bytes;
+}
+
+}  // namespace quorvin

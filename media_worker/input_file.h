@@ -1,0 +1,34 @@
+// The media file of a request, read by descriptor.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "core/platform/foundation.h"
+
+namespace quorvin {
+
+/// Reads at explicit offsets: the descriptor's own offset is shared with other processes. The
+/// descriptor stays the caller's and outlives this. One thread at a time.
+class InputFile {
+ public:
+  /// An error when it is no regular file or empty.
+  static Result<InputFile> open(int fd);
+
+  std::int64_t size() const { return size_; }
+  /// Fills as much of `into` as the file has from `offset` on, and returns how much that is. What
+  /// cannot be read ends the file.
+  std::size_t readAt(std::int64_t offset, std::span<std::uint8_t> into) const;
+  /// The first bytes, at most `limit` of them.
+  std::vector<std::uint8_t> head(std::size_t limit) const;
+
+ private:
+  InputFile(int fd, std::int64_t size) : fd_(fd), size_(size) {}
+
+  int fd_;
+  std::int64_t size_;
+};
+
+}  // namespace quorvin
