@@ -8,7 +8,7 @@ packages=(
   clang-14 clang-format-14 clang-tidy-14 cmake g++ lld-14 llvm-14 make ninja-build pkg-config
   libclang-rt-14-dev libbenchmark-dev libgmock-dev libgtest-dev
   # the library and the tool
-  libcli11-dev libsqlite3-dev nlohmann-json3-dev pv sqlite3
+  libcli11-dev libsqlite3-dev libxxhash-dev nlohmann-json3-dev pv sqlite3
   # the media worker
   libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev libexiv2-dev libheif-dev
   libswresample-dev libswscale-dev libvips-dev
