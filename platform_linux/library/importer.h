@@ -1,0 +1,49 @@
+// Brings photo, video and audio files into a library.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/platform/foundation.h"
+
+namespace quorvin {
+
+class MediaService;
+
+struct ImportOptions {
+  /// Files, and folders that are searched recursively; symbolic links are followed.
+  std::vector<std::string> paths;
+  /// The user album that receives the assets; made when no album has this title.
+  std::optional<std::string> albumTitle;
+};
+
+/// Hears of an import's progress, on the importing thread.
+class ImportObserver {
+ public:
+  virtual ~ImportObserver() = default;
+  /// Once, before the first file is done.
+  virtual void filesFound(std::size_t total) = 0;
+  /// Once for every file, whatever became of it. What was added is durable by then.
+  virtual void fileDone(const std::string& path) = 0;
+  /// A file that was refused or a folder that could not be read; `reason` is one sentence.
+  virtual void problem(const std::string& path, const std::string& reason) = 0;
+};
+
+struct ImportSummary {
+  std::size_t addedAssets = 0;
+  std::size_t addedFiles = 0;    ///< files that now belong to an asset
+  std::size_t skippedFiles = 0;  ///< files whose bytes the library held already
+  std::size_t refusedFiles = 0;  ///< also counts folders that could not be read
+  friend bool operator==(const ImportSummary&, const ImportSummary&) = default;
+};
+
+/// Copies the files into the library; the sources stay unchanged. A refused file does not end the
+/// import. An error means that the library can take no more, for example for want of space; what
+/// was reported as done stays, and nothing is left half there. A missing library is made, and is
+/// then authorized for its owner. Any thread; several imports may run at once.
+Result<ImportSummary> importIntoLibrary(const std::string& libraryPath, MediaService& media,
+                                        const ImportOptions& options, ImportObserver& observer);
+
+}  // namespace quorvin
