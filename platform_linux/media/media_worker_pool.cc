@@ -1,0 +1,319 @@
+#include "platform_linux/media/media_worker_pool.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include "codec/standard_message_codec.h"
+#include "codec/utf8.h"
+#include "platform_linux/dispatch/background_thread.h"
+#include "platform_linux/media/sealed_memory.h"
+
+namespace quorvin {
+
+namespace {
+
+/// What a worker that was told that there is no more to do may take to end by itself.
+constexpr std::chrono::seconds kFarewell(1);
+
+std::vector<std::string> currentEnvironment() {
+  std::vector<std::string> variables;
+  for (char** each = environ; each != nullptr && *each != nullptr; ++each) {
+    variables.emplace_back(*each);
+  }
+  return variables;
+}
+
+NSError interrupted(std::string_view sentence) {
+  return workerError(LibraryErrorCode::operationInterrupted, sentence);
+}
+
+NSError shutDownError() {
+  return interrupted("The photo library is being closed.");
+}
+
+std::string inSeconds(std::chrono::milliseconds time) {
+  return std::to_string(std::chrono::ceil<std::chrono::seconds>(time).count()) + " s";
+}
+
+/// File names are any bytes; packets carry UTF-8 alone.
+std::string asText(std::string name) {
+  if (!isUtf8(name)) {
+    std::ranges::replace_if(
+        name, [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
+  }
+  return name;
+}
+
+/// The extension becomes part of a path.
+bool isPlainExtension(std::string_view extension) {
+  return !extension.empty() && extension.size() <= 8 && std::ranges::all_of(extension, [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+  });
+}
+
+std::optional<MediaProbe> readProbe(const Map& reply, FileDescriptor) {
+  std::optional<MediaProbe> probe = probeFromMap(reply);
+  if (probe && !isPlainExtension(probe->extension)) return std::nullopt;
+  return probe;
+}
+
+std::optional<std::shared_ptr<const RenderedImage>> readImage(const Map& reply,
+                                                              FileDescriptor memory) {
+  const auto layout = layoutFromMap(reply);
+  if (!layout || sealedMemorySize(memory.get()) != layout->byteCount()) return std::nullopt;
+  return std::make_shared<const RenderedImage>(std::move(memory), layout->width, layout->height,
+                                               layout->channels);
+}
+
+std::optional<ByteBuffer> readBytes(const Map&, FileDescriptor memory) {
+  const auto size = sealedMemorySize(memory.get());
+  if (!size || *size == 0) return std::nullopt;
+  auto mapped =
+      std::make_shared<const MappedMemory>(memory.get(), *size, MappedMemory::Access::read);
+  if (!*mapped) return std::nullopt;
+  const auto bytes = mapped->bytes();
+  return ByteBuffer(std::move(mapped), bytes);
+}
+
+}  // namespace
+
+std::size_t MediaWorkerOptions::sizeForThisMachine() {
+  return std::clamp(std::thread::hardware_concurrency(), 1U, 4U);
+}
+
+/// One request's stay in the pool, with the worker that serves it.
+class MediaWorkerPool::Turn {
+ public:
+  explicit Turn(MediaWorkerPool& pool) : pool_(pool), entered_(pool.enter()) {}
+  ~Turn() {
+    discard();
+    if (entered_) pool_.leave();
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+
+  /// False when the pool is shut down.
+  bool entered() const { return entered_; }
+  WorkerProcess* worker() const { return worker_.get(); }
+  void use(std::unique_ptr<WorkerProcess> worker) { worker_ = std::move(worker); }
+  /// The worker did well and may serve the next request.
+  void keep() { pool_.keepIdle(std::move(worker_)); }
+  /// The worker cannot be relied on.
+  void discard() {
+    if (!worker_) return;
+    {
+      const NSLockHolder held(pool_.lock_);
+      pool_.forget(*worker_);
+    }
+    worker_.reset();
+  }
+
+ private:
+  MediaWorkerPool& pool_;
+  const bool entered_;
+  std::unique_ptr<WorkerProcess> worker_;
+};
+
+MediaWorkerPool::MediaWorkerPool(MediaWorkerOptions options)
+    : options_(std::move(options)),
+      environment_(currentEnvironment()),
+      freeTurns_(std::max<std::size_t>(options_.size, 1)),
+      keeper_(startThread("quorvin-media", [this] { keepWorkers(); })) {}
+
+MediaWorkerPool::~MediaWorkerPool() {
+  shutDown();
+}
+
+Result<MediaProbe> MediaWorkerPool::probe(const FileDescriptor& file, const std::string& name) {
+  return ask<MediaProbe>(ProbeRequest{asText(name)}, file.get(), readProbe);
+}
+
+Result<std::shared_ptr<const RenderedImage>> MediaWorkerPool::render(const FileDescriptor& file,
+                                                                     const RenderRequest& request) {
+  return ask<std::shared_ptr<const RenderedImage>>(request, file.get(), readImage);
+}
+
+Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageFormat format,
+                                           double quality) {
+  const PixelLayout layout{image.width(), image.height(), image.channels()};
+  return ask<ByteBuffer>(EncodeRequest{format, quality, layout}, image.fd(), readBytes);
+}
+
+template <class T>
+Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor,
+                               std::optional<T> (*read)(const Map& reply, FileDescriptor memory)) {
+  const std::vector<std::uint8_t> message = encodeMessage(requestToMap(request));
+  if (message.size() > kMaximumPacketSize) {
+    return workerError(LibraryErrorCode::invalidResource, "The file's name is too long.");
+  }
+  Turn turn(*this);
+  if (!turn.entered()) return shutDownError();
+  Result<Packet> reply = exchange(turn, message, descriptor);
+  if (!reply) return reply.error();
+
+  const std::optional<Value> value = decodeMessage(reply->bytes);
+  const Map* map = value ? value->as<Map>() : nullptr;
+  if (map != nullptr) {
+    std::optional<NSError> refusal = errorFromMap(*map);
+    std::optional<T> result = refusal ? std::nullopt : read(*map, std::move(reply->descriptor));
+    if (refusal || result) turn.keep();
+    if (refusal) return *std::move(refusal);
+    if (result) return *std::move(result);
+  }
+  return interrupted("The media worker gave an answer that makes no sense.");
+}
+
+Result<Packet> MediaWorkerPool::exchange(Turn& turn, const std::vector<std::uint8_t>& request,
+                                         int descriptor) {
+  turn.use(takeIdle());
+  // A worker that ended while it was idle has cost nobody's request: a fresh one gets it.
+  for (bool fresh = turn.worker() == nullptr;; fresh = true) {
+    if (fresh) {
+      auto started = startWorker();
+      if (!started) return started.error();
+      turn.use(*std::move(started));
+    }
+    Packet reply;
+    const auto deadline = WorkerProcess::Clock::now() + options_.requestTimeLimit;
+    const auto outcome = turn.worker()->exchange(request, descriptor, deadline, reply);
+    if (outcome == WorkerProcess::Outcome::answered) return reply;
+    turn.discard();
+    if (outcome == WorkerProcess::Outcome::late) {
+      return interrupted("The media worker took longer than " +
+                         inSeconds(options_.requestTimeLimit) + " and was ended.");
+    }
+    if (fresh || outcome == WorkerProcess::Outcome::ended) {
+      return interrupted("The media worker ended unexpectedly.");
+    }
+  }
+}
+
+bool MediaWorkerPool::enter() {
+  const NSLockHolder held(lock_);
+  if (shutDown_) return false;
+  ++callers_;
+  if (freeTurns_ > 0) {
+    --freeTurns_;
+    return true;
+  }
+  Waiter waiter;
+  waiters_.push_back(&waiter);
+  while (!waiter.admitted && !shutDown_) waiter.wake.wait(lock_);
+  if (waiter.admitted) return true;
+  std::erase(waiters_, &waiter);
+  --callers_;
+  callerLeft_.notify_all();
+  return false;
+}
+
+void MediaWorkerPool::leave() {
+  const NSLockHolder held(lock_);
+  --callers_;
+  callerLeft_.notify_all();
+  if (waiters_.empty()) {
+    ++freeTurns_;
+    return;
+  }
+  Waiter& next = *waiters_.front();
+  waiters_.pop_front();
+  next.admitted = true;
+  next.wake.notify_one();
+}
+
+std::unique_ptr<WorkerProcess> MediaWorkerPool::takeIdle() {
+  const NSLockHolder held(lock_);
+  if (idle_.empty()) return nullptr;
+  std::unique_ptr<WorkerProcess> process = std::move(idle_.back().process);
+  idle_.pop_back();
+  busy_.push_back(process.get());
+  return process;
+}
+
+MediaWorkerPool::StartedWorker MediaWorkerPool::startWorker() {
+  if (!keeper_.joinable()) {
+    return workerError(LibraryErrorCode::internal, "The system has no thread to spare.");
+  }
+  StartOrder order;
+  const NSLockHolder held(lock_);
+  if (shutDown_) return shutDownError();
+  orders_.push_back(&order);
+  duty_.notify_one();
+  while (!order.started) order.done.wait(lock_);
+  return *std::move(order.started);
+}
+
+void MediaWorkerPool::keepIdle(std::unique_ptr<WorkerProcess> process) {
+  const NSLockHolder held(lock_);
+  forget(*process);
+  if (shutDown_) return;
+  idle_.push_back({std::move(process), WorkerProcess::Clock::now()});
+  if (idle_.size() == 1) duty_.notify_one();
+}
+
+void MediaWorkerPool::forget(const WorkerProcess& process) {
+  std::erase(busy_, &process);
+}
+
+void MediaWorkerPool::keepWorkers() {
+  for (;;) {
+    const Duty duty = waitForDuty();
+    if (duty.start == nullptr && duty.end == nullptr) return;
+    if (duty.start == nullptr) continue;
+    StartedWorker started = WorkerProcess::start(options_.program, environment_);
+    const NSLockHolder held(lock_);
+    if (shutDown_) started = shutDownError();
+    if (started) busy_.push_back(started->get());
+    duty.start->started = std::move(started);
+    duty.start->done.notify_one();
+  }
+}
+
+MediaWorkerPool::Duty MediaWorkerPool::waitForDuty() {
+  const NSLockHolder held(lock_);
+  for (;;) {
+    if (!orders_.empty()) {
+      StartOrder* order = orders_.front();
+      orders_.pop_front();
+      return {order, nullptr};
+    }
+    if (shutDown_) return {};
+    if (idle_.empty()) {
+      duty_.wait(lock_);
+      continue;
+    }
+    const auto endTime = idle_.front().since + options_.idleTimeLimit;
+    if (WorkerProcess::Clock::now() < endTime) {
+      duty_.wait_until(lock_, endTime);
+      continue;
+    }
+    Duty duty{nullptr, std::move(idle_.front().process)};
+    idle_.pop_front();
+    return duty;
+  }
+}
+
+void MediaWorkerPool::shutDown() {
+  std::deque<IdleWorker> idle;
+  {
+    const NSLockHolder held(lock_);
+    shutDown_ = true;
+    idle = std::exchange(idle_, {});
+    for (const WorkerProcess* each : busy_) each->kill();
+    for (Waiter* each : waiters_) each->wake.notify_one();
+    duty_.notify_one();
+    while (callers_ > 0) callerLeft_.wait(lock_);
+  }
+  if (keeper_.joinable()) keeper_.join();
+
+  // All at the same time, so that together they take no longer than one.
+  for (const IdleWorker& each : idle) each.process->hangUp();
+  const auto deadline = WorkerProcess::Clock::now() + kFarewell;
+  for (const IdleWorker& each : idle) each.process->waitForEnd(deadline);
+}
+
+}  // namespace quorvin

@@ -1,0 +1,111 @@
+// A few media workers, started when needed, shared by all threads.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "core/platform/lock.h"
+#include "platform_linux/media/media_service.h"
+#include "platform_linux/media/packet_socket.h"
+#include "platform_linux/media/worker_process.h"
+#include "platform_linux/media/worker_protocol.h"
+
+namespace quorvin {
+
+struct MediaWorkerOptions {
+  std::string program;   ///< path of the worker program
+  std::size_t size = 2;  ///< workers at once, at least 1; more requests wait their turn
+  /// What one request may take; the wait for a turn does not count.
+  std::chrono::milliseconds requestTimeLimit = std::chrono::seconds(60);
+  /// How long a worker may wait for its next request before it is ended.
+  std::chrono::milliseconds idleTimeLimit = std::chrono::seconds(30);
+
+  /// A worker a core, at most four.
+  static std::size_t sizeForThisMachine();
+};
+
+/// The media service whose work is done by worker programs. Any thread. Requests beyond the
+/// pool's size are served in the order in which they came. Nothing that a worker says is believed
+/// unchecked. The descriptions of errors are plain sentences, without a domain or code in them.
+class MediaWorkerPool final : public MediaService {
+ public:
+  /// Starts no worker yet. Workers see the environment as it is now.
+  explicit MediaWorkerPool(MediaWorkerOptions options);
+  ~MediaWorkerPool() override;
+
+  Result<MediaProbe> probe(const FileDescriptor& file, const std::string& name) override;
+  Result<std::shared_ptr<const RenderedImage>> render(const FileDescriptor& file,
+                                                      const RenderRequest& request) override;
+  Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,
+                            double quality) override;
+
+  /// Ends all workers at once; requests under way and those that wait end in an error, as does
+  /// every later one. Returns when no call is inside any more and every worker is reaped. One
+  /// thread, not from inside a call.
+  void shutDown() QUORVIN_EXCLUDES(lock_);
+
+ private:
+  class Turn;
+
+  struct Waiter {
+    std::condition_variable_any wake;
+    bool admitted = false;
+  };
+  struct IdleWorker {
+    std::unique_ptr<WorkerProcess> process;
+    WorkerProcess::Clock::time_point since;
+  };
+  using StartedWorker = Result<std::unique_ptr<WorkerProcess>>;
+  struct StartOrder {
+    std::condition_variable_any done;
+    std::optional<StartedWorker> started;
+  };
+  /// What the keeper has to do next; neither when the pool is shut down.
+  struct Duty {
+    StartOrder* start = nullptr;
+    std::unique_ptr<WorkerProcess> end;
+  };
+
+  template <class T>
+  Result<T> ask(const WorkerRequest& request, int descriptor,
+                std::optional<T> (*read)(const Map& reply, FileDescriptor memory));
+  Result<Packet> exchange(Turn& turn, const std::vector<std::uint8_t>& request, int descriptor);
+
+  bool enter() QUORVIN_EXCLUDES(lock_);
+  void leave() QUORVIN_EXCLUDES(lock_);
+  /// The worker that was used last, so that those that are too many grow old; null when none idles.
+  std::unique_ptr<WorkerProcess> takeIdle() QUORVIN_EXCLUDES(lock_);
+  StartedWorker startWorker() QUORVIN_EXCLUDES(lock_);
+  void keepIdle(std::unique_ptr<WorkerProcess> process) QUORVIN_EXCLUDES(lock_);
+  void forget(const WorkerProcess& process) QUORVIN_REQUIRES(lock_);
+  void keepWorkers() QUORVIN_EXCLUDES(lock_);
+  Duty waitForDuty() QUORVIN_EXCLUDES(lock_);
+
+  const MediaWorkerOptions options_;
+  const std::vector<std::string> environment_;
+
+  NSLock lock_;
+  std::condition_variable_any duty_;
+  std::condition_variable_any callerLeft_;
+  bool shutDown_ QUORVIN_GUARDED_BY(lock_) = false;
+  std::size_t callers_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< waiting ones included
+  std::size_t freeTurns_ QUORVIN_GUARDED_BY(lock_);    ///< 0 while anybody waits
+  std::deque<Waiter*> waiters_ QUORVIN_GUARDED_BY(lock_);
+  std::vector<const WorkerProcess*> busy_ QUORVIN_GUARDED_BY(lock_);
+  std::deque<IdleWorker> idle_ QUORVIN_GUARDED_BY(lock_);  ///< the longest idle first
+  std::deque<StartOrder*> orders_ QUORVIN_GUARDED_BY(lock_);
+
+  /// Starts workers, which inherit its priority and not that of a background thread which happens
+  /// to ask first, and ends those that idle for too long.
+  std::thread keeper_;
+};
+
+}  // namespace quorvin

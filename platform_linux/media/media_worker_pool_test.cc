@@ -1,0 +1,416 @@
+#include "platform_linux/media/media_worker_pool.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "platform_linux/media/sealed_memory.h"
+
+extern "C" {  // which the header of glibc 2.36 leaves out
+#include <sys/pidfd.h>
+}
+
+namespace quorvin {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr std::int64_t kInterrupted =
+    static_cast<std::int64_t>(LibraryErrorCode::operationInterrupted);
+
+MediaWorkerOptions options(std::size_t size = 2) {
+  return {QUORVIN_TESTING_WORKER_PROGRAM, size, seconds(60), seconds(600)};
+}
+
+/// A file that holds what the testing worker is to do.
+FileDescriptor asking(std::string_view text) {
+  FileDescriptor file = makeMemoryFile(0);
+  EXPECT_EQ(::write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  return file;
+}
+
+Result<MediaProbe> probe(MediaWorkerPool& pool, std::string_view text) {
+  return pool.probe(asking(text), "a.jpg");
+}
+
+/// What the worker reports of itself; for "answer" its process id.
+std::string report(MediaWorkerPool& pool, std::string_view text) {
+  const auto result = probe(pool, text);
+  EXPECT_TRUE(result) << result.error().localizedDescription;
+  return result ? result->contentIdentifier : "";
+}
+
+Result<std::shared_ptr<const RenderedImage>> render(MediaWorkerPool& pool, std::string_view text) {
+  RenderRequest request;
+  request.targetWidth = 4;
+  request.targetHeight = 3;
+  return pool.render(asking(text), request);
+}
+
+RenderedImage image(std::string_view text) {
+  return {asking(text), 4, 3, 3};
+}
+
+Result<ByteBuffer> encode(MediaWorkerPool& pool, std::string_view text) {
+  return pool.encode(image(text), ImageFormat::jpeg, 1);
+}
+
+/// The processes that this one has started and not reaped.
+std::vector<pid_t> children() {
+  std::vector<pid_t> found;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream list(task.path() / "children");
+    found.insert(found.end(), std::istream_iterator<pid_t>(list), {});
+  }
+  return found;
+}
+
+std::size_t openDescriptors() {
+  const std::filesystem::directory_iterator listed("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(listed, {}));
+}
+
+/// Kills a child and waits until it is dead, though not until it is reaped.
+void killAndWait(pid_t child) {
+  const FileDescriptor process(::pidfd_open(child, 0));
+  ASSERT_TRUE(process);
+  ::kill(child, SIGKILL);
+  pollfd watched{process.get(), POLLIN, 0};
+  ASSERT_EQ(::poll(&watched, 1, -1), 1);
+}
+
+void expectInterrupted(const NSError& error) {
+  EXPECT_EQ(error.domain, kLibraryErrorDomain);
+  EXPECT_EQ(error.code, kInterrupted) << error.localizedDescription;
+  EXPECT_FALSE(error.localizedDescription.empty());
+}
+
+TEST(MediaWorkerPool, PassesOnWhatAProbeFound) {
+  MediaWorkerPool pool(options());
+  const auto result = pool.probe(asking("answer"), "IMG_1.JPG");
+  ASSERT_TRUE(result);
+  EXPECT_EQ(result->kind, MediaKind::image);
+  EXPECT_EQ(result->uniformTypeIdentifier, "public.jpeg");
+  EXPECT_EQ(result->extension, "jpg");
+  EXPECT_EQ(result->pixelWidth, 4);
+  EXPECT_EQ(result->burstIdentifier, "IMG_1.JPG");
+}
+
+TEST(MediaWorkerPool, SendsNamesThatAreNoTextAsTextOfTheSameLength) {
+  MediaWorkerPool pool(options());
+  const auto result = pool.probe(asking("answer"), "Caf\xe9.jpg");
+  ASSERT_TRUE(result);
+  EXPECT_EQ(result->burstIdentifier, "Caf?.jpg");
+}
+
+TEST(MediaWorkerPool, RefusesANameThatNoPacketHolds) {
+  MediaWorkerPool pool(options());
+  EXPECT_FALSE(pool.probe(asking("answer"), std::string(70'000, 'a')));
+  EXPECT_TRUE(children().empty());
+}
+
+TEST(MediaWorkerPool, HandsOverRenderedPixels) {
+  MediaWorkerPool pool(options());
+  const auto result = render(pool, "answer");
+  ASSERT_TRUE(result);
+  const RenderedImage& rendered = **result;
+  EXPECT_EQ(rendered.width(), 4);
+  EXPECT_EQ(rendered.height(), 3);
+  EXPECT_EQ(rendered.channels(), 3);
+  const MappedMemory pixels(rendered.fd(), 36, MappedMemory::Access::read);
+  ASSERT_TRUE(pixels);
+  EXPECT_EQ(pixels.data()[35], 35);
+}
+
+TEST(MediaWorkerPool, HandsOverEncodedBytesThatOutliveIt) {
+  std::optional<Result<ByteBuffer>> result;
+  {
+    MediaWorkerPool pool(options());
+    result = encode(pool, "answer");
+  }
+  ASSERT_TRUE(*result);
+  EXPECT_EQ(**result, ByteBuffer({0, 1, 2, 3, 4}));
+}
+
+TEST(MediaWorkerPool, PassesOnTheWorkersOwnErrorAndKeepsTheWorker) {
+  MediaWorkerPool pool(options());
+  const std::string worker = report(pool, "answer");
+  const auto result = probe(pool, "error");
+  ASSERT_FALSE(result);
+  EXPECT_EQ(result.error(), workerError(LibraryErrorCode::invalidResource, "The file is broken."));
+  EXPECT_EQ(report(pool, "answer"), worker);
+}
+
+TEST(MediaWorkerPool, StartsNoWorkerBeforeTheFirstRequestAndThenUsesItAgain) {
+  MediaWorkerPool pool(options(4));
+  EXPECT_TRUE(children().empty());
+  const std::string worker = report(pool, "answer");
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(report(pool, "answer"), worker);
+  EXPECT_EQ(children().size(), 1U);
+}
+
+TEST(MediaWorkerPool, GivesTheWorkerItsSocketAndNothingElseOfTheHosts) {
+  const FileDescriptor inherited(::open("/proc/self/exe", O_RDONLY));  // not close-on-exec
+  MediaWorkerPool pool(options());
+  // 4 is the request's file, 5 the listing itself.
+  EXPECT_EQ(report(pool, "descriptors"), "0 1 2 3 4 5 ");
+}
+
+TEST(MediaWorkerPool, StartsWorkersWithUsualSignals) {
+  sigset_t term;
+  ::sigemptyset(&term);
+  ::sigaddset(&term, SIGTERM);
+  ::pthread_sigmask(SIG_BLOCK, &term, nullptr);
+  const auto before = ::signal(SIGPIPE, SIG_IGN);
+  MediaWorkerPool pool(options());
+  EXPECT_EQ(report(pool, "signals"), "open default");
+  ::signal(SIGPIPE, before);
+  ::pthread_sigmask(SIG_UNBLOCK, &term, nullptr);
+}
+
+TEST(MediaWorkerPool, StartsWorkersAtTheHostsPriorityWhoeverAsksFirst) {
+  MediaWorkerPool pool(options());
+  const int priority = ::getpriority(PRIO_PROCESS, 0);
+  std::thread([&pool, priority] {
+    ::setpriority(PRIO_PROCESS, 0, 19);
+    EXPECT_EQ(report(pool, "priority"), std::to_string(priority));
+  }).join();
+}
+
+TEST(MediaWorkerPool, ShowsWorkersTheEnvironmentOfItsOwnBeginning) {
+  ::setenv("QUORVIN_TESTING_WORKER", "early", 1);
+  MediaWorkerPool pool(options());
+  ::setenv("QUORVIN_TESTING_WORKER", "late", 1);
+  EXPECT_EQ(report(pool, "variable"), "early");
+  ::unsetenv("QUORVIN_TESTING_WORKER");
+}
+
+TEST(MediaWorkerPool, SaysWhichProgramIsMissing) {
+  MediaWorkerPool pool({"/nowhere/quorvin-media"});
+  const auto result = probe(pool, "answer");
+  ASSERT_FALSE(result);
+  EXPECT_EQ(result.error().localizedDescription,
+            "The media worker program \"/nowhere/quorvin-media\" cannot be started: No such file "
+            "or directory.");
+  EXPECT_TRUE(children().empty());
+}
+
+TEST(MediaWorkerPool, FailsWhenTheProgramEndsBeforeItReadsAnything) {
+  MediaWorkerPool pool({"/bin/false"});
+  const auto result = probe(pool, "answer");
+  ASSERT_FALSE(result);
+  expectInterrupted(result.error());
+  EXPECT_TRUE(children().empty());
+}
+
+TEST(MediaWorkerPool, AnswersARequestWhoseWorkerDiesWithAnErrorAndReplacesTheWorker) {
+  MediaWorkerPool pool(options());
+  for (const auto* death : {"die", "exit"}) {
+    const auto result = probe(pool, death);
+    ASSERT_FALSE(result);
+    expectInterrupted(result.error());
+    EXPECT_TRUE(children().empty());
+    EXPECT_TRUE(probe(pool, "answer"));
+  }
+}
+
+TEST(MediaWorkerPool, EndsAWorkerThatIsLateAndReplacesIt) {
+  MediaWorkerOptions hasty = options();
+  hasty.requestTimeLimit = milliseconds(50);
+  MediaWorkerPool pool(hasty);
+  for (const auto* delay : {"hang", "stop"}) {
+    const auto result = probe(pool, delay);
+    ASSERT_FALSE(result);
+    expectInterrupted(result.error());
+    EXPECT_TRUE(children().empty());
+  }
+}
+
+TEST(MediaWorkerPool, LetsNobodyNoticeThatWorkersDiedWhileTheyWereIdle) {
+  MediaWorkerPool pool(options());
+  const std::string worker = report(pool, "answer");
+  killAndWait(std::stoi(worker));
+  EXPECT_NE(report(pool, "answer"), worker);
+  EXPECT_EQ(children().size(), 1U);
+}
+
+TEST(MediaWorkerPool, BelievesNoAnswerThatMakesNoSense) {
+  MediaWorkerPool pool(options());
+  for (const auto* lie : {"garbage", "no map", "too long", "path as extension"}) {
+    const auto result = probe(pool, lie);
+    ASSERT_FALSE(result) << lie;
+    expectInterrupted(result.error());
+    EXPECT_TRUE(children().empty()) << lie;
+  }
+}
+
+TEST(MediaWorkerPool, BelievesNoPixelsThatAreNotWhatTheAnswerSays) {
+  MediaWorkerPool pool(options());
+  for (const auto* lie :
+       {"no memory", "ordinary file", "too small", "too large", "empty", "unsealed", "overflow"}) {
+    const auto result = render(pool, lie);
+    ASSERT_FALSE(result) << lie;
+    expectInterrupted(result.error());
+    EXPECT_TRUE(children().empty()) << lie;
+  }
+}
+
+TEST(MediaWorkerPool, BelievesNoEncodedBytesThatCouldChange) {
+  MediaWorkerPool pool(options());
+  for (const auto* lie : {"no memory", "ordinary file", "empty", "unsealed"}) {
+    const auto result = encode(pool, lie);
+    ASSERT_FALSE(result) << lie;
+    expectInterrupted(result.error());
+  }
+}
+
+TEST(MediaWorkerPool, EndsWorkersThatHaveIdledForTooLong) {
+  MediaWorkerOptions brief = options();
+  brief.idleTimeLimit = milliseconds(1);
+  MediaWorkerPool pool(brief);
+  const pid_t worker = std::stoi(report(pool, "answer"));
+  const FileDescriptor process(::pidfd_open(worker, 0));
+  pollfd watched{process.get(), POLLIN, 0};
+  EXPECT_TRUE(!process || ::poll(&watched, 1, 60'000) == 1);
+  EXPECT_TRUE(probe(pool, "answer"));
+}
+
+TEST(MediaWorkerPool, NeverRunsMoreWorkersThanItsSize) {
+  MediaWorkerPool pool(options(2));
+  std::vector<std::thread> threads;
+  std::atomic<std::size_t> most = 0;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&pool, &most] {
+      for (int j = 0; j < 10; ++j) {
+        EXPECT_TRUE(probe(pool, "answer"));
+        std::size_t seen = children().size();
+        for (std::size_t known = most; seen > known && !most.compare_exchange_weak(known, seen);) {
+        }
+      }
+    });
+  }
+  for (auto& each : threads) each.join();
+  EXPECT_LE(most, 2U);
+  EXPECT_GE(most, 1U);
+}
+
+TEST(MediaWorkerPool, EndsRequestsUnderWayAndWaitingWhenItIsShutDown) {
+  MediaWorkerPool pool(options(1));
+  std::vector<std::future<bool>> answers;
+  for (int i = 0; i < 3; ++i) {
+    answers.push_back(std::async(std::launch::async, [&pool] {
+      const auto result = probe(pool, "hang");
+      return !result && result.error().code == kInterrupted;
+    }));
+  }
+  while (children().empty()) std::this_thread::yield();
+  pool.shutDown();
+  for (auto& each : answers) EXPECT_TRUE(each.get());
+  EXPECT_TRUE(children().empty());
+}
+
+TEST(MediaWorkerPool, RefusesRequestsOnceItIsShutDown) {
+  MediaWorkerPool pool(options());
+  EXPECT_TRUE(probe(pool, "answer"));
+  pool.shutDown();
+  const auto result = probe(pool, "answer");
+  ASSERT_FALSE(result);
+  expectInterrupted(result.error());
+  EXPECT_TRUE(children().empty());
+}
+
+TEST(MediaWorkerPool, LeavesTheEmbeddersOwnChildrenAlone) {
+  const pid_t own = ::fork();
+  if (own == 0) ::_exit(7);
+  {
+    MediaWorkerPool pool(options());
+    EXPECT_TRUE(probe(pool, "answer"));
+    EXPECT_FALSE(probe(pool, "die"));
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(own, &status, 0), own);
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST(MediaWorkerPool, WorksForAnEmbedderWhoReapsEveryChild) {
+  const auto before = ::signal(SIGCHLD, SIG_IGN);
+  {
+    MediaWorkerPool pool(options());
+    EXPECT_TRUE(probe(pool, "answer"));
+    EXPECT_FALSE(probe(pool, "die"));
+    EXPECT_TRUE(probe(pool, "answer"));
+  }
+  EXPECT_TRUE(children().empty());
+  ::signal(SIGCHLD, before);
+}
+
+/// Renders a hundred times from four threads, while every fifth answer has one worker of those that
+/// live signalled.
+void renderThroughSignals(MediaWorkerPool& pool, int signal) {
+  std::atomic<int> calls = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&pool, &calls, signal] {
+      for (int j = 0; j < 25; ++j) {
+        const auto result = render(pool, "answer");
+        if (!result) {
+          EXPECT_EQ(result.error().code, kInterrupted) << result.error().localizedDescription;
+        }
+        if (++calls % 5 != 0) continue;
+        const std::vector<pid_t> workers = children();
+        if (!workers.empty()) ::kill(workers.front(), signal);
+      }
+    });
+  }
+  for (auto& each : threads) each.join();
+  EXPECT_EQ(calls, 100);
+}
+
+TEST(MediaWorkerPool, OutlivesWorkersThatAreKilledOrStoppedUnderLoad) {
+  const std::size_t before = openDescriptors();
+  {
+    MediaWorkerOptions hasty = options(3);
+    hasty.requestTimeLimit = milliseconds(200);
+    MediaWorkerPool pool(hasty);
+    renderThroughSignals(pool, SIGKILL);
+    renderThroughSignals(pool, SIGSTOP);
+    for (const pid_t each : children()) ::kill(each, SIGKILL);
+    EXPECT_TRUE(render(pool, "answer"));
+  }
+  EXPECT_TRUE(children().empty());
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(MediaWorkerPool, LeaksNoDescriptorWhateverWorkersAnswer) {
+  const std::size_t before = openDescriptors();
+  {
+    MediaWorkerPool pool(options());
+    for (const auto* text :
+         {"answer", "die", "garbage", "too small", "unsealed", "ordinary file"}) {
+      render(pool, text);
+      encode(pool, text);
+      probe(pool, text);
+    }
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+}  // namespace
+}  // namespace quorvin

@@ -1,0 +1,163 @@
+#include "platform_linux/media/worker_process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <optional>
+#include <system_error>
+
+#include "platform_linux/media/worker_protocol.h"
+
+extern "C" {  // which the header of glibc 2.36 leaves out
+#include <sys/pidfd.h>
+}
+
+namespace quorvin {
+
+namespace {
+
+/// What the child finds open, and how it treats signals. Every step's error is kept until asked.
+class SpawnPlan {
+ public:
+  explicit SpawnPlan(int socket) {
+    check(::posix_spawn_file_actions_init(&actions_));
+    check(::posix_spawnattr_init(&attributes_));
+    check(::posix_spawn_file_actions_adddup2(&actions_, socket, kWorkerSocketDescriptor));
+    check(::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+    check(::posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0));
+    // The embedder's own descriptors may not be close-on-exec.
+    check(::posix_spawn_file_actions_addclosefrom_np(&actions_, kWorkerSocketDescriptor + 1));
+
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    check(::posix_spawnattr_setsigmask(&attributes_, &signals));
+    ::sigfillset(&signals);
+    check(::posix_spawnattr_setsigdefault(&attributes_, &signals));
+    // A process group of its own: an interrupt typed at the terminal is for the host to handle.
+    check(::posix_spawnattr_setpgroup(&attributes_, 0));
+    check(::posix_spawnattr_setflags(
+        &attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP));
+  }
+  ~SpawnPlan() {
+    ::posix_spawn_file_actions_destroy(&actions_);
+    ::posix_spawnattr_destroy(&attributes_);
+  }
+  SpawnPlan(const SpawnPlan&) = delete;
+  SpawnPlan& operator=(const SpawnPlan&) = delete;
+
+  /// 0, or the error number.
+  int run(const std::string& program, const std::vector<std::string>& environment,
+          pid_t& child) const {
+    if (error_ != 0) return error_;
+    // posix_spawn takes these as mutable for historical reasons and changes nothing.
+    char* const arguments[] = {const_cast<char*>(program.c_str()), nullptr};
+    std::vector<char*> variables;
+    variables.reserve(environment.size() + 1);
+    for (const std::string& each : environment)
+      variables.push_back(const_cast<char*>(each.c_str()));
+    variables.push_back(nullptr);
+    return ::posix_spawn(&child, program.c_str(), &actions_, &attributes_, arguments,
+                         variables.data());
+  }
+
+ private:
+  void check(int error) {
+    if (error_ == 0) error_ = error;
+  }
+
+  posix_spawn_file_actions_t actions_;
+  posix_spawnattr_t attributes_;
+  int error_ = 0;
+};
+
+NSError cannotStart(const std::string& program, int error) {
+  return workerError(LibraryErrorCode::internal,
+                     "The media worker program \"" + program + "\" cannot be started: " +
+                         std::error_code(error, std::generic_category()).message() + ".");
+}
+
+/// True when the descriptor becomes readable, or its other end closed, before the deadline.
+bool waitUntilReadable(int descriptor, WorkerProcess::Clock::time_point deadline) {
+  for (;;) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - WorkerProcess::Clock::now());
+    pollfd watched{descriptor, POLLIN, 0};
+    const auto timeout = std::clamp<std::chrono::milliseconds::rep>(
+        left.count(), 0, std::numeric_limits<int>::max());
+    const int ready = ::poll(&watched, 1, static_cast<int>(timeout));
+    if (ready > 0) return true;
+    if (ready == 0 && WorkerProcess::Clock::now() >= deadline) return false;
+    if (ready < 0 && errno != EINTR) return false;
+  }
+}
+
+}  // namespace
+
+Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
+    const std::string& program, const std::vector<std::string>& environment) {
+  int ends[2];
+  if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
+    return cannotStart(program, errno);
+  }
+  FileDescriptor ours(ends[0]);
+  const FileDescriptor theirs(ends[1]);
+
+  pid_t child = -1;
+  const int error = SpawnPlan(theirs.get()).run(program, environment, child);
+  if (error != 0) return cannotStart(program, error);
+
+  FileDescriptor process(::pidfd_open(child, 0));
+  if (!process) {
+    const int noDescriptor = errno;
+    ::kill(child, SIGKILL);
+    while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    return cannotStart(program, noDescriptor);
+  }
+  return std::unique_ptr<WorkerProcess>(new WorkerProcess(std::move(process), std::move(ours)));
+}
+
+WorkerProcess::~WorkerProcess() {
+  kill();
+  siginfo_t status{};
+  while (::waitid(P_PIDFD, static_cast<id_t>(process_.get()), &status, WEXITED) < 0 &&
+         errno == EINTR) {
+  }
+}
+
+WorkerProcess::Outcome WorkerProcess::exchange(std::span<const std::uint8_t> request,
+                                               int descriptor, Clock::time_point deadline,
+                                               Packet& reply) {
+  if (!sendPacket(socket_.get(), request, descriptor)) return Outcome::notReceived;
+  if (!waitUntilReadable(socket_.get(), deadline)) return Outcome::late;
+  std::optional<Packet> packet = receivePacket(socket_.get());
+  if (!packet) {
+    // The system reports a reset when the other end closed with a packet still unread.
+    return errno == ECONNRESET ? Outcome::notReceived : Outcome::ended;
+  }
+  reply = *std::move(packet);
+  return Outcome::answered;
+}
+
+void WorkerProcess::kill() const {
+  // It fails only when the program has ended already.
+  ::pidfd_send_signal(process_.get(), SIGKILL, nullptr, 0);
+}
+
+void WorkerProcess::hangUp() const {
+  // Unlike closing, this reaches the worker even if a fork of the embedder's holds a copy.
+  ::shutdown(socket_.get(), SHUT_RDWR);
+}
+
+bool WorkerProcess::waitForEnd(Clock::time_point deadline) const {
+  return waitUntilReadable(process_.get(), deadline);
+}
+
+}  // namespace quorvin
