@@ -12,19 +12,9 @@
 namespace quorvin {
 namespace {
 
-/// Counts what would be written.
-class Counter {
- public:
-  std::size_t offset() const { return offset_; }
-  void byte(std::uint8_t) { ++offset_; }
-  void bytes(const void*, std::size_t size) { offset_ += size; }
-
- private:
-  std::size_t offset_ = 0;
-};
-
 /// Gathers small values in a chunk on the stack: appending to a vector piece by piece would cost
-/// more than the pieces. Large ones go straight to their place.
+/// more than the pieces. Large ones go straight to their place. Measuring the message beforehand
+/// would cost more than the vector's growth: most of the time goes into visiting the values.
 class Appender {
  public:
   explicit Appender(std::vector<std::uint8_t>& message) : message_(message) {}
@@ -61,11 +51,9 @@ class Appender {
   std::size_t used_ = 0;
 };
 
-/// Writes values to a sink. Measuring and writing are this one code, so they cannot disagree.
-template <class Sink>
 class ValueWriter {
  public:
-  explicit ValueWriter(Sink& sink) : sink_(sink) {}
+  explicit ValueWriter(Appender& sink) : sink_(sink) {}
 
   void write(const Value& value) {
     std::visit([this](const auto& alternative) { this->put(alternative); }, value.variant());
@@ -163,28 +151,19 @@ class ValueWriter {
     sink_.bytes(kZeros.data(), paddingAt(sink_.offset(), alignment));
   }
 
-  Sink& sink_;
+  Appender& sink_;
 };
-
-template <class Sink>
-void writeTo(Sink& sink, std::span<const std::uint8_t> head,
-             std::initializer_list<std::reference_wrapper<const Value>> values) {
-  sink.bytes(head.data(), head.size());
-  ValueWriter<Sink> writer(sink);
-  for (const Value& value : values) writer.write(value);
-}
 
 }  // namespace
 
 std::vector<std::uint8_t> writeMessage(
     std::span<const std::uint8_t> head,
     std::initializer_list<std::reference_wrapper<const Value>> values) {
-  Counter counter;
-  writeTo(counter, head, values);
   std::vector<std::uint8_t> message;
-  message.reserve(counter.offset());
   Appender appender(message);
-  writeTo(appender, head, values);
+  appender.bytes(head.data(), head.size());
+  ValueWriter writer(appender);
+  for (const Value& value : values) writer.write(value);
   appender.flush();
   return message;
 }

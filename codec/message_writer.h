@@ -11,9 +11,9 @@
 
 namespace quorvin {
 
-/// The bytes of `head`, then every value. The message is measured first, so that it is allocated
-/// once and every byte of a large value is copied once. Throws std::length_error when a text, a
-/// buffer or a list has more elements than the wire's 32-bit size can say.
+/// The bytes of `head`, then every value. The bytes of a large value are copied once. Throws
+/// std::length_error when a text, a buffer or a list has more elements than the wire's 32-bit size
+/// can say.
 std::vector<std::uint8_t> writeMessage(
     std::span<const std::uint8_t> head,
     std::initializer_list<std::reference_wrapper<const Value>> values);
