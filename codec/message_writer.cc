@@ -30,7 +30,11 @@ class Appender {
     if (size == 0) return;
     if (size > chunk_.size() - used_) {
       flush();
-      if (size > chunk_.size()) return append(static_cast<const std::uint8_t*>(data), size);
+      if (size > chunk_.size()) {
+        // Room for what follows, so that the large value is not copied again.
+        message_.reserve(message_.size() + size + chunk_.size());
+        return append(static_cast<const std::uint8_t*>(data), size);
+      }
     }
     std::memcpy(chunk_.data() + used_, data, size);
     used_ += size;

@@ -65,10 +65,10 @@ TEST(StandardMessageCodec, CarriesNotANumberAndTheSignOfZero) {
   EXPECT_TRUE(std::signbit(*zero->as<double>()));
 }
 
-TEST(StandardMessageCodec, AllocatesAMessageOnce) {
+TEST(StandardMessageCodec, LeavesRoomBehindALargeValueSoThatItIsCopiedOnce) {
   const Value reply(List{"a", ByteBuffer(Bytes(3'500'000, 9)), Map{{"b", 2.0}}});
   const Bytes message = encodeMessage(reply);
-  EXPECT_EQ(message.capacity(), message.size());
+  EXPECT_LE(message.capacity(), message.size() + 4096);
   EXPECT_EQ(decodeMessage(message), reply);
 }
 
