@@ -18,14 +18,16 @@ Result<InputFile> InputFile::open(int fd) {
   if (status.st_size == 0) {
     return workerError(LibraryErrorCode::invalidResource, "The file is empty.");
   }
-  return InputFile(fd, status.st_size);
+  return InputFile(fd, 0, status.st_size);
 }
 
 std::size_t InputFile::readAt(std::int64_t offset, std::span<std::uint8_t> into) const {
+  if (offset < 0 || offset >= size_) return 0;
+  into = into.first(std::min(into.size(), static_cast<std::size_t>(size_ - offset)));
   std::size_t filled = 0;
-  while (filled < into.size() && offset >= 0) {
+  while (filled < into.size()) {
     const ssize_t got = ::pread(fd_, into.data() + filled, into.size() - filled,
-                                offset + static_cast<std::int64_t>(filled));
+                                begin_ + offset + static_cast<std::int64_t>(filled));
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) break;
     filled += static_cast<std::size_t>(got);
@@ -37,6 +39,11 @@ std::vector<std::uint8_t> InputFile::head(std::size_t limit) const {
   std::vector<std::uint8_t> bytes(std::min(limit, static_cast<std::size_t>(size_)));
   bytes.resize(readAt(0, bytes));
   return bytes;
+}
+
+InputFile InputFile::part(std::int64_t offset, std::int64_t size) const {
+  const std::int64_t begin = std::clamp<std::int64_t>(offset, 0, size_);
+  return {fd_, begin_ + begin, std::clamp<std::int64_t>(size, 0, size_ - begin)};
 }
 
 }  // namespace quorvin

@@ -23,11 +23,14 @@ class InputFile {
   std::size_t readAt(std::int64_t offset, std::span<std::uint8_t> into) const;
   /// The first bytes, at most `limit` of them.
   std::vector<std::uint8_t> head(std::size_t limit) const;
+  /// What of these bytes lies in the file, as a file of its own.
+  InputFile part(std::int64_t offset, std::int64_t size) const;
 
  private:
-  InputFile(int fd, std::int64_t size) : fd_(fd), size_(size) {}
+  InputFile(int fd, std::int64_t begin, std::int64_t size) : fd_(fd), begin_(begin), size_(size) {}
 
   int fd_;
+  std::int64_t begin_;
   std::int64_t size_;
 };
 
