@@ -3,7 +3,8 @@
 #include <sys/eventfd.h>
 
 #include <cerrno>
-#include <system_error>
+#include <cstring>
+#include <string>
 
 #include "platform_linux/errors.h"
 
@@ -14,7 +15,7 @@ Result<std::unique_ptr<LinuxDispatch>> LinuxDispatch::create() {
   if (!event) {
     return libraryError(
         LibraryErrorCode::internal,
-        "The main queue has no event descriptor: " + std::generic_category().message(errno) + ".");
+        std::string("The main queue has no event descriptor: ") + strerrordesc_np(errno) + ".");
   }
   return std::unique_ptr<LinuxDispatch>(new LinuxDispatch(std::move(event)));
 }

@@ -1,0 +1,253 @@
+#include "platform_linux/dispatch/background_queue.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <latch>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "platform_linux/dispatch/background_thread.h"
+
+namespace quorvin {
+namespace {
+
+/// Counts down when its thread ends.
+struct ThreadEnd {
+  std::latch* ended = nullptr;
+  ~ThreadEnd() {
+    if (ended) ended->count_down();
+  }
+};
+thread_local ThreadEnd threadEnd;
+
+TEST(BackgroundQueue, RunsItemsAtTheLowestPriority) {
+  BackgroundQueue queue;
+  int priority = 0;
+  std::latch done(1);
+  queue.async([&priority, &done] {
+    priority = getpriority(PRIO_PROCESS, 0);
+    done.count_down();
+  });
+  done.wait();
+  EXPECT_EQ(priority, 19);
+  EXPECT_EQ(getpriority(PRIO_PROCESS, 0), 0) << "the submitting thread keeps its own";
+}
+
+TEST(BackgroundQueue, LeavesTheProcessItsSignalsAndItsCrashHandler) {
+  BackgroundQueue queue;
+  sigset_t blocked;
+  sigset_t before;
+  pthread_sigmask(SIG_SETMASK, nullptr, &before);
+  std::latch done(1);
+  queue.async([&blocked, &done] {
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    done.count_down();
+  });
+  done.wait();
+  for (int signal : {SIGINT, SIGTERM, SIGCHLD, SIGALRM})
+    EXPECT_EQ(sigismember(&blocked, signal), 1);
+  for (int signal : {SIGSEGV, SIGBUS, SIGABRT}) EXPECT_EQ(sigismember(&blocked, signal), 0);
+  sigset_t after;
+  pthread_sigmask(SIG_SETMASK, nullptr, &after);
+  EXPECT_EQ(sigismember(&after, SIGINT), sigismember(&before, SIGINT));
+}
+
+TEST(BackgroundQueue, RunsAsManyItemsAtOnceAsThereAreProcessors) {
+  const auto processors = static_cast<std::ptrdiff_t>(std::thread::hardware_concurrency());
+  BackgroundQueue queue;
+  std::latch together(processors);
+  std::latch done(processors);
+  for (std::ptrdiff_t i = 0; i < processors; ++i) {
+    queue.async([&together, &done] {
+      together.arrive_and_wait();
+      done.count_down();
+    });
+  }
+  done.wait();
+}
+
+TEST(BackgroundQueue, GrowsWhenItsThreadsWaitForWorkThatWaits) {
+  const auto items = static_cast<std::ptrdiff_t>(std::thread::hardware_concurrency()) + 10;
+  BackgroundQueue queue;
+  std::latch together(items);
+  std::latch done(items);
+  for (std::ptrdiff_t i = 0; i < items; ++i) {
+    queue.async([&together, &done] {
+      together.arrive_and_wait();
+      done.count_down();
+    });
+  }
+  done.wait();
+}
+
+TEST(BackgroundQueue, GrowsAgainAfterItHasShrunk) {
+  const auto items = static_cast<std::ptrdiff_t>(std::thread::hardware_concurrency()) + 3;
+  BackgroundQueue queue(std::chrono::milliseconds(0));
+  for (int round = 0; round < 3; ++round) {
+    std::latch together(items);
+    std::latch done(items);
+    for (std::ptrdiff_t i = 0; i < items; ++i) {
+      queue.async([&together, &done] {
+        together.arrive_and_wait();
+        done.count_down();
+      });
+    }
+    done.wait();
+  }
+}
+
+TEST(BackgroundQueue, DoesNotGrowWhileItsThreadsAreBusy) {
+  const std::size_t processors = std::thread::hardware_concurrency();
+  const std::size_t items = processors * 8;
+  std::vector<pid_t> threads(items);
+  std::atomic<bool> allSubmitted = false;
+  std::latch done(static_cast<std::ptrdiff_t>(items));
+  BackgroundQueue queue;
+  for (std::size_t i = 0; i < items; ++i) {
+    queue.async([&thread = threads[i], &allSubmitted, &done] {
+      thread = currentThreadId();
+      const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(10);
+      while (std::chrono::steady_clock::now() < end || !allSubmitted) {
+      }
+      done.count_down();
+    });
+  }
+  allSubmitted = true;
+  done.wait();
+  EXPECT_LE(std::set(threads.begin(), threads.end()).size(), processors);
+}
+
+TEST(BackgroundQueue, AThreadEndsWhenItIsIdleForLong) {
+  std::latch ended(1);
+  BackgroundQueue queue(std::chrono::milliseconds(1));
+  queue.async([&ended] { threadEnd.ended = &ended; });
+  ended.wait();
+}
+
+TEST(BackgroundQueue, RunsWhatComesAfterAllThreadsEnded) {
+  BackgroundQueue queue(std::chrono::milliseconds(0));
+  for (int i = 0; i < 200; ++i) {
+    std::latch done(1);
+    queue.async([&done] { done.count_down(); });
+    done.wait();
+  }
+}
+
+TEST(BackgroundQueue, ShuttingDownWaitsForTheItemsThatRun) {
+  BackgroundQueue queue;
+  std::latch running(1);
+  std::latch release(1);
+  bool finished = false;
+  queue.async([&running, &release, &finished] {
+    running.count_down();
+    release.wait();
+    finished = true;
+  });
+  running.wait();
+  std::thread releaser([&release] { release.count_down(); });
+  queue.shutDown();
+  EXPECT_TRUE(finished);
+  releaser.join();
+}
+
+TEST(BackgroundQueue, ShuttingDownDropsWhatWaitsAndWhatComesLater) {
+  BackgroundQueue queue;
+  const std::size_t limit =
+      std::max<std::size_t>(BackgroundQueue::kThreadLimit, std::thread::hardware_concurrency());
+  std::latch running(static_cast<std::ptrdiff_t>(limit));
+  std::latch release(1);
+  for (std::size_t i = 0; i < limit; ++i) {
+    queue.async([&running, &release] {
+      running.count_down();
+      release.wait();
+    });
+  }
+  running.wait();
+  // The running items end when the waiting ones, which no thread is left for, are destroyed.
+  const auto released = [&release](int* object) {
+    delete object;
+    release.count_down();
+  };
+  auto held = std::shared_ptr<int>(new int, released);
+  for (int i = 0; i < 3; ++i) {
+    queue.async([held] { ADD_FAILURE() << "a dropped item ran"; });
+  }
+  held.reset();
+  queue.shutDown();
+  queue.async([] { ADD_FAILURE() << "an item ran after the shutdown"; });
+}
+
+TEST(BackgroundQueue, ShuttingDownTwiceOrFromSeveralThreadsIsSafe) {
+  BackgroundQueue queue;
+  for (int i = 0; i < 20; ++i) queue.async([] {});
+  std::thread first([&queue] { queue.shutDown(); });
+  std::thread second([&queue] { queue.shutDown(); });
+  queue.shutDown();
+  first.join();
+  second.join();
+  queue.shutDown();
+}
+
+TEST(BackgroundQueue, TakesWorkFromManyThreadsAtOnce) {
+  constexpr int kThreads = 4;
+  constexpr int kItems = 500;
+  std::atomic<int> ran = 0;
+  std::latch done(kThreads * kItems);
+  BackgroundQueue queue;
+  std::vector<std::thread> submitters;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    submitters.emplace_back([&queue, &ran, &done] {
+      for (int i = 0; i < kItems; ++i) {
+        queue.async([&ran, &done] {
+          ++ran;
+          done.count_down();
+        });
+      }
+    });
+  }
+  for (std::thread& submitter : submitters) submitter.join();
+  done.wait();
+  EXPECT_EQ(ran, kThreads * kItems);
+}
+
+TEST(BackgroundQueueDeathTest, AnExceptionThatLeavesAnItemEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        BackgroundQueue queue;
+        queue.async([] { throw std::runtime_error("broken invariant"); });
+        std::latch never(1);
+        never.wait();
+      },
+      "broken invariant");
+}
+
+TEST(BackgroundThread, TellsASleepingThreadFromARunnableOne) {
+  EXPECT_TRUE(isRunnable(currentThreadId()));
+  EXPECT_FALSE(isRunnable(1 << 30)) << "there is no such thread";
+  pid_t sleeper = 0;
+  std::latch known(1);
+  std::latch release(1);
+  std::thread thread([&sleeper, &known, &release] {
+    sleeper = currentThreadId();
+    known.count_down();
+    release.wait();
+  });
+  known.wait();
+  while (isRunnable(sleeper)) std::this_thread::yield();
+  EXPECT_FALSE(isRunnable(sleeper));
+  release.count_down();
+  thread.join();
+}
+
+}  // namespace
+}  // namespace quorvin
