@@ -1,0 +1,27 @@
+#include "host/engine.h"
+
+#include <utility>
+
+#include "core/plugin/quorvin_plugin.h"
+
+namespace quorvin {
+
+Result<std::unique_ptr<Engine>> Engine::create(LinuxPlatformOptions options) {
+  auto platform = LinuxPlatform::open(std::move(options));
+  if (!platform) return platform.error();
+  return std::unique_ptr<Engine>(new Engine(*std::move(platform)));
+}
+
+Engine::Engine(std::unique_ptr<LinuxPlatform> platform)
+    : platform_(std::move(platform)), registrar_(messenger_, platform_->platform()) {
+  QuorvinPlugin::registerWithRegistrar(registrar_);
+}
+
+void Engine::shutDown() {
+  // First whatever could still answer: an answer of its own is worth more than none, but must not
+  // come while the messenger gives that out.
+  platform_->shutDown();
+  messenger_.close();
+}
+
+}  // namespace quorvin

@@ -1,0 +1,46 @@
+// One engine: the plugin on one photo library, and the messenger that reaches it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "core/platform/foundation.h"
+#include "host/messenger.h"
+#include "host/plugin_registrar.h"
+#include "platform_linux/linux_platform.h"
+
+namespace quorvin {
+
+/// Everything happens on the thread that makes the engine, the platform thread, except `fd`.
+class Engine {
+ public:
+  /// Opens the platform and registers the plugin.
+  static Result<std::unique_ptr<Engine>> create(LinuxPlatformOptions options);
+  ~Engine() { shutDown(); }
+
+  /// Messages of an engine that is shut down are answered with no bytes.
+  void send(std::string_view channel, std::span<const std::uint8_t> message,
+            ReplyReceiver receiver) {
+    messenger_.send(channel, message, std::move(receiver));
+  }
+
+  /// As of `MainQueue`.
+  int fd() const { return platform_->mainQueue().fd(); }
+  std::size_t run(int timeoutMs) { return platform_->mainQueue().run(timeoutMs); }
+
+  /// Ends all work of the plugin and of the platform, then answers what is unanswered with no
+  /// bytes. Nothing calls back afterwards. May be called by a receiver, and again.
+  void shutDown();
+
+ private:
+  explicit Engine(std::unique_ptr<LinuxPlatform> platform);
+
+  const std::unique_ptr<LinuxPlatform> platform_;
+  Messenger messenger_;  // holds the plugin, which uses the platform: goes first
+  PluginRegistrar registrar_;
+};
+
+}  // namespace quorvin

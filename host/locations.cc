@@ -1,0 +1,83 @@
+#include "host/locations.h"
+
+#include <dlfcn.h>
+#include <link.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "platform_linux/errors.h"
+
+namespace quorvin {
+namespace {
+
+/// The variable's value, empty when it is unset.
+std::string environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+/// Relative paths in the environment count for nothing: they would mean another folder in every
+/// working directory.
+std::string absoluteEnvironment(const char* name) {
+  std::string value = environment(name);
+  if (!value.starts_with('/')) value.clear();
+  return value;
+}
+
+std::string homeFolder() {
+  std::string home = absoluteEnvironment("HOME");
+  if (!home.empty()) return home;
+  std::array<char, 4096> texts{};
+  passwd entry{};
+  passwd* found = nullptr;
+  if (getpwuid_r(getuid(), &entry, texts.data(), texts.size(), &found) == 0 && found != nullptr &&
+      found->pw_dir != nullptr && found->pw_dir[0] == '/') {
+    return found->pw_dir;
+  }
+  return "";
+}
+
+/// The shared library or program that holds this code.
+std::filesystem::path ownFile() {
+  Dl_info info{};
+  void* extra = nullptr;
+  const int found =
+      dladdr1(reinterpret_cast<const void*>(&ownFile), &info, &extra, RTLD_DL_LINKMAP);
+  const auto* map = static_cast<const link_map*>(extra);
+  // The program itself has no name of its own in the loader's list.
+  const bool isLibrary = found != 0 && map != nullptr && map->l_name[0] != '\0';
+  std::error_code failed;
+  return std::filesystem::canonical(isLibrary ? map->l_name : "/proc/self/exe", failed);
+}
+
+}  // namespace
+
+Result<std::string> defaultLibraryPath() {
+  std::string data = absoluteEnvironment("XDG_DATA_HOME");
+  if (data.empty()) {
+    const std::string home = homeFolder();
+    if (home.empty()) {
+      return NSError{std::string(kLibraryErrorDomain),
+                     static_cast<std::int64_t>(LibraryErrorCode::internal),
+                     "There is no default library: the user has no home folder."};
+    }
+    data = home + "/.local/share";
+  }
+  return data + "/quorvin/library";
+}
+
+std::string mediaWorkerProgram() {
+  std::string named = environment("QUORVIN_MEDIA_WORKER");
+  if (!named.empty()) return named;
+  const std::filesystem::path folder = ownFile().parent_path();
+  const std::filesystem::path beside = folder / "quorvin-media";
+  if (access(beside.c_str(), X_OK) == 0) return beside;
+  return (folder / QUORVIN_WORKER_FROM_LIBRARY).lexically_normal();
+}
+
+}  // namespace quorvin

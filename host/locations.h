@@ -1,0 +1,18 @@
+// Where things lie on this machine.
+#pragma once
+
+#include <string>
+
+#include "core/platform/foundation.h"
+
+namespace quorvin {
+
+/// $XDG_DATA_HOME/quorvin/library, or the same below ~/.local/share. An error when the user has no
+/// home.
+Result<std::string> defaultLibraryPath();
+
+/// The worker program: $QUORVIN_MEDIA_WORKER, else the one beside the file that this code was
+/// loaded from (a build tree), else the one that was installed with it. It may be missing.
+std::string mediaWorkerProgram();
+
+}  // namespace quorvin

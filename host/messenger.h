@@ -1,0 +1,52 @@
+// Carries the application's messages to channel handlers, and their replies back.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "core/platform/host.h"
+
+namespace quorvin {
+
+/// The application's end of one message: called once, with no bytes when there is no answer.
+using ReplyReceiver = std::function<void(std::span<const std::uint8_t> message)>;
+
+/// Every message is answered exactly once: by the channel's handler, of whose replies the first
+/// counts, or with no bytes by the messenger itself. Platform thread; a handler's reply may be
+/// destroyed on any thread. Receivers and handlers may send further messages.
+class Messenger final : public FlutterBinaryMessenger {
+ public:
+  Messenger() = default;
+  ~Messenger() override { close(); }
+  Messenger(const Messenger&) = delete;
+  Messenger& operator=(const Messenger&) = delete;
+
+  void setMessageHandlerOnChannel(const std::string& channel,
+                                  FlutterBinaryMessageHandler handler) override;
+
+  /// Calls the channel's handler before it returns. `message` need not outlive the call.
+  void send(std::string_view channel, std::span<const std::uint8_t> message,
+            ReplyReceiver receiver);
+
+  /// Answers what is unanswered with no bytes, in the order of sending, and every later message at
+  /// once. Replies that handlers still hold do nothing from then on.
+  void close();
+
+ private:
+  struct Pending;
+  using PendingList = std::list<std::shared_ptr<Pending>>;
+
+  void answer(Pending& pending, std::span<const std::uint8_t> message);
+
+  std::map<std::string, std::shared_ptr<const FlutterBinaryMessageHandler>, std::less<>> handlers_;
+  PendingList unanswered_;
+  bool closed_ = false;
+};
+
+}  // namespace quorvin

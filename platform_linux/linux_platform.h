@@ -1,0 +1,50 @@
+// The real platform, put together.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/platform/foundation.h"
+#include "core/platform/photo_library.h"
+#include "core/platform/platform.h"
+
+namespace quorvin {
+
+class LinuxDispatch;
+class MainQueue;
+
+struct LinuxPlatformOptions {
+  std::string libraryPath;    ///< absolute; a missing or empty folder becomes a new library
+  std::string temporaryPath;  ///< absolute; empty: a private one of the user's
+  std::optional<std::string> systemVersion;            ///< in place of the system's own
+  std::optional<PHAuthorizationStatus> authorization;  ///< in place of the stored status
+  /// Asks the user, on the platform thread; none leaves the status as it is. Empty: nobody to ask.
+  std::function<std::optional<PHAuthorizationStatus>()> prompt;
+  std::string mediaWorker;  ///< the worker program
+};
+
+/// Dispatch queues, photo library, image manager, image codec and device of one engine.
+class LinuxPlatform {
+ public:
+  static Result<std::unique_ptr<LinuxPlatform>> open(LinuxPlatformOptions options);
+  /// Shuts down first. Not inside an item of a queue.
+  ~LinuxPlatform();
+
+  Platform& platform();
+  MainQueue& mainQueue();
+
+  /// Ends all work: what waits is dropped, what runs is cancelled or waited for. On return no
+  /// handler or work item runs or can run any more, except those on this thread's own stack. The
+  /// parts stay valid. Platform thread; may be called again.
+  void shutDown();
+
+ private:
+  struct Parts;
+  explicit LinuxPlatform(std::unique_ptr<Parts> parts);
+
+  const std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace quorvin
