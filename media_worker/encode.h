@@ -1,0 +1,15 @@
+// Encoding pixels to image files.
+#pragma once
+
+#include "core/platform/foundation.h"
+#include "platform_linux/files/file_descriptor.h"
+#include "platform_linux/media/worker_protocol.h"
+
+namespace quorvin {
+
+/// Encodes the pixels in a sealed memory file; the result is a sealed memory file that holds the
+/// image file and nothing of metadata. JPEG is baseline, with alpha composited on white; PNG has 8
+/// bits a channel, with alpha. An error is one plain sentence.
+Result<FileDescriptor> encodePixels(int memory, const EncodeRequest& request);
+
+}  // namespace quorvin

@@ -1,0 +1,22 @@
+// Requests and their answers.
+#pragma once
+
+#include "core/platform/value.h"
+#include "platform_linux/files/file_descriptor.h"
+#include "platform_linux/media/packet_socket.h"
+
+namespace quorvin {
+
+struct WorkerReply {
+  Map map;
+  FileDescriptor memory;  ///< none unless the reply has pixels or encoded bytes
+};
+
+/// What the request asks for, or the error that stands in its place; throws nothing.
+WorkerReply answer(const Packet& request);
+
+/// Answers the requests that arrive at the socket, one after another, until its other end is
+/// closed or a reply cannot be sent. `startLibraries` was called before.
+void serve(int socket);
+
+}  // namespace quorvin
