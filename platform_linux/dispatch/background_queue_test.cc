@@ -198,12 +198,13 @@ TEST(BackgroundQueue, ShuttingDownTwiceOrFromSeveralThreadsIsSafe) {
 }
 
 TEST(BackgroundQueue, TakesWorkFromManyThreadsAtOnce) {
-  constexpr int kThreads = 4;
-  constexpr int kItems = 500;
-  std::atomic<int> ran = 0;
+  constexpr std::ptrdiff_t kThreads = 4;
+  constexpr std::ptrdiff_t kItems = 500;
+  std::atomic<std::ptrdiff_t> ran = 0;
   std::latch done(kThreads * kItems);
   BackgroundQueue queue;
   std::vector<std::thread> submitters;
+  submitters.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     submitters.emplace_back([&queue, &ran, &done] {
       for (int i = 0; i < kItems; ++i) {

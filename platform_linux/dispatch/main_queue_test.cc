@@ -7,6 +7,7 @@
 #include <chrono>
 #include <latch>
 #include <memory>
+#include <numeric>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -143,11 +144,12 @@ TEST_F(MainQueueTest, AnItemThatClosesTheQueueIsTheLast) {
 }
 
 TEST_F(MainQueueTest, RunsTheItemsOfEveryThreadInTheOrderOfThatThread) {
-  constexpr int kThreads = 4;
+  constexpr std::size_t kThreads = 4;
   constexpr int kItems = 500;
   std::vector<std::vector<int>> seen(kThreads);
   std::vector<std::thread> submitters;
-  for (int thread = 0; thread < kThreads; ++thread) {
+  submitters.reserve(kThreads);
+  for (std::size_t thread = 0; thread < kThreads; ++thread) {
     submitters.emplace_back([this, &seen, thread] {
       for (int i = 0; i < kItems; ++i) {
         queue.async([&seen, thread, i] { seen[thread].push_back(i); });
@@ -157,8 +159,8 @@ TEST_F(MainQueueTest, RunsTheItemsOfEveryThreadInTheOrderOfThatThread) {
   std::size_t ran = 0;
   while (ran < kThreads * kItems) ran += queue.run(-1);
   for (std::thread& submitter : submitters) submitter.join();
-  std::vector<int> expected;
-  for (int i = 0; i < kItems; ++i) expected.push_back(i);
+  std::vector<int> expected(kItems);
+  std::iota(expected.begin(), expected.end(), 0);
   for (const auto& order : seen) EXPECT_EQ(order, expected);
 }
 
