@@ -1,0 +1,63 @@
+#include "media_worker/probe_raw.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+#include "media_worker/probe_name.h"
+#include "media_worker/probe_orientation.h"
+#include "media_worker/probe_picture.h"
+
+namespace quorvin {
+namespace {
+
+bool holdsSensorData(const FileMetadata& metadata) {
+  enum Photometric { kColourFilterArray = 32803, kLinearRaw = 34892 };
+  for (const char* group : {"Image", "SubImage1", "SubImage2", "SubImage3", "SubImage4",
+                            "SubImage5", "SubImage6", "SubImage7", "SubImage8", "SubImage9"}) {
+    const auto photometric =
+        metadata.exifInteger(std::string("Exif.") + group + ".PhotometricInterpretation");
+    if (photometric == kColourFilterArray || photometric == kLinearRaw) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::optional<ContentType> rawTypeOf(const FileMetadata& metadata) {
+  if (metadata.exifText("Exif.Image.DNGVersion")) {
+    return ContentType{"com.adobe.raw-image", "dng"};
+  }
+  if (!holdsSensorData(metadata)) return std::nullopt;
+  const std::string make = lowerCase(metadata.exifText("Exif.Image.Make").value_or(""));
+  if (make.starts_with("nikon")) return ContentType{"com.nikon.raw-image", "nef"};
+  if (make.starts_with("sony")) return ContentType{"com.sony.arw-raw-image", "arw"};
+  return ContentType{"public.camera-raw-image", ""};
+}
+
+Result<MediaProbe> probeRaw(const FileMetadata& metadata) {
+  MediaProbe probe;
+  probe.raw = true;
+  const std::int64_t orientation = metadata.exifInteger("Exif.Image.Orientation").value_or(1);
+  probe.orientation = orientation >= 1 && orientation <= 8 ? static_cast<int>(orientation) : 1;
+  std::int64_t width = metadata.pixelWidth;
+  std::int64_t height = metadata.pixelHeight;
+  if (width <= 0 || height <= 0) {
+    width = metadata.exifInteger("Exif.Photo.PixelXDimension").value_or(0);
+    height = metadata.exifInteger("Exif.Photo.PixelYDimension").value_or(0);
+  }
+  if (auto error = sizeError(width, height)) return *std::move(error);
+  std::tie(probe.pixelWidth, probe.pixelHeight) = uprightSize(width, height, probe.orientation);
+  return probe;
+}
+
+std::string rawExtension(const std::string& name) {
+  constexpr std::string_view kKnown[] = {"3fr", "dcr", "erf", "fff", "iiq", "kdc", "mef",
+                                         "mos", "nrw", "pef", "rwl", "sr2", "srf", "srw"};
+  const std::size_t dot = name.rfind('.');
+  const std::string extension = dot == std::string::npos ? "" : lowerCase(name.substr(dot + 1));
+  return std::find(std::begin(kKnown), std::end(kKnown), extension) != std::end(kKnown) ? extension
+                                                                                        : "raw";
+}
+
+}  // namespace quorvin
