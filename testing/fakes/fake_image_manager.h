@@ -1,0 +1,104 @@
+// An image manager whose requests end when the test says so.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "core/platform/image_manager.h"
+#include "testing/fakes/event_log.h"
+
+namespace quorvin {
+
+/// Any thread. Handlers are fired by the test, with anything, as often as it likes, on the thread
+/// that it likes. Logs "request... ID".
+class FakeImageManager : public PHImageManager {
+ public:
+  template <class Options, class Handler>
+  struct Request {
+    PHImageRequestID id = 0;
+    std::shared_ptr<const PHAsset> asset;
+    CGSize targetSize;
+    PHImageContentMode contentMode = 0;
+    Options options;
+    Handler handler;
+    bool cancelled = false;
+  };
+  using ImageRequest = Request<PHImageRequestOptions, PHImageResultHandler>;
+  using DataRequest = Request<PHImageRequestOptions, PHImageDataResultHandler>;
+  using VideoRequest = Request<PHVideoRequestOptions, AVAssetResultHandler>;
+  using LivePhotoRequest = Request<PHLivePhotoRequestOptions, PHLivePhotoResultHandler>;
+
+  explicit FakeImageManager(EventLog& log) : log_(log) {}
+
+  /// Copies of what was asked for, oldest first.
+  std::vector<ImageRequest> imageRequests() const { return copyOf(images_); }
+  std::vector<DataRequest> dataRequests() const { return copyOf(data_); }
+  std::vector<VideoRequest> videoRequests() const { return copyOf(videos_); }
+  std::vector<LivePhotoRequest> livePhotoRequests() const { return copyOf(livePhotos_); }
+
+  /// Lets go of every handler, as a manager does whose requests are over.
+  void forgetRequests();
+
+  PHImageRequestID requestImageForAsset(std::shared_ptr<const PHAsset> asset, CGSize targetSize,
+                                        PHImageContentMode contentMode,
+                                        const PHImageRequestOptions& options,
+                                        PHImageResultHandler resultHandler) override {
+    return keep(images_, "requestImageForAsset", std::move(asset), targetSize, contentMode, options,
+                std::move(resultHandler));
+  }
+  PHImageRequestID requestImageDataAndOrientationForAsset(
+      std::shared_ptr<const PHAsset> asset, const PHImageRequestOptions& options,
+      PHImageDataResultHandler resultHandler) override {
+    return keep(data_, "requestImageDataAndOrientationForAsset", std::move(asset), {}, 0, options,
+                std::move(resultHandler));
+  }
+  PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const PHAsset> asset,
+                                          const PHVideoRequestOptions& options,
+                                          AVAssetResultHandler resultHandler) override {
+    return keep(videos_, "requestAVAssetForVideo", std::move(asset), {}, 0, options,
+                std::move(resultHandler));
+  }
+  PHImageRequestID requestLivePhotoForAsset(std::shared_ptr<const PHAsset> asset, CGSize targetSize,
+                                            PHImageContentMode contentMode,
+                                            const PHLivePhotoRequestOptions& options,
+                                            PHLivePhotoResultHandler resultHandler) override {
+    return keep(livePhotos_, "requestLivePhotoForAsset", std::move(asset), targetSize, contentMode,
+                options, std::move(resultHandler));
+  }
+  /// Only notes it; the test fires the handler.
+  void cancelImageRequest(PHImageRequestID request) override;
+
+ private:
+  template <class Options, class Handler>
+  using Requests = std::vector<Request<Options, Handler>>;
+
+  template <class Options, class Handler>
+  PHImageRequestID keep(Requests<Options, Handler>& requests, const std::string& event,
+                        std::shared_ptr<const PHAsset> asset, CGSize targetSize,
+                        PHImageContentMode contentMode, const Options& options, Handler handler) {
+    log_.add(event + " " + asset->localIdentifier);
+    const std::lock_guard guard(mutex_);
+    requests.push_back(
+        {++lastId_, std::move(asset), targetSize, contentMode, options, std::move(handler)});
+    return lastId_;
+  }
+
+  template <class T>
+  std::vector<T> copyOf(const std::vector<T>& requests) const {
+    const std::lock_guard guard(mutex_);
+    return requests;
+  }
+
+  EventLog& log_;
+  mutable std::mutex mutex_;
+  PHImageRequestID lastId_ = 0;
+  std::vector<ImageRequest> images_;
+  std::vector<DataRequest> data_;
+  std::vector<VideoRequest> videos_;
+  std::vector<LivePhotoRequest> livePhotos_;
+};
+
+}  // namespace quorvin

@@ -1,0 +1,83 @@
+// Export sessions that end when the test says so.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/platform/media.h"
+#include "testing/fakes/event_log.h"
+
+namespace quorvin {
+
+/// One thread at a time.
+class FakeExportSession : public AVAssetExportSession {
+ public:
+  FakeExportSession(EventLog& log, std::shared_ptr<const AVAsset> source, std::string presetName,
+                    std::vector<AVFileType> fileTypes)
+      : asset(std::move(source)),
+        preset(std::move(presetName)),
+        log_(log),
+        fileTypes_(std::move(fileTypes)) {}
+
+  const std::shared_ptr<const AVAsset> asset;
+  const std::string preset;
+  std::string outputPath;
+  std::optional<AVFileType> fileType;
+  bool optimizesForNetworkUse = false;
+  /// Empty until the export was started.
+  std::function<void()> completionHandler;
+
+  /// Ends the export: the handler runs on this thread.
+  void finish(AVAssetExportSessionStatus finalStatus, std::optional<NSError> error = {}) {
+    status_ = finalStatus;
+    error_ = std::move(error);
+    completionHandler();
+  }
+
+  void setOutputURL(std::string path) override { outputPath = std::move(path); }
+  std::vector<AVFileType> supportedFileTypes() const override { return fileTypes_; }
+  void setOutputFileType(AVFileType type) override { fileType = type; }
+  void setShouldOptimizeForNetworkUse(bool optimize) override { optimizesForNetworkUse = optimize; }
+  void exportAsynchronously(std::function<void()> handler) override {
+    log_.add("exportAsynchronously " + outputPath);
+    status_ = AVAssetExportSessionStatus::exporting;
+    completionHandler = std::move(handler);
+  }
+  AVAssetExportSessionStatus status() const override { return status_; }
+  std::optional<NSError> error() const override { return error_; }
+
+ private:
+  EventLog& log_;
+  const std::vector<AVFileType> fileTypes_;
+  AVAssetExportSessionStatus status_ = AVAssetExportSessionStatus::unknown;
+  std::optional<NSError> error_;
+};
+
+/// Logs "exportSessionWithAsset PRESET". One thread at a time.
+class FakeMediaFramework : public MediaFramework {
+ public:
+  explicit FakeMediaFramework(EventLog& log) : log_(log) {}
+
+  bool makesSessions = true;
+  std::vector<AVFileType> supportedFileTypes = {AVFileType::AVFileTypeQuickTimeMovie,
+                                                AVFileType::AVFileTypeMPEG4};
+  std::vector<std::shared_ptr<FakeExportSession>> sessions;
+
+  std::shared_ptr<AVAssetExportSession> exportSessionWithAsset(
+      std::shared_ptr<const AVAsset> asset, std::string_view presetName) override {
+    log_.add("exportSessionWithAsset " + std::string(presetName));
+    if (!makesSessions) return nullptr;
+    sessions.push_back(std::make_shared<FakeExportSession>(
+        log_, std::move(asset), std::string(presetName), supportedFileTypes));
+    return sessions.back();
+  }
+
+ private:
+  EventLog& log_;
+};
+
+}  // namespace quorvin

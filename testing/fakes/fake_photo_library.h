@@ -1,0 +1,98 @@
+// A photo library of plain objects in memory.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <shared_mutex>
+#include <string>
+#include <vector>
+
+#include "core/platform/library_changes.h"
+#include "core/platform/photo_library.h"
+#include "testing/fakes/event_log.h"
+#include "testing/fakes/fake_dispatch.h"
+#include "testing/fakes/fetch_rules.h"
+
+namespace quorvin {
+
+/// Any thread for what the interfaces offer. Fetches and changes log themselves with their
+/// arguments and options. The test scripts it before it lets other threads in.
+class FakePhotoLibrary : public PHPhotoLibrary, public PHPhotoLibraryChanges {
+ public:
+  FakePhotoLibrary(EventLog& log, OnMisuse onMisuse);
+
+  // What the library holds. Assets come in order of addition, collections in the order given.
+  void addAsset(PHAsset asset);
+  void removeAsset(const std::string& identifier);
+  /// Members in the album's own order.
+  void addCollection(PHAssetCollection collection, std::vector<std::string> members);
+  /// A collection of every asset, also of those added later.
+  void addCollectionOfEverything(PHAssetCollection collection);
+  std::vector<std::string> assetIdentifiers() const;
+  std::vector<std::string> membersOf(const std::string& collection) const;
+
+  // What happens inside a fetch, on its thread, while no lock of the library is held.
+  std::function<void()> duringFetch;
+  /// The same when a result loads objects; `count` of them.
+  std::function<void(std::size_t count)> duringLoad;
+  /// Gives the result of a fetch, named by its log line, another count than it has objects.
+  std::function<std::optional<std::size_t>(const std::string& event)> pretendedCount;
+
+  // Authorisation.
+  PHAuthorizationStatus status = PHAuthorizationStatus::authorized;
+  /// The handlers that wait for the user, oldest first.
+  std::vector<std::function<void(PHAuthorizationStatus)>> authorizationRequests;
+
+  // Changes. Each runs as two items of `changes`: the block, then the completion.
+  ManualQueue changes;
+  std::optional<NSError> nextChangeFails;  ///< used up by one change
+  bool creationRequestsFail = false;       ///< no placeholder
+  bool albumsTakeChanges = true;
+
+  // PHPhotoLibrary
+  PHAuthorizationStatus authorizationStatus() override;
+  void requestAuthorization(std::function<void(PHAuthorizationStatus)> handler) override;
+  FetchResult<PHAsset> fetchAssetsWithLocalIdentifiers(std::span<const std::string> identifiers,
+                                                       const PHFetchOptions* options) override;
+  FetchResult<PHAsset> fetchAssetsInAssetCollection(const PHAssetCollection& collection,
+                                                    const PHFetchOptions* options) override;
+  FetchResult<PHAsset> fetchAssetsWithBurstIdentifier(const std::string& burstIdentifier,
+                                                      const PHFetchOptions* options) override;
+  FetchResult<PHAssetCollection> fetchAssetCollectionsWithType(
+      PHAssetCollectionType type, std::int64_t subtype, const PHFetchOptions* options) override;
+  FetchResult<PHAssetCollection> fetchAssetCollectionsWithLocalIdentifiers(
+      std::span<const std::string> identifiers, const PHFetchOptions* options) override;
+
+  // PHPhotoLibraryChanges
+  void performChanges(
+      std::function<void(PHChangeRequests&)> changeBlock,
+      std::function<void(bool success, std::optional<NSError> error)> completionHandler) override;
+
+ private:
+  class ChangeRequests;
+  struct StoredCollection {
+    std::shared_ptr<const PHAssetCollection> collection;
+    bool holdsEverything = false;
+    std::vector<std::string> members;
+  };
+
+  bool isReadable() const;
+  std::shared_ptr<const PHAsset> assetOf(const std::string& identifier) const;
+  StoredCollection* collectionOf(const std::string& identifier);
+  FetchResult<PHAsset> fetched(const std::string& event, Assets assets,
+                               const PHFetchOptions* options);
+  FetchResult<PHAssetCollection> fetched(const std::string& event, Collections collections,
+                                         const PHFetchOptions* options);
+  std::string newIdentifier();
+
+  EventLog& log_;
+  const OnMisuse onMisuse_;
+  mutable std::shared_mutex mutex_;
+  Assets assets_;
+  std::vector<StoredCollection> collections_;
+  int created_ = 0;
+};
+
+}  // namespace quorvin
