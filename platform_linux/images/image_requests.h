@@ -1,0 +1,100 @@
+// The requests of an image manager: their threads, their order, cancelling them.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "core/platform/image_manager.h"
+#include "core/platform/lock.h"
+
+namespace quorvin {
+
+/// Runs requests on threads of its own, in the order in which they came. Any thread.
+class ImageRequests {
+ public:
+  class Progress;
+
+  /// Makes one call of the request's handler.
+  using Delivery = std::function<void(const PHImageInfo& info)>;
+
+  struct Work {
+    /// Does what was asked for, and returns how the final call is made. An error is delivered
+    /// through `giveUp`.
+    std::function<Result<Delivery>(const Progress&)> run;
+    /// Calls the handler with no result.
+    Delivery giveUp;
+  };
+
+  /// Threads have the priority of the thread that calls this.
+  explicit ImageRequests(std::size_t threadCount);
+  ~ImageRequests();
+
+  /// A synchronous request is over when this returns; any other runs later. Once a shutdown has
+  /// begun the work is dropped.
+  PHImageRequestID start(bool isSynchronous, Work work);
+
+  /// The request's final call will say that it was cancelled, unless it is under way or over. A
+  /// request that waits moves to the front.
+  void cancel(PHImageRequestID id);
+
+  /// Drops what waits and lets no further call of a handler begin, but for those that are just
+  /// about to. Returns at once.
+  void beginShutDown();
+
+  /// `beginShutDown`, and waits until nothing runs any more and no handler is held. One thread, not
+  /// from inside a handler.
+  void shutDown();
+
+ private:
+  struct Request {
+    PHImageRequestID id;
+    Work work;
+    bool cancelled;  ///< guarded by `lock_`
+  };
+  enum class Ending { usual, cancelled, dropped };
+
+  void serve();
+  std::shared_ptr<Request> next() QUORVIN_EXCLUDES(lock_);
+  void run(std::shared_ptr<Request> request) noexcept QUORVIN_EXCLUDES(lock_);
+  bool isWanted(const Request& request) QUORVIN_EXCLUDES(lock_);
+  Ending end(const Request& request) QUORVIN_EXCLUDES(lock_);
+
+  NSLock lock_;
+  std::condition_variable_any arrived_;
+  std::condition_variable_any finished_;
+  bool shutDown_ QUORVIN_GUARDED_BY(lock_) = false;
+  PHImageRequestID lastId_ QUORVIN_GUARDED_BY(lock_) = 0;
+  std::size_t running_ QUORVIN_GUARDED_BY(lock_) = 0;
+  std::deque<std::shared_ptr<Request>> waiting_ QUORVIN_GUARDED_BY(lock_);
+  /// Those whose final call has not begun.
+  std::map<PHImageRequestID, std::shared_ptr<Request>> open_ QUORVIN_GUARDED_BY(lock_);
+
+  std::vector<std::thread> threads_;  ///< as many as the system gave
+};
+
+/// What the work of a running request may ask and say.
+class ImageRequests::Progress {
+ public:
+  /// False when the request was cancelled, so that the rest of the work is in vain.
+  bool isWanted() const { return requests_.isWanted(request_); }
+  /// Makes a call that another will follow, unless the request is no longer wanted.
+  void deliverDegraded(const Delivery& delivery) const;
+
+ private:
+  friend class ImageRequests;
+  Progress(ImageRequests& requests, const Request& request)
+      : requests_(requests), request_(request) {}
+
+  ImageRequests& requests_;
+  const Request& request_;
+};
+
+}  // namespace quorvin

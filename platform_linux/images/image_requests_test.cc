@@ -1,0 +1,292 @@
+#include "platform_linux/images/image_requests.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <latch>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+
+namespace quorvin {
+namespace {
+
+/// The calls of handlers, as texts in their order. Any thread.
+class Log {
+ public:
+  void add(const std::string& text) {
+    const std::lock_guard guard(mutex_);
+    texts_.push_back(text);
+  }
+  std::vector<std::string> texts() const {
+    const std::lock_guard guard(mutex_);
+    return texts_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> texts_;
+};
+
+using Texts = std::vector<std::string>;
+
+std::string ending(const PHImageInfo& info) {
+  if (info.isTrue(PHImageCancelledKey)) return " cancelled";
+  if (const NSError* error = info.error(PHImageErrorKey)) return " " + error->localizedDescription;
+  return " nothing";
+}
+
+ImageRequests::Delivery logged(Log& log, const std::string& text) {
+  return [&log, text](const PHImageInfo&) { log.add(text); };
+}
+
+/// Work that ends in a logged call named `name`.
+ImageRequests::Work named(Log& log, const std::string& name) {
+  return {[&log, name](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+            return logged(log, name);
+          },
+          [&log, name](const PHImageInfo& info) { log.add(name + ending(info)); }};
+}
+
+/// The same, but the work waits until it is let go.
+struct HeldWork {
+  std::latch started{1};
+  std::latch released{1};
+
+  ImageRequests::Work named(Log& log, const std::string& name) {
+    ImageRequests::Work work = quorvin::named(log, name);
+    work.run = [this, run = work.run](const ImageRequests::Progress& progress) {
+      started.count_down();
+      released.wait();
+      return run(progress);
+    };
+    return work;
+  }
+};
+
+TEST(ImageRequests, HaveIdentifiersOfTheirOwnThatArePositive) {
+  Log log;
+  ImageRequests requests(2);
+  std::set<PHImageRequestID> seen;
+  for (int i = 0; i < 100; ++i) {
+    const PHImageRequestID id = requests.start(i % 2 == 0, named(log, "a"));
+    EXPECT_GT(id, 0);
+    EXPECT_TRUE(seen.insert(id).second);
+  }
+  requests.shutDown();
+}
+
+TEST(ImageRequests, RunInTheOrderInWhichTheyCame) {
+  Log log;
+  std::promise<void> done;
+  ImageRequests requests(1);
+  for (const auto* name : {"a", "b", "c"}) requests.start(false, named(log, name));
+  requests.start(
+      false, {[&done](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+                return ImageRequests::Delivery([&done](const PHImageInfo&) { done.set_value(); });
+              },
+              {}});
+  done.get_future().wait();
+  EXPECT_EQ(log.texts(), (Texts{"a", "b", "c"}));
+}
+
+TEST(ImageRequests, RunOnOtherThreadsUnlessTheyAreSynchronous) {
+  std::promise<std::thread::id> asynchronous;
+  std::promise<std::thread::id> synchronous;
+  ImageRequests requests(1);
+  const auto workInto = [](std::promise<std::thread::id>& called) {
+    return ImageRequests::Work{
+        [&called](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+          return ImageRequests::Delivery(
+              [&called](const PHImageInfo&) { called.set_value(std::this_thread::get_id()); });
+        },
+        {}};
+  };
+  requests.start(false, workInto(asynchronous));
+  EXPECT_NE(asynchronous.get_future().get(), std::this_thread::get_id());
+  requests.start(true, workInto(synchronous));
+  auto called = synchronous.get_future();
+  ASSERT_EQ(called.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+  EXPECT_EQ(called.get(), std::this_thread::get_id());
+}
+
+TEST(ImageRequests, RunAsManyAtATimeAsThereAreThreads) {
+  Log log;
+  HeldWork first;
+  HeldWork second;
+  ImageRequests requests(2);
+  requests.start(false, first.named(log, "a"));
+  requests.start(false, second.named(log, "b"));
+  first.started.wait();
+  second.started.wait();
+  first.released.count_down();
+  second.released.count_down();
+}
+
+TEST(ImageRequests, DeliverAnErrorWithoutAResult) {
+  Log log;
+  ImageRequests requests(1);
+  ImageRequests::Work work = named(log, "a");
+  work.run = [](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+    return NSError{"domain", 1, "broken"};
+  };
+  requests.start(true, std::move(work));
+  EXPECT_EQ(log.texts(), (Texts{"a broken"}));
+}
+
+TEST(ImageRequests, ThatWaitAreCancelledBeforeAnyOtherWork) {
+  Log log;
+  {
+    HeldWork held;
+    std::promise<void> done;
+    ImageRequests requests(1);
+    requests.start(false, held.named(log, "a"));
+    held.started.wait();
+    requests.start(false, named(log, "b"));
+    const PHImageRequestID last = requests.start(false, named(log, "c"));
+    requests.cancel(last);
+    requests.cancel(last);
+    requests.start(false, {[](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+                             return NSError{};
+                           },
+                           [&done](const PHImageInfo&) { done.set_value(); }});
+    held.released.count_down();
+    done.get_future().wait();
+  }
+  EXPECT_EQ(log.texts(), (Texts{"a", "c cancelled", "b"}));
+}
+
+TEST(ImageRequests, ThatRunEndCancelledAndShowNoMoreDegradedResults) {
+  Log log;
+  std::latch started(1);
+  std::latch cancelled(1);
+  std::promise<void> done;
+  ImageRequests requests(1);
+  const PHImageRequestID id = requests.start(
+      false, {[&](const ImageRequests::Progress& progress) -> Result<ImageRequests::Delivery> {
+                progress.deliverDegraded(logged(log, "early"));
+                started.count_down();
+                cancelled.wait();
+                EXPECT_FALSE(progress.isWanted());
+                progress.deliverDegraded(logged(log, "late"));
+                return logged(log, "final");
+              },
+              [&](const PHImageInfo& info) {
+                log.add("final" + ending(info));
+                done.set_value();
+              }});
+  started.wait();
+  requests.cancel(id);
+  cancelled.count_down();
+  done.get_future().wait();
+  EXPECT_EQ(log.texts(), (Texts{"early", "final cancelled"}));
+}
+
+TEST(ImageRequests, CannotBeCancelledOnceTheirFinalCallHasBegun) {
+  Log log;
+  PHImageRequestID id = 0;
+  std::latch known(1);
+  std::promise<void> done;
+  ImageRequests requests(1);
+  id = requests.start(false,
+                      {[&](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+                         known.wait();
+                         return ImageRequests::Delivery([&](const PHImageInfo&) {
+                           requests.cancel(id);
+                           log.add("final");
+                           done.set_value();
+                         });
+                       },
+                       [&log](const PHImageInfo& info) { log.add("again" + ending(info)); }});
+  known.count_down();
+  done.get_future().wait();
+  requests.cancel(id);
+  requests.cancel(id + 1);
+  requests.cancel(0);
+  requests.shutDown();
+  EXPECT_EQ(log.texts(), (Texts{"final"}));
+}
+
+TEST(ImageRequests, AreDroppedWithoutACallAtAShutdown) {
+  Log log;
+  HeldWork held;
+  ImageRequests requests(1);
+  requests.start(false, held.named(log, "running"));
+  held.started.wait();
+  requests.start(false, named(log, "waiting"));
+  requests.beginShutDown();
+  held.released.count_down();
+  requests.shutDown();
+  EXPECT_GT(requests.start(false, named(log, "later")), 0);
+  EXPECT_GT(requests.start(true, named(log, "later")), 0);
+  EXPECT_EQ(log.texts(), Texts());
+}
+
+TEST(ImageRequests, AreWaitedForAtAShutdownWhileTheirHandlersRun) {
+  std::latch called(1);
+  std::latch released(1);
+  std::atomic<bool> returned = false;
+  ImageRequests requests(1);
+  requests.start(false, {[&](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+                           return ImageRequests::Delivery([&](const PHImageInfo&) {
+                             called.count_down();
+                             released.wait();
+                             returned = true;
+                           });
+                         },
+                         {}});
+  called.wait();
+  requests.beginShutDown();
+  EXPECT_FALSE(returned);
+  released.count_down();
+  requests.shutDown();
+  EXPECT_TRUE(returned);
+}
+
+TEST(ImageRequests, LetGoOfTheirHandlersBeforeAShutdownReturns) {
+  Log log;
+  auto held = std::make_shared<int>();
+  const std::weak_ptr<int> watched = held;
+  ImageRequests requests(2);
+  for (int i = 0; i < 20; ++i) {
+    ImageRequests::Work work = named(log, "a");
+    work.giveUp = [held](const PHImageInfo&) {};
+    requests.start(false, std::move(work));
+  }
+  held.reset();
+  requests.shutDown();
+  EXPECT_TRUE(watched.expired());
+}
+
+TEST(ImageRequests, EndOnceEachHoweverTheyAreCancelled) {
+  std::vector<std::atomic<int>> calls(400);
+  {
+    std::latch all(static_cast<std::ptrdiff_t>(calls.size()));
+    ImageRequests requests(4);
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < 4; ++t) {
+      threads.emplace_back([&, t] {
+        for (std::size_t i = t; i < calls.size(); i += 4) {
+          const auto count = [&calls, &all, i](const PHImageInfo&) {
+            ++calls[i];
+            all.count_down();
+          };
+          const PHImageRequestID id = requests.start(
+              false, {[count](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+                        return ImageRequests::Delivery(count);
+                      },
+                      count});
+          if (i % 3 == 0) requests.cancel(id);
+        }
+      });
+    }
+    for (auto& each : threads) each.join();
+    all.wait();
+  }
+  for (const auto& each : calls) EXPECT_EQ(each, 1);
+}
+
+}  // namespace
+}  // namespace quorvin

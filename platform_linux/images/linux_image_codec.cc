@@ -1,0 +1,59 @@
+#include "platform_linux/images/linux_image_codec.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <span>
+#include <utility>
+
+#include "platform_linux/media/sealed_memory.h"
+
+namespace quorvin {
+
+namespace {
+
+bool writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+std::optional<ByteBuffer> encode(MediaService& media, const UIImage& image, ImageFormat format,
+                                 double quality) {
+  const auto* rendered = dynamic_cast<const RenderedImage*>(&image);
+  if (rendered == nullptr) return std::nullopt;
+  Result<ByteBuffer> encoded = media.encode(*rendered, format, quality);
+  if (!encoded) return std::nullopt;
+  return *std::move(encoded);
+}
+
+}  // namespace
+
+std::shared_ptr<const UIImage> LinuxImageCodec::imageWithData(const ByteBuffer& data) {
+  const FileDescriptor file = makeMemoryFile(0);
+  if (!file || !writeAll(file, data.bytes()) || !sealMemoryFile(file)) return nullptr;
+  RenderRequest request;
+  request.kind = MediaKind::image;
+  request.fit = RenderRequest::Fit::original;
+  request.failOnDamage = true;
+  const auto image = media_.render(file, request);
+  return image ? *image : nullptr;
+}
+
+std::optional<ByteBuffer> LinuxImageCodec::UIImageJPEGRepresentation(const UIImage& image,
+                                                                     double compressionQuality) {
+  // The order of the arguments makes 0 of what is no number.
+  const double quality = std::min(std::max(0.0, compressionQuality), 1.0);
+  return encode(media_, image, ImageFormat::jpeg, quality);
+}
+
+std::optional<ByteBuffer> LinuxImageCodec::UIImagePNGRepresentation(const UIImage& image) {
+  return encode(media_, image, ImageFormat::png, 1);
+}
+
+}  // namespace quorvin

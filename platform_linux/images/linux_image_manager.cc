@@ -1,0 +1,139 @@
+#include "platform_linux/images/linux_image_manager.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform_linux/errors.h"
+#include "platform_linux/images/stored_media.h"
+#include "platform_linux/images/target_size.h"
+
+namespace quorvin {
+
+namespace {
+
+/// The sides of a degraded image, in pixels: cameras embed previews of about this size, which cost
+/// next to nothing to decode.
+constexpr double kDegradedSide = 160;
+
+using SharedImageHandler = std::shared_ptr<const PHImageResultHandler>;
+
+ImageRequests::Delivery deliveryOf(const SharedImageHandler& handler,
+                                   std::shared_ptr<const UIImage> image) {
+  return [handler, image = std::move(image)](const PHImageInfo& info) { (*handler)(image, &info); };
+}
+
+}  // namespace
+
+struct LinuxImageManager::ImageRequest {
+  std::shared_ptr<const PHAsset> asset;
+  CGSize targetSize;
+  PHImageContentMode contentMode;
+  PHImageRequestOptions options;
+  SharedImageHandler handler;
+
+  bool hasOriginalSize() const {
+    return targetSize == PHImageManagerMaximumSize ||
+           options.resizeMode == PHImageRequestOptionsResizeMode::none;
+  }
+  bool isPrecededByDegraded() const {
+    return options.deliveryMode == PHImageRequestOptionsDeliveryMode::opportunistic &&
+           !options.isSynchronous &&
+           std::max(asset->pixelWidth, asset->pixelHeight) > kDegradedSide &&
+           (hasOriginalSize() || std::max(targetSize.width, targetSize.height) > kDegradedSide);
+  }
+
+  RenderRequest finalRendering(MediaKind kind) const {
+    using Fit = RenderRequest::Fit;
+    const bool isExact = options.resizeMode == PHImageRequestOptionsResizeMode::exact;
+    RenderRequest render;
+    render.kind = kind;
+    // Exact renderings are made to be kept: half a picture must not pass for a whole one.
+    render.failOnDamage = isExact;
+    render.fit = hasOriginalSize()                             ? Fit::original
+                 : contentMode == PHImageContentModeAspectFill ? Fit::fill
+                                                               : Fit::fit;
+    if (render.fit == Fit::original) return render;
+    render.targetWidth = targetSize.width;
+    render.targetHeight = targetSize.height;
+    render.crop = isExact && render.fit == Fit::fill;
+    return render;
+  }
+  static RenderRequest degradedRendering(MediaKind kind) {
+    RenderRequest render;
+    render.kind = kind;
+    render.targetWidth = kDegradedSide;
+    render.targetHeight = kDegradedSide;
+    return render;
+  }
+};
+
+PHImageRequestID LinuxImageManager::requestImageForAsset(std::shared_ptr<const PHAsset> asset,
+                                                         CGSize targetSize,
+                                                         PHImageContentMode contentMode,
+                                                         const PHImageRequestOptions& options,
+                                                         PHImageResultHandler resultHandler) {
+  const auto handler = std::make_shared<const PHImageResultHandler>(std::move(resultHandler));
+  ImageRequest request{std::move(asset), targetSize, contentMode, options, handler};
+  return requests_.start(options.isSynchronous,
+                         {[this, request = std::move(request)](const Progress& progress) {
+                            return loadImage(request, progress);
+                          },
+                          deliveryOf(handler, nullptr)});
+}
+
+Result<ImageRequests::Delivery> LinuxImageManager::loadImage(const ImageRequest& request,
+                                                             const Progress& progress) {
+  if (auto error = targetSizeError(request.targetSize)) return *std::move(error);
+  const Result<StoredResources> resources = assets_.storedResources(request.asset->localIdentifier);
+  if (!resources) return resources.error();
+  const bool isVideo = request.asset->mediaType == PHAssetMediaType::video;
+  if (!isVideo && request.asset->mediaType != PHAssetMediaType::image) {
+    return deliveryOf(request.handler, nullptr);  // sound shows nothing, and that is no error
+  }
+  const auto resource = resourceOfVersion(*request.asset, *resources, request.options.version);
+  if (!resource) return resource.error();
+  const Result<FileDescriptor> file = openResource(**resource);
+  if (!file) return file.error();
+
+  const MediaKind kind = isVideo ? MediaKind::video : MediaKind::image;
+  if (request.isPrecededByDegraded()) {
+    const auto degraded = media_.render(*file, ImageRequest::degradedRendering(kind));
+    if (degraded) progress.deliverDegraded(deliveryOf(request.handler, *degraded));
+    if (!progress.isWanted()) return deliveryOf(request.handler, nullptr);
+  }
+  const auto image = media_.render(*file, request.finalRendering(kind));
+  if (!image) return mediaError(**resource, image.error());
+  return deliveryOf(request.handler, *image);
+}
+
+PHImageRequestID LinuxImageManager::requestImageDataAndOrientationForAsset(
+    std::shared_ptr<const PHAsset> asset, const PHImageRequestOptions& options,
+    PHImageDataResultHandler resultHandler) {
+  const auto handler = std::make_shared<const PHImageDataResultHandler>(std::move(resultHandler));
+  const auto load = [this, asset = std::move(asset), version = options.version,
+                     handler](const Progress&) -> Result<Delivery> {
+    const auto resource = findResource(*asset, PHAssetMediaType::image, version);
+    if (!resource) return resource.error();
+    const Result<ByteBuffer> data = readResource(**resource);
+    if (!data) return data.error();
+    return Delivery([handler, resource = *resource, data = *data](const PHImageInfo& info) {
+      (*handler)(data, resource->uniformTypeIdentifier, resource->orientation, &info);
+    });
+  };
+  return requests_.start(options.isSynchronous, {load, [handler](const PHImageInfo& info) {
+                                                   (*handler)(std::nullopt, std::nullopt, 1, &info);
+                                                 }});
+}
+
+Result<std::shared_ptr<const StoredResource>> LinuxImageManager::findResource(
+    const PHAsset& asset, PHAssetMediaType mediaType, PHImageRequestOptionsVersion version) {
+  const Result<StoredResources> resources = assets_.storedResources(asset.localIdentifier);
+  if (!resources) return resources.error();
+  if (asset.mediaType != mediaType) {
+    return libraryError(LibraryErrorCode::requestNotSupportedForAsset,
+                        "The asset is of another media type.");
+  }
+  return resourceOfVersion(asset, *resources, version);
+}
+
+}  // namespace quorvin

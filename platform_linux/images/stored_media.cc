@@ -1,0 +1,90 @@
+#include "platform_linux/images/stored_media.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "platform_linux/errors.h"
+
+namespace quorvin {
+
+namespace {
+
+NSError resourceError(LibraryErrorCode code, const StoredResource& resource,
+                      const std::string& sentence) {
+  return libraryError(code, resource.originalFilename + ": " + sentence);
+}
+
+NSError readError(const StoredResource& resource, int error) {
+  if (error == ENOENT || error == ENOTDIR) {
+    return resourceError(LibraryErrorCode::missingResource, resource,
+                         "The file is missing from the library.");
+  }
+  return resourceError(LibraryErrorCode::invalidResource, resource,
+                       "The file cannot be read: " +
+                           std::error_code(error, std::generic_category()).message() + ".");
+}
+
+}  // namespace
+
+std::shared_ptr<const StoredResource> firstOfType(const StoredResources& resources,
+                                                  PHAssetResourceType type) {
+  const auto found =
+      std::ranges::find(resources, type, [](const auto& each) { return each->type; });
+  return found == resources.end() ? nullptr : *found;
+}
+
+Result<std::shared_ptr<const StoredResource>> resourceOfVersion(
+    const PHAsset& asset, const StoredResources& resources, PHImageRequestOptionsVersion version) {
+  const bool isImage = asset.mediaType == PHAssetMediaType::image;
+  const auto edited =
+      isImage ? PHAssetResourceType::fullSizePhoto : PHAssetResourceType::fullSizeVideo;
+  const auto original = isImage ? PHAssetResourceType::photo : PHAssetResourceType::video;
+  std::shared_ptr<const StoredResource> resource;
+  if (version == PHImageRequestOptionsVersion::current) resource = firstOfType(resources, edited);
+  if (!resource) resource = firstOfType(resources, original);
+  if (!resource) {
+    return libraryError(LibraryErrorCode::missingResource,
+                        "The library holds no file that shows the asset.");
+  }
+  return resource;
+}
+
+NSError mediaError(const StoredResource& resource, const NSError& error) {
+  return resourceError(static_cast<LibraryErrorCode>(error.code), resource,
+                       error.localizedDescription);
+}
+
+Result<FileDescriptor> openResource(const StoredResource& resource) {
+  FileDescriptor file(::open(resource.path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) return readError(resource, errno);
+  return file;
+}
+
+Result<ByteBuffer> readResource(const StoredResource& resource) {
+  const Result<FileDescriptor> file = openResource(resource);
+  if (!file) return file.error();
+  struct stat status {};
+  if (::fstat(file->get(), &status) != 0) return readError(resource, errno);
+  const auto size = static_cast<std::size_t>(status.st_size);
+  // Not filled with zeros first, and refused rather than fatal when there is no such memory.
+  const std::shared_ptr<std::uint8_t[]> bytes(new (std::nothrow) std::uint8_t[size]);
+  if (!bytes) return readError(resource, ENOMEM);
+  for (std::size_t done = 0; done < size;) {
+    const ssize_t count = ::read(file->get(), bytes.get() + done, size - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return readError(resource, errno);
+    if (count == 0) return readError(resource, EIO);  // it shrank
+    done += static_cast<std::size_t>(count);
+  }
+  return ByteBuffer(bytes, {bytes.get(), size});
+}
+
+}  // namespace quorvin
