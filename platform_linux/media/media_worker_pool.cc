@@ -3,15 +3,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
-#include <iterator>
 #include <string_view>
 #include <utility>
 
 #include "codec/standard_message_codec.h"
 #include "codec/utf8.h"
 #include "platform_linux/dispatch/background_thread.h"
-#include "platform_linux/media/sealed_memory.h"
+#include "platform_linux/media/worker_replies.h"
 
 namespace quorvin {
 
@@ -47,37 +45,6 @@ std::string asText(std::string name) {
         name, [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
   }
   return name;
-}
-
-/// The extension becomes part of a path.
-bool isPlainExtension(std::string_view extension) {
-  return !extension.empty() && extension.size() <= 8 && std::ranges::all_of(extension, [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
-  });
-}
-
-std::optional<MediaProbe> readProbe(const Map& reply, FileDescriptor) {
-  std::optional<MediaProbe> probe = probeFromMap(reply);
-  if (probe && !isPlainExtension(probe->extension)) return std::nullopt;
-  return probe;
-}
-
-std::optional<std::shared_ptr<const RenderedImage>> readImage(const Map& reply,
-                                                              FileDescriptor memory) {
-  const auto layout = layoutFromMap(reply);
-  if (!layout || sealedMemorySize(memory.get()) != layout->byteCount()) return std::nullopt;
-  return std::make_shared<const RenderedImage>(std::move(memory), layout->width, layout->height,
-                                               layout->channels);
-}
-
-std::optional<ByteBuffer> readBytes(const Map&, FileDescriptor memory) {
-  const auto size = sealedMemorySize(memory.get());
-  if (!size || *size == 0) return std::nullopt;
-  auto mapped =
-      std::make_shared<const MappedMemory>(memory.get(), *size, MappedMemory::Access::read);
-  if (!*mapped) return std::nullopt;
-  const auto bytes = mapped->bytes();
-  return ByteBuffer(std::move(mapped), bytes);
 }
 
 }  // namespace
@@ -130,18 +97,18 @@ MediaWorkerPool::~MediaWorkerPool() {
 }
 
 Result<MediaProbe> MediaWorkerPool::probe(const FileDescriptor& file, const std::string& name) {
-  return ask<MediaProbe>(ProbeRequest{asText(name)}, file.get(), readProbe);
+  return ask<MediaProbe>(ProbeRequest{asText(name)}, file.get(), probeReply);
 }
 
 Result<std::shared_ptr<const RenderedImage>> MediaWorkerPool::render(const FileDescriptor& file,
                                                                      const RenderRequest& request) {
-  return ask<std::shared_ptr<const RenderedImage>>(request, file.get(), readImage);
+  return ask<std::shared_ptr<const RenderedImage>>(request, file.get(), imageReply);
 }
 
 Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageFormat format,
                                            double quality) {
   const PixelLayout layout{image.width(), image.height(), image.channels()};
-  return ask<ByteBuffer>(EncodeRequest{format, quality, layout}, image.fd(), readBytes);
+  return ask<ByteBuffer>(EncodeRequest{format, quality, layout}, image.fd(), bytesReply);
 }
 
 template <class T>

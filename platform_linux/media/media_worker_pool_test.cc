@@ -391,7 +391,7 @@ TEST(MediaWorkerPool, OutlivesWorkersThatAreKilledOrStoppedUnderLoad) {
     MediaWorkerPool pool(hasty);
     renderThroughSignals(pool, SIGKILL);
     renderThroughSignals(pool, SIGSTOP);
-    for (const pid_t each : children()) ::kill(each, SIGKILL);
+    for (const pid_t each : children()) killAndWait(each);
     EXPECT_TRUE(render(pool, "answer"));
   }
   EXPECT_TRUE(children().empty());

@@ -1,0 +1,24 @@
+// What the replies of a worker come to. A worker reads files that anybody may have made, so nothing
+// that it says is believed unchecked: none stands for a reply that makes no sense.
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "core/platform/value.h"
+#include "platform_linux/files/file_descriptor.h"
+#include "platform_linux/media/media_service.h"
+
+namespace quorvin {
+
+/// The extension is fit to be part of a path.
+std::optional<MediaProbe> probeReply(const Map& reply, FileDescriptor memory);
+
+/// `memory` holds exactly the pixels that the reply announces, and they are final.
+std::optional<std::shared_ptr<const RenderedImage>> imageReply(const Map& reply,
+                                                               FileDescriptor memory);
+
+/// The final bytes of `memory`, mapped as long as the buffer or a copy of it lives; never empty.
+std::optional<ByteBuffer> bytesReply(const Map& reply, FileDescriptor memory);
+
+}  // namespace quorvin
