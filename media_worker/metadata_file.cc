@@ -46,6 +46,7 @@ FileMetadata readMetadata(const InputFile& file, int fd) {
   FileMetadata metadata;
   try {
     const auto image = open(file, fd);
+    if (!image) return metadata;
     try {
       image->readMetadata();
     } catch (const std::exception&) {

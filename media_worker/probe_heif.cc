@@ -13,8 +13,9 @@
 namespace quorvin {
 namespace {
 
-/// Pictures without a thumbnail are decoded whole up to this many pixels.
-constexpr std::int64_t kLargestTrial = 16'000'000;
+/// Pictures without a thumbnail are decoded whole up to this many pixels; larger ones take too
+/// long.
+constexpr std::int64_t kLargestTrial = 4'000'000;
 
 struct HeifFree {
   void operator()(heif_context* context) const { heif_context_free(context); }

@@ -85,6 +85,8 @@ void describeVideo(const AVStream& stream, double captureFrameRate, MediaProbe& 
   probe.pixelHeight = geometry.height;
   probe.orientation = geometry.orientation;
   probe.frameRate = rateOf(stream.avg_frame_rate);
+  // Some containers count no frames, but tell their rate.
+  if (probe.frameRate <= 0) probe.frameRate = rateOf(stream.r_frame_rate);
   // Many a camera names the rate of capture although the movie keeps it.
   if (captureFrameRate > probe.frameRate * 1.5) probe.captureFrameRate = captureFrameRate;
   if (probe.frameRate >= kHighFrameRate || probe.captureFrameRate >= kHighFrameRate) {
