@@ -6,10 +6,12 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "core/platform/foundation.h"
 #include "host/messenger.h"
 #include "host/plugin_registrar.h"
+#include "platform_linux/dispatch/main_queue.h"
 #include "platform_linux/linux_platform.h"
 
 namespace quorvin {

@@ -8,6 +8,7 @@
 
 #include "codec/standard_method_codec.h"
 #include "host/messenger.h"
+#include "testing/fakes/fake_platform.h"
 
 namespace quorvin {
 namespace {
@@ -24,7 +25,6 @@ struct Delegate : FlutterMethodCallDelegate {
   }
 };
 
-/// A registrar never looks into the platform that it hands over, so that none is needed here.
 class PluginRegistrarTest : public testing::Test {
  protected:
   PluginRegistrarTest() {
@@ -42,15 +42,11 @@ class PluginRegistrarTest : public testing::Test {
     send(encodeMethodCall({std::move(method), std::move(arguments)}));
   }
 
-  static Platform& noPlatform() {
-    alignas(Platform) static char place[sizeof(Platform)];
-    return *reinterpret_cast<Platform*>(place);
-  }
-
+  std::vector<Bytes> replies_;  // outlives the messenger, which answers what is left when it goes
   Messenger messenger_;
-  PluginRegistrar registrar_{messenger_, noPlatform()};
+  FakePlatform platform_{[](const std::string& misuse) { ADD_FAILURE() << misuse; }};
+  PluginRegistrar registrar_{messenger_, platform_.platform()};
   std::shared_ptr<Delegate> delegate_ = std::make_shared<Delegate>();
-  std::vector<Bytes> replies_;
 };
 
 TEST_F(PluginRegistrarTest, HandsTheDecodedCallToTheDelegate) {
@@ -96,6 +92,11 @@ TEST_F(PluginRegistrarTest, AnswersWithNoBytesWhatIsTooLongForAMessage) {
   const std::uint8_t byte = 0;
   delegate_->result(Value(ByteBuffer(nullptr, std::span(&byte, std::size_t{1} << 32))));
   EXPECT_EQ(replies_, std::vector<Bytes>(1));
+}
+
+TEST_F(PluginRegistrarTest, HandsOverMessengerAndPlatform) {
+  EXPECT_EQ(&registrar_.messenger(), &messenger_);
+  EXPECT_EQ(&registrar_.platform(), &platform_.platform());
 }
 
 TEST_F(PluginRegistrarTest, KeepsTheDelegateAlive) {

@@ -1,0 +1,72 @@
+#include "platform_linux/linux_platform.h"
+
+#include <utility>
+
+#include "platform_linux/device/linux_device.h"
+#include "platform_linux/dispatch/linux_dispatch.h"
+#include "platform_linux/images/linux_image_codec.h"
+#include "platform_linux/images/linux_image_manager.h"
+#include "platform_linux/library/library.h"
+#include "platform_linux/media/media_worker_pool.h"
+
+namespace quorvin {
+
+/// In order of dependence: each uses only those above it, and goes before them.
+struct LinuxPlatform::Parts {
+  Parts(std::unique_ptr<LinuxDispatch> theDispatch, std::unique_ptr<Library> theLibrary,
+        const LinuxPlatformOptions& options)
+      : dispatch(std::move(theDispatch)),
+        library(std::move(theLibrary)),
+        media({.program = options.mediaWorker, .size = MediaWorkerOptions::sizeForThisMachine()}),
+        // As many threads as workers: more would only wait for a turn.
+        images(*library, media, MediaWorkerOptions::sizeForThisMachine()),
+        codec(media),
+        device(options.systemVersion),
+        platform{*dispatch, *library, *library, &images, codec, device} {}
+
+  const std::unique_ptr<LinuxDispatch> dispatch;
+  const std::unique_ptr<Library> library;
+  MediaWorkerPool media;
+  LinuxImageManager images;
+  LinuxImageCodec codec;
+  LinuxDevice device;
+  Platform platform;
+};
+
+Result<std::unique_ptr<LinuxPlatform>> LinuxPlatform::open(LinuxPlatformOptions options) {
+  auto dispatch = LinuxDispatch::create();
+  if (!dispatch) return dispatch.error();
+  auto library = Library::open({.path = options.libraryPath,
+                                .authorization = options.authorization,
+                                .prompt = std::move(options.prompt),
+                                .mainQueue = &(*dispatch)->mainQueue()});
+  if (!library) return library.error();
+  return std::unique_ptr<LinuxPlatform>(new LinuxPlatform(
+      std::make_unique<Parts>(*std::move(dispatch), *std::move(library), options)));
+}
+
+LinuxPlatform::LinuxPlatform(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
+
+LinuxPlatform::~LinuxPlatform() {
+  shutDown();
+}
+
+Platform& LinuxPlatform::platform() {
+  return parts_->platform;
+}
+
+MainQueue& LinuxPlatform::mainQueue() {
+  return parts_->dispatch->mainQueue();
+}
+
+void LinuxPlatform::shutDown() {
+  // Replies would only reach somebody who no longer runs the queue.
+  mainQueue().close();
+  // Without workers nothing that still runs can take long: it ends in an error and not in waiting.
+  parts_->images.beginShutDown();
+  parts_->media.shutDown();
+  parts_->images.shutDown();
+  parts_->dispatch->globalQueue(QualityOfService::background).shutDown();
+}
+
+}  // namespace quorvin

@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# check_installation.sh BUILD_DIR C_COMPILER FLAGS: installs into a prefix of its own, moves that
+# elsewhere, and there builds and runs a C program twice, by pkg-config and by CMake's package.
+set -euo pipefail
+
+build=$1
+compiler=$2
+flags=$3
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+cmake --install "$build" --prefix "$work/first" >"$work/log" || { cat "$work/log" >&2; exit 1; }
+mv "$work/first" "$work/prefix"
+prefix=$work/prefix
+
+library=$(find "$prefix" -name libquorvin.so.1)
+[ -n "$library" ]
+[ -x "$prefix/libexec/quorvin/quorvin-media" ]
+[ -f "$prefix/include/quorvin/quorvin.h" ]
+"$prefix/bin/quorvin" --version
+
+unset QUORVIN_MEDIA_WORKER
+export PKG_CONFIG_PATH=$(dirname "$library")/pkgconfig
+# The flags are words to be split.
+# shellcheck disable=SC2046,SC2086
+"$compiler" -std=c99 -pedantic -Wall -Wextra -Werror $flags "$here/engine_from_c.c" \
+  $(pkg-config --cflags --libs quorvin) -Wl,-rpath,"$(dirname "$library")" -o "$work/by_pkg_config"
+"$work/by_pkg_config" "$work/library"
+[ "$(pkg-config --modversion quorvin)" = "$("$work/by_pkg_config" "$work/library")" ]
+
+cp -r "$here/installed" "$work/source"
+cp "$here/engine_from_c.c" "$work/source"
+cmake -S "$work/source" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_C_COMPILER="$compiler" -DCMAKE_C_FLAGS="$flags" >"$work/log" &&
+  cmake --build "$work/build" >"$work/log" || { cat "$work/log" >&2; exit 1; }
+"$work/build/by_cmake" "$work/library"
