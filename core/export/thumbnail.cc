@@ -64,26 +64,24 @@ void ImageManager::getThumbnail(const FlutterMethodCall& call, const ResultHolde
       [self = shared_from_this(), result, jpegFormat = arguments->jpegFormat,
        replied = std::make_shared<bool>(false)](const std::shared_ptr<const UIImage>& image,
                                                 const PHImageInfo* info) {
-        if (!*replied) *replied = self->replyThumbnail(result, jpegFormat, image.get(), info);
+        self->replyThumbnail(result, jpegFormat, *replied, image.get(), info);
       });
 }
 
-bool ImageManager::replyThumbnail(const ResultHolder& result, bool jpegFormat, const UIImage* image,
-                                  const PHImageInfo* info) {
-  if (info != nullptr) {
-    if (info->isTrue(PHImageCancelledKey)) {
-      sendResult(result, {});
-      return true;
-    }
-    if (const NSError* error = info->error(PHImageErrorKey)) {
-      sendError(result, errors::kCode, std::string(errors::kFailedToLoadThumbnail),
-                error->localizedDescription);
-      return true;
-    }
-    if (info->isTrue(PHImageResultIsDegradedKey)) return false;
+void ImageManager::replyThumbnail(const ResultHolder& result, bool jpegFormat, bool& replied,
+                                  const UIImage* image, const PHImageInfo* info) {
+  if (replied) return;
+  const bool cancelled = info != nullptr && info->isTrue(PHImageCancelledKey);
+  const NSError* error = info == nullptr ? nullptr : info->error(PHImageErrorKey);
+  const bool degraded = info != nullptr && info->isTrue(PHImageResultIsDegradedKey);
+  if (degraded && !cancelled && error == nullptr) return;
+  replied = true;
+  if (cancelled) return sendResult(result, {});
+  if (error != nullptr) {
+    return sendError(result, errors::kCode, std::string(errors::kFailedToLoadThumbnail),
+                     error->localizedDescription);
   }
   sendResult(result, encoded(platform.imageCodec, image, jpegFormat));
-  return true;
 }
 
 }  // namespace quorvin

@@ -98,10 +98,10 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
   /// resource; none when there is no resource (queries/asset_record.cc).
   std::optional<std::string> getResourceName(const PHAsset& asset);
 
-  /// Looks at one delivery of a thumbnail; false when it is provisional and was not answered
-  /// (export/thumbnail.cc).
-  bool replyThumbnail(const ResultHolder& result, bool jpegFormat, const UIImage* image,
-                      const PHImageInfo* info);
+  /// Answers one delivery of a thumbnail unless the call was `replied` to before, or the delivery
+  /// is provisional (export/thumbnail.cc).
+  void replyThumbnail(const ResultHolder& result, bool jpegFormat, bool& replied,
+                      const UIImage* image, const PHImageInfo* info);
 
   // Constant after construction
 
