@@ -58,8 +58,8 @@ ImagePtr imageOfFrame(const AVFrame& frame) {
   const int fullRange = frame.color_range == AVCOL_RANGE_JPEG ? 1 : 0;
   sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(matrixOf(frame)), fullRange,
                            sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
-  // Rows are padded, for the conversion writes in whole vectors.
-  const int stride = (frame.width * channels + 63) / 64 * 64;
+  // Rows are padded, for the conversion writes in whole vectors, and to whole pixels at that.
+  const int stride = (frame.width + 63) / 64 * 64 * channels;
   const std::size_t size =
       static_cast<std::size_t>(stride) * static_cast<std::size_t>(frame.height);
   const std::shared_ptr<std::uint8_t> rows(static_cast<std::uint8_t*>(av_malloc(size + 64)),

@@ -87,7 +87,7 @@ bool cut(ImagePtr& image, PixelSize size) {
 }
 
 /// Runs the pipeline, straight into the memory that the other process will map.
-Result<RenderedPixels> writeOut(VipsImage* image) {
+Result<RenderedPixels> writeOut(VipsImage* image, const ColourTransform* colours) {
   RenderedPixels pixels;
   pixels.layout = {image->Xsize, image->Ysize, image->Bands};
   const std::size_t size = pixels.layout.byteCount();
@@ -98,6 +98,8 @@ Result<RenderedPixels> writeOut(VipsImage* image) {
     const ImagePtr out(vips_image_new_from_memory(mapped.data(), size, image->Xsize, image->Ysize,
                                                   image->Bands, VIPS_FORMAT_UCHAR));
     if (!out || vips_image_write(image, out.get()) != 0) return cannotDecode();
+    if (colours != nullptr)
+      colours->convert(mapped.data(), size / static_cast<std::size_t>(image->Bands));
   }
   if (!sealMemoryFile(pixels.memory)) {
     return workerError(LibraryErrorCode::internal, "The pixels could not be handed over.");
@@ -113,12 +115,14 @@ Result<RenderedPixels> renderFile(int fd, const RenderRequest& request) {
   auto loaded = load(*file, request);
   if (!loaded) return loaded.error();
   ImagePtr image = std::move(loaded->image);
+  ColourTransformPtr colours;
   const PixelSize scaled = loaded->target.scaled;
-  if (!scale(image, loaded->orientation >= 5 ? scaled.turned() : scaled) || !convertToSrgb(image) ||
-      !turn(image, loaded->orientation) || !cut(image, loaded->target.cut)) {
+  if (!scale(image, loaded->orientation >= 5 ? scaled.turned() : scaled) ||
+      !makeSrgb(image, colours) || !turn(image, loaded->orientation) ||
+      !cut(image, loaded->target.cut)) {
     return cannotDecode();
   }
-  return writeOut(image.get());
+  return writeOut(image.get(), colours.get());
 }
 
 }  // namespace quorvin

@@ -1,6 +1,7 @@
 #include "media_worker/vips_image.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace quorvin {
 
@@ -43,23 +44,30 @@ SourcePtr sourceOf(const InputFile& file) {
 ImagePtr imageOfRows(std::shared_ptr<const void> owner, const std::uint8_t* rows,
                      std::int64_t width, std::int64_t height, int channels, std::size_t stride) {
   const auto rowBytes = static_cast<std::size_t>(width * channels);
-  // Libvips knows no stride: a wide image of single bytes is cut, then read as pixels.
+  const auto pixelBytes = static_cast<std::size_t>(channels);
+  if (stride % pixelBytes != 0) {
+    auto packed =
+        std::make_shared<std::vector<std::uint8_t>>(rowBytes * static_cast<std::size_t>(height));
+    for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
+      std::copy_n(rows + y * stride, rowBytes, packed->data() + y * rowBytes);
+    }
+    rows = packed->data();
+    owner = std::move(packed);
+    stride = rowBytes;
+  }
+  // Libvips knows no padding: it counts as pixels that are cut off.
   ImagePtr image(vips_image_new_from_memory(rows, stride * static_cast<std::size_t>(height),
-                                            static_cast<int>(stride), static_cast<int>(height), 1,
-                                            VIPS_FORMAT_UCHAR));
+                                            static_cast<int>(stride / pixelBytes),
+                                            static_cast<int>(height), channels, VIPS_FORMAT_UCHAR));
   if (!image) return nullptr;
   g_object_set_data_full(
       G_OBJECT(image.get()), "quorvin-owner", new std::shared_ptr<const void>(std::move(owner)),
       [](void* held) { delete static_cast<std::shared_ptr<const void>*>(held); });
-  if (stride != rowBytes && !apply(image, [&](VipsImage* in, VipsImage** out) {
-        return vips_extract_area(in, out, 0, 0, static_cast<int>(rowBytes),
-                                 static_cast<int>(height), nullptr);
-      })) {
-    return nullptr;
-  }
+  image->Type = VIPS_INTERPRETATION_sRGB;
+  if (stride == rowBytes) return image;
   const bool done = apply(image, [&](VipsImage* in, VipsImage** out) {
-    return vips_copy(in, out, "width", static_cast<int>(width), "bands", channels, "interpretation",
-                     VIPS_INTERPRETATION_sRGB, nullptr);
+    return vips_extract_area(in, out, 0, 0, static_cast<int>(width), static_cast<int>(height),
+                             nullptr);
   });
   return done ? std::move(image) : nullptr;
 }
