@@ -219,7 +219,7 @@ void MediaWorkerPool::keepIdle(std::unique_ptr<WorkerProcess> process) {
   forget(*process);
   if (shutDown_) return;
   idle_.push_back({std::move(process), WorkerProcess::Clock::now()});
-  if (idle_.size() == 1) duty_.notify_one();
+  if (keeperRests_) duty_.notify_one();
 }
 
 void MediaWorkerPool::forget(const WorkerProcess& process) {
@@ -250,7 +250,9 @@ MediaWorkerPool::Duty MediaWorkerPool::waitForDuty() {
     }
     if (shutDown_) return {};
     if (idle_.empty()) {
+      keeperRests_ = true;
       duty_.wait(lock_);
+      keeperRests_ = false;
       continue;
     }
     const auto endTime = idle_.front().since + options_.idleTimeLimit;

@@ -102,6 +102,8 @@ class MediaWorkerPool final : public MediaService {
   std::vector<const WorkerProcess*> busy_ QUORVIN_GUARDED_BY(lock_);
   std::deque<IdleWorker> idle_ QUORVIN_GUARDED_BY(lock_);  ///< the longest idle first
   std::deque<StartOrder*> orders_ QUORVIN_GUARDED_BY(lock_);
+  /// The keeper waits for no moment; else it looks at the idle workers by itself, in time.
+  bool keeperRests_ QUORVIN_GUARDED_BY(lock_) = false;
 
   /// Starts workers, which inherit its priority and not that of a background thread which happens
   /// to ask first, and ends those that idle for too long.

@@ -11,20 +11,14 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <future>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 #include "platform_linux/media/sealed_memory.h"
-
-extern "C" {  // which the header of glibc 2.36 leaves out
-#include <sys/pidfd.h>
-}
+#include "platform_linux/media/testing_processes.h"
 
 namespace quorvin {
 namespace {
@@ -70,30 +64,6 @@ RenderedImage image(std::string_view text) {
 
 Result<ByteBuffer> encode(MediaWorkerPool& pool, std::string_view text) {
   return pool.encode(image(text), ImageFormat::jpeg, 1);
-}
-
-/// The processes that this one has started and not reaped.
-std::vector<pid_t> children() {
-  std::vector<pid_t> found;
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::ifstream list(task.path() / "children");
-    found.insert(found.end(), std::istream_iterator<pid_t>(list), {});
-  }
-  return found;
-}
-
-std::size_t openDescriptors() {
-  const std::filesystem::directory_iterator listed("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(listed, {}));
-}
-
-/// Kills a child and waits until it is dead, though not until it is reaped.
-void killAndWait(pid_t child) {
-  const FileDescriptor process(::pidfd_open(child, 0));
-  ASSERT_TRUE(process);
-  ::kill(child, SIGKILL);
-  pollfd watched{process.get(), POLLIN, 0};
-  ASSERT_EQ(::poll(&watched, 1, -1), 1);
 }
 
 void expectInterrupted(const NSError& error) {
@@ -171,6 +141,16 @@ TEST(MediaWorkerPool, GivesTheWorkerItsSocketAndNothingElseOfTheHosts) {
   MediaWorkerPool pool(options());
   // 4 is the request's file, 5 the listing itself.
   EXPECT_EQ(report(pool, "descriptors"), "0 1 2 3 4 5 ");
+}
+
+TEST(MediaWorkerPool, GivesTheWorkerAnErrorOutputEvenWhenTheHostHasNone) {
+  const FileDescriptor kept(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 10));
+  ::close(STDERR_FILENO);
+  {
+    MediaWorkerPool pool(options());
+    EXPECT_EQ(report(pool, "descriptors"), "0 1 2 3 4 5 ");
+  }
+  ::dup2(kept.get(), STDERR_FILENO);
 }
 
 TEST(MediaWorkerPool, StartsWorkersWithUsualSignals) {

@@ -32,6 +32,10 @@ class SpawnPlan {
     check(::posix_spawn_file_actions_adddup2(&actions_, socket, kWorkerSocketDescriptor));
     check(::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
     check(::posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0));
+    if (::fcntl(STDERR_FILENO, F_GETFD) != 0) {
+      // Absent or ours alone; the worker's next file must not take the place of its error output.
+      check(::posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0));
+    }
     // The embedder's own descriptors may not be close-on-exec.
     check(::posix_spawn_file_actions_addclosefrom_np(&actions_, kWorkerSocketDescriptor + 1));
 
