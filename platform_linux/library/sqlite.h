@@ -1,0 +1,132 @@
+// SQLite's C interface, with owners for its objects. Every value is bound.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "core/platform/value.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace quorvin {
+
+/// A run of bytes that is bound as a blob.
+struct Blob {
+  std::string_view bytes;
+};
+
+/// A prepared statement while it is used. It goes back to its connection, which outlives it, as
+/// new. A statement that could not be prepared has no rows and has failed.
+class Statement {
+ public:
+  Statement(sqlite3_stmt* statement, int status) : statement_(statement), status_(status) {}
+  Statement(Statement&& other) noexcept;
+  Statement& operator=(Statement&&) = delete;
+  ~Statement();
+
+  /// Binds the values to the next places, from the left. Text is not copied: it lives until the
+  /// statement goes.
+  template <class... Values>
+  Statement& bind(const Values&... values) {
+    (bindNext(values), ...);
+    return *this;
+  }
+
+  /// Moves to the next row; false at the end and on failure.
+  bool next();
+  /// True when something went wrong, now or earlier.
+  bool failed() const;
+  /// Runs a statement that has no rows. False when it failed.
+  bool run() { return !next() && !failed(); }
+  /// Makes it ready to run again with new values.
+  void rewind();
+
+  bool isNull(int column) const;
+  std::int64_t integer(int column) const;
+  double real(int column) const;
+  std::string_view text(int column) const;  ///< until the next row
+  std::string_view blob(int column) const;  ///< until the next row
+  std::optional<std::int64_t> optionalInteger(int column) const;
+  std::optional<std::string> optionalText(int column) const;
+
+ private:
+  void bindNext(std::int64_t value);
+  void bindNext(int value) { bindNext(std::int64_t{value}); }
+  void bindNext(double value);
+  void bindNext(std::string_view value);
+  void bindNext(const std::string& value) { bindNext(std::string_view(value)); }
+  void bindNext(Blob value);
+  void bindNext(std::nullopt_t);
+  void bindNext(const void*) = delete;  // texts come as std::string or string_view
+  template <class T>
+  void bindNext(const std::optional<T>& value) {
+    value ? bindNext(*value) : bindNext(std::nullopt);
+  }
+  void note(int status);
+
+  sqlite3_stmt* statement_;
+  int status_;
+  int bound_ = 0;
+};
+
+/// One connection; used by one thread at a time. It checkpoints only when it is told to, or, for
+/// `write`, when it commits.
+class Database {
+ public:
+  enum class Use { read, write };
+  static Result<std::unique_ptr<Database>> open(const std::string& path, Use use);
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  /// The statement is kept for the next time. Two uses of one text must not overlap.
+  Statement prepare(std::string_view sql);
+  /// Runs statements that have neither values nor rows.
+  bool execute(const std::string& sql);
+  /// The single integer that the statement yields; none when it failed or has no row.
+  std::optional<std::int64_t> integer(std::string_view sql);
+  /// Appends the first column of every row of a statement that is `SELECT collect(...)`. Quicker
+  /// than stepping through as many rows.
+  bool collect(Statement& statement, std::vector<std::int64_t>& into);
+
+  std::int64_t lastInsertedRow() const;
+  int changedRows() const;
+  /// The last failure, as the library tells it: out of space, locked, damaged or else.
+  NSError lastError(std::string_view sentence) const;
+  /// True when the last failure says that the file is no sound database.
+  bool isDamaged() const;
+
+ private:
+  explicit Database(sqlite3* connection) : connection_(connection) {}
+  bool configure(Use use);
+
+  sqlite3* connection_;
+  std::map<std::string, sqlite3_stmt*, std::less<>> statements_;
+  std::vector<std::int64_t>* collecting_ = nullptr;
+};
+
+/// What is read while it lives is of one moment.
+class ReadTransaction {
+ public:
+  explicit ReadTransaction(Database& database) : database_(database) {
+    database_.prepare("BEGIN").run();
+  }
+  ~ReadTransaction() { database_.prepare("COMMIT").run(); }
+  ReadTransaction(const ReadTransaction&) = delete;
+  ReadTransaction& operator=(const ReadTransaction&) = delete;
+
+ private:
+  Database& database_;
+};
+
+}  // namespace quorvin

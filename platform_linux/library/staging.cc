@@ -1,0 +1,125 @@
+#include "platform_linux/library/staging.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+
+#include "platform_linux/library/identifiers.h"
+#include "platform_linux/library/sqlite.h"
+#include "platform_linux/library/system_error.h"
+
+namespace quorvin {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kListName = "/originals.list";
+
+bool writeAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+// The paths of a list; a last line that was cut short is not one.
+std::vector<std::string> listedPaths(const fs::path& list) {
+  std::ifstream file(list);
+  std::vector<std::string> paths;
+  std::string line;
+  while (std::getline(file, line) && !file.eof()) {
+    // Only what can have been written here.
+    if (!line.empty() && line.front() != '/' && line.find("..") == std::string::npos) {
+      paths.push_back(line);
+    }
+  }
+  return paths;
+}
+
+// False when the catalogue could not tell, so that the list must stay.
+bool removeUnnamed(Database& database, const LibraryFolder& folder,
+                   const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    Statement named = database.prepare("SELECT 1 FROM resources WHERE path = ?");
+    named.bind(path);
+    const bool isNamed = named.next();
+    if (named.failed()) return false;
+    if (!isNamed) ::unlink((folder.originals() + "/" + path).c_str());
+  }
+  return true;
+}
+
+}  // namespace
+
+Result<Null> syncFolder(const std::string& path) {
+  const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder || ::fsync(folder.get()) != 0) {
+    return systemError("The folder “" + path + "” cannot be made durable", errno);
+  }
+  return Null{};
+}
+
+Result<std::unique_ptr<Staging>> Staging::begin(const LibraryFolder& folder) {
+  auto lock = LibraryLock::acquire(folder.lockFile(), LibraryLock::Area::staging,
+                                   LibraryLock::Mode::shared);
+  if (!lock) return lock.error();
+  const std::string path = folder.incoming() + "/" + newUuid();
+  const std::string failure = "The library “" + folder.root + "” cannot take in files";
+  if (::mkdir(path.c_str(), 0700) != 0) return systemError(failure, errno);
+  FileDescriptor list(
+      ::open((path + kListName).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600));
+  if (!list) {
+    const int reason = errno;
+    ::rmdir(path.c_str());
+    return systemError(failure, reason);
+  }
+  std::unique_ptr<Staging> staging(new Staging(*std::move(lock), path, std::move(list)));
+  for (const std::string& made : {path, folder.incoming()}) {
+    if (auto synced = syncFolder(made); !synced) return synced.error();
+  }
+  return staging;
+}
+
+Staging::~Staging() {
+  std::error_code error;
+  fs::remove_all(path_, error);
+}
+
+Result<Null> Staging::announce(const std::vector<std::string>& paths) {
+  std::string lines;
+  for (const std::string& path : paths) lines += path + "\n";
+  if (!writeAll(list_.get(), lines) || ::fdatasync(list_.get()) != 0) {
+    return systemError("The files to be moved cannot be listed", errno);
+  }
+  return Null{};
+}
+
+void sweepStaging(const LibraryFolder& folder) {
+  std::error_code error;
+  if (fs::is_empty(folder.incoming(), error) || error) return;
+  const auto writer = LibraryLock::tryAcquire(folder.lockFile(), LibraryLock::Area::writer,
+                                              LibraryLock::Mode::exclusive);
+  const auto staging = LibraryLock::tryAcquire(folder.lockFile(), LibraryLock::Area::staging,
+                                               LibraryLock::Mode::exclusive);
+  if (!writer || !staging) return;
+  const auto database = Database::open(folder.catalogue(), Database::Use::read);
+  if (!database) return;
+  for (fs::directory_iterator entry(folder.incoming(), error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string path = entry->path().string();
+    if (!removeUnnamed(**database, folder, listedPaths(path + kListName))) continue;
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+  }
+}
+
+}  // namespace quorvin

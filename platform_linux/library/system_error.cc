@@ -1,0 +1,34 @@
+#include "platform_linux/library/system_error.h"
+
+#include <cerrno>
+#include <string>
+#include <system_error>
+
+#include "platform_linux/errors.h"
+
+namespace quorvin {
+
+NSError systemError(std::string_view sentence, int errorNumber) {
+  LibraryErrorCode code = LibraryErrorCode::internal;
+  switch (errorNumber) {
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+      code = LibraryErrorCode::notEnoughSpace;
+      break;
+    case ENOENT:
+      code = LibraryErrorCode::missingResource;
+      break;
+    case EACCES:
+    case EPERM:
+    case EIO:
+      code = LibraryErrorCode::invalidResource;
+      break;
+    default:
+      break;
+  }
+  return libraryError(
+      code, std::string(sentence) + ": " + std::generic_category().message(errorNumber) + ".");
+}
+
+}  // namespace quorvin
