@@ -298,6 +298,17 @@ TEST_F(GetThumbnail, IgnoresEveryDeliveryAfterItsReply) {
   }
 }
 
+TEST_F(GetThumbnail, IgnoresADeliveryThatComesDuringTheEncoding) {
+  const RecordedReply reply = request(thumbnail());
+  const auto handler = images.imageRequests().at(0).handler;
+  codec.duringEncoding = [this, handler] {
+    codec.duringEncoding = nullptr;
+    handler(image, nullptr);
+  };
+  deliver(image);
+  EXPECT_EQ(reply.answerCount(), 1u);
+}
+
 TEST_F(GetThumbnail, KeepsTheCallsApart) {
   const RecordedReply first = request(thumbnail(true));
   const RecordedReply second = request(thumbnail(false));

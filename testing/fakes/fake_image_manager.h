@@ -1,6 +1,7 @@
 // An image manager whose requests end when the test says so.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -39,6 +40,9 @@ class FakeImageManager : public PHImageManager {
   std::vector<VideoRequest> videoRequests() const { return copyOf(videos_); }
   std::vector<LivePhotoRequest> livePhotoRequests() const { return copyOf(livePhotos_); }
 
+  /// What happens inside a request for an image, on its thread. Set before other threads come in.
+  std::function<void(const ImageRequest&)> duringImageRequest;
+
   /// Lets go of every handler, as a manager does whose requests are over.
   void forgetRequests();
 
@@ -46,27 +50,32 @@ class FakeImageManager : public PHImageManager {
                                         PHImageContentMode contentMode,
                                         const PHImageRequestOptions& options,
                                         PHImageResultHandler resultHandler) override {
-    return keep(images_, "requestImageForAsset", std::move(asset), targetSize, contentMode, options,
-                std::move(resultHandler));
+    const ImageRequest request = keep(images_, "requestImageForAsset", std::move(asset), targetSize,
+                                      contentMode, options, std::move(resultHandler));
+    if (duringImageRequest) duringImageRequest(request);
+    return request.id;
   }
   PHImageRequestID requestImageDataAndOrientationForAsset(
       std::shared_ptr<const PHAsset> asset, const PHImageRequestOptions& options,
       PHImageDataResultHandler resultHandler) override {
     return keep(data_, "requestImageDataAndOrientationForAsset", std::move(asset), {}, 0, options,
-                std::move(resultHandler));
+                std::move(resultHandler))
+        .id;
   }
   PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const PHAsset> asset,
                                           const PHVideoRequestOptions& options,
                                           AVAssetResultHandler resultHandler) override {
     return keep(videos_, "requestAVAssetForVideo", std::move(asset), {}, 0, options,
-                std::move(resultHandler));
+                std::move(resultHandler))
+        .id;
   }
   PHImageRequestID requestLivePhotoForAsset(std::shared_ptr<const PHAsset> asset, CGSize targetSize,
                                             PHImageContentMode contentMode,
                                             const PHLivePhotoRequestOptions& options,
                                             PHLivePhotoResultHandler resultHandler) override {
     return keep(livePhotos_, "requestLivePhotoForAsset", std::move(asset), targetSize, contentMode,
-                options, std::move(resultHandler));
+                options, std::move(resultHandler))
+        .id;
   }
   /// Only notes it; the test fires the handler.
   void cancelImageRequest(PHImageRequestID request) override;
@@ -76,14 +85,15 @@ class FakeImageManager : public PHImageManager {
   using Requests = std::vector<Request<Options, Handler>>;
 
   template <class Options, class Handler>
-  PHImageRequestID keep(Requests<Options, Handler>& requests, const std::string& event,
-                        std::shared_ptr<const PHAsset> asset, CGSize targetSize,
-                        PHImageContentMode contentMode, const Options& options, Handler handler) {
+  Request<Options, Handler> keep(Requests<Options, Handler>& requests, const std::string& event,
+                                 std::shared_ptr<const PHAsset> asset, CGSize targetSize,
+                                 PHImageContentMode contentMode, const Options& options,
+                                 Handler handler) {
     log_.add(event + " " + asset->localIdentifier);
     const std::lock_guard guard(mutex_);
     requests.push_back(
         {++lastId_, std::move(asset), targetSize, contentMode, options, std::move(handler)});
-    return lastId_;
+    return requests.back();
   }
 
   template <class T>
