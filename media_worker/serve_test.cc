@@ -1,0 +1,88 @@
+#include "media_worker/serve.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <thread>
+
+#include "codec/standard_message_codec.h"
+#include "media_worker/test_media.h"
+#include "platform_linux/media/sealed_memory.h"
+#include "platform_linux/media/worker_protocol.h"
+
+namespace quorvin {
+namespace {
+
+Packet packetOf(const Value& message, FileDescriptor file) {
+  return {encodeMessage(message), std::move(file)};
+}
+
+std::string reasonFor(const Packet& packet) {
+  const auto error = errorFromMap(answer(packet).map);
+  return error ? error->localizedDescription : std::string();
+}
+
+TEST(Answer, RendersWithPixels) {
+  const WorkerReply reply =
+      answer(packetOf(requestToMap(fitInto(48, 48)), fileOf(saved(quadrants(96, 64), ".png"))));
+  EXPECT_EQ(layoutFromMap(reply.map), (PixelLayout{48, 32, 3}));
+  EXPECT_EQ(sealedMemorySize(reply.memory.get()), 48U * 32 * 3);
+}
+
+TEST(Answer, EncodesWithBytes) {
+  FileDescriptor pixels = fileOf(quadrants(96, 64).pixels);
+  ASSERT_TRUE(sealMemoryFile(pixels));
+  const WorkerReply reply = answer(
+      packetOf(requestToMap(EncodeRequest{ImageFormat::png, 1, {96, 64, 3}}), std::move(pixels)));
+  EXPECT_TRUE(reply.map.empty());
+  EXPECT_EQ(rendered(contents(reply.memory), original()).pixels, quadrants(96, 64).pixels);
+}
+
+TEST(Answer, ProbesWithAMap) {
+  const WorkerReply reply = answer(
+      packetOf(requestToMap(ProbeRequest{"a.png"}), fileOf(saved(quadrants(96, 64), ".png"))));
+  const auto probe = probeFromMap(reply.map);
+  ASSERT_TRUE(probe);
+  EXPECT_EQ(probe->uniformTypeIdentifier, "public.png");
+  EXPECT_EQ(probe->pixelWidth, 96);
+  EXPECT_FALSE(reply.memory);
+}
+
+TEST(Answer, RefusesWhatIsNoRequest) {
+  const std::string malformed = "The request is malformed.";
+  EXPECT_EQ(reasonFor({{}, fileOf(Bytes{1})}), malformed);
+  EXPECT_EQ(reasonFor({{0xff, 0xff}, fileOf(Bytes{1})}), malformed);
+  EXPECT_EQ(reasonFor(packetOf(Value(5), fileOf(Bytes{1}))), malformed);
+  EXPECT_EQ(reasonFor(packetOf(Map{}, fileOf(Bytes{1}))), malformed);
+  EXPECT_EQ(reasonFor(packetOf(requestToMap(fitInto(1, 1)), FileDescriptor())), malformed);
+}
+
+TEST(Answer, SaysWhyAFileDoesNotRender) {
+  EXPECT_EQ(reasonFor(packetOf(requestToMap(fitInto(1, 1)), fileOf(Bytes{1, 2, 3}))),
+            "The file is not a photo.");
+}
+
+TEST(Serve, AnswersOneRequestAfterAnotherUntilTheEnd) {
+  std::array<int, 2> ends{-1, -1};
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
+  FileDescriptor near(ends[0]);
+  const FileDescriptor far(ends[1]);
+  std::thread worker([&far] { serve(far.get()); });
+  const FileDescriptor picture = fileOf(saved(quadrants(96, 64), ".png"));
+  const auto good = encodeMessage(requestToMap(fitInto(48, 48)));
+  const std::vector<std::uint8_t> bad{0xff};
+  for (const auto* request : {&good, &bad, &good}) {
+    ASSERT_TRUE(sendPacket(near.get(), *request, picture.get()));
+    const auto reply = receivePacket(near.get());
+    ASSERT_TRUE(reply);
+    const auto map = decodeMessage(reply->bytes);
+    ASSERT_TRUE(map && map->as<Map>());
+    EXPECT_EQ(layoutFromMap(*map->as<Map>()).has_value(), request == &good);
+  }
+  near = FileDescriptor();
+  worker.join();
+}
+
+}  // namespace
+}  // namespace quorvin

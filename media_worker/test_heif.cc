@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+#include <libheif/heif.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "media_worker/test_media.h"
+
+namespace quorvin {
+
+namespace {
+
+void expectDone(const heif_error& error) {
+  EXPECT_EQ(error.code, heif_error_Ok) << error.message;
+}
+
+std::shared_ptr<heif_image> heifImage(const Picture& picture) {
+  heif_image* image = nullptr;
+  const bool alpha = picture.channels == 4;
+  expectDone(heif_image_create(picture.width, picture.height, heif_colorspace_RGB,
+                               alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB,
+                               &image));
+  expectDone(heif_image_add_plane(image, heif_channel_interleaved, picture.width, picture.height,
+                                  alpha ? 32 : 24));
+  int stride = 0;
+  std::uint8_t* rows = heif_image_get_plane(image, heif_channel_interleaved, &stride);
+  const auto rowBytes = static_cast<std::size_t>(picture.width * picture.channels);
+  for (std::size_t y = 0; y < static_cast<std::size_t>(picture.height); ++y) {
+    std::copy_n(picture.pixels.data() + y * rowBytes, rowBytes,
+                rows + y * static_cast<std::size_t>(stride));
+  }
+  return {image, heif_image_release};
+}
+
+/// An Exif block with nothing but the orientation.
+Bytes exifOf(int orientation) {
+  return {
+      'E', 'x', 'i', 'f',  0,    0, 'M', 'M', 0, 42, 0, 0, 0,
+      8,   0,   1,   0x01, 0x12, 0, 3,   0,   0, 0,  1, 0, static_cast<std::uint8_t>(orientation),
+      0,   0,   0,   0,    0,    0};
+}
+
+}  // namespace
+
+Bytes heif(const Picture& picture, const HeifOptions& options) {
+  const std::shared_ptr<heif_context> context(heif_context_alloc(), heif_context_free);
+  heif_encoder* found = nullptr;
+  expectDone(heif_context_get_encoder_for_format(
+      context.get(), options.avif ? heif_compression_AV1 : heif_compression_HEVC, &found));
+  const std::shared_ptr<heif_encoder> encoder(found, heif_encoder_release);
+  heif_encoder_set_lossy_quality(found, 95);
+  heif_encoder_set_parameter_string(found, "chroma", "444");
+
+  const auto image = heifImage(picture);
+  if (!options.profile.empty()) {
+    expectDone(heif_image_set_raw_color_profile(image.get(), "prof", options.profile.data(),
+                                                options.profile.size()));
+  }
+  const std::shared_ptr<heif_encoding_options> encoding(heif_encoding_options_alloc(),
+                                                        heif_encoding_options_free);
+  encoding->image_orientation = static_cast<heif_orientation>(options.orientation);
+  heif_image_handle* primary = nullptr;
+  expectDone(
+      heif_context_encode_image(context.get(), image.get(), found, encoding.get(), &primary));
+  if (options.exifOrientation) {
+    const Bytes exif = exifOf(*options.exifOrientation);
+    expectDone(heif_context_add_exif_metadata(context.get(), primary, exif.data(),
+                                              static_cast<int>(exif.size())));
+  }
+  if (options.thumbnailSize > 0) {
+    const auto pixels = options.thumbnail ? heifImage(*options.thumbnail) : image;
+    heif_image_handle* thumbnail = nullptr;
+    expectDone(heif_context_encode_thumbnail(context.get(), pixels.get(), primary, found,
+                                             encoding.get(), options.thumbnailSize, &thumbnail));
+    heif_image_handle_release(thumbnail);
+  }
+  heif_image_handle_release(primary);
+
+  Bytes bytes;
+  heif_writer writer{1, [](heif_context*, const void* data, std::size_t size, void* into) {
+                       const auto* begin = static_cast<const std::uint8_t*>(data);
+                       static_cast<Bytes*>(into)->assign(begin, begin + size);
+                       return heif_error{heif_error_Ok, heif_suberror_Unspecified, ""};
+                     }};
+  expectDone(heif_context_write(context.get(), &writer, &bytes));
+  return bytes;
+}
+
+}  // namespace quorvin
