@@ -29,6 +29,9 @@ class Engine {
     messenger_.send(channel, message, std::move(receiver));
   }
 
+  /// False when no unanswered message can be answered any more, other than by `shutDown`.
+  bool mayAnswer() const { return messenger_.mayAnswer(); }
+
   /// As of `MainQueue`.
   int fd() const { return platform_->mainQueue().fd(); }
   std::size_t run(int timeoutMs) { return platform_->mainQueue().run(timeoutMs); }

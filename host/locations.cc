@@ -43,7 +43,12 @@ std::string homeFolder() {
 }
 
 /// The shared library or program that holds this code.
-std::filesystem::path ownFile() {
+struct OwnFile {
+  std::filesystem::path folder;
+  bool isLibrary = false;
+};
+
+OwnFile ownFile() {
   Dl_info info{};
   void* extra = nullptr;
   const int found =
@@ -52,7 +57,8 @@ std::filesystem::path ownFile() {
   // The program itself has no name of its own in the loader's list.
   const bool isLibrary = found != 0 && map != nullptr && map->l_name[0] != '\0';
   std::error_code failed;
-  return std::filesystem::canonical(isLibrary ? map->l_name : "/proc/self/exe", failed);
+  const auto path = std::filesystem::canonical(isLibrary ? map->l_name : "/proc/self/exe", failed);
+  return {path.parent_path(), isLibrary};
 }
 
 }  // namespace
@@ -72,12 +78,17 @@ Result<std::string> defaultLibraryPath() {
 }
 
 std::string mediaWorkerProgram() {
-  std::string named = environment("QUORVIN_MEDIA_WORKER");
-  if (!named.empty()) return named;
-  const std::filesystem::path folder = ownFile().parent_path();
-  const std::filesystem::path beside = folder / "quorvin-media";
+  const std::string named = environment("QUORVIN_MEDIA_WORKER");
+  if (!named.empty()) {
+    std::error_code failed;
+    const auto absolute = std::filesystem::absolute(named, failed);
+    return failed ? named : absolute.string();
+  }
+  const OwnFile own = ownFile();
+  const std::filesystem::path beside = own.folder / "quorvin-media";
   if (access(beside.c_str(), X_OK) == 0) return beside;
-  return (folder / QUORVIN_WORKER_FROM_LIBRARY).lexically_normal();
+  const char* installed = own.isLibrary ? QUORVIN_WORKER_FROM_LIBRARY : QUORVIN_WORKER_FROM_PROGRAM;
+  return (own.folder / installed).lexically_normal();
 }
 
 }  // namespace quorvin

@@ -69,6 +69,11 @@ TEST(Locations, TheEnvironmentNamesTheWorker) {
   EXPECT_EQ(mediaWorkerProgram(), "/somewhere/worker");
 }
 
+TEST(Locations, ARelativeNameIsOneInTheFolderOfNow) {
+  const EnvironmentVariable worker("QUORVIN_MEDIA_WORKER", "build/worker");
+  EXPECT_EQ(mediaWorkerProgram(), std::filesystem::current_path() / "build/worker");
+}
+
 TEST(Locations, AWorkerBesideThisProgramComesBeforeTheInstalledOne) {
   const EnvironmentVariable worker("QUORVIN_MEDIA_WORKER", nullptr);
   const auto folder = std::filesystem::canonical("/proc/self/exe").parent_path();

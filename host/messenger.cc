@@ -1,5 +1,6 @@
 #include "host/messenger.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -34,6 +35,12 @@ void Messenger::send(std::string_view channel, std::span<const std::uint8_t> mes
     // Memory ran out, most likely. The application learns that there is no answer.
     answer(*pending, {});
   }
+}
+
+bool Messenger::mayAnswer() const {
+  // Copies of a reply come from copies of it alone: when only the list holds it, that is final.
+  return std::ranges::any_of(unanswered_,
+                             [](const auto& pending) { return pending.use_count() > 1; });
 }
 
 void Messenger::close() {

@@ -34,6 +34,10 @@ class Messenger final : public FlutterBinaryMessenger {
   void send(std::string_view channel, std::span<const std::uint8_t> message,
             ReplyReceiver receiver);
 
+  /// True while a handler holds the reply of an unanswered message. Once false it stays so until
+  /// the next message: no answer can come any more, but the one that close() gives.
+  bool mayAnswer() const;
+
   /// Answers what is unanswered with no bytes, in the order of sending, and every later message at
   /// once. Replies that handlers still hold do nothing from then on.
   void close();

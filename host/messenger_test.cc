@@ -70,6 +70,22 @@ TEST(Messenger, LetsTheFirstReplyThroughAndDropsTheSecond) {
   EXPECT_EQ(replies.all.size(), 1U);
 }
 
+TEST(Messenger, KnowsWhetherAnAnswerMayStillCome) {
+  Messenger messenger;
+  Handler handler;
+  messenger.setMessageHandlerOnChannel("a", handler.function());
+  EXPECT_FALSE(messenger.mayAnswer());
+  messenger.send("a", {}, [](auto) {});
+  messenger.send("a", {}, [](auto) {});
+  handler.replies[0]({1});
+  EXPECT_TRUE(messenger.mayAnswer());
+  FlutterBinaryReply copy = handler.replies[1];
+  handler.replies.clear();
+  EXPECT_TRUE(messenger.mayAnswer());
+  copy = nullptr;
+  EXPECT_FALSE(messenger.mayAnswer());
+}
+
 TEST(Messenger, AnswersInAnyOrder) {
   Messenger messenger;
   Handler handler;
