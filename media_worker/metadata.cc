@@ -30,7 +30,8 @@ std::string userComment(const FileMetadata& file) {
       return text.substr(0, text.find('\0'));
     }
   }
-  return file.xmpText("Xmp.exif.UserComment").value_or("");
+  const auto languages = file.xmp.findKey(Exiv2::XmpKey("Xmp.exif.UserComment"));
+  return languages == file.xmp.end() ? "" : languages->toString(0);
 }
 
 bool hasNamespace(const FileMetadata& file, std::string_view prefix) {

@@ -42,6 +42,23 @@ void initializeMetadata() {
   for (const auto& [uri, prefix] : kNamespaces) Exiv2::XmpProperties::registerNs(uri, prefix);
 }
 
+void addExif(std::span<const std::uint8_t> block, FileMetadata& metadata) {
+  try {
+    Exiv2::ExifParser::decode(metadata.exif, block.data(),
+                              static_cast<std::uint32_t>(block.size()));
+  } catch (const std::exception&) {
+    // What was read before the damage stays.
+  }
+}
+
+void addXmp(const std::string& packet, FileMetadata& metadata) {
+  try {
+    Exiv2::XmpParser::decode(metadata.xmp, packet);
+  } catch (const std::exception&) {
+    // What was read before the damage stays.
+  }
+}
+
 FileMetadata readMetadata(const InputFile& file, int fd) {
   FileMetadata metadata;
   try {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <exiv2/exiv2.hpp>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "media_worker/input_file.h"
@@ -26,8 +27,14 @@ struct FileMetadata {
   std::optional<std::string> xmpText(const std::string& key) const;
 };
 
+/// Adds what a block of Exif, which begins with its TIFF header, says.
+void addExif(std::span<const std::uint8_t> block, FileMetadata& metadata);
+
+/// Adds what an XMP packet says.
+void addXmp(const std::string& packet, FileMetadata& metadata);
+
 /// Reads what the format needs of `file`, whose descriptor is `fd`; large pictures are not read
-/// whole. Throws nothing.
+/// whole. Of the HEIF family it finds next to nothing: its blocks are added by hand.
 FileMetadata readMetadata(const InputFile& file, int fd);
 
 }  // namespace quorvin

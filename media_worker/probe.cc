@@ -23,12 +23,12 @@ void refine(PictureSignature& picture, const FileMetadata& metadata) {
 }
 
 Result<MediaProbe> probePicturePixels(const InputFile& file, PictureFormat format,
-                                      const FileMetadata& metadata) {
+                                      FileMetadata& metadata) {
   switch (format) {
     case PictureFormat::raw:
       return probeRaw(metadata);
     case PictureFormat::heif:
-      return probeHeif(file);
+      return probeHeif(file, metadata);
     default:
       return probePixels(file, format);
   }
@@ -36,7 +36,8 @@ Result<MediaProbe> probePicturePixels(const InputFile& file, PictureFormat forma
 
 Result<MediaProbe> probePicture(const InputFile& file, int fd, PictureSignature picture,
                                 const std::string& name) {
-  const FileMetadata metadata = readMetadata(file, fd);
+  FileMetadata metadata;
+  if (picture.format != PictureFormat::heif) metadata = readMetadata(file, fd);
   refine(picture, metadata);
   auto probe = probePicturePixels(file, picture.format, metadata);
   if (!probe) return probe;

@@ -23,3 +23,21 @@ quorvin_target(quorvin_media_probe)
 target_link_libraries(quorvin_media_probe
   PUBLIC quorvin_media_protocol quorvin_media_worker
   PRIVATE PkgConfig::VIPS PkgConfig::HEIF PkgConfig::EXIV2 PkgConfig::FFMPEG)
+
+quorvin_test(media_probe_tests
+  SOURCES
+    metadata_dates_test.cc
+    metadata_maker_note_test.cc
+    metadata_movie_test.cc
+    metadata_test.cc
+    probe_damage_test.cc
+    probe_motion_photo_test.cc
+    probe_movie_test.cc
+    probe_name_test.cc
+    probe_orientation_test.cc
+    probe_picture_test.cc
+    probe_raw_test.cc
+    probe_signature_test.cc
+    probe_test.cc
+    probe_test_media.cc
+  LIBRARIES quorvin_media_probe PkgConfig::VIPS PkgConfig::HEIF PkgConfig::EXIV2)

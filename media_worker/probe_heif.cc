@@ -1,7 +1,9 @@
 // The HEIF family: HEIC, AVIF and their kin.
 #include <libheif/heif.h>
 
+#include <algorithm>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <tuple>
 #include <vector>
@@ -99,9 +101,37 @@ bool hasGainMap(const heif_image_handle* picture) {
   return false;
 }
 
+constexpr std::size_t kLargestBlock = 16 << 20;
+
+void readBlock(const heif_image_handle* picture, heif_item_id id, FileMetadata& metadata) {
+  const std::string_view type = heif_image_handle_get_metadata_type(picture, id);
+  const std::size_t size = heif_image_handle_get_metadata_size(picture, id);
+  const bool exif = type == "Exif";
+  const bool xmp = type == "mime" && heif_image_handle_get_metadata_content_type(picture, id) ==
+                                         std::string_view("application/rdf+xml");
+  if (size == 0 || size > kLargestBlock || !(exif || xmp)) return;
+  std::vector<std::uint8_t> block(size);
+  if (heif_image_handle_get_metadata(picture, id, block.data()).code != heif_error_Ok) return;
+  if (xmp) return addXmp({block.begin(), block.end()}, metadata);
+  // Four bytes tell how far behind them the TIFF header stands.
+  if (size < 4) return;
+  const std::size_t skipped =
+      std::size_t{4} + (std::size_t{block[0]} << 24 | block[1] << 16 | block[2] << 8 | block[3]);
+  if (skipped < size) addExif(std::span(block).subspan(skipped), metadata);
+}
+
+void readBlocks(const heif_image_handle* picture, FileMetadata& metadata) {
+  std::vector<heif_item_id> ids(
+      static_cast<std::size_t>(heif_image_handle_get_number_of_metadata_blocks(picture, nullptr)));
+  heif_image_handle_get_list_of_metadata_block_IDs(picture, nullptr, ids.data(),
+                                                   static_cast<int>(ids.size()));
+  for (const heif_item_id id : ids) readBlock(picture, id, metadata);
+}
+
 }  // namespace
 
-Result<MediaProbe> probeHeif(const InputFile& file) {
+Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata) {
+  if (isCutShort(file)) return pictureError("The photo is damaged: the file is cut short.");
   const ContextPtr context(heif_context_alloc());
   Reading reading{file};
   heif_image_handle* handle = nullptr;
@@ -116,10 +146,10 @@ Result<MediaProbe> probeHeif(const InputFile& file) {
   probe.pixelHeight = heif_image_handle_get_height(handle);
   probe.orientation = orientationOf(primaryTurn(file));
   if (auto error = sizeError(probe.pixelWidth, probe.pixelHeight)) return *std::move(error);
-  if (isCutShort(file)) return pictureError("The photo is damaged: the file is cut short.");
   if (!trialDecodes(handle, probe.pixelWidth * probe.pixelHeight)) {
     return pictureError("The photo is damaged: it cannot be decoded.");
   }
+  readBlocks(handle, metadata);
   if (heif_image_handle_has_depth_image(handle) != 0) {
     probe.mediaSubtypes |= PHAssetMediaSubtype::photoDepthEffect;
   }

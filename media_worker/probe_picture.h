@@ -3,6 +3,7 @@
 
 #include "core/platform/foundation.h"
 #include "media_worker/input_file.h"
+#include "media_worker/metadata_file.h"
 #include "media_worker/probe_signature.h"
 #include "platform_linux/media/media_service.h"
 
@@ -13,8 +14,8 @@ namespace quorvin {
 /// Not for HEIF and raw photos.
 Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format);
 
-/// The same for the HEIF family.
-Result<MediaProbe> probeHeif(const InputFile& file);
+/// The same for the HEIF family, whose metadata is read on the way.
+Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata);
 
 /// An error for a picture that cannot be used; the sentence says why.
 NSError pictureError(std::string_view sentence);
