@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "media_worker/jpeg_decoder.h"
 #include "media_worker/loaded_image.h"
 #include "media_worker/probe_orientation.h"
 #include "platform_linux/media/worker_protocol.h"
@@ -19,24 +20,49 @@ int jpegShrink(double wanted) {
   return 1;
 }
 
-ImagePtr open(VipsSource* source, const RenderRequest& request, const char* option, double value) {
-  const VipsFailOn failOn = request.failOnDamage ? VIPS_FAIL_ON_ERROR : VIPS_FAIL_ON_NONE;
-  VipsImage* image =
-      option == nullptr ? vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL,
-                                                     "memory", TRUE, "fail_on", failOn, nullptr)
-      : std::string_view(option) == "shrink"
-          ? vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "memory", TRUE,
-                                       "fail_on", failOn, option, static_cast<int>(value), nullptr)
-          : vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "memory", TRUE,
-                                       "fail_on", failOn, option, value, nullptr);
-  return ImagePtr(image);
+VipsFailOn failOn(const RenderRequest& request) {
+  return request.failOnDamage ? VIPS_FAIL_ON_ERROR : VIPS_FAIL_ON_NONE;
 }
 
-Result<LoadedImage> load(VipsSource* source, const RenderRequest& request) {
-  const char* found = vips_foreign_find_load_source(source);
+ImagePtr open(VipsSource* source, const RenderRequest& request) {
+  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "memory",
+                                             TRUE, "fail_on", failOn(request), nullptr));
+}
+
+ImagePtr openWebp(VipsSource* source, const RenderRequest& request, double scale) {
+  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "memory",
+                                             TRUE, "fail_on", failOn(request), "scale", scale,
+                                             nullptr));
+}
+
+/// Whether the JPEG is one that `decodeJpeg` decodes: libvips takes care of printers' inks.
+bool isScreenJpeg(VipsImage* header) {
+  return header->BandFmt == VIPS_FORMAT_UCHAR && (header->Bands == 1 || header->Bands == 3);
+}
+
+/// In the header's place, the same picture decoded and perhaps smaller.
+bool decodeSmaller(ImagePtr& header, const InputFile& file, const RenderRequest& request,
+                   double wanted) {
+  ImagePtr decoded = decodeJpeg(file, jpegShrink(wanted), request.failOnDamage);
+  if (!decoded) return false;
+  const void* profile = nullptr;
+  std::size_t size = 0;
+  if (vips_image_get_typeof(header.get(), VIPS_META_ICC_NAME) != 0 &&
+      vips_image_get_blob(header.get(), VIPS_META_ICC_NAME, &profile, &size) == 0) {
+    vips_image_set_blob_copy(decoded.get(), VIPS_META_ICC_NAME, profile, size);
+  }
+  header = std::move(decoded);
+  return true;
+}
+
+}  // namespace
+
+Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request) {
+  const SourcePtr source = sourceOf(file);
+  const char* found = vips_foreign_find_load_source(source.get());
   const std::string_view loader = found == nullptr ? "" : found;
   LoadedImage loaded;
-  if (!loader.empty()) loaded.image = open(source, request, nullptr, 0);
+  if (!loader.empty()) loaded.image = open(source.get(), request);
   if (!loaded.image) return cannotDecode();
 
   VipsImage* header = loaded.image.get();
@@ -52,26 +78,14 @@ Result<LoadedImage> load(VipsSource* source, const RenderRequest& request) {
   const double wanted = std::min(
       static_cast<double>(uprightWidth) / static_cast<double>(loaded.target.scaled.width),
       static_cast<double>(uprightHeight) / static_cast<double>(loaded.target.scaled.height));
-  if (loader.starts_with("VipsForeignLoadJpeg") && jpegShrink(wanted) > 1) {
-    loaded.image = open(source, request, "shrink", jpegShrink(wanted));
+  if (loader.starts_with("VipsForeignLoadJpeg") && isScreenJpeg(header)) {
+    if (!decodeSmaller(loaded.image, file, request, wanted)) return cannotDecode();
   } else if (loader.starts_with("VipsForeignLoadWebp") && wanted > 2) {
     // Its decoder scales with a fair filter; twice the size is left to ours.
-    loaded.image = open(source, request, "scale", 2 / wanted);
+    loaded.image = openWebp(source.get(), request, 2 / wanted);
   }
   if (!loaded.image) return cannotDecode();
   return loaded;
-}
-
-}  // namespace
-
-Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request) {
-  const SourcePtr source = sourceOf(file);
-  return load(source.get(), request);
-}
-
-Result<LoadedImage> loadImage(std::span<const std::uint8_t> bytes, const RenderRequest& request) {
-  const SourcePtr source(vips_source_new_from_memory(bytes.data(), bytes.size()));
-  return load(source.get(), request);
 }
 
 NSError cannotDecode() {

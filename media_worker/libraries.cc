@@ -13,10 +13,18 @@ extern "C" {
 
 namespace quorvin {
 
+namespace {
+
+constexpr int kKeptMemory = 32 << 20;  ///< bytes that a worker keeps from one request to the next
+
+}  // namespace
+
 void startLibraries() {
-  // Freed memory goes back early, and threads share few heaps: a worker lives long.
+  // Threads share few heaps, for a worker lives long; and buffers of pixels come from those heaps,
+  // for fresh pages from the system cost more than the work on them.
   mallopt(M_ARENA_MAX, 2);
-  mallopt(M_TRIM_THRESHOLD, 16 << 20);
+  mallopt(M_MMAP_THRESHOLD, kKeptMemory);
+  mallopt(M_TRIM_THRESHOLD, kKeptMemory);
   // Away from its prefix libvips finds no plug-in modules: loading them all takes longer than
   // everything else here, and none is needed.
   ::setenv("VIPSHOME", "/nonexistent", 1);
@@ -30,7 +38,7 @@ void startLibraries() {
 
 void tidyLibraries() {
   vips_error_clear();
-  malloc_trim(16 << 20);
+  if (mallinfo2().fordblks > kKeptMemory) malloc_trim(0);
 }
 
 }  // namespace quorvin

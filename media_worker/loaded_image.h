@@ -20,8 +20,6 @@ struct LoadedImage {
 
 /// Loads formats that libvips reads well. The file outlives the result, as in all of these.
 Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request);
-/// The same of a picture in memory, which outlives the result too.
-Result<LoadedImage> loadImage(std::span<const std::uint8_t> bytes, const RenderRequest& request);
 /// The primary picture of a HEIC, HEIF or AVIF file, or an embedded preview of the same picture
 /// where that has pixels enough.
 Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request);
