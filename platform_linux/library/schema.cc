@@ -97,12 +97,12 @@ CREATE TABLE limited_selection(
 ) WITHOUT ROWID;
 
 CREATE INDEX resources_by_content ON resources(size, hash);
+CREATE INDEX resources_by_name ON resources(name COLLATE NOCASE);
 CREATE INDEX collections_by_type ON collections(type, subtype, pos);
 CREATE INDEX members_by_position ON members(collection, pos, asset);
 CREATE INDEX members_by_asset ON members(asset);
 CREATE INDEX assets_by_burst ON assets(burst_id) WHERE burst_id IS NOT NULL;
 CREATE INDEX assets_by_content_id ON assets(content_id) WHERE content_id IS NOT NULL;
-CREATE INDEX assets_by_source ON assets(source_folder) WHERE source_folder IS NOT NULL;
 
 CREATE INDEX listed_by_addition ON assets(id, media_type, trashed_ns, hidden, visible)
   WHERE trashed_ns IS NULL AND hidden = 0 AND visible = 1;

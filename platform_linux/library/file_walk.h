@@ -1,0 +1,18 @@
+// Finds the files that an import is asked to bring in.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace quorvin {
+
+/// The files among the paths and, recursively, in the folders among them: by name within a folder.
+/// Symbolic links are followed; a folder that is reached twice, also through a loop of links, is
+/// searched once, and `excludedFolder` not at all. What cannot be read goes to `problem` with the
+/// reason.
+std::vector<std::string> findFiles(
+    const std::vector<std::string>& paths, const std::string& excludedFolder,
+    const std::function<void(const std::string& path, const std::string& reason)>& problem);
+
+}  // namespace quorvin
