@@ -13,7 +13,7 @@ namespace {
 
 /// The sides of a degraded image, in pixels: cameras embed previews of about this size, which cost
 /// next to nothing to decode.
-constexpr double kDegradedSide = 160;
+constexpr int kDegradedSide = 160;
 
 using SharedImageHandler = std::shared_ptr<const PHImageResultHandler>;
 
@@ -74,11 +74,12 @@ PHImageRequestID LinuxImageManager::requestImageForAsset(std::shared_ptr<const P
                                                          PHImageResultHandler resultHandler) {
   const auto handler = std::make_shared<const PHImageResultHandler>(std::move(resultHandler));
   ImageRequest request{std::move(asset), targetSize, contentMode, options, handler};
-  return requests_.start(options.isSynchronous,
-                         {[this, request = std::move(request)](const Progress& progress) {
-                            return loadImage(request, progress);
-                          },
-                          deliveryOf(handler, nullptr)});
+  ImageRequests::Work work;
+  work.run = [this, request = std::move(request)](const Progress& progress) {
+    return loadImage(request, progress);
+  };
+  work.giveUp = deliveryOf(handler, nullptr);
+  return requests_.start(options.isSynchronous, std::move(work));
 }
 
 Result<ImageRequests::Delivery> LinuxImageManager::loadImage(const ImageRequest& request,
