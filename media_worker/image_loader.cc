@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "media_worker/jpeg_decoder.h"
 #include "media_worker/loaded_image.h"
@@ -57,7 +58,8 @@ bool decodeSmaller(ImagePtr& header, const InputFile& file, const RenderRequest&
 
 }  // namespace
 
-Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request) {
+Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request,
+                              int orientation) {
   const SourcePtr source = sourceOf(file);
   const char* found = vips_foreign_find_load_source(source.get());
   const std::string_view loader = found == nullptr ? "" : found;
@@ -69,7 +71,8 @@ Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& reques
   const int width = vips_image_get_width(header);
   const int height = vips_image_get_height(header);
   if (!isDecodableSize(width, height)) return tooManyPixels();
-  loaded.orientation = std::clamp(vips_image_get_orientation(header), 1, 8);
+  const int stored = vips_image_get_orientation(header);
+  loaded.orientation = stored > 1 && stored <= 8 ? stored : orientation;
   const auto [uprightWidth, uprightHeight] = uprightSize(width, height, loaded.orientation);
   auto target = targetSize(request, {uprightWidth, uprightHeight});
   if (!target) return target.error();

@@ -10,6 +10,7 @@ extern "C" {
 }
 
 #include "core/platform/foundation.h"
+#include "media_worker/metadata_file.h"
 
 namespace quorvin {
 
@@ -34,6 +35,7 @@ void startLibraries() {
   vips_concurrency_set(1);
   vips_cache_set_max(0);
   av_log_set_level(AV_LOG_QUIET);
+  initializeMetadata();
 }
 
 void tidyLibraries() {

@@ -6,6 +6,7 @@
 #include "media_worker/probe_signature.h"
 #include "media_worker/target_size.h"
 #include "media_worker/vips_image.h"
+#include "platform_linux/files/file_descriptor.h"
 #include "platform_linux/media/media_service.h"
 
 namespace quorvin {
@@ -16,18 +17,21 @@ struct LoadedImage {
   ImagePtr image;       ///< in any format and colour space; its colour profile is attached
   int orientation = 1;  ///< the turn that makes it upright, 1 to 8 as in Exif
   TargetSize target;    ///< upright
+  FileDescriptor kept;  ///< what `image` reads from, when that is not the request's file
 };
 
-/// Loads formats that libvips reads well. The file outlives the result, as in all of these.
-Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request);
+/// Loads formats that libvips reads well. `orientation` counts when the file names none. The file
+/// outlives the result, as in all of these.
+Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request,
+                              int orientation = 1);
 /// The primary picture of a HEIC, HEIF or AVIF file, or an embedded preview of the same picture
 /// where that has pixels enough.
 Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request);
 /// A picture in a format that FFmpeg alone decodes.
 Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format,
                                      const RenderRequest& request);
-/// The preview inside a raw photo.
-Result<LoadedImage> loadRawPreview(const InputFile& file, const RenderRequest& request);
+/// The best preview inside a raw photo; `fd` is the file's descriptor.
+Result<LoadedImage> loadRawPreview(const InputFile& file, int fd, const RenderRequest& request);
 /// The first frame of a video that is shown.
 Result<LoadedImage> loadPosterFrame(const InputFile& file, const RenderRequest& request);
 

@@ -4,13 +4,18 @@
 
 #include "media_worker/colour.h"
 #include "media_worker/loaded_image.h"
+#include "media_worker/probe_raw.h"
 #include "platform_linux/media/sealed_memory.h"
 
 namespace quorvin {
 
 namespace {
 
-Result<LoadedImage> load(const InputFile& file, const RenderRequest& request) {
+bool isRawPhoto(const InputFile& file, int fd) {
+  return rawTypeOf(readMetadata(file, fd)).has_value();
+}
+
+Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& request) {
   if (request.kind == MediaKind::video) return loadPosterFrame(file, request);
   if (request.kind == MediaKind::audio) {
     return workerError(LibraryErrorCode::requestNotSupportedForAsset, "A sound has no picture.");
@@ -21,8 +26,9 @@ Result<LoadedImage> load(const InputFile& file, const RenderRequest& request) {
     case PictureFormat::png:
     case PictureFormat::gif:
     case PictureFormat::webp:
-    case PictureFormat::tiff:
       return loadImage(file, request);
+    case PictureFormat::tiff:
+      return isRawPhoto(file, fd) ? loadRawPreview(file, fd, request) : loadImage(file, request);
     case PictureFormat::heif:
       return loadHeif(file, request);
     case PictureFormat::bmp:
@@ -30,6 +36,7 @@ Result<LoadedImage> load(const InputFile& file, const RenderRequest& request) {
     case PictureFormat::jpegXl:
       return loadCodedPicture(file, format, request);
     case PictureFormat::raw:
+      return loadRawPreview(file, fd, request);
     case PictureFormat::none:
       break;
   }
@@ -112,7 +119,7 @@ Result<RenderedPixels> writeOut(VipsImage* image, const ColourTransform* colours
 Result<RenderedPixels> renderFile(int fd, const RenderRequest& request) {
   auto file = InputFile::open(fd);
   if (!file) return file.error();
-  auto loaded = load(*file, request);
+  auto loaded = load(*file, fd, request);
   if (!loaded) return loaded.error();
   ImagePtr image = std::move(loaded->image);
   ColourTransformPtr colours;
