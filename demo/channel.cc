@@ -1,0 +1,55 @@
+#include "demo/channel.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "codec/standard_method_codec.h"
+
+namespace quorvin {
+namespace {
+
+struct Answer {
+  bool came = false;
+  std::vector<std::uint8_t> message;
+
+  static void record(const std::uint8_t* message, std::size_t size, void* answer) {
+    auto& self = *static_cast<Answer*>(answer);
+    self.came = true;
+    self.message.assign(message, message + size);
+  }
+};
+
+FlutterReply decoded(const std::vector<std::uint8_t>& message) {
+  if (message.empty()) return FlutterMethodNotImplemented;
+  auto reply = decodeEnvelope(message);
+  if (!reply) {
+    return FlutterError::errorWithCode("Malformed", "the reply is no message of the codec", {});
+  }
+  if (auto* error = std::get_if<FlutterError>(&*reply)) return std::move(*error);
+  return std::get<Value>(std::move(*reply));
+}
+
+}  // namespace
+
+Channel::Channel(const std::string& library) {
+  QuorvinOptions options{};
+  options.struct_size = sizeof options;
+  options.library_path = library.c_str();
+  options.authorization = -1;
+  char* error = nullptr;
+  engine_.reset(quorvin_engine_create(&options, &error));
+  if (engine_ != nullptr) return;
+  std::fprintf(stderr, "%s\n", error == nullptr ? "out of memory" : error);
+  std::exit(EXIT_FAILURE);
+}
+
+FlutterReply Channel::call(const std::string& method, const Value& arguments) {
+  const auto message = encodeMethodCall({method, arguments});
+  Answer answer;
+  quorvin_engine_send(engine_.get(), "quorvin", message.data(), message.size(), Answer::record,
+                      &answer);
+  while (!answer.came) quorvin_engine_run(engine_.get(), -1);
+  return decoded(answer.message);
+}
+
+}  // namespace quorvin

@@ -1,0 +1,33 @@
+// The plugin's channel, through the C interface.
+#pragma once
+
+#include <quorvin/quorvin.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "core/platform/host.h"
+#include "core/platform/value.h"
+
+namespace quorvin {
+
+/// One engine on one library. One thread.
+class Channel {
+ public:
+  /// Prints the reason and ends the program when the library does not open.
+  explicit Channel(const std::string& library);
+
+  /// Sends a call and runs the engine until it is answered.
+  FlutterReply call(const std::string& method, const Value& arguments);
+
+ private:
+  struct EngineEnd {
+    void operator()(QuorvinEngine* engine) const { quorvin_engine_destroy(engine); }
+  };
+  std::unique_ptr<QuorvinEngine, EngineEnd> engine_;
+};
+
+}  // namespace quorvin

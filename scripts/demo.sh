@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Builds, imports media into a fresh library and shows the channel's methods on it.
+# PHOTOS names a folder of photos and videos; without it the media are generated.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install_dependencies.sh
+scripts/build.sh release quorvin_demo quorvin_tool quorvin-media
+bin=$PWD/build/release/bin
+output=$PWD/demo-output
+
+photos=${PHOTOS:-}
+if [ -z "$photos" ]; then
+  echo "Generating media"
+  testing/media/make_media.sh build/media
+  photos=$PWD/build/media/good
+fi
+
+rm -rf "$output"
+mkdir "$output"
+echo "Importing $photos"
+status=0
+"$bin/quorvin" --library "$output/library" import --album Demo "$photos" || status=$?
+# With somebody's own folder, a refused file is news and no failure of the demo.
+if [ "$status" -gt 1 ] || { [ "$status" -eq 1 ] && [ -z "${PHOTOS:-}" ]; }; then exit "$status"; fi
+
+echo
+"$bin/quorvin" --library "$output/library" info
+"$bin/quorvin-demo" "$output/library" "$output"

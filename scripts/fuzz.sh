@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Fuzzes the message decoder and the dispatcher, FUZZ_SECONDS each.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${FUZZ_SECONDS:-600}
+
+scripts/build.sh fuzz
+for target in message dispatch; do
+  echo "Fuzzing $target for $seconds s"
+  corpus=build/fuzz/corpus/$target
+  mkdir -p "$corpus"
+  log=build/fuzz/$target.log
+  build/fuzz/bin/fuzz_$target -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+    -artifact_prefix=build/fuzz/ "$corpus" "fuzz/seeds/$target" >"$log" 2>&1 || { tail -n 60 "$log"; exit 1; }
+  tail -n 1 "$log"
+done
