@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # check_installation.sh BUILD_DIR C_COMPILER FLAGS: installs into a prefix of its own, moves that
-# elsewhere, and there builds and runs a C program twice, by pkg-config and by CMake's package.
+# elsewhere, and there builds and runs a C program twice, by pkg-config and by CMake's package. Then
+# a picture goes in and comes out as a thumbnail: tool and library find the media worker.
 set -euo pipefail
 
 build=$1
@@ -35,3 +36,16 @@ cmake -S "$work/source" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_C_COMPILER="$compiler" -DCMAKE_C_FLAGS="$flags" >"$work/log" &&
   cmake --build "$work/build" >"$work/log" || { cat "$work/log" >&2; exit 1; }
 "$work/build/by_cmake" "$work/library"
+
+unset QUORVIN_LIBRARY
+quorvin() { "$prefix/bin/quorvin" --library "$work/pictures" "$@"; }
+ffmpeg -v error -f lavfi -i color=red:s=640x480 -frames:v 1 "$work/red.jpg"
+quorvin import "$work/red.jpg"
+everything='{"withAllPhotos": true, "filterEmptyAsset": true, "withSmartAlbum": true, "mediaType": 0}'
+gallery=$(quorvin call getGalleryList "$everything" | jq -r '.result[0].id')
+asset=$(quorvin call getGalleryFirstAssetId \
+  "{\"collectionId\": \"$gallery\", \"sort\": 0, \"mediaType\": 0}" | jq -r '.result')
+quorvin call getThumbnail --out "$work/thumbnail.jpg" \
+  "{\"assetId\": \"$asset\", \"width\": 64.0, \"height\": 64.0, \"contentMode\": 0,
+    \"jpegFormat\": true}"
+[ "$(head -c 3 "$work/thumbnail.jpg" | od -An -tx1 | tr -d ' ')" = ffd8ff ]
