@@ -56,10 +56,10 @@ std::size_t MediaWorkerOptions::sizeForThisMachine() {
 /// One request's stay in the pool, with the worker that serves it.
 class MediaWorkerPool::Turn {
  public:
-  explicit Turn(MediaWorkerPool& pool) : pool_(pool), entered_(pool.enter()) {}
+  explicit Turn(MediaWorkerPool& pool) : pool_(pool), entered_(pool.turns_.enter()) {}
   ~Turn() {
     discard();
-    if (entered_) pool_.leave();
+    if (entered_) pool_.turns_.leave();
   }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
@@ -89,7 +89,7 @@ class MediaWorkerPool::Turn {
 MediaWorkerPool::MediaWorkerPool(MediaWorkerOptions options)
     : options_(std::move(options)),
       environment_(currentEnvironment()),
-      freeTurns_(std::max<std::size_t>(options_.size, 1)),
+      turns_(options_.size),
       keeper_(startThread("quorvin-media", [this] { keepWorkers(); })) {}
 
 MediaWorkerPool::~MediaWorkerPool() {
@@ -158,38 +158,6 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const std::vector<std::uint
       return interrupted("The media worker ended unexpectedly.");
     }
   }
-}
-
-bool MediaWorkerPool::enter() {
-  const NSLockHolder held(lock_);
-  if (shutDown_) return false;
-  ++callers_;
-  if (freeTurns_ > 0) {
-    --freeTurns_;
-    return true;
-  }
-  Waiter waiter;
-  waiters_.push_back(&waiter);
-  while (!waiter.admitted && !shutDown_) waiter.wake.wait(lock_);
-  if (waiter.admitted) return true;
-  std::erase(waiters_, &waiter);
-  --callers_;
-  callerLeft_.notify_all();
-  return false;
-}
-
-void MediaWorkerPool::leave() {
-  const NSLockHolder held(lock_);
-  --callers_;
-  callerLeft_.notify_all();
-  if (waiters_.empty()) {
-    ++freeTurns_;
-    return;
-  }
-  Waiter& next = *waiters_.front();
-  waiters_.pop_front();
-  next.admitted = true;
-  next.wake.notify_one();
 }
 
 std::unique_ptr<WorkerProcess> MediaWorkerPool::takeIdle() {
@@ -273,10 +241,10 @@ void MediaWorkerPool::shutDown() {
     shutDown_ = true;
     idle = std::exchange(idle_, {});
     for (const WorkerProcess* each : busy_) each->kill();
-    for (Waiter* each : waiters_) each->wake.notify_one();
     duty_.notify_one();
-    while (callers_ > 0) callerLeft_.wait(lock_);
   }
+  turns_.close();
+  turns_.waitUntilEmpty();
   if (keeper_.joinable()) keeper_.join();
 
   // All at the same time, so that together they take no longer than one.

@@ -15,6 +15,7 @@
 #include "core/platform/lock.h"
 #include "platform_linux/media/media_service.h"
 #include "platform_linux/media/packet_socket.h"
+#include "platform_linux/media/turn_queue.h"
 #include "platform_linux/media/worker_process.h"
 #include "platform_linux/media/worker_protocol.h"
 
@@ -55,10 +56,6 @@ class MediaWorkerPool final : public MediaService {
  private:
   class Turn;
 
-  struct Waiter {
-    std::condition_variable_any wake;
-    bool admitted = false;
-  };
   struct IdleWorker {
     std::unique_ptr<WorkerProcess> process;
     WorkerProcess::Clock::time_point since;
@@ -79,8 +76,6 @@ class MediaWorkerPool final : public MediaService {
                 std::optional<T> (*read)(const Map& reply, FileDescriptor memory));
   Result<Packet> exchange(Turn& turn, const std::vector<std::uint8_t>& request, int descriptor);
 
-  bool enter() QUORVIN_EXCLUDES(lock_);
-  void leave() QUORVIN_EXCLUDES(lock_);
   /// The worker that was used last, so that those that are too many grow old; null when none idles.
   std::unique_ptr<WorkerProcess> takeIdle() QUORVIN_EXCLUDES(lock_);
   StartedWorker startWorker() QUORVIN_EXCLUDES(lock_);
@@ -91,14 +86,11 @@ class MediaWorkerPool final : public MediaService {
 
   const MediaWorkerOptions options_;
   const std::vector<std::string> environment_;
+  TurnQueue turns_;
 
   NSLock lock_;
   std::condition_variable_any duty_;
-  std::condition_variable_any callerLeft_;
   bool shutDown_ QUORVIN_GUARDED_BY(lock_) = false;
-  std::size_t callers_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< waiting ones included
-  std::size_t freeTurns_ QUORVIN_GUARDED_BY(lock_);    ///< 0 while anybody waits
-  std::deque<Waiter*> waiters_ QUORVIN_GUARDED_BY(lock_);
   std::vector<const WorkerProcess*> busy_ QUORVIN_GUARDED_BY(lock_);
   std::deque<IdleWorker> idle_ QUORVIN_GUARDED_BY(lock_);  ///< the longest idle first
   std::deque<StartOrder*> orders_ QUORVIN_GUARDED_BY(lock_);

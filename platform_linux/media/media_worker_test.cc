@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
 #include <span>
 #include <thread>
 #include <vector>
@@ -21,7 +22,8 @@ constexpr std::int64_t kWidth = 1200;
 constexpr std::int64_t kHeight = 800;
 
 MediaWorkerOptions options() {
-  return {.program = QUORVIN_MEDIA_WORKER_PROGRAM, .size = 3};
+  const char* program = std::getenv("QUORVIN_MEDIA_WORKER");
+  return {.program = program != nullptr ? program : QUORVIN_MEDIA_WORKER_PROGRAM, .size = 3};
 }
 
 FileDescriptor fileOf(std::span<const std::uint8_t> bytes) {

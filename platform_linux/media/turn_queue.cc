@@ -1,0 +1,55 @@
+#include "platform_linux/media/turn_queue.h"
+
+namespace quorvin {
+
+bool TurnQueue::enter() {
+  const NSLockHolder held(lock_);
+  if (closed_) return false;
+  ++inside_;
+  if (free_ > 0) {
+    --free_;
+    return true;
+  }
+  Waiter waiter;
+  waiters_.push_back(&waiter);
+  while (!waiter.admitted && !closed_) waiter.wake.wait(lock_);
+  if (waiter.admitted) return true;
+  std::erase(waiters_, &waiter);
+  countLeft();
+  return false;
+}
+
+void TurnQueue::leave() {
+  const NSLockHolder held(lock_);
+  if (waiters_.empty()) {
+    ++free_;
+  } else {
+    Waiter& next = *waiters_.front();
+    waiters_.pop_front();
+    next.admitted = true;
+    next.wake.notify_one();
+  }
+  countLeft();
+}
+
+void TurnQueue::close() {
+  const NSLockHolder held(lock_);
+  closed_ = true;
+  for (Waiter* each : waiters_) each->wake.notify_one();
+}
+
+void TurnQueue::waitUntilEmpty() {
+  const NSLockHolder held(lock_);
+  while (inside_ > 0) emptied_.wait(lock_);
+}
+
+std::size_t TurnQueue::waiting() {
+  const NSLockHolder held(lock_);
+  return waiters_.size();
+}
+
+void TurnQueue::countLeft() {
+  if (--inside_ == 0) emptied_.notify_all();
+}
+
+}  // namespace quorvin

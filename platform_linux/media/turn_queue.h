@@ -1,0 +1,46 @@
+// A limit on how many do something at a time, where those who wait are served in order.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+
+#include "core/platform/lock.h"
+
+namespace quorvin {
+
+/// Any thread.
+class TurnQueue {
+ public:
+  /// At most `turns` at a time, at least 1.
+  explicit TurnQueue(std::size_t turns) : free_(turns > 0 ? turns : 1) {}
+
+  /// Waits for a turn, behind all who came before. False, and no turn, when the queue is closed.
+  bool enter() QUORVIN_EXCLUDES(lock_);
+  /// Gives the turn that `enter` gave to who waits the longest.
+  void leave() QUORVIN_EXCLUDES(lock_);
+
+  /// Lets nobody enter any more, and those who wait come away without a turn.
+  void close() QUORVIN_EXCLUDES(lock_);
+  /// Returns when nobody waits or has a turn.
+  void waitUntilEmpty() QUORVIN_EXCLUDES(lock_);
+
+  std::size_t waiting() QUORVIN_EXCLUDES(lock_);
+
+ private:
+  struct Waiter {
+    std::condition_variable_any wake;
+    bool admitted = false;
+  };
+
+  void countLeft() QUORVIN_REQUIRES(lock_);
+
+  NSLock lock_;
+  std::condition_variable_any emptied_;
+  bool closed_ QUORVIN_GUARDED_BY(lock_) = false;
+  std::size_t inside_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< those who wait included
+  std::size_t free_ QUORVIN_GUARDED_BY(lock_);        ///< 0 while anybody waits
+  std::deque<Waiter*> waiters_ QUORVIN_GUARDED_BY(lock_);
+};
+
+}  // namespace quorvin

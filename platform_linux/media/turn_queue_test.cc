@@ -1,0 +1,83 @@
+#include "platform_linux/media/turn_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace quorvin {
+namespace {
+
+void waitForWaiters(TurnQueue& queue, std::size_t count) {
+  while (queue.waiting() < count) std::this_thread::yield();
+}
+
+TEST(TurnQueue, AdmitsAsManyAsItHasTurns) {
+  TurnQueue queue(2);
+  EXPECT_TRUE(queue.enter());
+  EXPECT_TRUE(queue.enter());
+  std::thread third([&queue] { EXPECT_TRUE(queue.enter()); });
+  waitForWaiters(queue, 1);
+  queue.leave();
+  third.join();
+  EXPECT_EQ(queue.waiting(), 0U);
+}
+
+TEST(TurnQueue, HasOneTurnAtLeast) {
+  EXPECT_TRUE(TurnQueue(0).enter());
+}
+
+TEST(TurnQueue, ServesThoseWhoWaitInTheOrderInWhichTheyCame) {
+  TurnQueue queue(1);
+  ASSERT_TRUE(queue.enter());
+  std::mutex mutex;
+  std::vector<std::size_t> served;
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < 8; ++i) {
+    threads.emplace_back([&queue, &mutex, &served, i] {
+      ASSERT_TRUE(queue.enter());
+      {
+        const std::lock_guard guard(mutex);
+        served.push_back(i);
+      }
+      queue.leave();
+    });
+    waitForWaiters(queue, i + 1);
+  }
+  queue.leave();
+  for (auto& each : threads) each.join();
+  EXPECT_EQ(served, (std::vector<std::size_t>{0, 1, 2, 3, 4, 5, 6, 7}));
+}
+
+TEST(TurnQueue, SendsEverybodyAwayOnceItIsClosed) {
+  TurnQueue queue(1);
+  ASSERT_TRUE(queue.enter());
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&queue] { EXPECT_FALSE(queue.enter()); });
+  }
+  waitForWaiters(queue, 4);
+  queue.close();
+  for (auto& each : threads) each.join();
+  EXPECT_FALSE(queue.enter());
+  queue.leave();
+  EXPECT_FALSE(queue.enter());
+}
+
+TEST(TurnQueue, IsEmptyWhenTheLastOneHasLeft) {
+  TurnQueue queue(1);
+  queue.waitUntilEmpty();
+  ASSERT_TRUE(queue.enter());
+  bool left = false;
+  std::thread last([&queue, &left] {
+    left = true;
+    queue.leave();
+  });
+  queue.waitUntilEmpty();
+  EXPECT_TRUE(left);
+  last.join();
+}
+
+}  // namespace
+}  // namespace quorvin
