@@ -84,7 +84,8 @@ PhotoMetadata photoMetadata(const FileMetadata& file) {
     photo.burstIdentifier = file.xmpText("Xmp.GCamera.BurstID").value_or("");
     if (photo.burstIdentifier.empty()) photo.burstIdentifier = note.burstIdentifier;
     const std::string primary = file.xmpText("Xmp.GCamera.BurstPrimary").value_or("");
-    photo.burstPrimary = !photo.burstIdentifier.empty() && (primary == "1" || primary == "True");
+    photo.burstPrimary = !photo.burstIdentifier.empty() &&
+                         (primary == "1" || primary == "True" || primary == "true");
     photo.subtypes = subtypes(file, note);
     photo.frontCamera =
         note.frontCamera || namesFrontCamera(file.exifText("Exif.Photo.LensModel").value_or(""));

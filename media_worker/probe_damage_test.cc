@@ -51,7 +51,7 @@ Bytes notedPhoto() {
 Bytes smallMovie(const char* extension) {
   return ffmpegOutput(
       "-f lavfi -i color=red:s=16x16:r=5:d=0.4 -f lavfi -i sine=d=0.4 "
-      "-pix_fmt yuv420p -b:a 16k",
+      "-pix_fmt yuv420p -c:a aac -b:a 16k",
       extension);
 }
 
@@ -59,6 +59,7 @@ class Damaged : public testing::TestWithParam<Sample> {};
 
 TEST_P(Damaged, IsAnsweredAtEveryTruncation) {
   const Bytes whole = GetParam().make();
+  ASSERT_FALSE(whole.empty());
   constexpr std::size_t kMostSteps = 1500;
   const std::size_t step = std::max<std::size_t>(1, whole.size() / kMostSteps);
   for (std::size_t count = 0; count < whole.size(); count += step) {
@@ -69,6 +70,7 @@ TEST_P(Damaged, IsAnsweredAtEveryTruncation) {
 
 TEST_P(Damaged, IsAnsweredAfterRandomChanges) {
   const Bytes whole = GetParam().make();
+  ASSERT_FALSE(whole.empty());
   std::mt19937 random(20170501);
   for (int round = 0; round < GetParam().rounds; ++round) {
     SCOPED_TRACE(round);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <tuple>
@@ -67,18 +68,27 @@ HandlePtr thumbnailOf(const heif_image_handle* picture) {
   return HandlePtr(thumbnail);
 }
 
-bool decodes(const heif_image_handle* picture) {
+heif_error_code tryDecoding(const heif_image_handle* picture) {
   heif_image* image = nullptr;
   const heif_error error =
       heif_decode_image(picture, &image, heif_colorspace_undefined, heif_chroma_undefined, nullptr);
   const HeifImagePtr owned(image);
-  return error.code == heif_error_Ok && image != nullptr;
+  return error.code;
 }
 
 /// A picture comes only whole, at a third of a second for a phone's: its thumbnail stands in.
-bool trialDecodes(const heif_image_handle* picture, std::int64_t pixels) {
-  if (const HandlePtr thumbnail = thumbnailOf(picture)) return decodes(thumbnail.get());
-  return pixels > kLargestTrial || decodes(picture);
+std::optional<NSError> decodingError(const heif_image_handle* picture, std::int64_t pixels) {
+  const HandlePtr thumbnail = thumbnailOf(picture);
+  if (!thumbnail && pixels > kLargestTrial) return std::nullopt;
+  switch (tryDecoding(thumbnail ? thumbnail.get() : picture)) {
+    case heif_error_Ok:
+      return std::nullopt;
+    case heif_error_Unsupported_feature:
+    case heif_error_Unsupported_filetype:
+      return pictureError("The photo is of a format that cannot be decoded.");
+    default:
+      return pictureError("The photo is damaged: it cannot be decoded.");
+  }
 }
 
 bool hasGainMap(const heif_image_handle* picture) {
@@ -146,8 +156,8 @@ Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata) {
   probe.pixelHeight = heif_image_handle_get_height(handle);
   probe.orientation = orientationOf(primaryTurn(file));
   if (auto error = sizeError(probe.pixelWidth, probe.pixelHeight)) return *std::move(error);
-  if (!trialDecodes(handle, probe.pixelWidth * probe.pixelHeight)) {
-    return pictureError("The photo is damaged: it cannot be decoded.");
+  if (auto error = decodingError(handle, probe.pixelWidth * probe.pixelHeight)) {
+    return *std::move(error);
   }
   readBlocks(handle, metadata);
   if (heif_image_handle_has_depth_image(handle) != 0) {

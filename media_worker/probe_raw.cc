@@ -22,6 +22,22 @@ bool holdsSensorData(const FileMetadata& metadata) {
   return false;
 }
 
+/// The size that the reader finds, else the first that a tag tells.
+std::pair<std::int64_t, std::int64_t> storedSize(const FileMetadata& metadata) {
+  if (metadata.pixelWidth > 0 && metadata.pixelHeight > 0) {
+    return {metadata.pixelWidth, metadata.pixelHeight};
+  }
+  constexpr std::pair<const char*, const char*> kTags[] = {
+      {"Exif.Photo.PixelXDimension", "Exif.Photo.PixelYDimension"},
+      {"Exif.Image.ImageWidth", "Exif.Image.ImageLength"}};
+  for (const auto& [width, height] : kTags) {
+    const auto x = metadata.exifInteger(width);
+    const auto y = metadata.exifInteger(height);
+    if (x && y) return {*x, *y};
+  }
+  return {0, 0};
+}
+
 }  // namespace
 
 std::optional<ContentType> rawTypeOf(const FileMetadata& metadata) {
@@ -40,12 +56,7 @@ Result<MediaProbe> probeRaw(const FileMetadata& metadata) {
   probe.raw = true;
   const std::int64_t orientation = metadata.exifInteger("Exif.Image.Orientation").value_or(1);
   probe.orientation = orientation >= 1 && orientation <= 8 ? static_cast<int>(orientation) : 1;
-  std::int64_t width = metadata.pixelWidth;
-  std::int64_t height = metadata.pixelHeight;
-  if (width <= 0 || height <= 0) {
-    width = metadata.exifInteger("Exif.Photo.PixelXDimension").value_or(0);
-    height = metadata.exifInteger("Exif.Photo.PixelYDimension").value_or(0);
-  }
+  const auto [width, height] = storedSize(metadata);
   if (auto error = sizeError(width, height)) return *std::move(error);
   std::tie(probe.pixelWidth, probe.pixelHeight) = uprightSize(width, height, probe.orientation);
   return probe;

@@ -22,10 +22,7 @@ namespace {
 
 class Libraries : public testing::Environment {
  public:
-  void SetUp() override {
-    startLibraries();
-    initializeMetadata();
-  }
+  void SetUp() override { startLibraries(); }
 };
 
 [[maybe_unused]] const testing::Environment* const kLibraries =
