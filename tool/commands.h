@@ -1,0 +1,48 @@
+// The tool's subcommands. Each returns the program's exit status.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvin {
+
+enum ExitStatus {
+  kSuccess = 0,
+  kFailure = 1,  ///< an error reply, refused files, or a library that does not open
+  kUsage = 2,
+};
+
+struct ImportCommand {
+  std::string library;
+  std::optional<std::string> album;
+  std::vector<std::string> paths;
+  int run() const;
+};
+
+struct CallCommand {
+  std::string library;
+  std::string method;
+  std::optional<std::string> arguments;  ///< JSON; "-" reads it from standard input
+  std::optional<std::string> out;
+  double timeout = 600;  ///< seconds
+  int run() const;
+};
+
+struct AuthorizeCommand {
+  std::string library;
+  std::string status;
+  static std::vector<std::string> statuses();
+  int run() const;
+};
+
+struct InfoCommand {
+  std::string library;
+  bool json = false;
+  int run() const;
+};
+
+/// Prints "quorvin: …" on standard error.
+void complain(const std::string& sentence);
+
+}  // namespace quorvin

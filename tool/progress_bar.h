@@ -1,0 +1,31 @@
+// A progress bar on the terminal.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+
+#include "platform_linux/files/file_descriptor.h"
+
+namespace quorvin {
+
+/// Drawn on standard error by the program `pv`. Nothing is drawn when standard error is no
+/// terminal or the program is missing.
+class ProgressBar {
+ public:
+  /// `total` steps make it full.
+  explicit ProgressBar(std::size_t total);
+  ProgressBar(const ProgressBar&) = delete;
+  ProgressBar& operator=(const ProgressBar&) = delete;
+  /// Leaves the bar as it is, with the cursor below it.
+  ~ProgressBar();
+
+  bool isDrawn() const { return drawer_ > 0; }
+  void step();
+
+ private:
+  pid_t drawer_ = 0;
+  FileDescriptor steps_;
+};
+
+}  // namespace quorvin
