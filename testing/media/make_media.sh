@@ -120,7 +120,12 @@ apply() { printf '%s\n-overwrite_original\n-q\n-execute\n' "$1"; }
   done
 } >"$work/metadata.args"
 exiftool -@ "$work/metadata.args"
+# Files whose metadata has no date take it from their modification.
 touch -d '2019-05-06T07:08:09Z' "$good/NO_DATE.jpg"
+touch -d '2024-01-02T03:04:05Z' "$good"/Screenshot_*.jpg
+touch -d '2023-08-03T09:00:00Z' "$good/PAIR_STILL.jpg" "$good/album/PAIR_MOTION.MOV"
+touch -d '2023-08-05T15:00:00Z' "$good"/{animation.gif,scan.tif,drawing.webp,transparent.png,still.avif}
+touch -d '2023-08-06T16:00:00Z' "$good"/{capture.mkv,TURNED.mp4,song.mp3}
 
 # --- bad files
 : >"$bad/empty.jpg"
