@@ -10,6 +10,7 @@ extern "C" {
 }
 
 #include "core/platform/foundation.h"
+#include "media_worker/hevc_decoder.h"
 #include "media_worker/metadata_file.h"
 
 namespace quorvin {
@@ -36,6 +37,7 @@ void startLibraries() {
   vips_cache_set_max(0);
   av_log_set_level(AV_LOG_QUIET);
   initializeMetadata();
+  registerHevcDecoder();
 }
 
 void tidyLibraries() {
