@@ -63,7 +63,12 @@ struct Fixture {
 
   std::string libraryPath() const { return folder / "library"; }
 
-  std::unique_ptr<Library> open() const { return *Library::open({.path = libraryPath()}); }
+  std::unique_ptr<Library> open() const {
+    auto opened =
+        Library::open({.path = libraryPath(), .authorization = PHAuthorizationStatus::authorized});
+    if (!opened) fatalError(opened.error().localizedDescription);
+    return *std::move(opened);
+  }
 
   /// "name: resources" of each asset, in order of addition, burst members and all.
   std::vector<std::string> assets() const {
@@ -137,7 +142,8 @@ TEST(Importer, MakesOneAssetOfEachFileAndKeepsTheSource) {
 TEST(Importer, MakesALibraryThatItsOwnerMayUse) {
   Fixture test;
   test.importAll();
-  EXPECT_EQ(test.open()->authorizationStatus(), PHAuthorizationStatus::authorized);
+  EXPECT_EQ((*Library::open({.path = test.libraryPath()}))->authorizationStatus(),
+            PHAuthorizationStatus::authorized);
 }
 
 TEST(Importer, LeavesTheStatusOfALibraryThatThereWas) {
@@ -145,7 +151,8 @@ TEST(Importer, LeavesTheStatusOfALibraryThatThereWas) {
   test.open();
   test.put("a.jpg", "image");
   test.importAll();
-  EXPECT_EQ(test.open()->authorizationStatus(), PHAuthorizationStatus::notDetermined);
+  EXPECT_EQ((*Library::open({.path = test.libraryPath()}))->authorizationStatus(),
+            PHAuthorizationStatus::notDetermined);
 }
 
 TEST(Importer, StoresTheBytesReadOnlyUnderTheirOwnExtension) {
