@@ -23,10 +23,10 @@ struct MediaProbe {
   std::string extension;              ///< by content, lower case, without a dot, for example "jpg"
   std::int64_t pixelWidth = 0;        ///< upright, pixels; 0 for audio
   std::int64_t pixelHeight = 0;
-  int orientation = 1;             ///< of the stored pixels, 1 to 8
-  double duration = 0;             ///< seconds; 0 for stills
-  double frameRate = 0;            ///< average frames a second of a video, else 0
-  double captureFrameRate = 0;     ///< a video that was stored already stretched: its capture rate
+  int orientation = 1;              ///< of the stored pixels, 1 to 8
+  double duration = 0;              ///< seconds; 0 for stills
+  double frameRate = 0;             ///< average frames a second of a video, else 0
+  double captureFrameRate = 0;      ///< a video that was stored already stretched: its capture rate
   std::uint64_t mediaSubtypes = 0;  ///< bits of PHAssetMediaSubtype that the content shows
   /// UTC, nanoseconds since 1970; none when the metadata has no valid date.
   std::optional<std::int64_t> creationDate;
@@ -76,7 +76,8 @@ class RenderedImage : public UIImage {
 enum class ImageFormat : std::int64_t { jpeg = 1, png = 2 };
 
 /// Calls wait for their answer on the calling thread; any thread, several at once. A worker that
-/// dies or is late is replaced, and its request answered with an error.
+/// dies or is late is replaced, and its request answered with an error. The descriptions of errors
+/// are plain sentences, to which `libraryError` may add a domain and code for a person.
 class MediaService {
  public:
   virtual ~MediaService() = default;
