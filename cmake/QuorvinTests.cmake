@@ -1,5 +1,5 @@
-# quorvin_test(NAME [NEEDS_MEDIA] SOURCES... LIBRARIES...): one GoogleTest program. NEEDS_MEDIA has
-# the generated media made first. The sources are recorded, so that a *_test.cc which no build file
+# quorvin_test(NAME [NEEDS_MEDIA | NEEDS_LIBRARY] SOURCES... LIBRARIES...): one GoogleTest program.
+# NEEDS_MEDIA has the generated media made first, NEEDS_LIBRARY also imported. The sources are recorded, so that a *_test.cc which no build file
 # names is noticed.
 
 if(QUORVIN_TESTS AND NOT QUORVIN_CORE_ONLY)
@@ -12,7 +12,7 @@ function(quorvin_test name)
   if(NOT QUORVIN_TESTS OR QUORVIN_CORE_ONLY)
     return()
   endif()
-  cmake_parse_arguments(ARG "NEEDS_MEDIA" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "NEEDS_MEDIA;NEEDS_LIBRARY" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   quorvin_target(${name})
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main)
@@ -21,9 +21,12 @@ function(quorvin_test name)
   set(fixtures)
   if(ARG_NEEDS_MEDIA)
     set(fixtures FIXTURES_REQUIRED media)
+  elseif(ARG_NEEDS_LIBRARY)
+    set(fixtures FIXTURES_REQUIRED library)
   endif()
   target_compile_definitions(${name} PRIVATE
-    QUORVIN_GENERATED_MEDIA="${PROJECT_BINARY_DIR}/media")
+    QUORVIN_GENERATED_MEDIA="${PROJECT_BINARY_DIR}/media"
+    QUORVIN_IMPORTED_LIBRARY="${PROJECT_BINARY_DIR}/library")
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 300
     ENVIRONMENT QUORVIN_MEDIA_WORKER=${PROJECT_BINARY_DIR}/bin/quorvin-media ${fixtures})
