@@ -564,6 +564,9 @@ TEST(Importer, TakesTheMovieAloneWhenItsStillIsGone) {
   test.expectSound();
 }
 
+constexpr int kStopped = 41;
+constexpr int kStoppedForSpace = 42;
+
 // Runs the import in a process of its own that may not write files beyond a size.
 int importWithSmallFiles(Fixture& test, rlim_t most) {
   const pid_t child = ::fork();
@@ -572,9 +575,9 @@ int importWithSmallFiles(Fixture& test, rlim_t most) {
     const struct rlimit limit = {most, most};
     ::setrlimit(RLIMIT_FSIZE, &limit);
     const auto summary = test.tryImport({test.folder / "in"});
-    const bool stopped = !summary && summary.error().code == static_cast<std::int64_t>(
-                                                                 LibraryErrorCode::notEnoughSpace);
-    ::_exit(stopped ? 42 : 1);
+    if (summary) ::_exit(1);
+    const auto noSpace = static_cast<std::int64_t>(LibraryErrorCode::notEnoughSpace);
+    ::_exit(summary.error().code == noSpace ? kStoppedForSpace : kStopped);
   }
   int status = 0;
   ::waitpid(child, &status, 0);
@@ -588,7 +591,7 @@ TEST(Importer, StopsWithAReasonWhenThereIsNoSpaceAndKeepsWhatItAdded) {
   test.put("b.jpg", "image b");
   test.put("c.jpg", "image c" + std::string(20'000'000, '.'));
   test.put("d.jpg", "image d");
-  EXPECT_EQ(importWithSmallFiles(test, 10'000'000), 42);
+  EXPECT_EQ(importWithSmallFiles(test, 10'000'000), kStoppedForSpace);
   EXPECT_EQ(test.assets(), (Texts{"1 1:a.jpg", "1 1:b.jpg"}));
   test.expectSound();
 }
@@ -599,7 +602,7 @@ TEST(Importer, AddsNothingWhenTheCatalogueCannotGrow) {
   test.importAll();
   for (int i = 0; i < 200; ++i)
     test.put("n" + std::to_string(i) + ".jpg", "image " + std::to_string(i));
-  EXPECT_EQ(importWithSmallFiles(test, 70'000), 42);
+  EXPECT_EQ(importWithSmallFiles(test, 70'000), kStopped);
   test.expectSound();
   EXPECT_EQ(test.importAll().refusedFiles, 0U);
   EXPECT_EQ(test.assets().size(), 201U);

@@ -2,7 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <cerrno>
 #include <utility>
 
 #include "platform_linux/errors.h"
@@ -207,9 +206,7 @@ bool Database::isDamaged() const {
 NSError Database::lastError(std::string_view sentence) const {
   const int code = sqlite3_errcode(connection_) & 0xFF;
   LibraryErrorCode told = LibraryErrorCode::internal;
-  const int system = sqlite3_system_errno(connection_);
-  const bool isLimit = code == SQLITE_IOERR && (system == EDQUOT || system == EFBIG);
-  if (code == SQLITE_FULL || isLimit) told = LibraryErrorCode::notEnoughSpace;
+  if (code == SQLITE_FULL) told = LibraryErrorCode::notEnoughSpace;
   if (code == SQLITE_BUSY) told = LibraryErrorCode::operationInterrupted;
   return libraryError(told, std::string(sentence) + ": " + sqlite3_errmsg(connection_) + ".");
 }
