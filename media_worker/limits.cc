@@ -16,6 +16,7 @@ constexpr rlim_t kSecondsPerRequest = 120;
 }  // namespace
 
 void limitMemory() {
+#ifndef QUORVIN_SANITIZED  // sanitizers reserve terabytes of addresses
   const auto physical =
       static_cast<rlim_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
   // Half of the machine; the programs and libraries themselves map a good part of the least.
@@ -24,6 +25,7 @@ void limitMemory() {
   if (::getrlimit(RLIMIT_AS, &limit) != 0) return;
   limit.rlim_cur = std::min(bound, limit.rlim_max);
   ::setrlimit(RLIMIT_AS, &limit);
+#endif
 }
 
 void renewTimeLimit() {
