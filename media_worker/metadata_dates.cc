@@ -8,7 +8,7 @@ namespace quorvin {
 namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
-constexpr std::int64_t kGreatestOffset = 14 * 3600;
+constexpr std::int64_t kGreatestOffset = std::int64_t{14} * 3600;
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
@@ -70,7 +70,7 @@ bool scanTime(Scanner& scanner, WrittenDate& date) {
   // 60 is a leap second; it counts on into the next minute.
   if (scanner.skipOneOf(":") && !scanner.number(2, 0, 60, second)) return false;
   if (scanner.skipOneOf(".,")) date.nanoseconds = parseSubSeconds(scanner.digits());
-  date.seconds += hour * 3600 + minute * 60 + second;
+  date.seconds += std::int64_t{hour} * 3600 + minute * 60 + second;
   date.hasTime = true;
   const std::string_view zone = trimmed(scanner.rest());
   if (zone.empty()) return true;
@@ -126,7 +126,7 @@ std::optional<std::int64_t> parseOffset(std::string_view text) {
     scanner.skipOneOf(":");
     if (!scanner.number(2, 0, 59, minutes) || !scanner.atEnd()) return std::nullopt;
   }
-  const std::int64_t seconds = hours * 3600 + minutes * 60;
+  const std::int64_t seconds = std::int64_t{hours} * 3600 + minutes * 60;
   if (seconds > kGreatestOffset) return std::nullopt;
   return west ? -seconds : seconds;
 }
@@ -143,7 +143,7 @@ std::int64_t parseSubSeconds(std::string_view digits) {
 }
 
 std::optional<std::int64_t> offsetBetween(std::int64_t local, std::int64_t utc) {
-  constexpr std::int64_t kStep = 15 * 60;
+  constexpr std::int64_t kStep = 900;  // 15 minutes
   const std::int64_t difference = local - utc;
   const std::int64_t half = difference < 0 ? -kStep / 2 : kStep / 2;
   const std::int64_t rounded = (difference + half) / kStep * kStep;
