@@ -1,0 +1,188 @@
+// Calls any methods with any arguments on the fake platform, and lets the queued work run in any
+// order. Every call is answered exactly once, with something that can be sent, except a thumbnail
+// on a platform without an image manager.
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "codec/standard_method_codec.h"
+#include "fuzz/any_value.h"
+#include "fuzz/require.h"
+#include "testing/fakes/plugin_harness.h"
+#include "testing/fakes/samples.h"
+
+namespace quorvin {
+namespace {
+
+constexpr const char* kMethods[] = {"getPlatformVersion",
+                                    "getPermission",
+                                    "clearAllCache",
+                                    "stopAllCachingImages",
+                                    "startCachingImages",
+                                    "stopCachingImages",
+                                    "getGalleryList",
+                                    "getGalleryAssetCount",
+                                    "getGalleryFirstAssetId",
+                                    "getAssetList",
+                                    "getAssetInfo",
+                                    "getThumbnail",
+                                    "getImageData",
+                                    "getImageUrl",
+                                    "getLivePhotoUrl",
+                                    "getVideoUrl",
+                                    "deleteAssets",
+                                    "getBurstAssetList",
+                                    "getAssetOriginalFilename",
+                                    "createAlbum",
+                                    "saveImage",
+                                    "saveVideo"};
+
+const std::vector<std::string>& identifiers() {
+  static const std::vector<std::string> all = {"p",       "v",         "a",     "b1",    "b2",
+                                               "recents", "favorites", "album", "empty", ""};
+  return all;
+}
+
+/// Dates that a record can express, and the user library first: nothing here may stop the process.
+void fill(PluginHarness& plugin) {
+  FakePhotoLibrary& library = plugin.library;
+  library.addAsset(photo("p", 1700000000.5));
+  library.addAsset(video("v", -1.5));
+  library.addAsset(audio("a"));
+  library.addAsset(burstMember("b1", "burst", true));
+  library.addAsset(burstMember("b2", "burst"));
+  library.addCollectionOfEverything(userLibrary());
+  library.addCollection(smartAlbum("favorites", 203), {"p"});
+  library.addCollection(userAlbum("album", "Trip"), {"v", "p", "a", "b1", "b2"});
+  library.addCollection(userAlbum("empty"), {});
+  plugin.platform.resources.add("p", PHAssetResourceType::photo, "IMG.HEIC");
+}
+
+PHImageInfo anyInfo(FuzzedDataProvider& data) {
+  PHImageInfo info;
+  for (const std::string_view key :
+       {PHImageCancelledKey, PHImageErrorKey, PHImageResultIsDegradedKey}) {
+    switch (data.ConsumeIntegralInRange(0, 5)) {
+      case 0:
+        info.set(key, data.ConsumeBool());
+        break;
+      case 1:
+        info.set(key, NSError{"Domain", 1, "It failed."});
+        break;
+      case 2:
+        info.set(key, std::int64_t{1});
+        break;
+      default:
+        break;
+    }
+  }
+  return info;
+}
+
+/// Any deliveries, and at last one that ends the request.
+void deliver(const FakeImageManager::ImageRequest& request, FuzzedDataProvider& data) {
+  const auto image = std::make_shared<const FakeImage>("image");
+  for (int i = data.ConsumeIntegralInRange(0, 3); i > 0; --i) {
+    const PHImageInfo info = anyInfo(data);
+    request.handler(data.ConsumeBool() ? image : nullptr, data.ConsumeBool() ? &info : nullptr);
+  }
+  request.handler(data.ConsumeBool() ? image : nullptr, nullptr);
+}
+
+void checkAnswer(const std::string& method, const FlutterReply& reply) {
+  if (const auto* value = std::get_if<Value>(&reply)) {
+    require(decodeEnvelope(encodeSuccessEnvelope(*value)).has_value(), "a value can be sent");
+  } else if (const auto* error = std::get_if<FlutterError>(&reply)) {
+    require(error->code == "Error" && !error->message.empty(), "errors have a code and a message");
+    require(method.starts_with("get"), "only queries have errors");
+  }
+}
+
+class Session {
+ public:
+  explicit Session(FuzzedDataProvider& data)
+      : data_(data),
+        hasImageManager_(data.ConsumeIntegralInRange(0, 7) != 0),
+        plugin_([](const std::string& what) { require(false, what.c_str()); },
+                hasImageManager_ ? PluginHarness::Has::imageManager
+                                 : PluginHarness::Has::noImageManager) {
+    plugin_.log.stop();
+    fill(plugin_);
+    plugin_.library.status = static_cast<PHAuthorizationStatus>(
+        data.ConsumeBool() ? 3 : data.ConsumeIntegralInRange(0, 5));
+    if (data.ConsumeBool()) plugin_.platform.codec.jpeg.reset();
+  }
+
+  void run() {
+    for (int calls = data_.ConsumeIntegralInRange(1, 8); calls > 0; --calls) {
+      call();
+      while (data_.ConsumeBool() && step()) {
+      }
+    }
+    do {
+      while (step()) {
+      }
+      endPlatformWork();
+    } while (plugin_.platform.dispatch.main.waiting() != 0);
+    for (auto& [method, reply] : calls_) check(method, reply);
+  }
+
+ private:
+  void call() {
+    std::string method = data_.ConsumeIntegralInRange(0, 15) == 0
+                             ? data_.ConsumeRandomLengthString(20)
+                             : std::string(data_.PickValueInArray(kMethods));
+    Value arguments = anyArguments(data_, identifiers());
+    RecordedReply reply = plugin_.call(method, std::move(arguments));
+    calls_.emplace_back(std::move(method), std::move(reply));
+  }
+
+  /// Runs some item that waits.
+  bool step() {
+    ManualQueue& background = plugin_.platform.dispatch.background;
+    const std::size_t waiting = background.waiting();
+    if (waiting != 0 && data_.ConsumeBool()) {
+      return background.runNext(data_.ConsumeIntegralInRange<std::size_t>(0, waiting - 1));
+    }
+    return plugin_.platform.dispatch.main.runNext() || background.runNext();
+  }
+
+  void endPlatformWork() {
+    for (const auto& request : plugin_.platform.imageManager.imageRequests()) {
+      deliver(request, data_);
+    }
+    plugin_.platform.imageManager.forgetRequests();
+    for (const auto& answer : std::exchange(plugin_.library.authorizationRequests, {})) {
+      answer(static_cast<PHAuthorizationStatus>(data_.ConsumeIntegralInRange(0, 5)));
+    }
+  }
+
+  void check(const std::string& method, RecordedReply& reply) const {
+    if (!hasImageManager_ && method == "getThumbnail" && reply.answerCount() == 0) {
+      reply.expectSilence();
+      return;
+    }
+    require(reply.answerCount() == 1, "every call is answered once");
+    checkAnswer(method, reply.answer().reply);
+  }
+
+  FuzzedDataProvider& data_;
+  const bool hasImageManager_;
+  PluginHarness plugin_;
+  std::vector<std::pair<std::string, RecordedReply>> calls_;
+};
+
+}  // namespace
+}  // namespace quorvin
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  FuzzedDataProvider provider(data, size);
+  quorvin::Session(provider).run();
+  return 0;
+}
