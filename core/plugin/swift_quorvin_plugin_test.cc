@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <thread>
 
 #include "testing/plugin_test.h"
@@ -179,11 +180,15 @@ TEST_F(Dispatch22, LetsTwoQueuedHandlersRunAtTheSameTime) {
   plugin.runToEnd();
 }
 
-TEST_F(Dispatch22, KeepsThePluginAliveForWorkThatWaits) {
+TEST_F(Dispatch22, KeepsThePluginAliveForWorkThatWaitsAndNoLonger) {
+  const std::weak_ptr<FlutterMethodCallDelegate> alive =
+      plugin.registrar.registrations.at(0).delegate;
   const RecordedReply reply = plugin.call("getAssetInfo", Map{{"assetId", "a"}});
   plugin.registrar.registrations.clear();
+  EXPECT_FALSE(alive.expired());
   plugin.runToEnd();
   EXPECT_EQ(reply.error().message, "Asset not found id = a");
+  EXPECT_TRUE(alive.expired());
 }
 
 TEST_F(Dispatch22, SaysNothingWithoutAManagerExceptThePlatformVersion) {

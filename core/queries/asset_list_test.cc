@@ -189,8 +189,14 @@ TEST_F(GetAssetList, LoadsThePageAlone) {
   library.duringLoad = [&loaded](std::size_t count) { loaded += count; };
   ids(page(20, 30, 0, 0, "many"));
   EXPECT_EQ(loaded, 10u);
-  ids(page(60, 80, 0, 0, "many"));
-  EXPECT_EQ(loaded, 10u);
+}
+
+TEST_F(GetAssetList, LoadsNothingForAPageBeyondTheEnd) {
+  bool loaded = false;
+  library.duringLoad = [&loaded](std::size_t) { loaded = true; };
+  EXPECT_EQ(ids(page(5, 10)), Names{});
+  EXPECT_EQ(ids(page(60, 80)), Names{});
+  EXPECT_FALSE(loaded);
 }
 
 TEST_F(GetAssetList, CachesThePageAlone) {
