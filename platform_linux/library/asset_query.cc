@@ -160,10 +160,6 @@ std::string AssetQuery::key() const {
   return key;
 }
 
-const std::string_view kAssetColumns =
-    "a.ident, a.media_type, a.subtypes, a.width, a.height, a.created_ns, a.modified_ns, "
-    "a.duration, a.favorite, a.hidden, a.burst_id, a.represents, a.burst_sel";
-
 std::shared_ptr<const PHAsset> assetFromRow(const Statement& row) {
   auto asset = std::make_shared<PHAsset>();
   asset->localIdentifier = row.text(0);

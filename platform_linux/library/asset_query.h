@@ -56,7 +56,9 @@ struct AssetQuery {
 AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bool limitedAccess);
 
 /// The columns of a record, for `assetFromRow`.
-extern const std::string_view kAssetColumns;
+inline constexpr std::string_view kAssetColumns =
+    "a.ident, a.media_type, a.subtypes, a.width, a.height, a.created_ns, a.modified_ns, "
+    "a.duration, a.favorite, a.hidden, a.burst_id, a.represents, a.burst_sel";
 
 /// The asset of the statement's present row.
 std::shared_ptr<const PHAsset> assetFromRow(const Statement& row);
