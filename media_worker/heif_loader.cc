@@ -132,6 +132,8 @@ ImagePtr decode(const heif_image_handle* handle, bool failOnDamage) {
 Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request) {
   Reading reading{file};
   const Context context(heif_context_alloc());
+  // More threads gain nothing where several workers are busy.
+  heif_context_set_max_decoding_threads(context.get(), 2);
   heif_image_handle* found = nullptr;
   if (!succeeded(heif_context_read_from_reader(context.get(), &kReader, &reading, nullptr)) ||
       !succeeded(heif_context_get_primary_image_handle(context.get(), &found))) {
