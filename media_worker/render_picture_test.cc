@@ -275,6 +275,46 @@ TEST(RenderAnimation, ShowsTheFirstFrame) {
   }
 }
 
+/// A Windows bitmap of 24 bits a pixel, without a palette or compression.
+Bytes bitmap(const Picture& picture) {
+  const auto rowBytes = static_cast<std::size_t>(picture.width * 3 + 3) / 4 * 4;
+  Bytes bytes{'B', 'M'};
+  const auto append = [&bytes](std::size_t value, int size) {
+    for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+  };
+  const auto height = static_cast<std::size_t>(picture.height);
+  append(54 + rowBytes * height, 4);
+  append(0, 4);
+  append(54, 4);
+  append(40, 4);
+  append(static_cast<std::size_t>(picture.width), 4);
+  append(height, 4);
+  append(1, 2);
+  append(24, 2);
+  append(0, 24);
+  for (int y = picture.height - 1; y >= 0; --y) {
+    for (int x = 0; x < picture.width; ++x) {
+      const Colour colour = picture.at(x, y);
+      for (const int c : {2, 1, 0}) append(static_cast<std::size_t>(colour.at(c)), 1);
+    }
+    append(0, static_cast<int>(rowBytes) - picture.width * 3);
+  }
+  return bytes;
+}
+
+TEST(RenderPicture, ShowsBitmaps) {
+  EXPECT_EQ(rendered(bitmap(quadrants(33, 20)), original()).pixels, quadrants(33, 20).pixels);
+  const Picture small = rendered(bitmap(quadrants(330, 200)), fitInto(33, 33));
+  EXPECT_EQ(small.height, 20);
+  expectQuadrants(small, 12);
+}
+
+TEST(RenderPicture, ShowsJpeg2000) {
+  const Picture picture = rendered(saved(quadrants(96, 64), ".jp2[lossless]"), original());
+  ASSERT_EQ(picture.width, 96);
+  expectQuadrants(picture, 4);
+}
+
 TEST(RenderPicture, ReadsFromTheBeginningWhateverTheDescriptorsOffset) {
   const Bytes png = saved(quadrants(32, 32), ".png");
   EXPECT_EQ(rendered(png, original()).pixels, quadrants(32, 32).pixels);
