@@ -23,7 +23,7 @@ using Bytes = std::vector<std::uint8_t>;
 struct Answer {
   int count = 0;  ///< calls of the callback
   Bytes message;  ///< the last one's
-  std::thread::id thread;
+  std::thread::id thread{};
 
   static void record(const std::uint8_t* message, std::size_t size, void* answer);
 };

@@ -14,7 +14,7 @@ namespace {
 struct Prompt {
   std::int32_t answer = 3;
   int asked = 0;
-  std::thread::id thread;
+  std::thread::id thread{};
   bool running = false;  ///< inside quorvin_engine_run
   bool askedWhileRunning = true;
   QuorvinEngine* ends = nullptr;  ///< the engine that the prompt ends before it answers
