@@ -10,13 +10,13 @@ namespace quorvin {
 
 namespace {
 
-constexpr rlim_t kGibibyte = rlim_t{1} << 30;
 constexpr rlim_t kSecondsPerRequest = 120;
 
 }  // namespace
 
 void limitMemory() {
 #ifndef QUORVIN_SANITIZED  // sanitizers reserve terabytes of addresses
+  constexpr rlim_t kGibibyte = rlim_t{1} << 30;
   const auto physical =
       static_cast<rlim_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
   // Half of the machine; the programs and libraries themselves map a good part of the least.
