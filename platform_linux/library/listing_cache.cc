@@ -13,7 +13,7 @@ constexpr std::size_t kMostEntries = 64;
 std::shared_ptr<const Listing> ListingCache::find(std::int64_t version, const std::string& key,
                                                   std::size_t needed) {
   NSLockHolder holder(lock_);
-  if (version != version_) return nullptr;
+  if (version == 0 || version != version_) return nullptr;
   const auto found = byKey_.find(key);
   if (found == byKey_.end()) return nullptr;
   entries_.splice(entries_.begin(), entries_, found->second);
@@ -23,7 +23,7 @@ std::shared_ptr<const Listing> ListingCache::find(std::int64_t version, const st
 
 void ListingCache::store(std::int64_t version, const std::string& key,
                          std::shared_ptr<const Listing> listing) {
-  if (listing->rows.size() > kMostRows) return;
+  if (version == 0 || listing->rows.size() > kMostRows) return;
   NSLockHolder holder(lock_);
   if (version < version_) return;
   if (version > version_) {

@@ -114,7 +114,7 @@ CREATE INDEX listed_by_type ON assets(media_type, created_ns, id, trashed_ns, hi
   WHERE trashed_ns IS NULL AND hidden = 0 AND visible = 1;
 )";
 
-// A smart album's index: `listed_` and the subtype. The two strings around the album's condition.
+// Of a smart album's index, whose name is `listed_` and the subtype. The last column follows.
 constexpr const char* kAlbumIndexColumns =
     " ON assets(created_ns, id, media_type, trashed_ns, hidden, visible, ";
 
