@@ -291,7 +291,7 @@ Bytes bitmap(const Picture& picture) {
   append(height, 4);
   append(1, 2);
   append(24, 2);
-  append(0, 24);
+  bytes.resize(54);
   for (int y = picture.height - 1; y >= 0; --y) {
     for (int x = 0; x < picture.width; ++x) {
       const Colour colour = picture.at(x, y);
