@@ -6,6 +6,7 @@
 #include "platform_linux/library/administration.h"
 #include "tool/commands.h"
 #include "tool/status_names.h"
+#include "tool/text.h"
 
 namespace quorvin {
 
@@ -18,7 +19,7 @@ int AuthorizeCommand::run() const {
   const auto stored =
       storeAuthorization(library, static_cast<PHAuthorizationStatus>(found - kStatusNames.begin()));
   if (stored) return kSuccess;
-  complain(stored.error().localizedDescription);
+  complain(plainSentence(stored.error()));
   return kFailure;
 }
 

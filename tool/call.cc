@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
 #include <span>
+#include <system_error>
 #include <variant>
 
 #include "codec/standard_method_codec.h"
@@ -16,6 +15,8 @@
 #include "host/engine_options.h"
 #include "tool/commands.h"
 #include "tool/json.h"
+#include "tool/text.h"
+#include "tool/write_file.h"
 
 namespace quorvin {
 namespace {
@@ -68,25 +69,8 @@ const ByteBuffer* firstBytes(const Value& value) {
   return found;
 }
 
-/// Whole or not at all: the file is moved into place.
-bool writeOut(const std::string& path, const ByteBuffer& bytes) {
-  const std::string side = path + ".part";
-  std::error_code failed;
-  {
-    std::ofstream file(side, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    if (file) std::filesystem::rename(side, path, failed);
-    if (file && !failed) return true;
-  }
-  std::filesystem::remove(side, failed);
-  complain("the reply's bytes could not be written to " + path);
-  return false;
-}
-
 void print(const nlohmann::ordered_json& line) {
-  std::puts(line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+  std::puts(textOf(line).c_str());
 }
 
 int printResult(const Value& result, const std::optional<std::string>& out) {
@@ -97,7 +81,11 @@ int printResult(const Value& result, const std::optional<std::string>& out) {
     complain("the reply holds no bytes for " + *out);
     return kFailure;
   }
-  return writeOut(*out, *bytes) ? kSuccess : kFailure;
+  const int error = writeFile(*out, {bytes->data(), bytes->size()});
+  if (error == 0) return kSuccess;
+  complain("the reply's bytes could not be written to " + *out + ": " +
+           std::generic_category().message(error));
+  return kFailure;
 }
 
 int printError(const FlutterError& error) {
@@ -139,7 +127,7 @@ int CallCommand::run() const {
   if (!value) return kUsage;
   const auto engine = openEngine(library);
   if (!engine) {
-    complain(engine.error().localizedDescription);
+    complain(plainSentence(engine.error()));
     return kFailure;
   }
   Answer answer;

@@ -10,6 +10,7 @@
 #include "platform_linux/media/media_worker_pool.h"
 #include "tool/commands.h"
 #include "tool/progress_bar.h"
+#include "tool/text.h"
 
 namespace quorvin {
 namespace {
@@ -38,29 +39,30 @@ class Progress : public ImportObserver {
   std::vector<std::string> held_;
 };
 
-std::string counted(std::size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
+std::string files(std::size_t count) {
+  return counted(static_cast<std::int64_t>(count), "file", "files");
 }
 
 void printSummary(const ImportSummary& summary) {
   std::printf("Added %s from %s; %s already there; %s refused.\n",
-              counted(summary.addedAssets, "asset", "assets").c_str(),
-              counted(summary.addedFiles, "file", "files").c_str(),
-              counted(summary.skippedFiles, "file", "files").c_str(),
-              counted(summary.refusedFiles, "file", "files").c_str());
+              counted(static_cast<std::int64_t>(summary.addedAssets), "asset", "assets").c_str(),
+              files(summary.addedFiles).c_str(), files(summary.skippedFiles).c_str(),
+              files(summary.refusedFiles).c_str());
 }
 
 }  // namespace
 
 int ImportCommand::run() const {
-  std::signal(SIGPIPE, SIG_IGN);
+  // Nobody who stops listening, to the bar or to the problems, ends the import.
+  const auto atBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
   MediaWorkerPool media(
       {.program = mediaWorkerProgram(), .size = MediaWorkerOptions::sizeForThisMachine()});
   Progress progress;
   const auto summary = importIntoLibrary(library, media, {paths, album}, progress);
   progress.end();
+  std::signal(SIGPIPE, atBrokenPipe);
   if (!summary) {
-    complain(summary.error().localizedDescription);
+    complain(plainSentence(summary.error()));
     return kFailure;
   }
   printSummary(*summary);

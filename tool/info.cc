@@ -1,12 +1,16 @@
 // quorvin info: what the library holds.
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "platform_linux/library/administration.h"
 #include "tool/commands.h"
+#include "tool/json.h"
 #include "tool/status_names.h"
+#include "tool/text.h"
 
 namespace quorvin {
 namespace {
@@ -38,43 +42,80 @@ std::string readableDay(const std::optional<NSDate>& date) {
   return text.data();
 }
 
-void printLine(const char* name, std::int64_t count) {
-  if (count > 0) std::printf("  %-14s %10lld\n", name, static_cast<long long>(count));
+/// Names with counts under headings, all counts in one column.
+class Listing {
+ public:
+  void heading(std::string text) { lines_.push_back({std::move(text), std::nullopt}); }
+  void count(const std::string& name, std::int64_t count) {
+    lines_.push_back({"  " + cutToColumns(name, kWidest), count});
+  }
+  void countUnlessNone(const std::string& name, std::int64_t number) {
+    if (number > 0) count(name, number);
+  }
+
+  void print() const {
+    std::size_t nameWidth = 0;
+    std::size_t countWidth = 0;
+    for (const auto& [name, count] : lines_) {
+      if (!count) continue;
+      nameWidth = std::max(nameWidth, columnsOf(name));
+      countWidth = std::max(countWidth, grouped(*count).size());
+    }
+    for (const auto& [name, count] : lines_) {
+      if (!count) {
+        std::printf("\n%s\n", name.c_str());
+        continue;
+      }
+      const std::string number = grouped(*count);
+      const std::size_t gap = nameWidth - columnsOf(name) + 3 + countWidth - number.size();
+      std::printf("%s%s%s\n", name.c_str(), std::string(gap, ' ').c_str(), number.c_str());
+    }
+  }
+
+ private:
+  static constexpr std::size_t kWidest = 48;
+  std::vector<std::pair<std::string, std::optional<std::int64_t>>> lines_;
+};
+
+void listAssets(Listing& listing, const LibrarySummary& library) {
+  listing.heading("Assets");
+  listing.countUnlessNone("photos", library.photos);
+  listing.countUnlessNone("  live", library.livePhotos);
+  listing.countUnlessNone("  bursts", library.bursts);
+  listing.countUnlessNone("videos", library.videos);
+  listing.countUnlessNone("audio", library.audio);
+  listing.countUnlessNone("others", library.others);
+  listing.countUnlessNone("favorites", library.favorites);
+  listing.countUnlessNone("hidden", library.hidden);
+  listing.countUnlessNone("deleted", library.deleted);
 }
 
-void printAlbums(const char* heading, const std::vector<AlbumSummary>& albums) {
-  bool headed = false;
-  for (const AlbumSummary& album : albums) {
-    if (album.assets == 0 && std::string_view(heading) == "Smart albums") continue;
-    if (!std::exchange(headed, true)) std::printf("\n%s\n", heading);
-    const std::string title = album.title.empty() ? "(untitled)" : album.title;
-    std::printf("  %-24s %10lld\n", title.c_str(), static_cast<long long>(album.assets));
+void listAlbums(Listing& listing, const LibrarySummary& library) {
+  listing.heading("Smart albums");
+  for (const AlbumSummary& album : library.smartAlbums) {
+    listing.countUnlessNone(printable(album.title), album.assets);
+  }
+  if (library.albums.empty()) return;
+  listing.heading("Albums");
+  for (const AlbumSummary& album : library.albums) {
+    listing.count(album.title.empty() ? "(untitled)" : printable(album.title), album.assets);
   }
 }
 
 void printForPeople(const std::string& path, const LibrarySummary& library) {
-  std::printf("%s\n", path.c_str());
-  std::printf("  %s in %lld files, access %s\n", readableSize(library.originalBytes).c_str(),
-              static_cast<long long>(library.originalFiles), statusName(library.status).c_str());
+  const std::int64_t assets = library.photos + library.videos + library.audio + library.others;
+  std::printf(
+      "%s\n  %s, %s in %s, access %s\n", printable(path).c_str(),
+      counted(assets, "asset", "assets").c_str(), readableSize(library.originalBytes).c_str(),
+      counted(library.originalFiles, "file", "files").c_str(), statusName(library.status).c_str());
   if (library.oldest) {
     std::printf("  from %s to %s\n", readableDay(library.oldest).c_str(),
                 readableDay(library.newest).c_str());
   }
-  std::printf("\nAssets\n");
-  printLine("photos", library.photos);
-  printLine("  live", library.livePhotos);
-  printLine("  bursts", library.bursts);
-  printLine("videos", library.videos);
-  printLine("audio", library.audio);
-  printLine("others", library.others);
-  printLine("favorites", library.favorites);
-  printLine("hidden", library.hidden);
-  printLine("deleted", library.deleted);
-  if (library.photos + library.videos + library.audio + library.others == 0) {
-    std::printf("  none\n");
-  }
-  printAlbums("Smart albums", library.smartAlbums);
-  printAlbums("Albums", library.albums);
+  Listing listing;
+  if (assets + library.deleted > 0) listAssets(listing, library);
+  if (assets > 0 || !library.albums.empty()) listAlbums(listing, library);
+  listing.print();
 }
 
 nlohmann::ordered_json albumsToJson(const std::vector<AlbumSummary>& albums) {
@@ -109,7 +150,7 @@ void printForPrograms(const std::string& path, const LibrarySummary& library) {
                                        {"newest", dateToJson(library.newest)},
                                        {"smartAlbums", albumsToJson(library.smartAlbums)},
                                        {"albums", albumsToJson(library.albums)}};
-  std::puts(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+  std::puts(textOf(json, 2).c_str());
 }
 
 }  // namespace
@@ -117,7 +158,7 @@ void printForPrograms(const std::string& path, const LibrarySummary& library) {
 int InfoCommand::run() const {
   const auto summary = describeLibrary(library);
   if (!summary) {
-    complain(summary.error().localizedDescription);
+    complain(plainSentence(summary.error()));
     return kFailure;
   }
   json ? printForPrograms(library, *summary) : printForPeople(library, *summary);

@@ -93,7 +93,7 @@ class ValueBuilder : public nlohmann::json_sax<json> {
 };
 
 std::string keyText(const Value& key) {
-  return key.isText() ? std::string(key.text()) : jsonFromValue(key).dump();
+  return key.isText() ? std::string(key.text()) : textOf(jsonFromValue(key));
 }
 
 struct ToJson {
@@ -131,6 +131,26 @@ std::optional<Value> valueFromJson(std::string_view text, std::string& error) {
 
 ordered_json jsonFromValue(const Value& value) {
   return std::visit(ToJson{}, value.variant());
+}
+
+std::string textOf(const ordered_json& json, int indent) {
+  const std::string plain = json.dump(indent, ' ', false, ordered_json::error_handler_t::replace);
+  std::string text;
+  text.reserve(plain.size());
+  // JSON lets U+007F to U+009F stand in texts as they are.
+  for (std::size_t i = 0; i < plain.size(); ++i) {
+    const auto next = static_cast<unsigned char>(i + 1 < plain.size() ? plain[i + 1] : 0);
+    if (plain[i] == '\x7F') {
+      text += "\\u007f";
+    } else if (plain[i] == '\xC2' && next >= 0x80 && next < 0xA0) {
+      text += next < 0x90 ? "\\u008" : "\\u009";
+      text += "0123456789abcdef"[next % 16];
+      ++i;
+    } else {
+      text += plain[i];
+    }
+  }
+  return text;
 }
 
 }  // namespace quorvin

@@ -19,4 +19,8 @@ std::optional<Value> valueFromJson(std::string_view text, std::string& error);
 /// text of its hexadecimal digits, and a key that is no text the text of its JSON.
 nlohmann::ordered_json jsonFromValue(const Value& value);
 
+/// UTF-8 on one line, or indented by so many blanks. Bytes that are no UTF-8 are replaced; control
+/// characters are escaped, so that printing it cannot command a terminal.
+std::string textOf(const nlohmann::ordered_json& json, int indent = -1);
+
 }  // namespace quorvin

@@ -75,5 +75,10 @@ TEST(JsonFromValue, PrintsEveryKindOfValue) {
             R"("5":"by number"})");
 }
 
+TEST(TextOfJson, EscapesControlCharactersAndReplacesWhatIsNoUtf8) {
+  EXPECT_EQ(textOf("é\x1b\x7f\u0080\u009b\u00a0"), "\"é\\u001b\\u007f\\u0080\\u009b\u00a0\"");
+  EXPECT_EQ(textOf("not\xffutf8"), "\"not\uFFFDutf8\"");
+}
+
 }  // namespace
 }  // namespace quorvin

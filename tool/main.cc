@@ -5,16 +5,28 @@
 
 #include "host/locations.h"
 #include "tool/commands.h"
+#include "tool/text.h"
 
 namespace quorvin {
 
 void complain(const std::string& sentence) {
-  std::fprintf(stderr, "quorvin: %s\n", sentence.c_str());
+  std::fprintf(stderr, "quorvin: %s\n", printable(sentence).c_str());
 }
 
 namespace {
 
 constexpr const char* kVersion = "quorvin " QUORVIN_VERSION;
+
+std::string refuseEmpty(const std::string& text) {
+  return text.empty() ? "must not be empty" : "";
+}
+
+std::string refuseNoSeconds(const std::string& text) {
+  double seconds = 0;
+  return CLI::detail::lexical_cast(text, seconds) && seconds >= 0
+             ? ""
+             : "must be a number of seconds, 0 or more";
+}
 
 class Tool {
  public:
@@ -22,7 +34,11 @@ class Tool {
     app_.set_version_flag("--version", kVersion);
     app_.add_option("--library", library_, "Folder of the photo library")
         ->envname("QUORVIN_LIBRARY")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->check(CLI::Validator(refuseEmpty, ""));
+    app_.failure_message([](const CLI::App*, const CLI::Error& error) {
+      return "quorvin: " + printable(error.what()) + "\nquorvin --help explains the usage.\n";
+    });
     app_.require_subcommand(1);
     app_.fallthrough();
     addImport();
@@ -35,23 +51,43 @@ class Tool {
     try {
       app_.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-      return app_.exit(error) == 0 ? kSuccess : kUsage;
+      return explain(error);
     }
     if (library_.empty()) {
       const auto path = defaultLibraryPath();
       if (!path) {
-        complain(path.error().localizedDescription);
+        complain(plainSentence(path.error()));
         return kFailure;
       }
       library_ = *path;
     }
-    return command_();
+    return written(command_());
   }
 
  private:
+  int explain(const CLI::ParseError& error) const {
+    const auto unknown = app_.remaining();
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) &&
+        app_.get_subcommands().empty() && !unknown.empty()) {
+      return explain(CLI::ExtrasError("there is no subcommand " + unknown.front(),
+                                      CLI::ExitCodes::ExtrasError));
+    }
+    return app_.exit(error) == 0 ? kSuccess : kUsage;
+  }
+
+  /// A full disk under a redirected output is a failure like any other.
+  static int written(int status) {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    complain("standard output could not be written");
+    return kFailure;
+  }
+
   CLI::App* add(const std::string& name, const std::string& description) {
     CLI::App* sub = app_.add_subcommand(name, description);
     sub->set_version_flag("--version", kVersion);
+    sub->footer(
+        "--library DIR, or QUORVIN_LIBRARY in the environment, names the library.\n"
+        "Without either it is ~/.local/share/quorvin/library.");
     return sub;
   }
 
@@ -68,7 +104,8 @@ class Tool {
   void addImport() {
     CLI::App* sub = add("import", "Add files, or folders recursively, to the library");
     sub->add_option("--album", import_.album, "Album that receives what is added")
-        ->type_name("TITLE");
+        ->type_name("TITLE")
+        ->check(CLI::Validator(refuseEmpty, ""));
     sub->add_option("PATH", import_.paths, "Files and folders")->required()->type_name("");
     runs(sub, import_);
   }
@@ -81,13 +118,14 @@ class Tool {
     sub->add_option("--out", call_.out, "Write the reply's bytes to this file")->type_name("FILE");
     sub->add_option("--timeout", call_.timeout, "Give up waiting for a reply after this long")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber)
+        ->check(CLI::Validator(refuseNoSeconds, ""))
         ->capture_default_str();
     runs(sub, call_);
   }
 
   void addAuthorize() {
-    CLI::App* sub = add("authorize", "Store what engines without a status of their own may see");
+    CLI::App* sub = add("authorize",
+                        "Store the authorisation status that engines without one of their own use");
     sub->add_option("STATUS", authorize_.status, "The status")
         ->required()
         ->check(CLI::IsMember(AuthorizeCommand::statuses()));
@@ -96,7 +134,7 @@ class Tool {
 
   void addInfo() {
     CLI::App* sub = add("info", "Say what the library holds");
-    sub->add_flag("--json", info_.json, "For programs");
+    sub->add_flag("--json", info_.json, "Print JSON, for programs");
     runs(sub, info_);
   }
 
