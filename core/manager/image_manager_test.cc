@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <barrier>
 #include <deque>
 #include <string>
 #include <thread>
@@ -97,6 +98,31 @@ TEST_F(ManyCallsAtOnce, AreEachAnsweredOnceWhileTheCacheIsCleared) {
   for (const RecordedReply& reply : replies) EXPECT_EQ(reply.answerCount(), 1u);
   // Whatever the order, only listed assets are cached.
   EXPECT_LE(plugin.manager().cachedIdentifiers().size(), static_cast<std::size_t>(kAssets));
+}
+
+TEST_F(ManyCallsAtOnce, MeetAtTheCacheWithWhatTheyFetched) {
+  std::barrier<> meeting(kThreads);
+  library.duringFetch = [&meeting] {
+    // The first fetch of each call finds the gallery, the second its assets.
+    thread_local int fetches = 0;
+    if (++fetches == 2) meeting.arrive_and_wait();
+  };
+  for (int i = 0; i < kThreads / 2; ++i) {
+    call("getGalleryAssetCount", {{"collectionId", "album"}, {"sort", i % 2}, {"mediaType", 1}});
+    call(
+        "getAssetList",
+        {{"collectionId", "album"}, {"start", 0}, {"end", kAssets}, {"sort", i}, {"mediaType", 0}});
+  }
+  std::vector<std::thread> threads;
+  threads.reserve(kThreads);
+  for (int i = 0; i < kThreads; ++i) {
+    threads.push_back(plugin.platform.dispatch.background.start());
+  }
+  for (std::thread& thread : threads) thread.join();
+  plugin.runToEnd();
+  for (const RecordedReply& reply : replies) EXPECT_EQ(reply.answerCount(), 1u);
+  // All but the burst's members that are neither its representative nor picked.
+  EXPECT_EQ(plugin.manager().cachedIdentifiers().size(), static_cast<std::size_t>(kAssets - 9));
 }
 
 }  // namespace
