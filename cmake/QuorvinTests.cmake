@@ -16,6 +16,11 @@ function(quorvin_test name)
   add_executable(${name} ${ARG_SOURCES})
   quorvin_target(${name})
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main)
+  # Most of a build is compiling tests: they are neither optimised nor fully described to debuggers,
+  # and share what they all include.
+  target_compile_options(${name} PRIVATE -O0 -g1)
+  target_precompile_headers(${name} PRIVATE
+    <gtest/gtest.h> <algorithm> <filesystem> <functional> <map> <memory> <string> <variant> <vector>)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/test-bin)
   set(fixtures)
