@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "testing/fakes/fake_fetch_result.h"
+#include "testing/fakes/samples.h"
 
 namespace quorvin {
 namespace {
@@ -13,7 +14,7 @@ namespace {
 FakeFetchResult<PHAsset> resultOf(const std::vector<std::string>& identifiers) {
   std::vector<PHFetchResult<PHAsset>::Object> objects;
   for (const std::string& identifier : identifiers) {
-    objects.push_back(std::make_shared<const PHAsset>(PHAsset{.localIdentifier = identifier}));
+    objects.push_back(std::make_shared<const PHAsset>(photo(identifier)));
   }
   return FakeFetchResult<PHAsset>(std::move(objects));
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "testing/fakes/fake_photo_library.h"
+#include "testing/fakes/samples.h"
 
 namespace quorvin {
 
@@ -69,7 +70,7 @@ class FakePhotoLibrary::ChangeRequests : public PHChangeRequests {
  private:
   std::optional<PHObjectPlaceholder> creationOf(PHAssetMediaType type) {
     if (library_.creationRequestsFail) return std::nullopt;
-    PHAsset asset{.localIdentifier = library_.newIdentifier(), .mediaType = type};
+    PHAsset asset = quorvin::assetOf(type, library_.newIdentifier());
     PHObjectPlaceholder placeholder{asset.localIdentifier};
     steps_.push_back([this, asset = std::move(asset)] { library_.addAsset(asset); });
     return placeholder;

@@ -58,14 +58,15 @@ std::string describe(const PHFetchOptions* options) {
   if (options->predicate) {
     std::string predicate = "predicate \"" + options->predicate->format + "\"";
     for (const std::int32_t argument : options->predicate->arguments) {
-      predicate += " " + std::to_string(argument);
+      predicate.append(" ").append(std::to_string(argument));
     }
     add(predicate);
   }
   for (const NSSortDescriptor& descriptor : options->sortDescriptors) {
     add("sort " + descriptor.key + (descriptor.ascending ? " ascending" : " descending"));
   }
-  if (options->fetchLimit != 0) add("limit " + std::to_string(options->fetchLimit));
+  if (options->fetchLimit != 0)
+    add(std::string("limit ").append(std::to_string(options->fetchLimit)));
   if (options->includeHiddenAssets) add("hidden too");
   if (options->includeAllBurstAssets) add("all burst assets");
   return "{" + text + "}";
