@@ -88,10 +88,14 @@ std::string cutToColumns(const std::string& text, std::size_t limit) {
 }
 
 std::string grouped(std::int64_t number) {
-  std::string digits = std::to_string(number);
+  const std::string plain = std::to_string(number);
   const std::size_t first = number < 0 ? 1 : 0;
-  for (std::size_t end = digits.size(); end > first + 3;) digits.insert(end -= 3, ",");
-  return digits;
+  std::string separated;
+  for (std::size_t i = 0; i < plain.size(); ++i) {
+    if (i > first && (plain.size() - i) % 3 == 0) separated += ',';
+    separated += plain[i];
+  }
+  return separated;
 }
 
 std::string counted(std::int64_t count, const char* one, const char* many) {

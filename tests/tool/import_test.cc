@@ -1,0 +1,115 @@
+// `quorvin import`: what is added, skipped and refused.
+#include <map>
+
+#include "tests/tool/tool_fixture.h"
+
+namespace quorvin {
+namespace {
+
+class Import : public ToolFixture {
+ protected:
+  Ran import(Words words) {
+    words.insert(words.begin(), {"--library", library(), "import"});
+    return quorvin(words);
+  }
+  Json info() { return Json::parse(quorvin({"--library", library(), "info", "--json"}).out); }
+
+  static std::map<std::string, std::pair<std::string, fs::file_time_type>> filesOf(
+      const fs::path& folder) {
+    std::map<std::string, std::pair<std::string, fs::file_time_type>> found;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+      if (!entry.is_regular_file()) continue;
+      found[entry.path()] = {contents(entry.path()), entry.last_write_time()};
+    }
+    return found;
+  }
+};
+
+TEST_F(Import, AddsFoldersAndFilesAndSaysSo) {
+  const Ran ran = import({photos(3), kGoodMedia / "memo.m4a"});
+  EXPECT_EQ(ran.status, 0);
+  EXPECT_EQ(ran.err, "");
+  EXPECT_EQ(ran.out, "Added 4 assets from 4 files; 0 files already there; 0 files refused.\n");
+  EXPECT_EQ(info()["photos"], 3);
+  EXPECT_EQ(info()["audio"], 1);
+  EXPECT_EQ(info()["status"], "authorized");
+}
+
+TEST_F(Import, ASecondTimeAddsNothing) {
+  EXPECT_EQ(import({kGoodMedia}).status, 0);
+  const Json before = info();
+  const Ran again = import({kGoodMedia});
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.out.find("Added 0 assets from 0 files; "), 0U) << again.out;
+  EXPECT_NE(again.out.find("; 0 files refused.\n"), std::string::npos) << again.out;
+  EXPECT_EQ(info(), before);
+}
+
+TEST_F(Import, LeavesTheSourcesAlone) {
+  const auto good = filesOf(kGoodMedia);
+  const auto bad = filesOf(kBadMedia);
+  import({kGoodMedia, kBadMedia});
+  EXPECT_TRUE(filesOf(kGoodMedia) == good);
+  EXPECT_TRUE(filesOf(kBadMedia) == bad);
+}
+
+TEST_F(Import, ListsEveryRefusedFileWithItsReason) {
+  const fs::path mixed = photos(2);
+  write(mixed / "letter.txt", "hello");
+  write(mixed / "empty.jpg", "");
+  const Ran ran = import({mixed, folder() / "missing"});
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_EQ(ran.out, "Added 2 assets from 2 files; 0 files already there; 3 files refused.\n");
+  for (const std::string path : {"photos/letter.txt", "photos/empty.jpg", "missing"}) {
+    const std::string line = "quorvin: " + (folder() / path).string() + ": ";
+    const std::size_t start = ran.err.find(line);
+    ASSERT_NE(start, std::string::npos) << path << "\n" << ran.err;
+    EXPECT_GT(ran.err.find('\n', start), start + line.size());
+  }
+  EXPECT_EQ(std::count(ran.err.begin(), ran.err.end(), '\n'), 3);
+}
+
+TEST_F(Import, AFileNameCannotCommandTheTerminal) {
+  const fs::path hostile = folder() / "hostile";
+  fs::create_directory(hostile);
+  write(hostile / "a\x1b[2J\rb\n\xc2\x9b\xff.txt", "no photo");
+  const Ran ran = import({hostile});
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_NE(ran.err.find("/a\\x1B[2J\\x0Db\\x0A\\xC2\\x9B\\xFF.txt: "), std::string::npos)
+      << ran.err;
+  EXPECT_EQ(std::count(ran.err.begin(), ran.err.end(), '\n'), 1);
+  EXPECT_EQ(ran.err.find('\x1b'), std::string::npos);
+}
+
+TEST_F(Import, MakesAnAlbumOnceAndExtendsIt) {
+  const fs::path first = photos(2);
+  EXPECT_EQ(import({"--album", "Holidays – 写真", first}).status, 0);
+  EXPECT_EQ(import({"--album", "Holidays – 写真", kGoodMedia / "IMG_0001.jpg"}).status, 0);
+  EXPECT_EQ(import({"--album", "Work", kGoodMedia / "IMG_0002.jpg"}).status, 0);
+  const Json albums = info()["albums"];
+  ASSERT_EQ(albums.size(), 2U);
+  EXPECT_EQ(albums[0]["title"], "Holidays – 写真");
+  EXPECT_EQ(albums[0]["assets"], 3);
+  EXPECT_EQ(albums[1]["title"], "Work");
+  EXPECT_EQ(albums[1]["assets"], 1);
+}
+
+TEST_F(Import, LeavesAFolderThatIsNoLibraryAlone) {
+  fs::create_directory(library());
+  write(library() / "letter.txt", "hello");
+  const Ran ran = import({kGoodMedia});
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_EQ(ran.out, "");
+  EXPECT_NE(ran.err.find("is not a photo library"), std::string::npos) << ran.err;
+  EXPECT_EQ(std::distance(fs::directory_iterator(library()), fs::directory_iterator()), 1);
+}
+
+TEST_F(Import, SaysWhenTheMediaWorkerIsMissing) {
+  setVariable("QUORVIN_MEDIA_WORKER", "/nowhere/worker");
+  const Ran ran = import({photos(1)});
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_NE(ran.err.find("/nowhere/worker"), std::string::npos) << ran.err;
+}
+
+}  // namespace
+}  // namespace quorvin
