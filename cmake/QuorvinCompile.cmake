@@ -4,6 +4,10 @@ add_library(quorvin_compile INTERFACE)
 target_include_directories(quorvin_compile INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(quorvin_compile INTERFACE -Wall -Wextra -Werror
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # It warns of designated initialisers that leave out members which have a default.
+  target_compile_options(quorvin_compile INTERFACE -Wno-missing-field-initializers)
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety -Wshadow>)
 endif()
