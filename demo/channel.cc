@@ -1,5 +1,6 @@
 #include "demo/channel.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 
@@ -7,6 +8,9 @@
 
 namespace quorvin {
 namespace {
+
+/// A thumbnail of a long video takes seconds.
+constexpr std::chrono::minutes kPatience{2};
 
 struct Answer {
   bool came = false;
@@ -18,6 +22,12 @@ struct Answer {
     self.message.assign(message, message + size);
   }
 };
+
+[[noreturn]] void giveUp(const char* reason) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "quorvin-demo: %s\n", reason);
+  std::exit(EXIT_FAILURE);
+}
 
 FlutterReply decoded(const std::vector<std::uint8_t>& message) {
   if (message.empty()) return FlutterMethodNotImplemented;
@@ -39,8 +49,7 @@ Channel::Channel(const std::string& library) {
   char* error = nullptr;
   engine_.reset(quorvin_engine_create(&options, &error));
   if (engine_ != nullptr) return;
-  std::fprintf(stderr, "%s\n", error == nullptr ? "out of memory" : error);
-  std::exit(EXIT_FAILURE);
+  giveUp(error == nullptr ? "out of memory" : error);
 }
 
 FlutterReply Channel::call(const std::string& method, const Value& arguments) {
@@ -48,7 +57,11 @@ FlutterReply Channel::call(const std::string& method, const Value& arguments) {
   Answer answer;
   quorvin_engine_send(engine_.get(), "quorvin", message.data(), message.size(), Answer::record,
                       &answer);
-  while (!answer.came) quorvin_engine_run(engine_.get(), -1);
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  while (!answer.came) {
+    quorvin_engine_run(engine_.get(), 1000);
+    if (!answer.came && std::chrono::steady_clock::now() > deadline) giveUp("no reply came");
+  }
   return decoded(answer.message);
 }
 

@@ -20,7 +20,7 @@ class Channel {
   /// Prints the reason and ends the program when the library does not open.
   explicit Channel(const std::string& library);
 
-  /// Sends a call and runs the engine until it is answered.
+  /// Sends a call and runs the engine until it is answered. Ends the program when no reply comes.
   FlutterReply call(const std::string& method, const Value& arguments);
 
  private:

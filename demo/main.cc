@@ -72,8 +72,9 @@ class Demo {
   void headline(const char* text) { std::printf("\n—— %s\n", text); }
 
   FlutterReply send(const std::string& method, const Value& arguments) {
-    const std::string json = arguments.isNull() ? "" : " " + jsonFromValue(arguments).dump();
-    std::printf("\n%s%s\n", method.c_str(), json.c_str());
+    std::printf("\n%s", method.c_str());
+    if (!arguments.isNull()) std::printf(" %s", textOf(jsonFromValue(arguments)).c_str());
+    std::puts("");
     return channel_.call(method, arguments);
   }
 
@@ -86,7 +87,7 @@ class Demo {
   Value result(const std::string& method, const Value& arguments, const Check& check) {
     FlutterReply reply = send(method, arguments);
     if (const auto* error = std::get_if<FlutterError>(&reply)) {
-      fail(error->message + " " + jsonFromValue(error->details).dump());
+      fail(error->message + " " + textOf(jsonFromValue(error->details)));
       return {};
     }
     if (!std::holds_alternative<Value>(reply)) {
@@ -95,7 +96,7 @@ class Demo {
     }
     Value value = std::get<Value>(std::move(reply));
     if (check(value)) return value;
-    fail(jsonFromValue(value).dump());
+    fail(textOf(jsonFromValue(value)));
     return {};
   }
 
@@ -150,6 +151,7 @@ class Demo {
     for (const Value& gallery : galleries(kAll, true)) {
       if (textAt(gallery, "title") == "Recents") everything_ = textAt(gallery, "id");
     }
+    if (everything_.empty()) fail("no gallery of everything");
     galleries(kVideos, true);
     for (const Filter filter : {kAll, kImages, kVideos, kAudio}) {
       show("getGalleryAssetCount",

@@ -7,15 +7,12 @@
 #include <ctime>
 
 #include "tool/json.h"
+#include "tool/text.h"
 
 namespace quorvin {
 namespace {
 
-/// Characters, not bytes: continuation bytes have no width.
-std::size_t width(const std::string& text) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; }));
-}
+constexpr std::size_t kWidestColumn = 40;
 
 bool isNumber(const std::string& text) {
   return !text.empty() && std::ranges::all_of(text, [](char c) {
@@ -24,7 +21,7 @@ bool isNumber(const std::string& text) {
 }
 
 std::string padded(const std::string& text, std::size_t size) {
-  const std::string blanks(size - width(text), ' ');
+  const std::string blanks(size - columnsOf(text), ' ');
   return isNumber(text) ? blanks + text : text + blanks;
 }
 
@@ -48,14 +45,21 @@ std::string flags(const Value& asset) {
 
 }  // namespace
 
+void Table::add(std::vector<std::string> row) {
+  for (std::string& text : row) text = cutToColumns(printable(text), kWidestColumn);
+  rows_.push_back(std::move(row));
+}
+
 void Table::print() const {
   std::vector<std::size_t> widths(rows_.front().size(), 0);
   for (const auto& row : rows_) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
   }
   for (const auto& row : rows_) {
     std::string line = "   ";
-    for (std::size_t i = 0; i < row.size(); ++i) line += " " + padded(row[i], widths[i]) + " ";
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      line.append(1, ' ').append(padded(row[i], widths[i])).append(1, ' ');
+    }
     line.erase(line.find_last_not_of(' ') + 1);
     std::puts(line.c_str());
   }
@@ -110,6 +114,10 @@ std::string readableSize(std::size_t bytes) {
 }
 
 void printGalleries(const List& galleries) {
+  if (galleries.empty()) {
+    std::puts("    (none)");
+    return;
+  }
   Table table({"type", "title", "photos", "videos", "audio", "total", "id"});
   for (const Value& gallery : galleries) {
     const Value* counts = find(*gallery.as<Map>(), "assetCount");
@@ -141,7 +149,7 @@ void printAssets(const List& assets) {
 }
 
 void printValue(const Value& value) {
-  std::printf("    %s\n", jsonFromValue(value).dump().c_str());
+  std::printf("    %s\n", textOf(jsonFromValue(value)).c_str());
 }
 
 }  // namespace quorvin

@@ -13,7 +13,7 @@ namespace quorvin {
 class Table {
  public:
   explicit Table(std::vector<std::string> heading) : rows_{std::move(heading)} {}
-  void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+  void add(std::vector<std::string> row);
   void print() const;
 
  private:

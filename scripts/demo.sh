@@ -16,6 +16,11 @@ if [ -z "$photos" ]; then
   photos=$PWD/build/media/good
 fi
 
+if [ ! -e "$photos" ]; then
+  echo "There is no folder $photos" >&2
+  exit 1
+fi
+
 rm -rf "$output"
 mkdir "$output"
 echo "Importing $photos"
@@ -27,3 +32,4 @@ if [ "$status" -gt 1 ] || { [ "$status" -eq 1 ] && [ -z "${PHOTOS:-}" ]; }; then
 echo
 "$bin/quorvin" --library "$output/library" info
 "$bin/quorvin-demo" "$output/library" "$output"
+echo "The library stays in $output/library"
