@@ -52,12 +52,14 @@ TEST(FetchOptions, StartWithoutAFilterAnOrderOrALimit) {
 
 TEST(FetchOptions, CopiesAreIndependent) {
   PHFetchOptions original;
+  original.predicate = NSPredicate{"mediaType = %d", {1}};
   original.sortDescriptors = {{"creationDate", false}};
   PHFetchOptions copy = original;
   EXPECT_EQ(copy, original);
-  copy.predicate = NSPredicate{"mediaType = %d", {1}};
+  copy.predicate->arguments[0] = 2;
+  EXPECT_NE(copy, original);
   copy.sortDescriptors[0].ascending = true;
-  EXPECT_FALSE(original.predicate);
+  EXPECT_EQ(original.predicate, (NSPredicate{"mediaType = %d", {1}}));
   EXPECT_FALSE(original.sortDescriptors[0].ascending);
 }
 
