@@ -48,9 +48,9 @@ Map pageOf(const std::string& collection) {
   return {{"collectionId", collection}, {"start", 0}, {"end", 10}, {"sort", 2}, {"mediaType", 0}};
 }
 
-using Dispatch22 = PluginTest;
+using MethodDispatch = PluginTest;
 
-TEST_F(Dispatch22, SubmitsNoBackgroundWorkForAnInlineMethod) {
+TEST_F(MethodDispatch, SubmitsNoBackgroundWorkForAnInlineMethod) {
   for (const std::string& name : inlineMethods()) {
     SCOPED_TRACE(name);
     RecordedReply reply = plugin.call(name);
@@ -60,7 +60,7 @@ TEST_F(Dispatch22, SubmitsNoBackgroundWorkForAnInlineMethod) {
   }
 }
 
-TEST_F(Dispatch22, SubmitsOneBackgroundItemForAQueuedMethodAndDoesNothingElse) {
+TEST_F(MethodDispatch, SubmitsOneBackgroundItemForAQueuedMethodAndDoesNothingElse) {
   for (const std::string& name : queuedMethods()) {
     SCOPED_TRACE(name);
     log.clear();
@@ -71,18 +71,18 @@ TEST_F(Dispatch22, SubmitsOneBackgroundItemForAQueuedMethodAndDoesNothingElse) {
   }
 }
 
-TEST_F(Dispatch22, KnowsTwentyTwoMethods) {
+TEST_F(MethodDispatch, KnowsTwentyTwoMethods) {
   EXPECT_EQ(inlineMethods().size() + queuedMethods().size(), 22u);
 }
 
-TEST_F(Dispatch22, RunsAQueuedHandlerOnTheThreadOfItsItem) {
+TEST_F(MethodDispatch, RunsAQueuedHandlerOnTheThreadOfItsItem) {
   const auto watched = watchLock(plugin);
   const RecordedReply reply = plugin.answer("getAssetInfo", Map{{"assetId", "a"}});
   ASSERT_EQ(watched->size(), 1u);
   EXPECT_NE(watched->front().thread, std::this_thread::get_id());
 }
 
-TEST_F(Dispatch22, AnswersEveryHandlersCallFromTheMainQueueOnly) {
+TEST_F(MethodDispatch, AnswersEveryHandlersCallFromTheMainQueueOnly) {
   Names names = queuedMethods();
   names.insert(names.end(), inlineMethods().begin() + 1, inlineMethods().end());
   for (const std::string& name : names) {
@@ -97,7 +97,7 @@ TEST_F(Dispatch22, AnswersEveryHandlersCallFromTheMainQueueOnly) {
   }
 }
 
-TEST_F(Dispatch22, AnswersThePlatformVersionBeforeItReturns) {
+TEST_F(MethodDispatch, AnswersThePlatformVersionBeforeItReturns) {
   plugin.platform.device.version = "16.4.1";
   const RecordedReply reply = plugin.call("getPlatformVersion");
   EXPECT_EQ(reply.value(), Value("iOS 16.4.1"));
@@ -105,19 +105,19 @@ TEST_F(Dispatch22, AnswersThePlatformVersionBeforeItReturns) {
   EXPECT_EQ(log.count("main.async"), 0u);
 }
 
-TEST_F(Dispatch22, AnswersThePlatformVersionWhateverTheArguments) {
+TEST_F(MethodDispatch, AnswersThePlatformVersionWhateverTheArguments) {
   for (const Value& arguments : {Value(), Value(1), Value("x"), Value(List{}), Value(Map{})}) {
     EXPECT_EQ(plugin.call("getPlatformVersion", arguments).value(), Value("iOS 17.2"));
   }
 }
 
-TEST_F(Dispatch22, ReadsThePlatformVersionAtEachCall) {
+TEST_F(MethodDispatch, ReadsThePlatformVersionAtEachCall) {
   EXPECT_EQ(plugin.call("getPlatformVersion").value(), Value("iOS 17.2"));
   plugin.platform.device.version = "18";
   EXPECT_EQ(plugin.call("getPlatformVersion").value(), Value("iOS 18"));
 }
 
-TEST_F(Dispatch22, SaysNotImplementedAtOnceToAnUnknownName) {
+TEST_F(MethodDispatch, SaysNotImplementedAtOnceToAnUnknownName) {
   log.clear();
   const RecordedReply reply = plugin.call("getEverything");
   EXPECT_TRUE(reply.isNotImplemented());
@@ -125,7 +125,7 @@ TEST_F(Dispatch22, SaysNotImplementedAtOnceToAnUnknownName) {
   EXPECT_EQ(log.events(), Names{"reply getEverything"});
 }
 
-TEST_F(Dispatch22, MatchesNamesExactly) {
+TEST_F(MethodDispatch, MatchesNamesExactly) {
   for (const std::string& name :
        {std::string("GetPermission"), std::string("getpermission"), std::string("GETPERMISSION"),
         std::string("getPermissio"), std::string("getPermissionX"), std::string(" getPermission"),
@@ -139,7 +139,7 @@ TEST_F(Dispatch22, MatchesNamesExactly) {
   }
 }
 
-TEST_F(Dispatch22, SaysNotImplementedThroughTheMainQueueForMethodsToCome) {
+TEST_F(MethodDispatch, SaysNotImplementedThroughTheMainQueueForMethodsToCome) {
   for (const std::string& name : methodsToCome()) {
     SCOPED_TRACE(name);
     RecordedReply reply = plugin.call(name);
@@ -150,7 +150,7 @@ TEST_F(Dispatch22, SaysNotImplementedThroughTheMainQueueForMethodsToCome) {
   }
 }
 
-TEST_F(Dispatch22, AnswersTwoPagesInTheOrderInWhichTheirItemsFinish) {
+TEST_F(MethodDispatch, AnswersTwoPagesInTheOrderInWhichTheirItemsFinish) {
   library.addAsset(photo("a"));
   library.addAsset(photo("b"));
   library.addCollection(userAlbum("first"), {"a"});
@@ -166,7 +166,7 @@ TEST_F(Dispatch22, AnswersTwoPagesInTheOrderInWhichTheirItemsFinish) {
   EXPECT_EQ(first.answerCount(), 1u);
 }
 
-TEST_F(Dispatch22, LetsTwoQueuedHandlersRunAtTheSameTime) {
+TEST_F(MethodDispatch, LetsTwoQueuedHandlersRunAtTheSameTime) {
   library.addCollection(userAlbum("album"), {});
   const RecordedReply outer = plugin.call("getAssetList", pageOf("album"));
   const RecordedReply inner = plugin.call("getAssetList", pageOf("album"));
@@ -180,7 +180,7 @@ TEST_F(Dispatch22, LetsTwoQueuedHandlersRunAtTheSameTime) {
   plugin.runToEnd();
 }
 
-TEST_F(Dispatch22, KeepsThePluginAliveForWorkThatWaitsAndNoLonger) {
+TEST_F(MethodDispatch, KeepsThePluginAliveForWorkThatWaitsAndNoLonger) {
   const std::weak_ptr<FlutterMethodCallDelegate> alive =
       plugin.registrar.registrations.at(0).delegate;
   const RecordedReply reply = plugin.call("getAssetInfo", Map{{"assetId", "a"}});
@@ -191,7 +191,7 @@ TEST_F(Dispatch22, KeepsThePluginAliveForWorkThatWaitsAndNoLonger) {
   EXPECT_TRUE(alive.expired());
 }
 
-TEST_F(Dispatch22, SaysNothingWithoutAManagerExceptThePlatformVersion) {
+TEST_F(MethodDispatch, SaysNothingWithoutAManagerExceptThePlatformVersion) {
   SwiftQuorvinPluginPeer::manager(plugin.plugin()) = nullptr;
   log.clear();
   EXPECT_EQ(plugin.call("getPlatformVersion").value(), Value("iOS 17.2"));
@@ -212,7 +212,7 @@ TEST_F(Dispatch22, SaysNothingWithoutAManagerExceptThePlatformVersion) {
   EXPECT_TRUE(plugin.call("nothing").isNotImplemented());
 }
 
-TEST_F(Dispatch22, LooksForTheManagerWhenTheQueuedItemRuns) {
+TEST_F(MethodDispatch, LooksForTheManagerWhenTheQueuedItemRuns) {
   RecordedReply reply = plugin.call("getGalleryList");
   reply.expectSilence();
   SwiftQuorvinPluginPeer::manager(plugin.plugin()) = nullptr;
