@@ -62,7 +62,7 @@ class Demo {
     showMethodsWithoutHandlers();
     std::printf("\n%zu thumbnails are in %s\n", written_, thumbnails_.c_str());
     if (failures_ == 0) return EXIT_SUCCESS;
-    std::printf("%d replies were not of the expected kind\n", failures_);
+    std::printf("Replies not of the expected kind: %d\n", failures_);
     return EXIT_FAILURE;
   }
 

@@ -28,6 +28,10 @@ status=0
 "$bin/quorvin" --library "$output/library" import --album Demo "$photos" || status=$?
 # With somebody's own folder, a refused file is news and no failure of the demo.
 if [ "$status" -gt 1 ] || { [ "$status" -eq 1 ] && [ -z "${PHOTOS:-}" ]; }; then exit "$status"; fi
+if [ -z "$(find "$output/library/originals" -type f -print -quit)" ]; then
+  echo "There are no photos or videos in $photos" >&2
+  exit 1
+fi
 
 echo
 "$bin/quorvin" --library "$output/library" info
