@@ -4,11 +4,12 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 limit=97
 
-scripts/build.sh coverage
+scripts/build.sh coverage core_tests
 tree=build/coverage
 echo "Testing coverage"
 rm -rf "$tree/profiles"
-LLVM_PROFILE_FILE="$PWD/$tree/profiles/%p.profraw" "$tree/test-bin/core_tests" --gtest_brief=1 \
+# %c keeps the counters of tests that end in an abort.
+LLVM_PROFILE_FILE="$PWD/$tree/profiles/%p%c.profraw" "$tree/test-bin/core_tests" --gtest_brief=1 \
   >"$tree/core_tests.log" || { cat "$tree/core_tests.log"; exit 1; }
 llvm-profdata-14 merge -sparse -o "$tree/core.profdata" "$tree"/profiles/*.profraw
 report() {
