@@ -5,8 +5,10 @@ target_include_directories(quorvin_compile INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(quorvin_compile INTERFACE -Wall -Wextra -Werror
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-  # It warns of designated initialisers that leave out members which have a default.
-  target_compile_options(quorvin_compile INTERFACE -Wno-missing-field-initializers)
+  # It warns of designated initialisers that leave out members which have a default, and, wrongly,
+  # of short texts that are put together.
+  target_compile_options(quorvin_compile INTERFACE -Wno-missing-field-initializers
+    $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety -Wshadow>)

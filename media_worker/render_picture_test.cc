@@ -126,7 +126,8 @@ TEST(RenderColour, DoesNotBleedTheColourOfWhatIsTransparent) {
   }
   const Picture small = rendered(saved(picture, ".png"), fitInto(16, 16));
   for (int x = 0; x < 16; ++x) {
-    if (small.at(x, 8)[3] > 0) EXPECT_LE(small.at(x, 8)[1], 2) << x;
+    if (small.at(x, 8)[3] == 0) continue;
+    EXPECT_LE(small.at(x, 8)[1], 2) << x;
   }
 }
 
