@@ -15,6 +15,7 @@ namespace {
 
 std::vector<char*> pointers(const std::vector<std::string>& texts) {
   std::vector<char*> found;
+  found.reserve(texts.size() + 1);
   for (const std::string& text : texts) found.push_back(const_cast<char*>(text.c_str()));
   found.push_back(nullptr);
   return found;
@@ -132,7 +133,7 @@ fs::path ToolFixture::copyOfImportedLibrary() {
 }
 
 fs::path ToolFixture::photos(int count) {
-  const fs::path made = folder_ / "photos";
+  fs::path made = folder_ / "photos";
   fs::create_directory(made);
   const std::string photo = contents(kGoodMedia / "orientation_1.jpg");
   for (int i = 0; i < count; ++i) {
