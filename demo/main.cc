@@ -46,8 +46,8 @@ std::function<bool(const Value&)> isListOf(std::string_view key) {
 
 class Demo {
  public:
-  Demo(const std::string& library, std::filesystem::path folder)
-      : channel_(library), thumbnails_(std::move(folder) / "thumbnails") {
+  Demo(const std::string& library, const std::filesystem::path& folder)
+      : channel_(library), thumbnails_(folder / "thumbnails") {
     std::filesystem::create_directories(thumbnails_);
   }
 
@@ -243,7 +243,7 @@ class Demo {
   }
 
   std::string write(const ByteBuffer& bytes, const char* extension) {
-    const std::string name = "thumbnail-" + std::to_string(++written_) + extension;
+    std::string name = "thumbnail-" + std::to_string(++written_) + extension;
     std::ofstream file(thumbnails_ / name, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));

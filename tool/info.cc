@@ -109,8 +109,10 @@ void printForPeople(const std::string& path, const LibrarySummary& library) {
       counted(assets, "asset", "assets").c_str(), readableSize(library.originalBytes).c_str(),
       counted(library.originalFiles, "file", "files").c_str(), statusName(library.status).c_str());
   if (library.oldest) {
-    std::printf("  from %s to %s\n", readableDay(library.oldest).c_str(),
-                readableDay(library.newest).c_str());
+    const std::string first = readableDay(library.oldest);
+    const std::string last = readableDay(library.newest);
+    const std::string days = first == last ? "of " + first : "from " + first + " to " + last;
+    std::printf("  %s\n", days.c_str());
   }
   Listing listing;
   if (assets + library.deleted > 0) listAssets(listing, library);

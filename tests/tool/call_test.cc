@@ -126,11 +126,11 @@ TEST_F(Call, ReplacesAFileAndKeepsALink) {
 TEST_F(Call, WritesIntoAPipeOrDeviceInsteadOfReplacingIt) {
   const fs::path pipe = folder() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  const Ran ran =
-      run({"sh", "-c",
-           "cat \"$1\" >\"$2\" & \"$3\" --library \"$4\" call getThumbnail \"$5\" "
-           "--out \"$1\"; status=$?; wait; exit $status",
-           "sh", pipe, folder() / "copy", QUORVIN_TOOL, kImported, thumbnailArguments()});
+  const std::string script =
+      R"(cat "$1" >"$2" & "$3" --library "$4" call getThumbnail "$5" --out "$1"; )"
+      R"(status=$?; wait; exit $status)";
+  const Ran ran = run({"sh", "-c", script, "sh", pipe, folder() / "copy", QUORVIN_TOOL, kImported,
+                       thumbnailArguments()});
   EXPECT_EQ(ran.status, 0) << ran.err;
   EXPECT_TRUE(fs::is_fifo(pipe));
   EXPECT_EQ(fs::file_size(folder() / "copy"), ran.json()["result"]["bytes"].get<std::size_t>());
