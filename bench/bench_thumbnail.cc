@@ -1,0 +1,123 @@
+// Thumbnails through the C interface, beside libvips in this process.
+//
+// bench_thumbnail [OPTION...] PHOTOGRAPH...
+#include <vips/vips.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "bench/bench_engine.h"
+#include "bench/report.h"
+#include "host/locations.h"
+#include "platform_linux/library/importer.h"
+#include "platform_linux/media/media_worker_pool.h"
+
+namespace quorvin {
+namespace {
+
+constexpr int kSide = 256;
+constexpr int kEveryProcessor = 0;
+
+class Problems : public ImportObserver {
+ public:
+  void filesFound(std::size_t) override {}
+  void fileDone(const std::string&) override {}
+  void problem(const std::string& path, const std::string& reason) override {
+    std::fprintf(stderr, "%s: %s\n", path.c_str(), reason.c_str());
+  }
+};
+
+/// The identifier of the photograph, alone in a new library.
+std::string importAlone(const std::string& photograph, const std::string& library) {
+  MediaWorkerPool media({.program = mediaWorkerProgram(), .size = 1});
+  Problems problems;
+  const auto summary = importIntoLibrary(library, media, {{photograph}, {}}, problems);
+  if (!summary || summary->addedAssets != 1) {
+    std::fprintf(stderr, "%s cannot be imported\n", photograph.c_str());
+    std::exit(EXIT_FAILURE);
+  }
+  BenchEngine engine(library);
+  const Value galleries = engine.call("getGalleryList", Map{{"withAllPhotos", true},
+                                                            {"filterEmptyAsset", false},
+                                                            {"withSmartAlbum", false},
+                                                            {"mediaType", 0}});
+  const Map& gallery = *galleries.as<List>()->back().as<Map>();
+  const Value first =
+      engine.call("getGalleryFirstAssetId",
+                  Map{{"collectionId", *find(gallery, "id")}, {"sort", 0}, {"mediaType", 0}});
+  return std::string(first.text());
+}
+
+void benchThumbnail(benchmark::State& state, BenchEngine& engine, const std::string& asset) {
+  const auto message = callMessage("getThumbnail", Map{{"assetId", asset},
+                                                       {"width", kSide},
+                                                       {"height", kSide},
+                                                       {"contentMode", 0},
+                                                       {"jpegFormat", true}});
+  for (auto _ : state) {
+    if (engine.send(message) < 1000) {
+      state.SkipWithError("this is no thumbnail");
+      break;
+    }
+  }
+}
+
+bool makeThumbnail(const std::string& photograph) {
+  VipsImage* image = nullptr;
+  if (vips_thumbnail(photograph.c_str(), &image, kSide, "height", kSide, nullptr) != 0)
+    return false;
+  void* bytes = nullptr;
+  std::size_t size = 0;
+  const int status = vips_jpegsave_buffer(image, &bytes, &size, "Q", 100, nullptr);
+  g_object_unref(image);
+  g_free(bytes);
+  return status == 0;
+}
+
+void benchVips(benchmark::State& state, const std::string& photograph, int threads) {
+  vips_concurrency_set(threads);
+  for (auto _ : state) {
+    if (!makeThumbnail(photograph)) {
+      state.SkipWithError(vips_error_buffer());
+      break;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace quorvin
+
+int main(int argc, char** argv) {
+  using namespace quorvin;
+  if (VIPS_INIT(argv[0]) != 0) return EXIT_FAILURE;
+  vips_cache_set_max(0);
+
+  std::vector<char*> options;
+  std::vector<std::string> photographs;
+  for (int i = 0; i < argc; ++i) {
+    if (i == 0 || argv[i][0] == '-') {
+      options.push_back(argv[i]);
+    } else {
+      photographs.emplace_back(argv[i]);
+    }
+  }
+
+  const BenchFolder folder;
+  std::vector<std::unique_ptr<BenchEngine>> engines;
+  Report report;
+  for (const std::string& photograph : photographs) {
+    const std::string library = folder / std::to_string(engines.size());
+    const std::string asset = importAlone(photograph, library);
+    BenchEngine& engine = *engines.emplace_back(std::make_unique<BenchEngine>(library));
+    const auto ours = [&engine, asset](auto& state) { benchThumbnail(state, engine, asset); };
+    const std::string work = "256 px of " + std::filesystem::path(photograph).filename().string();
+    report.compare({work, "libvips", 1.2}, ours,
+                   [photograph](auto& state) { benchVips(state, photograph, kEveryProcessor); });
+    report.compare({work, "libvips, one thread", 1.2}, ours,
+                   [photograph](auto& state) { benchVips(state, photograph, 1); });
+  }
+  return report.run(static_cast<int>(options.size()), options.data());
+}

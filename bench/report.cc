@@ -1,0 +1,114 @@
+#include "bench/report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <utility>
+
+namespace quorvin {
+namespace {
+
+using Times = std::map<std::string, std::vector<double>>;  // by name, seconds an iteration
+
+class Collector : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context&) override { return true; }
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.error_occurred) {
+        std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
+                     run.error_message.c_str());
+        failed_ = true;
+      } else if (run.run_type == Run::RT_Iteration) {
+        times_[run.run_name.function_name].push_back(run.real_accumulated_time /
+                                                     static_cast<double>(run.iterations));
+      }
+    }
+  }
+
+  bool failed() const { return failed_; }
+  const Times& times() const { return times_; }
+
+ private:
+  Times times_;
+  bool failed_ = false;
+};
+
+std::optional<double> median(const Times& times, const std::string& name) {
+  const auto found = times.find(name);
+  if (found == times.end()) return std::nullopt;
+  std::vector<double> sorted = found->second;
+  std::ranges::sort(sorted);
+  const std::size_t middle = sorted.size() / 2;
+  return sorted.size() % 2 == 1 ? sorted[middle] : (sorted[middle - 1] + sorted[middle]) / 2;
+}
+
+std::string inUnits(double seconds) {
+  char text[32];
+  if (seconds < 1e-3) {
+    std::snprintf(text, sizeof text, "%.2f us", seconds * 1e6);
+  } else {
+    std::snprintf(text, sizeof text, "%.2f ms", seconds * 1e3);
+  }
+  return text;
+}
+
+std::string nameOfOurs(const Comparison& comparison) {
+  return comparison.work + "/quorvin";
+}
+
+std::string nameOfRival(const Comparison& comparison) {
+  return comparison.work + "/" + comparison.rival;
+}
+
+void printRow(const Comparison& comparison, double ours, double rivals) {
+  const double ratio = ours / rivals;
+  std::string verdict = "-";
+  if (comparison.goal) {
+    char text[32];
+    std::snprintf(text, sizeof text, "<= %.1f %s", *comparison.goal,
+                  ratio <= *comparison.goal ? "met" : "MISSED");
+    verdict = text;
+  }
+  std::printf("%-38s %-27s %10s %10s %7.2f  %s\n", comparison.work.c_str(),
+              comparison.rival.c_str(), inUnits(ours).c_str(), inUnits(rivals).c_str(), ratio,
+              verdict.c_str());
+}
+
+}  // namespace
+
+void Report::compare(Comparison comparison, std::function<void(benchmark::State&)> ours,
+                     std::function<void(benchmark::State&)> rivals) {
+  const auto add = [](const std::string& name, std::function<void(benchmark::State&)> body) {
+    benchmark::RegisterBenchmark(name.c_str(), std::move(body))->UseRealTime();
+  };
+  add(nameOfOurs(comparison), std::move(ours));
+  add(nameOfRival(comparison), std::move(rivals));
+  comparisons_.push_back(std::move(comparison));
+}
+
+int Report::run(int argc, char** argv) const {
+  // What the caller gives comes later, and so counts.
+  std::string options[] = {"--benchmark_enable_random_interleaving=true",
+                           "--benchmark_repetitions=9", "--benchmark_min_time=0.2"};
+  std::vector<char*> arguments{argv[0]};
+  for (std::string& option : options) arguments.push_back(option.data());
+  arguments.insert(arguments.end(), argv + 1, argv + argc);
+  int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  benchmark::Initialize(&count, arguments.data());
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
+
+  Collector collector;
+  benchmark::RunSpecifiedBenchmarks(&collector);
+  std::printf("%-38s %-27s %10s %10s %7s  %s\n", "work (medians)", "rival", "quorvin", "rival",
+              "ratio", "goal");
+  for (const Comparison& comparison : comparisons_) {
+    const auto ours = median(collector.times(), nameOfOurs(comparison));
+    const auto rivals = median(collector.times(), nameOfRival(comparison));
+    if (ours && rivals) printRow(comparison, *ours, *rivals);
+  }
+  return collector.failed() ? 1 : 0;
+}
+
+}  // namespace quorvin

@@ -1,0 +1,35 @@
+// Runs the benchmarks of a program and sets ours beside their rivals.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvin {
+
+/// Two benchmarks of the same work.
+struct Comparison {
+  std::string work;            ///< what both do
+  std::string rival;           ///< what the rival is
+  std::optional<double> goal;  ///< the highest ratio that is wanted; none: only reported
+};
+
+/// Collects benchmarks in pairs. One thread.
+class Report {
+ public:
+  /// Both callables run a whole benchmark: `for (auto _ : state) …`.
+  void compare(Comparison comparison, std::function<void(benchmark::State&)> ours,
+               std::function<void(benchmark::State&)> rivals);
+
+  /// Runs all, repetitions of ours and the rivals' in random order, and prints for each pair the
+  /// medians and their ratio. Takes the options of every benchmark program. The program's status.
+  int run(int argc, char** argv) const;
+
+ private:
+  std::vector<Comparison> comparisons_;
+};
+
+}  // namespace quorvin

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# bench.sh [OPTION...]: builds and runs the benchmarks beside their rivals and prints one table.
+# Options are those of the benchmark programs, for example --benchmark_repetitions=3.
+# QUORVIN_TEST_MEDIA names a folder of photographs; a phone_12mp.HEIC in it is measured too.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/build.sh bench quorvin_benchmarks quorvin-media
+bin=$PWD/build/bench/bin
+photographs=$PWD/build/bench/photographs
+bench/make_photographs.sh "$photographs"
+pictures=("$photographs"/photograph{.jpg,.heic,_preview.heic})
+phone=${QUORVIN_TEST_MEDIA:-}/phone_12mp.HEIC
+if [ -f "$phone" ]; then pictures+=("$phone"); fi
+
+echo "Measuring; other work on this machine disturbs it"
+{
+  "$bin/bench_dispatch" "$@"
+  "$bin/bench_codec" "$@"
+  "$bin/bench_page" "$@"
+  "$bin/bench_thumbnail" "$@" "${pictures[@]}"
+} | awk 'NR == 1 { header = $0 } NR == 1 || $0 != header { print; fflush() }'
