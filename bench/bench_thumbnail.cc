@@ -30,11 +30,11 @@ class Problems : public ImportObserver {
   }
 };
 
-/// The identifier of the photograph, alone in a new library.
+/// The identifier of the photograph, alone in a new library, in an album: albums are listed last.
 std::string importAlone(const std::string& photograph, const std::string& library) {
   MediaWorkerPool media({.program = mediaWorkerProgram(), .size = 1});
   Problems problems;
-  const auto summary = importIntoLibrary(library, media, {{photograph}, {}}, problems);
+  const auto summary = importIntoLibrary(library, media, {{photograph}, "Photographs"}, problems);
   if (!summary || summary->addedAssets != 1) {
     std::fprintf(stderr, "%s cannot be imported\n", photograph.c_str());
     std::exit(EXIT_FAILURE);
