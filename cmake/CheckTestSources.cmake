@@ -1,7 +1,9 @@
 # Run as a script: fails when a *_test.cc on disk is in no test program.
 # Takes SOURCE_DIR, and LIST, a file of the sources that the test programs are built from.
-file(GLOB_RECURSE on_disk ${SOURCE_DIR}/*_test.cc)
-list(FILTER on_disk EXCLUDE REGEX "^${SOURCE_DIR}/(build|demo-output)/")
+file(GLOB folders LIST_DIRECTORIES true ${SOURCE_DIR}/*)
+list(FILTER folders EXCLUDE REGEX "/(build|demo-output)$")
+list(TRANSFORM folders APPEND /*_test.cc)
+file(GLOB_RECURSE on_disk ${folders})
 file(STRINGS ${LIST} built)
 foreach(test IN LISTS on_disk)
   if(NOT test IN_LIST built)

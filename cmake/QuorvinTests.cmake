@@ -1,11 +1,32 @@
 # quorvin_test(NAME [NEEDS_MEDIA | NEEDS_LIBRARY] SOURCES... LIBRARIES...): one GoogleTest program.
-# NEEDS_MEDIA has the generated media made first, NEEDS_LIBRARY also imported. The sources are recorded, so that a *_test.cc which no build file
-# names is noticed.
+# NEEDS_MEDIA has the generated media made first, NEEDS_LIBRARY also imported. The sources are
+# recorded, so that a *_test.cc which no build file names is noticed.
 
 if(QUORVIN_TESTS AND NOT QUORVIN_CORE_ONLY)
   enable_testing()
   find_package(GTest REQUIRED)
   include(GoogleTest)
+endif()
+
+# What all test programs are compiled with.
+function(quorvin_test_compilation name)
+  quorvin_target(${name})
+  target_link_libraries(${name} PRIVATE GTest::gtest GTest::gtest_main)
+  target_compile_definitions(${name} PRIVATE
+    QUORVIN_GENERATED_MEDIA="${PROJECT_BINARY_DIR}/media"
+    QUORVIN_IMPORTED_LIBRARY="${PROJECT_BINARY_DIR}/library")
+  # Most of a build is compiling tests: they are neither optimised nor fully described to debuggers,
+  # and share what they all include.
+  target_compile_options(${name} PRIVATE -O0 -g1 -pthread)
+endfunction()
+
+if(QUORVIN_TESTS AND NOT QUORVIN_CORE_ONLY)
+  # A program without tests, for the sake of its precompiled header.
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test_headers.cc CONTENT "" @ONLY)
+  add_executable(quorvin_test_headers ${PROJECT_BINARY_DIR}/test_headers.cc)
+  quorvin_test_compilation(quorvin_test_headers)
+  target_precompile_headers(quorvin_test_headers PRIVATE
+    <gtest/gtest.h> <algorithm> <filesystem> <functional> <map> <memory> <string> <variant> <vector>)
 endif()
 
 function(quorvin_test name)
@@ -14,13 +35,9 @@ function(quorvin_test name)
   endif()
   cmake_parse_arguments(ARG "NEEDS_MEDIA;NEEDS_LIBRARY" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
-  quorvin_target(${name})
-  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main)
-  # Most of a build is compiling tests: they are neither optimised nor fully described to debuggers,
-  # and share what they all include.
-  target_compile_options(${name} PRIVATE -O0 -g1)
-  target_precompile_headers(${name} PRIVATE
-    <gtest/gtest.h> <algorithm> <filesystem> <functional> <map> <memory> <string> <variant> <vector>)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES})
+  quorvin_test_compilation(${name})
+  target_precompile_headers(${name} REUSE_FROM quorvin_test_headers)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/test-bin)
   set(fixtures)
@@ -29,9 +46,6 @@ function(quorvin_test name)
   elseif(ARG_NEEDS_LIBRARY)
     set(fixtures FIXTURES_REQUIRED library)
   endif()
-  target_compile_definitions(${name} PRIVATE
-    QUORVIN_GENERATED_MEDIA="${PROJECT_BINARY_DIR}/media"
-    QUORVIN_IMPORTED_LIBRARY="${PROJECT_BINARY_DIR}/library")
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 300
     ENVIRONMENT QUORVIN_MEDIA_WORKER=${PROJECT_BINARY_DIR}/bin/quorvin-media ${fixtures})

@@ -1,5 +1,6 @@
 // Pages, single assets, bursts and file names of the imported library.
 #include <algorithm>
+#include <limits>
 
 #include "tests/channel/channel_fixture.h"
 
@@ -44,6 +45,16 @@ TEST_F(Assets, APageIsClampedAtBothEnds) {
   EXPECT_EQ(page(recents, 30, 100, kNewestFirst).size(), 1u);
   EXPECT_EQ(page(recents, 31, 100, kNewestFirst).size(), 0u);
   EXPECT_EQ(page("ABC", 0, 10, kNewestFirst).size(), 0u);
+}
+
+TEST_F(Assets, APageMayEndWhereIntegersDo) {
+  const Value all = result("getAssetList", Map{{"collectionId", gallery("Recents")},
+                                               {"start", std::numeric_limits<std::int64_t>::min()},
+                                               {"end", std::numeric_limits<std::int64_t>::max()},
+                                               {"sort", std::numeric_limits<std::int64_t>::min()},
+                                               {"mediaType", kAll}});
+  ASSERT_NE(all.as<List>(), nullptr);
+  EXPECT_EQ(all.as<List>()->size(), 31u);
 }
 
 TEST_F(Assets, AnAlbumListsItsOwnAlone) {
