@@ -1,5 +1,6 @@
 # Run as a script: fails when a *_test.cc on disk is in no test program.
 # Takes SOURCE_DIR, and LIST, a file of the sources that the test programs are built from.
+cmake_minimum_required(VERSION 3.25)
 file(GLOB folders LIST_DIRECTORIES true ${SOURCE_DIR}/*)
 list(FILTER folders EXCLUDE REGEX "/(build|demo-output)$")
 list(TRANSFORM folders APPEND /*_test.cc)
