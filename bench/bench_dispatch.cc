@@ -90,9 +90,10 @@ int main(int argc, char** argv) {
   Report report;
   report.compare(
       {"queues: there and back", "two condition variables", 3},
-      [&dispatch = **dispatch](auto& state) { benchQueues(state, dispatch); }, benchHandOff);
+      [&dispatch = **dispatch](benchmark::State& state) { benchQueues(state, dispatch); },
+      benchHandOff);
   report.compare(
       {"refused call: there and back", "two condition variables", 3},
-      [&engine](auto& state) { benchCall(state, engine); }, benchHandOff);
+      [&engine](benchmark::State& state) { benchCall(state, engine); }, benchHandOff);
   return report.run(argc, argv);
 }

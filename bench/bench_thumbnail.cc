@@ -112,12 +112,15 @@ int main(int argc, char** argv) {
     const std::string library = folder / std::to_string(engines.size());
     const std::string asset = importAlone(photograph, library);
     BenchEngine& engine = *engines.emplace_back(std::make_unique<BenchEngine>(library));
-    const auto ours = [&engine, asset](auto& state) { benchThumbnail(state, engine, asset); };
+    const auto ours = [&engine, asset](benchmark::State& state) {
+      benchThumbnail(state, engine, asset);
+    };
     const std::string work = "256 px of " + std::filesystem::path(photograph).filename().string();
-    report.compare({work, "libvips", 1.2}, ours,
-                   [photograph](auto& state) { benchVips(state, photograph, kEveryProcessor); });
+    report.compare({work, "libvips", 1.2}, ours, [photograph](benchmark::State& state) {
+      benchVips(state, photograph, kEveryProcessor);
+    });
     report.compare({work, "libvips, one thread", 1.2}, ours,
-                   [photograph](auto& state) { benchVips(state, photograph, 1); });
+                   [photograph](benchmark::State& state) { benchVips(state, photograph, 1); });
   }
   return report.run(static_cast<int>(options.size()), options.data());
 }
