@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-600}
 
-scripts/build.sh fuzz
+scripts/build.sh fuzz fuzz_message fuzz_dispatch
 for target in message dispatch; do
   echo "Fuzzing $target for $seconds s"
   corpus=build/fuzz/corpus/$target

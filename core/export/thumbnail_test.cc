@@ -5,7 +5,7 @@
 #include <optional>
 #include <thread>
 
-#include "testing/plugin_test.h"
+#include "testing/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

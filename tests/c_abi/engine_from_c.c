@@ -5,17 +5,19 @@
 #include <stdlib.h>
 #include <string.h>
 
-#define CHECK(condition)                                                        \
-  do {                                                                          \
-    if (!(condition)) {                                                         \
-      fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition);   \
-      exit(1);                                                                  \
-    }                                                                           \
+#define CHECK(condition)                                                      \
+  do {                                                                        \
+    if (!(condition)) {                                                       \
+      fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition); \
+      exit(1);                                                                \
+    }                                                                         \
   } while (0)
 
 /* The first byte of a text is its type, the second its size. */
 static const uint8_t kPlatformVersion[] = "\x07\x12getPlatformVersion";
-static const uint8_t kClearAllCache[] = "\x07\x0d" "clearAllCache";
+static const uint8_t kClearAllCache[] =
+    "\x07\x0d"
+    "clearAllCache";
 static const uint8_t kNoSuchMethod[] = "\x07\x0cnoSuchMethod";
 
 typedef struct Answer {
@@ -24,8 +26,8 @@ typedef struct Answer {
   size_t size;
 } Answer;
 
-static void on_reply(const uint8_t *message, size_t size, void *user_data) {
-  Answer *answer = user_data;
+static void on_reply(const uint8_t* message, size_t size, void* user_data) {
+  Answer* answer = user_data;
   CHECK(size <= sizeof answer->message);
   answer->count += 1;
   answer->size = size;
@@ -33,22 +35,22 @@ static void on_reply(const uint8_t *message, size_t size, void *user_data) {
 }
 
 /* A call's arguments are null: the zero that ends the C string is that value. */
-static Answer send(QuorvinEngine *engine, const uint8_t *message, size_t size) {
+static Answer send(QuorvinEngine* engine, const uint8_t* message, size_t size) {
   Answer answer = {0};
   quorvin_engine_send(engine, "quorvin", message, size, on_reply, &answer);
   while (answer.count == 0) quorvin_engine_run(engine, -1);
   return answer;
 }
 
-static int32_t refuse(void *user_data) {
+static int32_t refuse(void* user_data) {
   (void)user_data;
   return 2;
 }
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
   QuorvinOptions options = {0};
-  QuorvinEngine *engine;
-  char *error = NULL;
+  QuorvinEngine* engine;
+  char* error = NULL;
   Answer answer;
 
   CHECK(argc == 2);

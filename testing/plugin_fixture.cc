@@ -1,4 +1,4 @@
-#include "testing/plugin_test.h"
+#include "testing/plugin_fixture.h"
 
 #include <algorithm>
 #include <type_traits>
