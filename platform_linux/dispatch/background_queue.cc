@@ -25,17 +25,21 @@ BackgroundQueue::~BackgroundQueue() {
 }
 
 void BackgroundQueue::async(std::function<void()> work) {
-  NSLockHolder hold(lock_);
-  if (closed_) return;
-  items_.push_back(std::move(work));
-  if (!idle_.empty()) {
-    Worker& worker = *idle_.back();
-    idle_.pop_back();
-    worker.woken = true;
-    worker.wake.notify_one();
-  } else if (workers_.size() >= processors_ || !startWorker()) {
-    wakeMonitor();
+  std::shared_ptr<Worker> woken;
+  {
+    NSLockHolder hold(lock_);
+    if (closed_) return;
+    items_.push_back(std::move(work));
+    if (!idle_.empty()) {
+      woken = std::move(idle_.back());
+      idle_.pop_back();
+      woken->woken = true;
+    } else if (workers_.size() >= processors_ || !startWorker()) {
+      wakeMonitor();
+    }
   }
+  // It takes the lock at once, so it is woken when the lock is free.
+  if (woken != nullptr) woken->wake.notify_one();
 }
 
 void BackgroundQueue::shutDown() {
@@ -47,7 +51,7 @@ void BackgroundQueue::shutDown() {
     NSLockHolder hold(lock_);
     closed_ = true;
     dropped.swap(items_);
-    for (Worker* worker : std::exchange(idle_, {})) {
+    for (const auto& worker : std::exchange(idle_, {})) {
       worker->woken = true;
       worker->wake.notify_one();
     }
@@ -65,10 +69,9 @@ void BackgroundQueue::shutDown() {
 }
 
 bool BackgroundQueue::startWorker() {
-  auto worker = std::make_unique<Worker>();
-  Worker& started = *worker;
-  started.thread = startThread("quorvin-work", [this, &started] { work(started); });
-  if (started.thread.joinable()) {
+  auto worker = std::make_shared<Worker>();
+  worker->thread = startThread("quorvin-work", [this, worker] { work(worker); });
+  if (worker->thread.joinable()) {
     workers_.push_back(std::move(worker));
     return true;
   }
@@ -77,18 +80,18 @@ bool BackgroundQueue::startWorker() {
   return false;
 }
 
-void BackgroundQueue::work(Worker& worker) {
+void BackgroundQueue::work(const std::shared_ptr<Worker>& worker) {
   lowerPriority();
   std::thread endedBefore;
   {
     NSLockHolder hold(lock_);
-    worker.id = currentThreadId();
+    worker->id = currentThreadId();
     do {
       while (!items_.empty()) runFirst();
     } while (!closed_ && waitForWork(worker));
 
-    endedBefore = std::exchange(ended_, std::move(worker.thread));
-    std::erase_if(workers_, [&worker](const auto& each) { return each.get() == &worker; });
+    endedBefore = std::exchange(ended_, std::move(worker->thread));
+    std::erase(workers_, worker);
     if (workers_.empty()) noWorkers_.notify_all();
   }
   if (endedBefore.joinable()) endedBefore.join();
@@ -104,13 +107,13 @@ void BackgroundQueue::runFirst() {
 }
 
 /// False when none came in time.
-bool BackgroundQueue::waitForWork(Worker& worker) {
+bool BackgroundQueue::waitForWork(const std::shared_ptr<Worker>& worker) {
   const auto deadline = std::chrono::steady_clock::now() + idleTime_;
-  worker.woken = false;
-  idle_.push_back(&worker);
-  while (!worker.woken) {
-    if (worker.wake.wait_until(lock_, deadline) == std::cv_status::timeout && !worker.woken) {
-      std::erase(idle_, &worker);
+  worker->woken = false;
+  idle_.push_back(worker);
+  while (!worker->woken) {
+    if (worker->wake.wait_until(lock_, deadline) == std::cv_status::timeout && !worker->woken) {
+      std::erase(idle_, worker);
       return false;
     }
   }

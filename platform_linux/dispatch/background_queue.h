@@ -51,9 +51,9 @@ class BackgroundQueue final : public DispatchQueue {
   };
 
   bool startWorker() QUORVIN_REQUIRES(lock_);
-  void work(Worker& worker);
+  void work(const std::shared_ptr<Worker>& worker);
   void runFirst() QUORVIN_REQUIRES(lock_);
-  bool waitForWork(Worker& worker) QUORVIN_REQUIRES(lock_);
+  bool waitForWork(const std::shared_ptr<Worker>& worker) QUORVIN_REQUIRES(lock_);
   void wakeMonitor() QUORVIN_REQUIRES(lock_);
   void monitor();
   std::size_t countRunnable() QUORVIN_REQUIRES(lock_);
@@ -66,9 +66,9 @@ class BackgroundQueue final : public DispatchQueue {
   NSLock lock_;
   std::deque<std::function<void()>> items_ QUORVIN_GUARDED_BY(lock_);
   std::uint64_t taken_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< items taken so far
-  std::vector<std::unique_ptr<Worker>> workers_ QUORVIN_GUARDED_BY(lock_);
+  std::vector<std::shared_ptr<Worker>> workers_ QUORVIN_GUARDED_BY(lock_);
   /// The last to idle is the first to be woken: its caches are warm, and the surplus ends.
-  std::vector<Worker*> idle_ QUORVIN_GUARDED_BY(lock_);
+  std::vector<std::shared_ptr<Worker>> idle_ QUORVIN_GUARDED_BY(lock_);
   /// The last worker thread that ended; each joins the one before it.
   std::thread ended_ QUORVIN_GUARDED_BY(lock_);
   std::condition_variable_any noWorkers_;

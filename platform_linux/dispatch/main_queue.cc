@@ -10,15 +10,17 @@
 namespace quorvin {
 
 void MainQueue::async(std::function<void()> work) {
-  NSLockHolder hold(lock_);
-  if (closed_) return;
-  items_.push_back(std::move(work));
-  // A platform thread that waits in `run` is woken without a detour through the descriptor.
-  if (waiting_) {
-    arrived_.notify_one();
-  } else {
-    setReadable(true);
+  bool isAwaited = false;
+  {
+    NSLockHolder hold(lock_);
+    if (closed_) return;
+    items_.push_back(std::move(work));
+    isAwaited = waiting_;
+    if (!isAwaited) setReadable(true);
   }
+  // A platform thread that waits in `run` is woken without a detour through the descriptor, and
+  // when the lock is free, which it takes at once.
+  if (isAwaited) arrived_.notify_one();
 }
 
 std::size_t MainQueue::run(int timeoutMs) {

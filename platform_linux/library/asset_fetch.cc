@@ -24,27 +24,29 @@ class ListedResult final : public PHFetchResult<PHAsset> {
 
   std::vector<Object> objectsAtIndexes(IndexRange range) const override {
     requireRange(range, count_);
-    std::vector<Object> objects;
-    objects.reserve(range.last - range.first);
-    if (range.first == range.last) return objects;
-    Catalogue::Reader database = catalogue_->reader();
-    if (database) load(*database, range, objects);
+    Objects objects = listing_->loaded.find(range);
+    if (std::find(objects.begin(), objects.end(), nullptr) == objects.end()) return objects;
+    if (Catalogue::Reader database = catalogue_->reader()) {
+      load(*database, range, objects);
+      listing_->loaded.store(range, objects);
+    }
     // Rows stay as long as an asset can be restored. Whoever holds a result for longer than that
     // gets assets of which nothing is known any more.
-    objects.resize(range.last - range.first, std::make_shared<const PHAsset>());
+    std::replace(objects.begin(), objects.end(), Object(), std::make_shared<const PHAsset>());
     return objects;
   }
 
  private:
-  void load(Database& database, IndexRange range, std::vector<Object>& objects) const {
+  void load(Database& database, IndexRange range, Objects& objects) const {
     static const std::string kSql =
         "SELECT " + std::string(kAssetColumns) + " FROM assets AS a WHERE a.id = ?";
     const ReadTransaction moment(database);
     Statement row = database.prepare(kSql);
     for (std::size_t i = range.first; i < range.last; ++i) {
+      Object& object = objects[i - range.first];
+      if (object != nullptr) continue;
       row.rewind();
-      const bool found = row.bind(listing_->rows[i]).next();
-      objects.push_back(found ? assetFromRow(row) : std::make_shared<const PHAsset>());
+      if (row.bind(listing_->rows[i]).next()) object = assetFromRow(row);
     }
   }
 
@@ -53,18 +55,21 @@ class ListedResult final : public PHFetchResult<PHAsset> {
   const std::size_t count_;
 };
 
-FetchResult<PHAsset> fetchFewRows(Catalogue& catalogue, const AssetQuery& query) {
-  std::vector<std::shared_ptr<const PHAsset>> assets;
-  if (Catalogue::Reader database = catalogue.reader()) {
-    std::string sql = "SELECT ";
-    sql.append(kAssetColumns).append(" ").append(query.from).append(query.order);
-    Statement rows = database->prepare(sql.append(" LIMIT ?"));
-    query.bind(rows);
-    rows.bind(static_cast<std::int64_t>(query.limit));
-    assets.reserve(query.limit);
-    while (rows.next()) assets.push_back(assetFromRow(rows));
+// A first page, with its assets.
+void readFewRows(Database& database, const AssetQuery& query, Listing& listing) {
+  std::string sql = "SELECT ";
+  sql.append(kAssetColumns).append(", a.id ").append(query.from).append(query.order);
+  Statement rows = database.prepare(sql.append(" LIMIT ?"));
+  query.bind(rows);
+  rows.bind(static_cast<std::int64_t>(query.limit));
+  LoadedAssets::Assets assets;
+  assets.reserve(query.limit);
+  while (rows.next()) {
+    assets.push_back(assetFromRow(rows));
+    listing.rows.push_back(rows.integer(kAssetColumnCount));
   }
-  return std::make_shared<LoadedResult<PHAsset>>(std::move(assets));
+  listing.complete = !rows.failed() && assets.size() < query.limit;
+  listing.loaded.store({0, assets.size()}, assets);
 }
 
 // All rows of a listing in order of addition. Reading them in any order and sorting the numbers is
@@ -103,17 +108,19 @@ void requireRange(IndexRange range, std::size_t count) {
 
 FetchResult<PHAsset> fetchAssets(const std::shared_ptr<Catalogue>& catalogue, std::int64_t version,
                                  const AssetQuery& query) {
-  if (query.isIndexed && query.limit > 0 && query.limit <= kRowsAtOnce) {
-    return fetchFewRows(*catalogue, query);
-  }
   const std::string key = query.key();
   const std::size_t needed = query.limit > 0 ? query.limit : std::string::npos;
   std::shared_ptr<const Listing> listing = catalogue->listings().find(version, key, needed);
   if (listing == nullptr) {
     auto read = std::make_shared<Listing>();
     if (Catalogue::Reader database = catalogue->reader()) {
-      const bool anyOrder = query.isByAddition && (!query.isIndexed || query.limit == 0);
-      anyOrder ? readByAddition(*database, query, *read) : readInOrder(*database, query, *read);
+      if (query.isIndexed && query.limit > 0 && query.limit <= kRowsAtOnce) {
+        readFewRows(*database, query, *read);
+      } else if (query.isByAddition && (!query.isIndexed || query.limit == 0)) {
+        readByAddition(*database, query, *read);
+      } else {
+        readInOrder(*database, query, *read);
+      }
     }
     listing = read;
     const bool isWhole = listing->complete || listing->rows.size() >= needed;

@@ -59,6 +59,7 @@ AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bo
 inline constexpr std::string_view kAssetColumns =
     "a.ident, a.media_type, a.subtypes, a.width, a.height, a.created_ns, a.modified_ns, "
     "a.duration, a.favorite, a.hidden, a.burst_id, a.represents, a.burst_sel";
+inline constexpr int kAssetColumnCount = 13;
 
 /// The asset of the statement's present row.
 std::shared_ptr<const PHAsset> assetFromRow(const Statement& row);

@@ -7,8 +7,30 @@ namespace {
 
 constexpr std::size_t kMostRows = 8'000'000;  // 64 MB
 constexpr std::size_t kMostEntries = 64;
+constexpr std::size_t kMostAssets = 4096;  // of one listing; about 1 MB
 
 }  // namespace
+
+LoadedAssets::Assets LoadedAssets::find(IndexRange range) const {
+  Assets assets(range.last - range.first);
+  NSLockHolder holder(lock_);
+  if (assets_.empty()) return assets;
+  for (std::size_t i = range.first; i < range.last; ++i) {
+    if (const auto found = assets_.find(i); found != assets_.end()) {
+      assets[i - range.first] = found->second;
+    }
+  }
+  return assets;
+}
+
+void LoadedAssets::store(IndexRange range, const Assets& assets) {
+  if (assets.size() > kMostAssets) return;
+  NSLockHolder holder(lock_);
+  if (assets_.size() + assets.size() > kMostAssets) assets_.clear();
+  for (std::size_t i = range.first; i < range.last; ++i) {
+    assets_.insert_or_assign(i, assets[i - range.first]);
+  }
+}
 
 std::shared_ptr<const Listing> ListingCache::find(std::int64_t version, const std::string& key,
                                                   std::size_t needed) {

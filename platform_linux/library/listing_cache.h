@@ -10,13 +10,30 @@
 #include <vector>
 
 #include "core/platform/lock.h"
+#include "core/platform/photo_library.h"
 
 namespace quorvin {
+
+/// The assets of a listing that were read already, by their place. A few thousand are kept. Any
+/// thread.
+class LoadedAssets {
+ public:
+  using Assets = PHFetchResult<PHAsset>::Objects;
+
+  /// The assets of `range`; null where one was not read.
+  Assets find(IndexRange range) const;
+  void store(IndexRange range, const Assets& assets);
+
+ private:
+  mutable NSLock lock_;
+  std::unordered_map<std::size_t, Assets::value_type> assets_ QUORVIN_GUARDED_BY(lock_);
+};
 
 /// Row ids in the order of a listing: all of them, or the first ones.
 struct Listing {
   std::vector<std::int64_t> rows;
   bool complete = false;
+  mutable LoadedAssets loaded;
 };
 
 /// Keeps listings of the newest state of the catalogue only, and the last used of these. Any

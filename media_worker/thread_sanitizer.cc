@@ -1,0 +1,5 @@
+// Under ThreadSanitizer the media libraries, which are not instrumented, synchronise their own
+// threads in ways that it cannot see. It is told to look at this project's code alone.
+extern "C" __attribute__((visibility("default"), used)) const char* __tsan_default_options() {
+  return "ignore_noninstrumented_modules=1";
+}
