@@ -46,6 +46,7 @@ std::vector<ContainerItem> containerItems(const FileMetadata& file) {
     if (field == "Item:Padding") item.padding = integer(datum.toString()).value_or(0);
   }
   std::vector<ContainerItem> result;
+  result.reserve(items.size());
   for (auto& [index, item] : items) result.push_back(std::move(item));
   return result;
 }

@@ -70,7 +70,7 @@ bool scanTime(Scanner& scanner, WrittenDate& date) {
   // 60 is a leap second; it counts on into the next minute.
   if (scanner.skipOneOf(":") && !scanner.number(2, 0, 60, second)) return false;
   if (scanner.skipOneOf(".,")) date.nanoseconds = parseSubSeconds(scanner.digits());
-  date.seconds += std::int64_t{hour} * 3600 + minute * 60 + second;
+  date.seconds += std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second;
   date.hasTime = true;
   const std::string_view zone = trimmed(scanner.rest());
   if (zone.empty()) return true;
@@ -126,7 +126,7 @@ std::optional<std::int64_t> parseOffset(std::string_view text) {
     scanner.skipOneOf(":");
     if (!scanner.number(2, 0, 59, minutes) || !scanner.atEnd()) return std::nullopt;
   }
-  const std::int64_t seconds = std::int64_t{hours} * 3600 + minutes * 60;
+  const std::int64_t seconds = std::int64_t{hours} * 3600 + std::int64_t{minutes} * 60;
   if (seconds > kGreatestOffset) return std::nullopt;
   return west ? -seconds : seconds;
 }

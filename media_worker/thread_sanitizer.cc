@@ -3,3 +3,8 @@
 extern "C" __attribute__((visibility("default"), used)) const char* __tsan_default_options() {
   return "ignore_noninstrumented_modules=1";
 }
+
+// libvips reads from one of its threads at a time, and hands over in just such a way.
+extern "C" __attribute__((visibility("default"), used)) const char* __tsan_default_suppressions() {
+  return "race:seekSource\nrace:readSource\n";
+}
