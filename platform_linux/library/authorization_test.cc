@@ -180,7 +180,7 @@ TEST(Authorization, WhenLimitedShowsOnlyTheSelection) {
     EXPECT_EQ(
         TestLibrary::identifiersOf(*test.library->fetchAssetsInAssetCollection(*recents, &options))
             .size(),
-        options.fetchLimit == 0 ? 2U : 2U);
+        2U);
   }
   EXPECT_EQ(TestLibrary::identifiersOf(*limited->fetchAssetsWithLocalIdentifiers(both, nullptr)),
             expected);

@@ -7,7 +7,7 @@ namespace quorvin {
 namespace {
 
 NSError noSuchFile(const std::string& path) {
-  return {"NSCocoaErrorDomain", 4, "There is no file or folder at " + path + "."};
+  return {"FakeFileErrorDomain", 4, "There is no file or folder at " + path + "."};
 }
 
 std::string parentOf(const std::string& path) {
