@@ -1,6 +1,8 @@
 // A plain lock, annotated for static analysis of what it guards.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 
 #if defined(__clang__)
@@ -28,7 +30,31 @@ class QUORVIN_CAPABILITY("mutex") NSLock {
   bool tryLock() QUORVIN_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
  private:
+  friend class NSCondition;
   std::mutex mutex_;
+};
+
+/// Waiting for what another thread does. The waiter holds the lock, which is free while it waits;
+/// it may wake without being woken.
+class NSCondition {
+ public:
+  void wait(NSLock& lock) QUORVIN_REQUIRES(lock) {
+    std::unique_lock<std::mutex> held(lock.mutex_, std::adopt_lock);
+    condition_.wait(held);
+    held.release();
+  }
+  /// False when the time came first.
+  bool waitUntil(NSLock& lock, std::chrono::steady_clock::time_point limit) QUORVIN_REQUIRES(lock) {
+    std::unique_lock<std::mutex> held(lock.mutex_, std::adopt_lock);
+    const bool woken = condition_.wait_until(held, limit) == std::cv_status::no_timeout;
+    held.release();
+    return woken;
+  }
+  /// Wakes one waiter. Best called when the lock is free, which the waiter takes at once.
+  void signal() { condition_.notify_one(); }
+
+ private:
+  std::condition_variable condition_;
 };
 
 /// Holds a lock for a scope.

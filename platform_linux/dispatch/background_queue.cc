@@ -39,7 +39,7 @@ void BackgroundQueue::async(std::function<void()> work) {
     }
   }
   // It takes the lock at once, so it is woken when the lock is free.
-  if (woken != nullptr) woken->wake.notify_one();
+  if (woken != nullptr) woken->wake.signal();
 }
 
 void BackgroundQueue::shutDown() {
@@ -53,7 +53,7 @@ void BackgroundQueue::shutDown() {
     dropped.swap(items_);
     for (const auto& worker : std::exchange(idle_, {})) {
       worker->woken = true;
-      worker->wake.notify_one();
+      worker->wake.signal();
     }
     monitorWake_.notify_one();
   }
@@ -112,7 +112,7 @@ bool BackgroundQueue::waitForWork(const std::shared_ptr<Worker>& worker) {
   worker->woken = false;
   idle_.push_back(worker);
   while (!worker->woken) {
-    if (worker->wake.wait_until(lock_, deadline) == std::cv_status::timeout && !worker->woken) {
+    if (!worker->wake.waitUntil(lock_, deadline) && !worker->woken) {
       std::erase(idle_, worker);
       return false;
     }

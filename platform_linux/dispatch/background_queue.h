@@ -47,7 +47,7 @@ class BackgroundQueue final : public DispatchQueue {
     std::thread thread;
     pid_t id = 0;        ///< 0 until the thread has begun
     bool woken = false;  ///< taken off `idle_` by another thread
-    std::condition_variable_any wake;
+    NSCondition wake;
   };
 
   bool startWorker() QUORVIN_REQUIRES(lock_);

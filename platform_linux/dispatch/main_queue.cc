@@ -20,7 +20,7 @@ void MainQueue::async(std::function<void()> work) {
   }
   // A platform thread that waits in `run` is woken without a detour through the descriptor, and
   // when the lock is free, which it takes at once.
-  if (isAwaited) arrived_.notify_one();
+  if (isAwaited) arrived_.signal();
 }
 
 std::size_t MainQueue::run(int timeoutMs) {
@@ -43,7 +43,7 @@ void MainQueue::close() {
   closed_ = true;
   dropped.swap(items_);  // destroyed after the lock is free: what they hold may submit work
   setReadable(false);
-  arrived_.notify_one();
+  arrived_.signal();
 }
 
 void MainQueue::waitForWork(int timeoutMs) {
@@ -53,7 +53,7 @@ void MainQueue::waitForWork(int timeoutMs) {
   while (items_.empty() && !closed_) {
     if (timeoutMs < 0) {
       arrived_.wait(lock_);
-    } else if (arrived_.wait_until(lock_, deadline) == std::cv_status::timeout) {
+    } else if (!arrived_.waitUntil(lock_, deadline)) {
       break;
     }
   }

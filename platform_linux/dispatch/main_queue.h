@@ -1,7 +1,6 @@
 // The main queue: work for the platform thread, which the embedder drives.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -52,7 +51,7 @@ class MainQueue final : public DispatchQueue {
 
   const FileDescriptor event_;
   NSLock lock_;
-  std::condition_variable_any arrived_;
+  NSCondition arrived_;
   std::deque<std::function<void()>> items_ QUORVIN_GUARDED_BY(lock_);
   std::uint64_t taken_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< items taken so far, by any `run`
   bool waiting_ QUORVIN_GUARDED_BY(lock_) = false;     ///< the platform thread waits in `run`

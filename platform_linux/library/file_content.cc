@@ -19,7 +19,7 @@
 namespace quorvin {
 namespace {
 
-constexpr std::size_t kBlock = 256 * 1024;
+constexpr std::size_t kBlock = 262'144;  // bytes
 
 // The bytes read; fewer than asked only at the end; -1 on failure.
 ssize_t readBlock(int file, char* into, std::size_t size, std::int64_t offset) {
