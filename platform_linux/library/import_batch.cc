@@ -187,8 +187,11 @@ Result<Null> ImportBatch::copyInto(Part& part, int source, std::int64_t offset,
   if (copied) {
     // Of the copy, which nobody can change any more.
     auto hash = hashContent(part.content.get());
-    if (hash) part.resource.hash = *std::move(hash);
-    if (!hash) copied = hash.error();
+    if (hash) {
+      part.resource.hash = *std::move(hash);
+    } else {
+      copied = hash.error();
+    }
   }
   if (copied && ::fchmod(part.content.get(), 0444) != 0) {
     copied = systemError("The copy cannot be made", errno);
@@ -211,6 +214,7 @@ std::vector<ImportBatch::Part*> ImportBatch::newParts() {
 Result<Null> ImportBatch::place() {
   const std::vector<Part*> parts = newParts();
   std::vector<std::string> paths;
+  paths.reserve(parts.size());
   for (const Part* part : parts) paths.push_back(part->resource.path);
   // The contents are on their way to the disk all at once before any is waited for.
   for (const Part* part : parts)
