@@ -87,6 +87,7 @@ std::string mediaWorkerProgram() {
   const OwnFile own = ownFile();
   const std::filesystem::path beside = own.folder / "quorvin-media";
   if (access(beside.c_str(), X_OK) == 0) return beside;
+  // The two lie equally deep in some layouts. NOLINTNEXTLINE(bugprone-branch-clone)
   const char* installed = own.isLibrary ? QUORVIN_WORKER_FROM_LIBRARY : QUORVIN_WORKER_FROM_PROGRAM;
   return (own.folder / installed).lexically_normal();
 }

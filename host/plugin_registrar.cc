@@ -44,7 +44,7 @@ void PluginRegistrar::addMethodCallDelegate(std::shared_ptr<FlutterMethodCallDel
           reply({});
           return;
         }
-        delegate->handle(*std::move(call), [reply = std::move(reply)](FlutterReply answer) {
+        delegate->handle(*std::move(call), [reply = std::move(reply)](const FlutterReply& answer) {
           reply(encodeReply(answer));
         });
       });
