@@ -16,7 +16,7 @@ report() {
   llvm-cov-14 "$1" "$tree/test-bin/core_tests" -instr-profile="$tree/core.profdata" \
     -ignore-filename-regex='_test\.cc$|/(testing|codec)/|/usr/' "${@:2}"
 }
-report report | sed "s|$PWD/||" | awk '{ print $1, $(NF-3) }' | column -t
+report report | sed "s|$PWD/||" | awk 'NF > 10 { print $1, $(NF-3) }' | column -t
 percent=$(report export -summary-only | jq '.data[0].totals.lines.percent')
 printf 'Line coverage of the core: %.2f %%\n' "$percent"
 jq -en --argjson percent "$percent" --argjson limit "$limit" '$percent >= $limit' >/dev/null || {
