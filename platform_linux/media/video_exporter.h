@@ -1,0 +1,52 @@
+// Writing videos anew: in another container, or encoded again.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stop_token>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "platform_linux/files/file_descriptor.h"
+#include "platform_linux/media/time_map.h"
+
+namespace quorvin {
+
+enum class VideoPreset : std::int64_t {
+  passthrough = 1,     ///< the coded streams as they are
+  highestQuality = 2,  ///< encoded again at the size of the source
+  mediumQuality = 3,   ///< encoded again, small
+};
+
+enum class VideoContainer : std::int64_t { quickTime = 1, mpeg4 = 2 };
+
+struct VideoExportRequest {
+  VideoPreset preset = VideoPreset::passthrough;
+  VideoContainer container = VideoContainer::quickTime;
+  bool indexFirst = false;  ///< the index before the samples, so that playing can start early
+  TimeMap timeMap;          ///< empty: plays as it is
+  friend bool operator==(const VideoExportRequest&, const VideoExportRequest&) = default;
+};
+
+/// Calls wait for their end on the calling thread; any thread, several at once. The descriptions
+/// of errors are plain sentences.
+class VideoExporter {
+ public:
+  virtual ~VideoExporter() = default;
+
+  /// The containers that an export of this source by this preset can have; none when no video
+  /// stream of it can be copied, or decoded, as the preset wants. The descriptor is read from
+  /// offset 0 and stays the caller's.
+  virtual Result<std::vector<VideoContainer>> exportContainers(const FileDescriptor& source,
+                                                               VideoPreset preset) = 0;
+
+  /// Writes the whole video to `output`, an empty file that is open for reading and writing; what
+  /// stands there after an error is of no use. Ends soon, with the code `userCancelled`, once
+  /// `stop` is requested.
+  virtual std::optional<NSError> exportVideo(const FileDescriptor& source,
+                                             const FileDescriptor& output,
+                                             const VideoExportRequest& request,
+                                             std::stop_token stop) = 0;
+};
+
+}  // namespace quorvin
