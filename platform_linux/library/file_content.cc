@@ -1,10 +1,6 @@
 #include "platform_linux/library/file_content.h"
 
 #define XXH_INLINE_ALL
-#include <fcntl.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <xxhash.h>
 
@@ -35,63 +31,7 @@ ssize_t readBlock(int file, char* into, std::size_t size, std::int64_t offset) {
   return static_cast<ssize_t>(done);
 }
 
-bool writeBlock(int file, const char* bytes, std::size_t size, std::int64_t offset) {
-  while (size > 0) {
-    const ssize_t written = ::pwrite(file, bytes, size, offset);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    bytes += written;
-    size -= static_cast<std::size_t>(written);
-    offset += written;
-  }
-  return true;
-}
-
-NSError shortFile() {
-  return systemError("The file cannot be read whole", EIO);
-}
-
-bool isWholeFile(int file, std::int64_t offset, std::int64_t length) {
-  struct stat status = {};
-  return offset == 0 && ::fstat(file, &status) == 0 && status.st_size == length;
-}
-
-Result<Null> copyByHand(int from, std::int64_t offset, std::int64_t length, int to,
-                        std::int64_t done) {
-  std::vector<char> block(kBlock);
-  while (done < length) {
-    const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(kBlock, length - done));
-    const ssize_t got = readBlock(from, block.data(), wanted, offset + done);
-    if (got < 0) return systemError("The file cannot be read", errno);
-    if (got == 0) return shortFile();
-    if (!writeBlock(to, block.data(), static_cast<std::size_t>(got), done)) {
-      return systemError("The copy cannot be written", errno);
-    }
-    done += got;
-  }
-  return Null{};
-}
-
 }  // namespace
-
-Result<Null> copyContent(int from, std::int64_t offset, std::int64_t length, int to) {
-  if (isWholeFile(from, offset, length) && ::ioctl(to, FICLONE, from) == 0) return Null{};
-  std::int64_t done = 0;
-  while (done < length) {
-    off64_t source = offset + done;
-    off64_t target = done;
-    const ssize_t copied =
-        ::copy_file_range(from, &source, to, &target, static_cast<std::size_t>(length - done), 0);
-    if (copied < 0 && errno == EINTR) continue;
-    if (copied < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)) {
-      return systemError("The copy cannot be written", errno);
-    }
-    // Some pairs of file systems cannot do it, and some report an end that is none.
-    if (copied <= 0) return copyByHand(from, offset, length, to, done);
-    done += copied;
-  }
-  return Null{};
-}
 
 Result<std::string> hashContent(int file) {
   const std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state(XXH3_createState(),

@@ -21,24 +21,6 @@ std::string large(char last) {
   return std::string(1'000'003, 'x') + last;
 }
 
-TEST(FileContent, CopiesTheWholeOrAPart) {
-  Files files;
-  const auto source = files.file("source", large('a'));
-  const auto whole = files.file("whole", "");
-  ASSERT_TRUE(copyContent(source.get(), 0, 1'000'004, whole.get()));
-  EXPECT_EQ(readFile(files.folder / "whole"), large('a'));
-  const auto part = files.file("part", "");
-  ASSERT_TRUE(copyContent(source.get(), 1'000'000, 4, part.get()));
-  EXPECT_EQ(readFile(files.folder / "part"), "xxxa");
-}
-
-TEST(FileContent, FailsToCopyMoreThanThereIs) {
-  Files files;
-  const auto source = files.file("source", "short");
-  const auto copy = files.file("copy", "");
-  EXPECT_FALSE(copyContent(source.get(), 0, 6, copy.get()));
-}
-
 TEST(FileContent, TellsContentsApart) {
   Files files;
   const auto one = files.file("one", large('a'));

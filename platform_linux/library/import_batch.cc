@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform_linux/errors.h"
+#include "platform_linux/files/copy_content.h"
 #include "platform_linux/library/file_content.h"
 #include "platform_linux/library/identifiers.h"
 #include "platform_linux/library/system_error.h"
@@ -183,7 +184,12 @@ Result<Null> ImportBatch::copyInto(Part& part, int source, std::int64_t offset,
   part.content = FileDescriptor(
       ::open(part.staged.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!part.content) return systemError("The copy cannot be made", errno);
-  auto copied = copyContent(source, offset, length, part.content.get());
+  Result<Null> copied = Null{};
+  if (const auto failure = copyContent(source, offset, length, part.content.get())) {
+    copied =
+        systemError(failure->isOfSource ? "The file cannot be read" : "The copy cannot be written",
+                    failure->errorNumber);
+  }
   if (copied) {
     // Of the copy, which nobody can change any more.
     auto hash = hashContent(part.content.get());

@@ -1,66 +1,21 @@
-// What tests of the library share: a folder of their own, and rows planted in a catalogue.
+// What tests of the library share: rows planted in a catalogue, and a library of their own.
 #pragma once
 
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform_linux/files/testing_folder.h"
 #include "platform_linux/library/identifiers.h"
 #include "platform_linux/library/library.h"
 
 namespace quorvin {
-
-/// A new folder, removed with all that is in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "quorvin-test-XXXXXX").string();
-    path_ = ::mkdtemp(pattern.data());
-  }
-  ~TemporaryFolder() {
-    std::error_code error;
-    std::filesystem::remove_all(path_, error);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::string& path() const { return path_; }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
-inline void writeFile(const std::string& path, const std::string& content) {
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  std::ofstream(path, std::ios::binary) << content;
-}
-
-inline std::string readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// Every regular file below the folder, relative to it, sorted.
-inline std::vector<std::string> filesBelow(const std::string& folder) {
-  std::vector<std::string> files;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-    if (entry.is_regular_file()) {
-      files.push_back(std::filesystem::relative(entry.path(), folder).string());
-    }
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
 
 /// An asset's row as a test wants it.
 struct PlantedAsset {

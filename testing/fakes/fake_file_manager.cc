@@ -1,17 +1,45 @@
 #include "testing/fakes/fake_file_manager.h"
 
+#include <cmath>
 #include <filesystem>
 #include <utility>
 
 namespace quorvin {
 namespace {
 
+constexpr const char* kDomain = "FakeFileErrorDomain";
+
 NSError noSuchFile(const std::string& path) {
-  return {"FakeFileErrorDomain", 4, "There is no file or folder at " + path + "."};
+  return {kDomain, 4, "There is no file or folder at " + path + "."};
+}
+
+NSError itemExists(const std::string& path) {
+  return {kDomain, 516, "There is something else at " + path + "."};
 }
 
 std::string parentOf(const std::string& path) {
   return std::filesystem::path(path).parent_path().string();
+}
+
+std::string withoutSlash(std::string path) {
+  if (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  return path;
+}
+
+bool isNumber(const std::optional<NSDate>& date) {
+  return !date || std::isfinite(date->timeIntervalSince1970());
+}
+
+/// Removes what lies in the folder from a set or map of paths.
+template <class Paths>
+void eraseBelow(Paths& paths, const std::string& folder) {
+  std::erase_if(paths, [start = folder + "/"](const auto& each) {
+    if constexpr (requires { each.first; }) {
+      return each.first.starts_with(start);
+    } else {
+      return each.starts_with(start);
+    }
+  });
 }
 
 }  // namespace
@@ -31,9 +59,11 @@ std::optional<NSError> FakeFileManager::createDirectory(const std::string& path)
   log_.add("createDirectory " + path);
   if (createDirectoryFails) return createDirectoryFails;
   const std::lock_guard guard(mutex_);
-  for (std::string folder = path; folder.size() > 1; folder = parentOf(folder)) {
-    if (!folder.ends_with('/')) directories_.insert(folder);
+  const std::string whole = withoutSlash(path);
+  for (std::string each = whole; each.size() > 1; each = parentOf(each)) {
+    if (files_.contains(each)) return itemExists(each);
   }
+  for (std::string each = whole; each.size() > 1; each = parentOf(each)) directories_.insert(each);
   return std::nullopt;
 }
 
@@ -48,6 +78,8 @@ std::optional<NSError> FakeFileManager::removeItem(const std::string& path) {
   if (removeItemFails) return removeItemFails;
   const std::lock_guard guard(mutex_);
   if (files_.erase(path) + directories_.erase(path) == 0) return noSuchFile(path);
+  eraseBelow(files_, path);
+  eraseBelow(directories_, path);
   return std::nullopt;
 }
 
@@ -57,6 +89,7 @@ std::optional<NSError> FakeFileManager::writeAtomically(const ByteBuffer& data,
   if (writeFails) return writeFails;
   const std::lock_guard guard(mutex_);
   if (!directories_.contains(parentOf(path))) return noSuchFile(parentOf(path));
+  if (directories_.contains(path)) return itemExists(path);
   files_[path] = {data, {}};
   return std::nullopt;
 }
@@ -66,9 +99,16 @@ std::optional<NSError> FakeFileManager::setAttributes(const NSFileAttributes& at
   log_.add("setAttributes " + path);
   if (setAttributesFails) return setAttributesFails;
   const std::lock_guard guard(mutex_);
+  if (!isNumber(attributes.NSFileCreationDate) || !isNumber(attributes.NSFileModificationDate)) {
+    return NSError{kDomain, 512, "One of the dates for " + path + " is no number."};
+  }
   const auto found = files_.find(path);
   if (found == files_.end()) return noSuchFile(path);
-  found->second.attributes = attributes;
+  NSFileAttributes& dates = found->second.attributes;
+  if (attributes.NSFileCreationDate) dates.NSFileCreationDate = attributes.NSFileCreationDate;
+  if (attributes.NSFileModificationDate) {
+    dates.NSFileModificationDate = attributes.NSFileModificationDate;
+  }
   return std::nullopt;
 }
 

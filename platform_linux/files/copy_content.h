@@ -1,0 +1,25 @@
+// Copying the contents of files.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <stop_token>
+
+namespace quorvin {
+
+struct CopyFailure {
+  bool isOfSource = false;  ///< reading failed, else writing
+  int errorNumber = 0;      ///< ECANCELED once `stop` was requested
+};
+
+/// Copies `length` bytes from `offset` of the one file to the start of the other, sharing the
+/// storage where the file system can. Fewer bytes are an error. Needs the same memory whatever the
+/// length.
+std::optional<CopyFailure> copyContent(int from, std::int64_t offset, std::int64_t length, int to,
+                                       const std::stop_token& stop = {});
+
+/// Writes all of the bytes where the file stands. 0, or the system's error number.
+int writeAll(int file, std::span<const std::uint8_t> bytes);
+
+}  // namespace quorvin

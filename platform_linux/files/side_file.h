@@ -1,0 +1,45 @@
+// Files that appear whole or not at all.
+#pragma once
+
+#include <string>
+
+#include "platform_linux/files/file_descriptor.h"
+
+namespace quorvin {
+
+/// A new file beside the one that it is to become: hidden, under a name that nobody can foresee,
+/// and removed again unless it was moved into place. One thread. Error numbers are the system's; 0
+/// is none.
+class SideFile {
+ public:
+  enum class Existing {
+    replace,  ///< what stands at the target gives way, unless it is a folder
+    keep,     ///< what stands at the target is an error, EEXIST
+  };
+
+  /// Makes it, empty, in the target's folder, with the mode 0644 less the umask.
+  explicit SideFile(const std::string& target);
+  ~SideFile();
+  SideFile(const SideFile&) = delete;
+  SideFile& operator=(const SideFile&) = delete;
+
+  /// Why it could not be made.
+  int error() const { return error_; }
+  /// Open for reading and writing.
+  const FileDescriptor& file() const { return file_; }
+
+  /// Waits until the content is on the disk.
+  int sync();
+  /// Readers of the target see the new content from now on, all of it.
+  int moveIntoPlace(Existing existing);
+
+ private:
+  int moveToFreePlace();
+
+  const std::string target_;
+  std::string path_;
+  FileDescriptor file_;
+  int error_ = 0;
+};
+
+}  // namespace quorvin

@@ -1,0 +1,37 @@
+#include "testing/fakes/fake_file_manager.h"
+
+#include <gtest/gtest.h>
+
+#include "testing/contracts/file_manager_contract.h"
+
+namespace quorvin {
+namespace {
+
+class FakeSubject {
+ public:
+  FakeSubject() { files_.createDirectory(folder()); }
+
+  NSFileManager& files() { return files_; }
+  std::string folder() { return "/work"; }
+  void put(const std::string& path, const std::string& text) {
+    files_.addFile(path, ByteBuffer(std::vector<std::uint8_t>(text.begin(), text.end())));
+  }
+  std::optional<std::string> text(const std::string& path) {
+    const auto file = files_.file(path);
+    if (!file) return std::nullopt;
+    return std::string(file->data.bytes().begin(), file->data.bytes().end());
+  }
+  std::optional<NSDate> modificationDate(const std::string& path) {
+    return files_.file(path)->attributes.NSFileModificationDate;
+  }
+
+ private:
+  EventLog log_;
+  FakeFileManager files_{log_};
+};
+
+}  // namespace
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, FileManagerContract, FakeSubject);
+
+}  // namespace quorvin
