@@ -23,11 +23,17 @@ class FakeAssetResourceLister : public PHAssetResourceLister {
     resources_[asset].push_back(std::make_shared<const PHAssetResource>(type, std::move(filename),
                                                                         std::move(typeIdentifier)));
   }
+  void removeAll(const std::string& asset) { resources_.erase(asset); }
+
+  /// What happens after a listing, with the asset's identifier.
+  std::function<void(const std::string& asset)> afterListing;
 
   PHAssetResources assetResourcesForAsset(const PHAsset& asset) override {
     log_.add("assetResourcesForAsset " + asset.localIdentifier);
     const auto found = resources_.find(asset.localIdentifier);
-    return found == resources_.end() ? PHAssetResources{} : found->second;
+    const PHAssetResources listed = found == resources_.end() ? PHAssetResources{} : found->second;
+    if (afterListing) afterListing(asset.localIdentifier);
+    return listed;
   }
 
  private:

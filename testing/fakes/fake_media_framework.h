@@ -23,19 +23,30 @@ class FakeExportSession : public AVAssetExportSession {
         log_(log),
         fileTypes_(std::move(fileTypes)) {}
 
+  struct Settings {
+    std::string outputPath;
+    std::optional<AVFileType> fileType;
+    bool optimizesForNetworkUse = false;
+  };
+
   const std::shared_ptr<const AVAsset> asset;
   const std::string preset;
   std::string outputPath;
   std::optional<AVFileType> fileType;
   bool optimizesForNetworkUse = false;
-  /// Empty until the export was started.
+  /// What was set when the export was started.
+  std::optional<Settings> startedWith;
+  /// Empty until the export was started and after its end.
   std::function<void()> completionHandler;
 
-  /// Ends the export: the handler runs on this thread.
-  void finish(AVAssetExportSessionStatus finalStatus, std::optional<NSError> error = {}) {
+  void setFinal(AVAssetExportSessionStatus finalStatus, std::optional<NSError> error = {}) {
     status_ = finalStatus;
     error_ = std::move(error);
-    completionHandler();
+  }
+  /// Ends the export: the handler runs on this thread, and goes.
+  void finish(AVAssetExportSessionStatus finalStatus, std::optional<NSError> error = {}) {
+    setFinal(finalStatus, std::move(error));
+    std::exchange(completionHandler, nullptr)();
   }
 
   void setOutputURL(std::string path) override { outputPath = std::move(path); }
@@ -44,6 +55,7 @@ class FakeExportSession : public AVAssetExportSession {
   void setShouldOptimizeForNetworkUse(bool optimize) override { optimizesForNetworkUse = optimize; }
   void exportAsynchronously(std::function<void()> handler) override {
     log_.add("exportAsynchronously " + outputPath);
+    startedWith = Settings{outputPath, fileType, optimizesForNetworkUse};
     status_ = AVAssetExportSessionStatus::exporting;
     completionHandler = std::move(handler);
   }
