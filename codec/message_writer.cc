@@ -63,6 +63,11 @@ class ValueWriter {
     std::visit([this](const auto& alternative) { this->put(alternative); }, value.variant());
   }
 
+  void announceBuffer(std::size_t bytes) {
+    type(WireType::byteBuffer);
+    size(bytes);
+  }
+
  private:
   void put(Null) { type(WireType::null); }
   void put(bool value) { type(value ? WireType::trueValue : WireType::falseValue); }
@@ -89,8 +94,7 @@ class ValueWriter {
   void put(const LargeInteger& value) { text(WireType::largeInteger, value.hexadecimal); }
 
   void put(const ByteBuffer& value) {
-    type(WireType::byteBuffer);
-    size(value.size());
+    announceBuffer(value.size());
     sink_.bytes(value.data(), value.size());
   }
 
@@ -168,6 +172,15 @@ std::vector<std::uint8_t> writeMessage(
   appender.bytes(head.data(), head.size());
   ValueWriter writer(appender);
   for (const Value& value : values) writer.write(value);
+  appender.flush();
+  return message;
+}
+
+std::vector<std::uint8_t> writeBufferHead(std::span<const std::uint8_t> head, std::size_t size) {
+  std::vector<std::uint8_t> message;
+  Appender appender(message);
+  appender.bytes(head.data(), head.size());
+  ValueWriter(appender).announceBuffer(size);
   appender.flush();
   return message;
 }

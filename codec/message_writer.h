@@ -18,4 +18,8 @@ std::vector<std::uint8_t> writeMessage(
     std::span<const std::uint8_t> head,
     std::initializer_list<std::reference_wrapper<const Value>> values);
 
+/// The bytes of `head`, then what announces a buffer of `size` bytes: the buffer's own bytes are
+/// all that is missing to make it `writeMessage` of the buffer. Throws as that does.
+std::vector<std::uint8_t> writeBufferHead(std::span<const std::uint8_t> head, std::size_t size);
+
 }  // namespace quorvin

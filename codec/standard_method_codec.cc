@@ -44,6 +44,14 @@ std::vector<std::uint8_t> encodeSuccessEnvelope(const Value& result) {
   return writeMessage(std::array{kSuccess}, {result});
 }
 
+ByteBuffer takeSuccessEnvelope(Value result) {
+  if (auto* bytes = result.as<ByteBuffer>()) {
+    const auto head = writeBufferHead(std::array{kSuccess}, bytes->size());
+    if (auto message = bytes->takeBehind(head)) return *std::move(message);
+  }
+  return ByteBuffer(encodeSuccessEnvelope(result));
+}
+
 std::vector<std::uint8_t> encodeErrorEnvelope(const FlutterError& error) {
   const Value code(error.code);
   const Value message = error.message.empty() ? Value() : Value(error.message);

@@ -17,6 +17,9 @@ namespace quorvin {
 
 std::vector<std::uint8_t> encodeMethodCall(const FlutterMethodCall& call);
 std::vector<std::uint8_t> encodeSuccessEnvelope(const Value& result);
+/// The same message. When the result is bytes that `ByteBuffer::allocate` made and nobody else
+/// holds, they are not copied: the message is made around them.
+ByteBuffer takeSuccessEnvelope(Value result);
 /// An empty message is sent as null, and null is received as an empty message.
 std::vector<std::uint8_t> encodeErrorEnvelope(const FlutterError& error);
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <string>
+#include <utility>
 
 #include "codec/message_vectors.h"
 
@@ -34,10 +36,38 @@ TEST(StandardMethodCodec, WritesEveryVector) {
   }
   for (const auto& [name, result, message] : successVectors()) {
     EXPECT_EQ(encodeSuccessEnvelope(result), message) << name;
+    EXPECT_EQ(takeSuccessEnvelope(result), ByteBuffer(message)) << name;
   }
   for (const auto& [name, error, message] : errorVectors()) {
     EXPECT_EQ(encodeErrorEnvelope(error), message) << name;
   }
+}
+
+/// Bytes with room in front, and where they lie.
+std::pair<ByteBuffer, const std::uint8_t*> roomyBuffer(std::size_t size) {
+  std::uint8_t* filling = nullptr;
+  auto buffer = ByteBuffer::allocate(size, filling);
+  EXPECT_TRUE(buffer);
+  std::iota(filling, filling + size, std::uint8_t{0});
+  return {*std::move(buffer), filling};
+}
+
+TEST(StandardMethodCodec, MakesAMessageAroundBytesThatNobodyElseHolds) {
+  for (const std::size_t size : {0, 1, 253, 254, 65535, 65536, 100'000}) {
+    auto [buffer, bytes] = roomyBuffer(size);
+    const Bytes copied = encodeSuccessEnvelope(buffer);
+    const ByteBuffer message = takeSuccessEnvelope(std::move(buffer));
+    EXPECT_EQ(message, ByteBuffer(copied)) << size;
+    EXPECT_EQ(message.data() + message.size(), bytes + size) << size;
+  }
+}
+
+TEST(StandardMethodCodec, CopiesBytesThatSomebodyElseHolds) {
+  auto [buffer, bytes] = roomyBuffer(300);
+  const ByteBuffer copy = buffer;
+  const ByteBuffer message = takeSuccessEnvelope(std::move(buffer));
+  EXPECT_EQ(message, ByteBuffer(encodeSuccessEnvelope(copy)));
+  EXPECT_NE(message.data() + message.size(), bytes + 300);
 }
 
 TEST(StandardMethodCodec, ReadsEveryVector) {

@@ -30,7 +30,7 @@ void Messenger::send(std::string_view channel, std::span<const std::uint8_t> mes
   try {
     // `this` is used for the first answer alone, and close() gives that while the messenger lives.
     (*handler)(message,
-               [this, pending](std::vector<std::uint8_t> reply) { answer(*pending, reply); });
+               [this, pending](std::span<const std::uint8_t> reply) { answer(*pending, reply); });
   } catch (...) {
     // Memory ran out, most likely. The application learns that there is no answer.
     answer(*pending, {});

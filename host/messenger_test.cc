@@ -62,9 +62,9 @@ TEST(Messenger, LetsTheFirstReplyThroughAndDropsTheSecond) {
   messenger.setMessageHandlerOnChannel("a", handler.function());
   messenger.send("a", {}, replies.receiver());
   const FlutterBinaryReply copy = handler.replies[0];
-  handler.replies[0]({7});
-  handler.replies[0]({8});
-  copy({9});
+  handler.replies[0](Bytes{7});
+  handler.replies[0](Bytes{8});
+  copy(Bytes{9});
   EXPECT_EQ(replies.all, (std::vector<Bytes>{{7}}));
   messenger.close();
   EXPECT_EQ(replies.all.size(), 1U);
@@ -77,7 +77,7 @@ TEST(Messenger, KnowsWhetherAnAnswerMayStillCome) {
   EXPECT_FALSE(messenger.mayAnswer());
   messenger.send("a", {}, [](auto) {});
   messenger.send("a", {}, [](auto) {});
-  handler.replies[0]({1});
+  handler.replies[0](Bytes{1});
   EXPECT_TRUE(messenger.mayAnswer());
   FlutterBinaryReply copy = handler.replies[1];
   handler.replies.clear();
@@ -93,8 +93,8 @@ TEST(Messenger, AnswersInAnyOrder) {
   messenger.setMessageHandlerOnChannel("a", handler.function());
   messenger.send("a", {}, replies.receiver());
   messenger.send("a", {}, replies.receiver());
-  handler.replies[1]({2});
-  handler.replies[0]({1});
+  handler.replies[1](Bytes{2});
+  handler.replies[0](Bytes{1});
   EXPECT_EQ(replies.all, (std::vector<Bytes>{{2}, {1}}));
 }
 
@@ -109,7 +109,7 @@ TEST(Messenger, AnswersWhatIsLeftWithNoBytesInTheOrderOfSending) {
         if (message.empty()) order.push_back(i);
       });
     }
-    handler.replies[1]({1});
+    handler.replies[1](Bytes{1});
   }
   EXPECT_EQ(order, (std::vector<int>{0, 2, 3}));
 }
@@ -122,7 +122,7 @@ TEST(Messenger, IgnoresRepliesAfterItIsGone) {
     messenger.setMessageHandlerOnChannel("a", handler.function());
     messenger.send("a", {}, replies.receiver());
   }
-  handler.replies[0]({1});
+  handler.replies[0](Bytes{1});
   EXPECT_EQ(replies.all, std::vector<Bytes>(1));
 }
 
@@ -144,7 +144,7 @@ TEST(Messenger, MayBeClosedByAReceiver) {
   messenger.setMessageHandlerOnChannel("a", handler.function());
   messenger.send("a", {}, [&](auto) { messenger.close(); });
   messenger.send("a", {}, replies.receiver());
-  handler.replies[0]({1});
+  handler.replies[0](Bytes{1});
   EXPECT_EQ(replies.all, std::vector<Bytes>(1));
 }
 
@@ -155,7 +155,7 @@ TEST(Messenger, DestroysAReceiverOnceItIsCalled) {
   const auto held = std::make_shared<int>(0);
   messenger.send("a", {}, [held](auto) {});
   EXPECT_EQ(held.use_count(), 2);
-  handler.replies[0]({1});
+  handler.replies[0](Bytes{1});
   EXPECT_EQ(held.use_count(), 1);
 }
 
@@ -179,7 +179,7 @@ TEST(Messenger, AnswersWithNoBytesWhenAHandlerThrows) {
   Replies replies;
   messenger.setMessageHandlerOnChannel("before", [](auto, auto) { throw std::bad_alloc(); });
   messenger.setMessageHandlerOnChannel("after", [](auto, const FlutterBinaryReply& reply) {
-    reply({1});
+    reply(Bytes{1});
     throw std::bad_alloc();
   });
   messenger.send("before", {}, replies.receiver());

@@ -13,18 +13,16 @@ namespace quorvin {
 namespace {
 
 struct ReplyEncoder {
-  std::vector<std::uint8_t> operator()(const Value& result) const {
-    return encodeSuccessEnvelope(result);
+  ByteBuffer operator()(Value result) const { return takeSuccessEnvelope(std::move(result)); }
+  ByteBuffer operator()(const FlutterError& error) const {
+    return ByteBuffer(encodeErrorEnvelope(error));
   }
-  std::vector<std::uint8_t> operator()(const FlutterError& error) const {
-    return encodeErrorEnvelope(error);
-  }
-  std::vector<std::uint8_t> operator()(FlutterMethodNotImplementedMarker) const { return {}; }
+  ByteBuffer operator()(FlutterMethodNotImplementedMarker) const { return {}; }
 };
 
-std::vector<std::uint8_t> encodeReply(const FlutterReply& reply) {
+ByteBuffer encodeReply(FlutterReply reply) {
   try {
-    return std::visit(ReplyEncoder{}, reply);
+    return std::visit(ReplyEncoder{}, std::move(reply));
   } catch (const std::exception&) {
     return {};  // longer than a message or than memory
   }
@@ -44,8 +42,8 @@ void PluginRegistrar::addMethodCallDelegate(std::shared_ptr<FlutterMethodCallDel
           reply({});
           return;
         }
-        delegate->handle(*std::move(call), [reply = std::move(reply)](const FlutterReply& answer) {
-          reply(encodeReply(answer));
+        delegate->handle(*std::move(call), [reply = std::move(reply)](FlutterReply answer) {
+          reply(encodeReply(std::move(answer)).bytes());
         });
       });
 }

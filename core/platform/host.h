@@ -54,8 +54,9 @@ class FlutterMethodCallDelegate {
   virtual void handle(FlutterMethodCall call, FlutterResult result) = 0;
 };
 
-/// Answers one binary message; no bytes stand for "not implemented".
-using FlutterBinaryReply = std::function<void(std::vector<std::uint8_t> message)>;
+/// Answers one binary message, which need not outlive the call; no bytes stand for "not
+/// implemented".
+using FlutterBinaryReply = std::function<void(std::span<const std::uint8_t> message)>;
 using FlutterBinaryMessageHandler =
     std::function<void(std::span<const std::uint8_t> message, FlutterBinaryReply reply)>;
 

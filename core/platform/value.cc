@@ -1,13 +1,52 @@
 #include "core/platform/value.h"
 
 #include <algorithm>
+#include <limits>
+#include <new>
 
 namespace quorvin {
+
+namespace {
+
+/// What `allocate` leaves free in front. As much as keeps the bytes aligned for fast copies.
+constexpr std::size_t kHeadroom = 64;
+
+/// Says by its type that there is room in front of the bytes.
+struct FreeWithHeadroom {
+  void operator()(const void* memory) const {
+    ::operator delete (const_cast<void*>(memory), std::align_val_t{kHeadroom});
+  }
+};
+
+}  // namespace
 
 ByteBuffer::ByteBuffer(std::vector<std::uint8_t> bytes) {
   auto owner = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
   bytes_ = *owner;
   owner_ = std::move(owner);
+}
+
+std::optional<ByteBuffer> ByteBuffer::allocate(std::size_t size, std::uint8_t*& filling) {
+  if (size > std::numeric_limits<std::size_t>::max() - kHeadroom) return std::nullopt;
+  void* memory = ::operator new (kHeadroom + size, std::align_val_t{kHeadroom}, std::nothrow);
+  if (memory == nullptr) return std::nullopt;
+  const std::shared_ptr<const void> owner(memory, FreeWithHeadroom());
+  filling = static_cast<std::uint8_t*>(memory) + kHeadroom;
+  return ByteBuffer(owner, {filling, size});
+}
+
+std::optional<ByteBuffer> ByteBuffer::takeBehind(std::span<const std::uint8_t> header) {
+  const bool hasRoom = std::get_deleter<FreeWithHeadroom>(owner_) != nullptr;
+  if (!hasRoom || owner_.use_count() != 1) return std::nullopt;
+  const auto* memory = static_cast<const std::uint8_t*>(owner_.get());
+  const auto room = static_cast<std::size_t>(bytes_.data() - memory);
+  if (header.size() > room) return std::nullopt;
+  // Nobody else sees the room, and it was made writable.
+  auto* begin = const_cast<std::uint8_t*>(bytes_.data()) - header.size();
+  std::ranges::copy(header, begin);
+  const std::size_t size = header.size() + bytes_.size();
+  bytes_ = {};
+  return ByteBuffer(std::move(owner_), {begin, size});
 }
 
 bool operator==(const ByteBuffer& a, const ByteBuffer& b) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,6 +24,15 @@ class ByteBuffer {
   /// Bytes that live as long as `owner` does, for example a mapped file.
   ByteBuffer(std::shared_ptr<const void> owner, std::span<const std::uint8_t> bytes)
       : owner_(std::move(owner)), bytes_(bytes) {}
+
+  /// New memory with room in front of it for a message's header. `filling` points to the `size`
+  /// bytes, for the caller to fill before anybody else gets the buffer. None when memory runs out.
+  static std::optional<ByteBuffer> allocate(std::size_t size, std::uint8_t*& filling);
+
+  /// The header and these bytes behind it, without a copy of them: in the same memory. None, and
+  /// this buffer as it was, unless `allocate` made it, the room is left and large enough, and no
+  /// copy of the buffer is alive.
+  std::optional<ByteBuffer> takeBehind(std::span<const std::uint8_t> header);
 
   const std::uint8_t* data() const { return bytes_.data(); }
   std::size_t size() const { return bytes_.size(); }
@@ -100,6 +110,11 @@ class Value {
   /// The alternative's value, or null when this is of another type.
   template <class T>
   const T* as() const {
+    return std::get_if<T>(&variant_);
+  }
+
+  template <class T>
+  T* as() {
     return std::get_if<T>(&variant_);
   }
 

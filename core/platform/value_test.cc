@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <initializer_list>
+#include <limits>
+
 namespace quorvin {
 namespace {
 
@@ -59,6 +64,57 @@ TEST(ByteBuffer, ACopySharesItsBytes) {
   EXPECT_EQ(copy.data(), buffer.data());
   EXPECT_EQ(copy.size(), 3u);
   EXPECT_EQ(ByteBuffer().size(), 0u);
+}
+
+ByteBuffer allocated(std::initializer_list<std::uint8_t> bytes) {
+  std::uint8_t* filling = nullptr;
+  std::optional<ByteBuffer> buffer = ByteBuffer::allocate(bytes.size(), filling);
+  EXPECT_TRUE(buffer);
+  std::ranges::copy(bytes, filling);
+  return *std::move(buffer);
+}
+
+TEST(ByteBuffer, TakesAHeaderInFrontWithoutMovingItsBytes) {
+  ByteBuffer buffer = allocated({1, 2, 3});
+  const std::uint8_t* bytes = buffer.data();
+  const auto whole = buffer.takeBehind(std::array<std::uint8_t, 2>{8, 9});
+  ASSERT_TRUE(whole);
+  EXPECT_EQ(*whole, ByteBuffer({8, 9, 1, 2, 3}));
+  EXPECT_EQ(whole->data() + 2, bytes);
+  EXPECT_EQ(buffer.size(), 0U);
+}
+
+TEST(ByteBuffer, TakesHeadersUntilTheRoomIsUsedUp) {
+  ByteBuffer buffer = allocated({1});
+  const std::array<std::uint8_t, 40> header{};
+  auto longer = buffer.takeBehind(header);
+  ASSERT_TRUE(longer);
+  EXPECT_FALSE(longer->takeBehind(header));
+  EXPECT_EQ(longer->size(), 41U);
+}
+
+TEST(ByteBuffer, TakesNoHeaderWhileACopyIsAlive) {
+  ByteBuffer buffer = allocated({1, 2});
+  const std::array<std::uint8_t, 1> header{7};
+  {
+    const ByteBuffer copy = buffer;
+    EXPECT_FALSE(buffer.takeBehind(header));
+    EXPECT_EQ(buffer, copy);
+  }
+  EXPECT_TRUE(buffer.takeBehind(header));
+}
+
+TEST(ByteBuffer, TakesNoHeaderInMemoryThatIsNotItsOwn) {
+  const std::array<std::uint8_t, 1> header{7};
+  EXPECT_FALSE(ByteBuffer().takeBehind(header));
+  EXPECT_FALSE(ByteBuffer({1, 2, 3}).takeBehind(header));
+  const auto owner = std::make_shared<const std::array<std::uint8_t, 4>>();
+  EXPECT_FALSE(ByteBuffer(owner, *owner).takeBehind(header));
+}
+
+TEST(ByteBuffer, CannotBeLongerThanMemory) {
+  std::uint8_t* filling = nullptr;
+  EXPECT_FALSE(ByteBuffer::allocate(std::numeric_limits<std::size_t>::max(), filling));
 }
 
 }  // namespace

@@ -115,10 +115,12 @@ PHImageRequestID LinuxImageManager::requestImageDataAndOrientationForAsset(
                      handler](const Progress&) -> Result<Delivery> {
     const auto resource = findResource(*asset, PHAssetMediaType::image, version);
     if (!resource) return resource.error();
-    const Result<ByteBuffer> data = readResource(**resource);
+    Result<ByteBuffer> data = readResource(**resource);
     if (!data) return data.error();
-    return Delivery([handler, resource = *resource, data = *data](const PHImageInfo& info) {
-      (*handler)(data, resource->uniformTypeIdentifier, resource->orientation, &info);
+    // The handler becomes the only owner of the bytes, so that it can answer with their memory.
+    return Delivery([handler, resource = *resource,
+                     data = *std::move(data)](const PHImageInfo& info) mutable {
+      (*handler)(std::move(data), resource->uniformTypeIdentifier, resource->orientation, &info);
     });
   };
   return requests_.start(options.isSynchronous, {load, [handler](const PHImageInfo& info) {

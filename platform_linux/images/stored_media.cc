@@ -74,17 +74,17 @@ Result<ByteBuffer> readResource(const StoredResource& resource) {
   struct stat status {};
   if (::fstat(file->get(), &status) != 0) return readError(resource, errno);
   const auto size = static_cast<std::size_t>(status.st_size);
-  // Not filled with zeros first, and refused rather than fatal when there is no such memory.
-  const std::shared_ptr<std::uint8_t[]> bytes(new (std::nothrow) std::uint8_t[size]);
-  if (!bytes) return readError(resource, ENOMEM);
+  std::uint8_t* bytes = nullptr;
+  auto buffer = ByteBuffer::allocate(size, bytes);
+  if (!buffer) return readError(resource, ENOMEM);
   for (std::size_t done = 0; done < size;) {
-    const ssize_t count = ::read(file->get(), bytes.get() + done, size - done);
+    const ssize_t count = ::read(file->get(), bytes + done, size - done);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return readError(resource, errno);
     if (count == 0) return readError(resource, EIO);  // it shrank
     done += static_cast<std::size_t>(count);
   }
-  return ByteBuffer(bytes, {bytes.get(), size});
+  return *std::move(buffer);
 }
 
 }  // namespace quorvin
