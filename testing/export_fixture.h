@@ -101,6 +101,13 @@ class ExportTest : public PluginTest {
     onPlatformThread([&] { session->finish(status, error); });
   }
 
+  /// The host lets go of the plugin. The manager stays while a request's handler needs it.
+  void letGoOfThePlugin() {
+    const std::weak_ptr<ImageManager> manager = SwiftQuorvinPluginPeer::manager(plugin.plugin());
+    plugin.registrar.registrations.clear();
+    EXPECT_FALSE(manager.expired());
+  }
+
   NSFileAttributes attributesOf(const std::string& path) const {
     const auto file = files.file(path);
     EXPECT_TRUE(file) << path;

@@ -217,7 +217,7 @@ TEST_F(GetImageData, KeepsTheCallsApart) {
 
 TEST_F(GetImageData, IsAnsweredAfterThePluginsRegistrationIsGone) {
   const RecordedReply reply = request(imageData(false));
-  plugin.registrar.registrations.clear();
+  letGoOfThePlugin();
   deliverData(storedBytes);
   EXPECT_EQ(reply.value(), Value(storedBytes));
 }

@@ -621,7 +621,7 @@ TEST_F(GetImageUrl, KeepsTheCallsApart) {
 
 TEST_F(GetImageUrl, IsAnsweredAfterThePluginsRegistrationIsGone) {
   const RecordedReply copied = requestData(kStored);
-  plugin.registrar.registrations.clear();
+  letGoOfThePlugin();
   deliver(std::nullopt);
   finishWrite();
   EXPECT_EQ(copied.value(), exportReply(pathOf("IMG_1.HEIC")));

@@ -290,8 +290,10 @@ TEST_F(GetLivePhotoUrl, NamesTheFileByTheAsset) {
 }
 
 TEST_F(GetLivePhotoUrl, NamesAFileWithoutANameByTheWholeIdentifier) {
-  for (const auto& [id, expected] : std::vector<std::pair<std::string, std::string>>{
-           {"plain", "livephoto-plain.mov"}, {"A/L0/001", "livephoto-A/L0/001.mov"}}) {
+  for (const auto& [id, expected] :
+       std::vector<std::pair<std::string, std::string>>{{"plain", "livephoto-plain.mov"},
+                                                        {"a.b", "livephoto-a.b.mov"},
+                                                        {"A/L0/001", "livephoto-A/L0/001.mov"}}) {
     addLivePhoto(id, std::nullopt);
     EXPECT_EQ(write(id).value(), exportReply("/temporary/livephoto/" + expected));
   }
@@ -412,7 +414,7 @@ TEST_F(GetLivePhotoUrl, KeepsTheCallsApart) {
 
 TEST_F(GetLivePhotoUrl, IsAnsweredAfterThePluginsRegistrationIsGone) {
   const RecordedReply reply = request();
-  plugin.registrar.registrations.clear();
+  letGoOfThePlugin();
   deliver(livePhoto);
   finishWrite();
   EXPECT_EQ(reply.value(), exportReply(kPath));

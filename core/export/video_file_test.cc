@@ -134,6 +134,12 @@ TEST_F(GetVideoUrl, HandsOverAFileAsItIs) {
   EXPECT_EQ(log.events(), (Names{"main.async", "reply getVideoUrl"}));
 }
 
+TEST_F(GetVideoUrl, ReportsAFileThatIsNowhere) {
+  const RecordedReply reply = request(videoFile(0, false));
+  deliverVideo(std::make_shared<const AVURLAsset>(""));
+  EXPECT_EQ(reply.error(), (FlutterError{"Error", "Unexpected AVAsset type", Value()}));
+}
+
 TEST_F(GetVideoUrl, LooksAtNoInformationBesideAVideo) {
   const RecordedReply reply = request(videoFile(0, false));
   deliverVideo(file, infoOfEverything(failure));
@@ -194,7 +200,7 @@ TEST_F(GetVideoUrl, CachesNothing) {
 
 TEST_F(GetVideoUrl, IsAnsweredAfterThePluginsRegistrationIsGone) {
   const RecordedReply reply = request(videoFile(1));
-  plugin.registrar.registrations.clear();
+  letGoOfThePlugin();
   deliverVideo(file);
   finishExport(AVAssetExportSessionStatus::completed);
   EXPECT_EQ(reply.value(), exportReply("/temporary/video/IMG_1.mov"));
