@@ -28,6 +28,10 @@ std::string unforeseeableName() {
 }  // namespace
 
 SideFile::SideFile(const std::string& target) : target_(target) {
+  if (target.empty()) {
+    error_ = ENOENT;
+    return;
+  }
   path_ = folderOf(target) + "/" + unforeseeableName();
   file_ = FileDescriptor(::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   if (file_) return;

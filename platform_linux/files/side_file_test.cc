@@ -59,6 +59,7 @@ TEST(SideFile, KeepsALinkThatLeadsNowhereAtTheTarget) {
 TEST(SideFile, SaysWhyItCannotBeMade) {
   TemporaryFolder folder;
   EXPECT_EQ(SideFile(folder / "missing/file").error(), ENOENT);
+  EXPECT_EQ(SideFile("").error(), ENOENT);
   writeFile(folder / "file", "");
   EXPECT_EQ(SideFile(folder / "file/below").error(), ENOTDIR);
 }

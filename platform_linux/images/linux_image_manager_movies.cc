@@ -2,22 +2,13 @@
 #include <utility>
 
 #include "platform_linux/errors.h"
-#include "platform_linux/images/linux_composition.h"
 #include "platform_linux/images/linux_image_manager.h"
 #include "platform_linux/images/stored_media.h"
 #include "platform_linux/images/target_size.h"
+#include "platform_linux/videos/linux_composition.h"
+#include "platform_linux/videos/slow_motion.h"
 
 namespace quorvin {
-
-namespace {
-
-/// A file that was stored already slowed down has a capture rate of its own, and plays as it is.
-bool isSlowedDownHere(const MediaProbe& probe) {
-  return probe.captureFrameRate == 0 && probe.frameRate >= kSlowMotionLeastRate &&
-         probe.duration > 0;
-}
-
-}  // namespace
 
 PHImageRequestID LinuxImageManager::requestAVAssetForVideo(std::shared_ptr<const PHAsset> asset,
                                                            const PHVideoRequestOptions& options,
@@ -41,18 +32,21 @@ Result<std::shared_ptr<const AVAsset>> LinuxImageManager::loadVideo(
   const Result<FileDescriptor> file = openResource(**resource);
   if (!file) return file.error();
 
-  const bool isSlowMotion = (asset.mediaSubtypes & PHAssetMediaSubtype::videoHighFrameRate) != 0 &&
-                            version == PHImageRequestOptionsVersion::current &&
-                            (*resource)->type == PHAssetResourceType::video;
-  if (isSlowMotion) {
+  const bool isPlayedByMap = version == PHImageRequestOptionsVersion::current &&
+                             (*resource)->type == PHAssetResourceType::video;
+  TimeMap map = isPlayedByMap ? assets_.timeMap(asset.localIdentifier) : TimeMap();
+  const bool isSlowMotion = (asset.mediaSubtypes & PHAssetMediaSubtype::videoHighFrameRate) != 0;
+  if (isPlayedByMap && map.empty() && isSlowMotion) {
+    // Stored slowed down already, or imported before time maps were stored.
     const Result<MediaProbe> probe = media_.probe(*file, (*resource)->originalFilename);
     if (!probe) return mediaError(**resource, probe.error());
-    if (isSlowedDownHere(*probe)) {
-      return std::shared_ptr<const AVAsset>(std::make_shared<const LinuxComposition>(
-          (*resource)->path, slowMotionSegments(probe->duration, probe->frameRate)));
-    }
+    map = slowMotionTimeMap(*probe);
   }
-  return std::shared_ptr<const AVAsset>(std::make_shared<const AVURLAsset>((*resource)->path));
+  if (map.empty()) {
+    return std::shared_ptr<const AVAsset>(std::make_shared<const AVURLAsset>((*resource)->path));
+  }
+  return std::shared_ptr<const AVAsset>(
+      std::make_shared<const LinuxComposition>((*resource)->path, std::move(map)));
 }
 
 PHImageRequestID LinuxImageManager::requestLivePhotoForAsset(

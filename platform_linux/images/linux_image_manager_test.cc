@@ -6,11 +6,13 @@
 #include <latch>
 #include <limits>
 
-#include "platform_linux/images/linux_composition.h"
 #include "platform_linux/images/testing_images.h"
+#include "platform_linux/videos/linux_composition.h"
 
 namespace quorvin {
 namespace {
+
+using namespace std::chrono_literals;
 
 using DeliveryMode = PHImageRequestOptionsDeliveryMode;
 using Fit = RenderRequest::Fit;
@@ -410,7 +412,24 @@ TEST_F(LinuxImageManagerTest, GivesSlowMotionAsAComposition) {
   const auto* composition = dynamic_cast<const LinuxComposition*>(call.outcome.get());
   ASSERT_NE(composition, nullptr);
   EXPECT_EQ(composition->sourcePath, files_.path("SLOW.MOV"));
-  EXPECT_EQ(composition->segments, slowMotionSegments(10, 240));
+  EXPECT_EQ(composition->timeMap, (TimeMap{{0s, 1s, 1s}, {1s, 8s, 64s}, {9s, 1s, 1s}}));
+}
+
+TEST_F(LinuxImageManagerTest, GivesAVideoWithAStoredTimeMapAsAComposition) {
+  const TimeMap map = {{0s, 5s, 10s}};
+  files_.add("edited", PHAssetResourceType::video, "EDITED.MOV");
+  files_.play("edited", map);
+  media_.onProbe = [](const std::string&) -> Result<MediaProbe> {
+    ADD_FAILURE() << "the file is not to be looked at";
+    return MediaProbe();
+  };
+  const auto asset = assetOf(PHAssetMediaType::video, "edited");
+  const auto current = video(asset);
+  const auto* composition = dynamic_cast<const LinuxComposition*>(current.outcome.get());
+  ASSERT_NE(composition, nullptr);
+  EXPECT_EQ(composition->timeMap, map);
+  const auto original = video(asset, Version::original);
+  EXPECT_NE(dynamic_cast<const AVURLAsset*>(original.outcome.get()), nullptr);
 }
 
 TEST_F(LinuxImageManagerTest, GivesSlowMotionInPlaceWhenItIsStoredSlowOrTheOriginalIsAskedFor) {

@@ -102,6 +102,7 @@ class StoredFiles final : public AssetFiles {
     resources_[asset].push_back(std::make_shared<const StoredResource>(type, name, "type." + name,
                                                                        path(name), orientation));
   }
+  void play(const std::string& asset, TimeMap map) { maps_[asset] = std::move(map); }
   void refuse(NSError error) { refusal_ = std::move(error); }
 
   Result<StoredResources> storedResources(const std::string& localIdentifier) override {
@@ -112,10 +113,16 @@ class StoredFiles final : public AssetFiles {
     }
     return found->second;
   }
+  std::optional<NSError> accessError(const StoredResource&) override { return refusal_; }
+  TimeMap timeMap(const std::string& localIdentifier) override {
+    const auto found = maps_.find(localIdentifier);
+    return found == maps_.end() ? TimeMap() : found->second;
+  }
 
  private:
   std::filesystem::path folder_;
   std::map<std::string, StoredResources> resources_;
+  std::map<std::string, TimeMap> maps_;
   std::optional<NSError> refusal_;
 };
 

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/platform/asset_resources.h"
 #include "core/platform/foundation.h"
+#include "platform_linux/media/time_map.h"
 
 namespace quorvin {
 
@@ -32,6 +34,12 @@ class AssetFiles {
   /// The asset's resources in the library's order. An error when the asset is gone or deleted
   /// (`missingResource`), or access is not granted (`accessUserDenied`, `accessRestricted`).
   virtual Result<StoredResources> storedResources(const std::string& localIdentifier) = 0;
+
+  /// Why a resource that was listed before may not be read any more, as of `storedResources`.
+  virtual std::optional<NSError> accessError(const StoredResource& resource) = 0;
+
+  /// How the asset's original video plays; empty when it plays as it is, or when nobody looked yet.
+  virtual TimeMap timeMap(const std::string& localIdentifier) = 0;
 };
 
 }  // namespace quorvin

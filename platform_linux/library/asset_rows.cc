@@ -6,15 +6,12 @@
 
 #include "platform_linux/library/identifiers.h"
 #include "platform_linux/library/import_plan.h"
+#include "platform_linux/videos/slow_motion.h"
 
 namespace quorvin {
 namespace {
 
 constexpr auto kLive = static_cast<std::int64_t>(PHAssetMediaSubtype::photoLive);
-
-// 120 frames a second, also as 120000/1001.
-constexpr double kHighFrameRate = 119;
-constexpr double kHighCaptureFrameRate = 120;
 
 std::int64_t mediaType(MediaKind kind) {
   switch (kind) {
@@ -31,8 +28,7 @@ std::int64_t mediaType(MediaKind kind) {
 // A photo is live only once its video is there.
 std::int64_t subtypes(const MediaProbe& probe) {
   auto bits = static_cast<std::int64_t>(probe.mediaSubtypes) & ~kLive;
-  if (probe.kind == MediaKind::video &&
-      (probe.frameRate >= kHighFrameRate || probe.captureFrameRate >= kHighCaptureFrameRate)) {
+  if (isSlowMotion(probe)) {
     bits |= static_cast<std::int64_t>(PHAssetMediaSubtype::videoHighFrameRate);
   }
   return bits;
@@ -55,6 +51,20 @@ void bindProperties(Statement& statement, const NewAsset& asset) {
       std::max<std::int64_t>(probe.pixelHeight, 0), duration(probe),
       probe.creationDate.value_or(asset.modified), asset.modified, probe.frontCamera ? 1 : 0,
       probe.animated ? 1 : 0, probe.raw ? 1 : 0, probe.burstPrimary ? 1 : 0);
+}
+
+bool insertTimeMap(Database& database, std::int64_t asset, const TimeMap& map) {
+  if (map.empty()) return true;
+  Statement insert = database.prepare(
+      "INSERT INTO time_maps(asset, pos, source_start, source_duration, target_duration)"
+      " VALUES (?, ?, ?, ?, ?)");
+  for (std::size_t i = 0; i < map.size(); ++i) {
+    insert.bind(asset, static_cast<std::int64_t>(i), map[i].sourceStart.count(),
+                map[i].sourceDuration.count(), map[i].targetDuration.count());
+    if (!insert.run()) return false;
+    insert.rewind();
+  }
+  return true;
 }
 
 int rankOf(std::int64_t type) {
@@ -104,7 +114,9 @@ std::optional<std::int64_t> insertAsset(Database& database, const NewAsset& asse
   bindProperties(insert, asset);
   insert.bind(asset.identifier, asset.added, burst, content, asset.sourceFolder);
   if (!insert.run()) return std::nullopt;
-  return database.lastInsertedRow();
+  const std::int64_t row = database.lastInsertedRow();
+  if (!insertTimeMap(database, row, slowMotionTimeMap(asset.probe))) return std::nullopt;
+  return row;
 }
 
 bool insertResource(Database& database, std::int64_t asset, const NewResource& resource) {
@@ -129,7 +141,8 @@ bool joinStill(Database& database, std::int64_t video, const NewAsset& still,
                const NewResource& photo) {
   Statement demote =
       database.prepare("UPDATE resources SET type = 9, pos = ? WHERE asset = ? AND type = 2");
-  if (!demote.bind(rankOf(9), video).run()) return false;
+  Statement forget = database.prepare("DELETE FROM time_maps WHERE asset = ?");
+  if (!demote.bind(rankOf(9), video).run() || !forget.bind(video).run()) return false;
   const std::optional<std::string> burst = nonEmpty(still.probe.burstIdentifier);
   Statement update = database.prepare(
       "UPDATE assets SET media_type = ?, subtypes = ? | 8, width = ?, height = ?, duration = ?,"

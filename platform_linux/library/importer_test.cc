@@ -460,6 +460,33 @@ TEST(Importer, MarksFastVideosAsSlowMotion) {
   EXPECT_EQ(library->fetchAssetsInAssetCollection(*slow->firstObject(), nullptr)->count(), 2U);
 }
 
+TEST(Importer, StoresHowSlowMotionPlays) {
+  using namespace std::chrono_literals;
+  Fixture test;
+  test.import({test.put("a.mov", "video rate=120")});
+  const TimeMap map = {{0s, 500ms, 500ms}, {500ms, 1500ms, 6s}, {2s, 500ms, 500ms}};
+  EXPECT_EQ(test.open()->timeMap(test.only().localIdentifier), map);
+  test.expectSound();
+}
+
+TEST(Importer, StoresNothingOfVideosThatPlayAsTheyAre) {
+  Fixture test;
+  test.put("a.mov", "video captured=240");
+  test.put("b.mov", "video rate=60");
+  test.put("c.jpg", "image");
+  test.importAll();
+  EXPECT_EQ(Gardener(test.libraryPath()).integer("SELECT count(*) FROM time_maps"), 0);
+}
+
+TEST(Importer, ForgetsHowAMoviePlaysThatBecomesPartOfALivePhoto) {
+  Fixture test;
+  test.import({test.put("IMG_1.MOV", "video rate=240")});
+  Gardener catalogue(test.libraryPath());
+  EXPECT_EQ(catalogue.integer("SELECT count(*) FROM time_maps"), 3);
+  test.import({test.put("IMG_1.HEIC", "image")});
+  EXPECT_EQ(catalogue.integer("SELECT count(*) FROM time_maps"), 0);
+}
+
 TEST(Importer, RepresentsABurstByThePrimaryMember) {
   Fixture test;
   test.put("a.jpg", "image burst=B date=1");

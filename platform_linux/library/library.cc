@@ -43,6 +43,16 @@ bool isOpen(const PHAssetCollection& collection, PHAuthorizationStatus status) {
           collection.assetCollectionType == PHAssetCollectionType::smartAlbum);
 }
 
+std::optional<NSError> refusal(PHAuthorizationStatus status) {
+  if (isGranted(status)) return std::nullopt;
+  if (status == PHAuthorizationStatus::restricted) {
+    return libraryError(LibraryErrorCode::accessRestricted,
+                        "Access to the photo library is restricted.");
+  }
+  return libraryError(LibraryErrorCode::accessUserDenied,
+                      "Access to the photo library is not granted.");
+}
+
 }  // namespace
 
 Result<std::unique_ptr<Library>> Library::open(LibraryOptions options) {
@@ -151,14 +161,7 @@ PHAssetResources Library::assetResourcesForAsset(const PHAsset& asset) {
 
 Result<StoredResources> Library::storedResources(const std::string& localIdentifier) {
   const PHAuthorizationStatus status = authorization_->status();
-  if (status == PHAuthorizationStatus::restricted) {
-    return libraryError(LibraryErrorCode::accessRestricted,
-                        "Access to the photo library is restricted.");
-  }
-  if (!isGranted(status)) {
-    return libraryError(LibraryErrorCode::accessUserDenied,
-                        "Access to the photo library is not granted.");
-  }
+  if (auto refused = refusal(status)) return *std::move(refused);
   const NSError gone = libraryError(LibraryErrorCode::missingResource,
                                     "The asset “" + localIdentifier + "” is not in the library.");
   Catalogue::Reader database = catalogue_->reader();
@@ -186,6 +189,43 @@ Result<StoredResources> Library::storedResources(const std::string& localIdentif
   }
   if (!found) return gone;
   return resources;
+}
+
+std::optional<NSError> Library::accessError(const StoredResource& resource) {
+  const PHAuthorizationStatus status = authorization_->status();
+  if (auto refused = refusal(status)) return refused;
+  const std::string originals = catalogue_->folder().originals() + "/";
+  const bool isOurs = resource.path.starts_with(originals);
+  const std::string path = isOurs ? resource.path.substr(originals.size()) : "";
+  if (Catalogue::Reader database = catalogue_->reader(); database && isOurs) {
+    Statement row =
+        database->prepare(status == PHAuthorizationStatus::limited
+                              ? "SELECT 1 FROM resources AS r JOIN assets AS a ON a.id = r.asset "
+                                "JOIN limited_selection AS l ON l.asset = a.id "
+                                "WHERE r.path = ? AND a.trashed_ns IS NULL"
+                              : "SELECT 1 FROM resources AS r JOIN assets AS a ON a.id = r.asset "
+                                "WHERE r.path = ? AND a.trashed_ns IS NULL");
+    if (row.bind(path).next()) return std::nullopt;
+  }
+  return libraryError(
+      LibraryErrorCode::missingResource,
+      "The asset of the file “" + resource.originalFilename + "” is not in the library.");
+}
+
+TimeMap Library::timeMap(const std::string& localIdentifier) {
+  TimeMap map;
+  Catalogue::Reader database = catalogue_->reader();
+  if (!database) return map;
+  Statement rows = database->prepare(
+      "SELECT t.source_start, t.source_duration, t.target_duration FROM assets AS a "
+      "JOIN time_maps AS t ON t.asset = a.id WHERE a.ident = ? ORDER BY t.pos");
+  rows.bind(localIdentifier);
+  while (rows.next()) {
+    using std::chrono::nanoseconds;
+    map.push_back(
+        {nanoseconds(rows.integer(0)), nanoseconds(rows.integer(1)), nanoseconds(rows.integer(2))});
+  }
+  return map;
 }
 
 }  // namespace quorvin

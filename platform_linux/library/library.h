@@ -54,6 +54,8 @@ class Library final : public PHPhotoLibrary, public PHAssetResourceLister, publi
 
   PHAssetResources assetResourcesForAsset(const PHAsset& asset) override;
   Result<StoredResources> storedResources(const std::string& localIdentifier) override;
+  std::optional<NSError> accessError(const StoredResource& resource) override;
+  TimeMap timeMap(const std::string& localIdentifier) override;
 
  private:
   Library(std::shared_ptr<Catalogue> catalogue, std::shared_ptr<Authorization> authorization);

@@ -81,6 +81,21 @@ TEST(LibraryOpen, RefusesALibraryOfALaterVersion) {
   EXPECT_EQ(test.gardener.text("PRAGMA user_version"), "999");
 }
 
+TEST(LibraryOpen, BringsALibraryOfTheFirstVersionUpToDateAndKeepsWhatItHolds) {
+  TestLibrary test;
+  const std::string asset = test.gardener.plant({.created = 7});
+  test.library.reset();
+  test.gardener.run("UPDATE meta SET value = 3 WHERE key = 'authorization'");
+  test.gardener.run("DROP TABLE time_maps; PRAGMA user_version = 1");
+  const auto library = test.open(std::nullopt);
+  ASSERT_TRUE(library);
+  EXPECT_EQ(test.gardener.text("PRAGMA user_version"), "2");
+  EXPECT_EQ(library->authorizationStatus(), PHAuthorizationStatus::authorized);
+  const std::vector<std::string> identifiers = {asset};
+  EXPECT_EQ(library->fetchAssetsWithLocalIdentifiers(identifiers, nullptr)->count(), 1U);
+  EXPECT_TRUE(library->timeMap(asset).empty());
+}
+
 TEST(LibraryOpen, RefusesOriginalsThatHaveLostTheirCatalogue) {
   TemporaryFolder folder;
   writeFile(folder / "library/originals/AB/photo.jpg", "precious");

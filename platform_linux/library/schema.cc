@@ -168,10 +168,27 @@ bool toVersion1(Database& database) {
              std::to_string(kCatalogueApplicationId));
 }
 
+// How an original video plays that does not play as it is: which stretch of it takes how long, in
+// the order of playing. Nanoseconds.
+constexpr const char* kVersion2 = R"(
+CREATE TABLE time_maps(
+  asset INTEGER NOT NULL REFERENCES assets(id) ON DELETE CASCADE,
+  pos INTEGER NOT NULL,
+  source_start INTEGER NOT NULL CHECK (source_start >= 0),
+  source_duration INTEGER NOT NULL CHECK (source_duration > 0),
+  target_duration INTEGER NOT NULL CHECK (target_duration > 0),
+  PRIMARY KEY (asset, pos)
+) WITHOUT ROWID;
+)";
+
+bool toVersion2(Database& database) {
+  return database.execute(kVersion2);
+}
+
 using Step = bool (*)(Database&);
 // The step at index n brings a catalogue from version n to n + 1. Steps are never changed: a new
 // version adds one.
-constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1};
+constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1, toVersion2};
 
 }  // namespace
 

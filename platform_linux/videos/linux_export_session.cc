@@ -1,0 +1,172 @@
+#include "platform_linux/videos/linux_export_session.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+#include "platform_linux/errors.h"
+#include "platform_linux/files/file_error.h"
+#include "platform_linux/files/side_file.h"
+
+namespace quorvin {
+
+namespace {
+
+using Status = AVAssetExportSessionStatus;
+
+std::string_view titleOf(MediaErrorCode code) {
+  switch (code) {
+    case MediaErrorCode::unknown:
+      return "The operation could not be completed";
+    case MediaErrorCode::cannotDecode:
+      return "Cannot Decode";
+    case MediaErrorCode::cannotSave:
+      return "Cannot Save";
+    case MediaErrorCode::cannotOpen:
+      return "Cannot Open";
+    case MediaErrorCode::operationStopped:
+      return "Operation Stopped";
+    case MediaErrorCode::operationInterrupted:
+      return "Operation Interrupted";
+  }
+  return "";
+}
+
+NSError exportError(MediaErrorCode code, const std::string& reason) {
+  return {std::string(kMediaErrorDomain), static_cast<std::int64_t>(code),
+          std::string(titleOf(code)) + ": " + reason};
+}
+
+NSError cannotSave(const std::string& path, int errorNumber) {
+  return exportError(MediaErrorCode::cannotSave,
+                     savingError(path, errorNumber).localizedDescription);
+}
+
+MediaErrorCode mediaCodeOf(const NSError& error) {
+  switch (static_cast<LibraryErrorCode>(error.code)) {
+    case LibraryErrorCode::invalidResource:
+      return MediaErrorCode::cannotDecode;
+    case LibraryErrorCode::missingResource:
+      return MediaErrorCode::cannotOpen;
+    case LibraryErrorCode::notEnoughSpace:
+      return MediaErrorCode::cannotSave;
+    case LibraryErrorCode::operationInterrupted:
+      return MediaErrorCode::operationInterrupted;
+    case LibraryErrorCode::requestNotSupportedForAsset:
+      return MediaErrorCode::operationStopped;
+    default:
+      return MediaErrorCode::unknown;
+  }
+}
+
+VideoContainer containerOf(AVFileType type) {
+  return type == AVFileType::AVFileTypeMPEG4 ? VideoContainer::mpeg4 : VideoContainer::quickTime;
+}
+
+AVFileType fileTypeOf(VideoContainer container) {
+  return container == VideoContainer::mpeg4 ? AVFileType::AVFileTypeMPEG4
+                                            : AVFileType::AVFileTypeQuickTimeMovie;
+}
+
+}  // namespace
+
+LinuxExportSession::LinuxExportSession(ExportPlace place, ExportSource source)
+    : place_(std::move(place)),
+      source_(std::move(source)),
+      container_(source_.containers.front()) {}
+
+std::vector<AVFileType> LinuxExportSession::supportedFileTypes() const {
+  std::vector<AVFileType> types;
+  for (const VideoContainer each : source_.containers) types.push_back(fileTypeOf(each));
+  return types;
+}
+
+void LinuxExportSession::setOutputFileType(AVFileType type) {
+  container_ = containerOf(type);
+}
+
+AVAssetExportSessionStatus LinuxExportSession::status() const {
+  const NSLockHolder held(lock_);
+  return status_;
+}
+
+std::optional<NSError> LinuxExportSession::error() const {
+  const NSLockHolder held(lock_);
+  return error_;
+}
+
+void LinuxExportSession::set(AVAssetExportSessionStatus status, std::optional<NSError> error) {
+  const NSLockHolder held(lock_);
+  status_ = status;
+  error_ = std::move(error);
+}
+
+void LinuxExportSession::exportAsynchronously(std::function<void()> completionHandler) {
+  bool isFirst = false;
+  {
+    const NSLockHolder held(lock_);
+    isFirst = !std::exchange(isStarted_, true);
+    if (isFirst) status_ = Status::waiting;
+  }
+  const bool isTaken = place_.threads.add(
+      [self = shared_from_this(), isFirst, completionHandler = std::move(completionHandler)] {
+        isFirst ? self->run() : self->failAfterTheFirst();
+        completionHandler();
+        if (!isFirst) return;
+        const NSLockHolder held(self->lock_);
+        self->isOver_ = true;
+        self->over_.notify_all();
+      });
+  if (!isTaken && isFirst) set(Status::cancelled);
+}
+
+void LinuxExportSession::run() {
+  const std::stop_callback cancelToo(place_.shutDown, [this] { stop_.request_stop(); });
+  const NSError cancelled =
+      exportError(MediaErrorCode::operationStopped, "The export was cancelled.");
+  if (stop_.stop_requested()) return set(Status::cancelled, cancelled);
+  set(Status::exporting);
+  auto error = exportFile();
+  if (!error) return set(Status::completed);
+  if (stop_.stop_requested()) return set(Status::cancelled, cancelled);
+  set(Status::failed, std::move(error));
+}
+
+std::optional<NSError> LinuxExportSession::exportFile() {
+  if (std::ranges::find(source_.containers, container_) == source_.containers.end()) {
+    return exportError(MediaErrorCode::operationStopped,
+                       "The preset does not write files of this type.");
+  }
+  // Looked at first so that nothing is encoded in vain; what comes meanwhile is kept all the same.
+  if (struct stat there = {}; ::lstat(outputPath_.c_str(), &there) == 0) {
+    return cannotSave(outputPath_, EEXIST);
+  }
+  SideFile side(outputPath_);
+  if (side.error() != 0) return cannotSave(outputPath_, side.error());
+  const VideoExportRequest request = {.preset = source_.preset,
+                                      .container = container_,
+                                      .indexFirst = indexFirst_,
+                                      .timeMap = source_.timeMap};
+  const auto failure =
+      place_.exporter.exportVideo(source_.file, side.file(), request, stop_.get_token());
+  if (failure) return exportError(mediaCodeOf(*failure), failure->localizedDescription);
+  if (const int error = side.sync(); error != 0) return cannotSave(outputPath_, error);
+  if (stop_.stop_requested()) return cannotSave(outputPath_, ECANCELED);
+  if (const int error = side.moveIntoPlace(SideFile::Existing::keep); error != 0) {
+    return cannotSave(outputPath_, error);
+  }
+  return std::nullopt;
+}
+
+void LinuxExportSession::failAfterTheFirst() {
+  const NSLockHolder held(lock_);
+  // The first is not behind this one, so some thread has it.
+  while (!isOver_) over_.wait(lock_);
+  status_ = Status::failed;
+  error_ = exportError(MediaErrorCode::operationStopped, "A session exports only once.");
+}
+
+}  // namespace quorvin
