@@ -1,11 +1,14 @@
 #include "media_worker/serve.h"
 
+#include <chrono>
 #include <exception>
+#include <span>
 #include <utility>
 #include <variant>
 
 #include "codec/standard_message_codec.h"
 #include "media_worker/encode.h"
+#include "media_worker/export.h"
 #include "media_worker/libraries.h"
 #include "media_worker/limits.h"
 #include "media_worker/probe.h"
@@ -20,38 +23,78 @@ WorkerReply failure(const NSError& error) {
   return {errorToMap(error), {}};
 }
 
-WorkerReply perform(const ProbeRequest& request, int fd) {
-  const auto probe = probeFile(fd, request.name);
+/// What came with a request.
+struct Given {
+  int file;
+  int output;  ///< -1 when there is none
+  const ExportProgress& progress;
+};
+
+WorkerReply malformed() {
+  return failure(workerError(LibraryErrorCode::internal, "The request is malformed."));
+}
+
+WorkerReply perform(const ProbeRequest& request, const Given& given) {
+  const auto probe = probeFile(given.file, request.name);
   return probe ? WorkerReply{probeToMap(*probe), {}} : failure(probe.error());
 }
 
-WorkerReply perform(const RenderRequest& request, int fd) {
-  auto pixels = renderFile(fd, request);
+WorkerReply perform(const RenderRequest& request, const Given& given) {
+  auto pixels = renderFile(given.file, request);
   if (!pixels) return failure(pixels.error());
   return {layoutToMap(pixels->layout), std::move(pixels->memory)};
 }
 
-WorkerReply perform(const EncodeRequest& request, int fd) {
-  auto encoded = encodePixels(fd, request);
+WorkerReply perform(const EncodeRequest& request, const Given& given) {
+  auto encoded = encodePixels(given.file, request);
   return encoded ? WorkerReply{{}, *std::move(encoded)} : failure(encoded.error());
 }
 
-WorkerReply answerRequest(const Packet& packet) {
+WorkerReply perform(const ExportContainersRequest& request, const Given& given) {
+  const auto containers = exportContainers(given.file, request.preset);
+  return containers ? WorkerReply{containersToMap(*containers), {}} : failure(containers.error());
+}
+
+WorkerReply perform(const VideoExportRequest& request, const Given& given) {
+  if (given.output < 0) return malformed();
+  const auto error = exportVideo(given.file, given.output, request, given.progress);
+  return error ? failure(*error) : WorkerReply{exportStateToMap(ExportState::done), {}};
+}
+
+/// Tells the other end now and then that the request is being worked on.
+class ProgressTeller {
+ public:
+  explicit ProgressTeller(int socket) : socket_(socket) {}
+
+  void tell() {
+    constexpr std::chrono::milliseconds kInterval(500);
+    const auto now = std::chrono::steady_clock::now();
+    if (now - told_ < kInterval) return;
+    told_ = now;
+    renewTimeLimit();
+    // If it cannot be sent, neither can the reply.
+    sendPacket(socket_, encodeMessage(exportStateToMap(ExportState::underWay)));
+  }
+
+ private:
+  const int socket_;
+  std::chrono::steady_clock::time_point told_ = std::chrono::steady_clock::now();
+};
+
+WorkerReply answerRequest(const Packet& packet, const ExportProgress& progress) {
   const auto message = decodeMessage(packet.bytes);
   const Map* map = message ? message->as<Map>() : nullptr;
   const auto request = map == nullptr ? std::nullopt : requestFromMap(*map);
-  if (!request || !packet.descriptor) {
-    return failure(workerError(LibraryErrorCode::internal, "The request is malformed."));
-  }
-  return std::visit([fd = packet.descriptor.get()](const auto& each) { return perform(each, fd); },
-                    *request);
+  if (!request || !packet.descriptor) return malformed();
+  const Given given{packet.descriptor.get(), packet.secondDescriptor.get(), progress};
+  return std::visit([&given](const auto& each) { return perform(each, given); }, *request);
 }
 
 }  // namespace
 
-WorkerReply answer(const Packet& request) {
+WorkerReply answer(const Packet& request, const ExportProgress& progress) {
   try {
-    return answerRequest(request);
+    return answerRequest(request, progress);
   } catch (const std::bad_alloc&) {
     return failure(workerError(LibraryErrorCode::internal, "Memory ran out."));
   } catch (const std::exception&) {
@@ -62,10 +105,11 @@ WorkerReply answer(const Packet& request) {
 void serve(int socket) {
   while (auto packet = receivePacket(socket)) {
     renewTimeLimit();
-    const WorkerReply reply = answer(*packet);
-    if (!sendPacket(socket, encodeMessage(reply.map), reply.memory ? reply.memory.get() : -1)) {
-      return;
-    }
+    ProgressTeller teller(socket);
+    const WorkerReply reply = answer(*packet, [&teller] { teller.tell(); });
+    const int memory = reply.memory.get();
+    const std::span<const int> descriptors(&memory, reply.memory ? 1 : 0);
+    if (!sendPacket(socket, encodeMessage(reply.map), descriptors)) return;
     packet.reset();
     tidyLibraries();
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/platform/value.h"
+#include "media_worker/export.h"
 #include "platform_linux/files/file_descriptor.h"
 #include "platform_linux/media/packet_socket.h"
 
@@ -12,8 +13,10 @@ struct WorkerReply {
   FileDescriptor memory;  ///< none unless the reply has pixels or encoded bytes
 };
 
-/// What the request asks for, or the error that stands in its place; throws nothing.
-WorkerReply answer(const Packet& request);
+/// What the request asks for, or the error that stands in its place; throws nothing. `progress` is
+/// called while an export goes on.
+WorkerReply answer(
+    const Packet& request, const ExportProgress& progress = [] {});
 
 /// Answers the requests that arrive at the socket, one after another, until its other end is
 /// closed or a reply cannot be sent. `startLibraries` was called before.

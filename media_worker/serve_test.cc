@@ -15,7 +15,7 @@ namespace quorvin {
 namespace {
 
 Packet packetOf(const Value& message, FileDescriptor file) {
-  return {encodeMessage(message), std::move(file)};
+  return {encodeMessage(message), std::move(file), {}};
 }
 
 std::string reasonFor(const Packet& packet) {
@@ -51,8 +51,8 @@ TEST(Answer, ProbesWithAMap) {
 
 TEST(Answer, RefusesWhatIsNoRequest) {
   const std::string malformed = "The request is malformed.";
-  EXPECT_EQ(reasonFor({{}, fileOf(Bytes{1})}), malformed);
-  EXPECT_EQ(reasonFor({{0xff, 0xff}, fileOf(Bytes{1})}), malformed);
+  EXPECT_EQ(reasonFor({{}, fileOf(Bytes{1}), {}}), malformed);
+  EXPECT_EQ(reasonFor({{0xff, 0xff}, fileOf(Bytes{1}), {}}), malformed);
   EXPECT_EQ(reasonFor(packetOf(Value(5), fileOf(Bytes{1}))), malformed);
   EXPECT_EQ(reasonFor(packetOf(Map{}, fileOf(Bytes{1}))), malformed);
   EXPECT_EQ(reasonFor(packetOf(requestToMap(fitInto(1, 1)), FileDescriptor())), malformed);
@@ -73,7 +73,7 @@ TEST(Serve, AnswersOneRequestAfterAnotherUntilTheEnd) {
   const auto good = encodeMessage(requestToMap(fitInto(48, 48)));
   const std::vector<std::uint8_t> bad{0xff};
   for (const auto* request : {&good, &bad, &good}) {
-    ASSERT_TRUE(sendPacket(near.get(), *request, picture.get()));
+    ASSERT_TRUE(sendPacket(near.get(), *request, std::array{picture.get()}));
     const auto reply = receivePacket(near.get());
     ASSERT_TRUE(reply);
     const auto map = decodeMessage(reply->bytes);

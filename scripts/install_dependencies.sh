@@ -10,7 +10,7 @@ packages=(
   # the library and the tool
   libcli11-dev libsqlite3-dev libxxhash-dev nlohmann-json3-dev pv sqlite3
   # the media worker
-  libavcodec-dev libavformat-dev libavutil-dev libexiv2-dev libheif-dev
+  libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev libexiv2-dev libheif-dev
   libjpeg-dev liblcms2-dev libswscale-dev libvips-dev zlib1g-dev
   # media generated for tests and the demo, and the programs that verify replies
   binutils ffmpeg jq libheif-examples libimage-exiftool-perl libvips-tools strace

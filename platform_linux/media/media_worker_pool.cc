@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 #include <utility>
 
@@ -34,6 +35,16 @@ NSError shutDownError() {
   return interrupted("The photo library is being closed.");
 }
 
+NSError cancelledError() {
+  return workerError(LibraryErrorCode::userCancelled, "The export was cancelled.");
+}
+
+bool isUnderWay(const Packet& packet) {
+  const std::optional<Value> value = decodeMessage(packet.bytes);
+  const Map* map = value ? value->as<Map>() : nullptr;
+  return map != nullptr && exportStateFromMap(*map) == ExportState::underWay;
+}
+
 std::string inSeconds(std::chrono::milliseconds time) {
   return std::to_string(std::chrono::ceil<std::chrono::seconds>(time).count()) + " s";
 }
@@ -56,15 +67,16 @@ std::size_t MediaWorkerOptions::sizeForThisMachine() {
 /// One request's stay in the pool, with the worker that serves it.
 class MediaWorkerPool::Turn {
  public:
-  explicit Turn(MediaWorkerPool& pool) : pool_(pool), entered_(pool.turns_.enter()) {}
+  Turn(MediaWorkerPool& pool, TurnQueue& turns, const std::stop_token& stop)
+      : pool_(pool), turns_(turns), entered_(turns.enter(stop)) {}
   ~Turn() {
     discard();
-    if (entered_) pool_.turns_.leave();
+    if (entered_) turns_.leave();
   }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
 
-  /// False when the pool is shut down.
+  /// False when the pool is shut down, or the request was stopped before its turn.
   bool entered() const { return entered_; }
   WorkerProcess* worker() const { return worker_.get(); }
   void use(std::unique_ptr<WorkerProcess> worker) { worker_ = std::move(worker); }
@@ -82,6 +94,7 @@ class MediaWorkerPool::Turn {
 
  private:
   MediaWorkerPool& pool_;
+  TurnQueue& turns_;
   const bool entered_;
   std::unique_ptr<WorkerProcess> worker_;
 };
@@ -90,6 +103,7 @@ MediaWorkerPool::MediaWorkerPool(MediaWorkerOptions options)
     : options_(std::move(options)),
       environment_(currentEnvironment()),
       turns_(options_.size),
+      exportTurns_(options_.size),
       keeper_(startThread("quorvin-media", [this] { keepWorkers(); })) {}
 
 MediaWorkerPool::~MediaWorkerPool() {
@@ -111,16 +125,40 @@ Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageForm
   return ask<ByteBuffer>(EncodeRequest{format, quality, layout}, image.fd(), bytesReply);
 }
 
+Result<std::vector<VideoContainer>> MediaWorkerPool::exportContainers(const FileDescriptor& source,
+                                                                      VideoPreset preset) {
+  return ask<std::vector<VideoContainer>>(ExportContainersRequest{preset}, source.get(),
+                                          containersReply);
+}
+
+std::optional<NSError> MediaWorkerPool::exportVideo(const FileDescriptor& source,
+                                                    const FileDescriptor& output,
+                                                    const VideoExportRequest& request,
+                                                    std::stop_token stop) {
+  if (!isPlayable(request.timeMap)) {
+    return workerError(LibraryErrorCode::requestNotSupportedForAsset,
+                       "The video's changes of speed are too many or too great.");
+  }
+  const std::array descriptors{source.get(), output.get()};
+  const auto done = run<bool>(
+      {encodeMessage(requestToMap(request)), descriptors, true, std::move(stop)}, exportDoneReply);
+  return done ? std::nullopt : std::optional(done.error());
+}
+
 template <class T>
-Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor,
-                               std::optional<T> (*read)(const Map& reply, FileDescriptor memory)) {
-  const std::vector<std::uint8_t> message = encodeMessage(requestToMap(request));
-  if (message.size() > kMaximumPacketSize) {
+Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor, ReplyReader<T> read) {
+  return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, false, {}}, read);
+}
+
+template <class T>
+Result<T> MediaWorkerPool::run(const Errand& errand, ReplyReader<T> read) {
+  if (errand.message.size() > kMaximumPacketSize) {
     return workerError(LibraryErrorCode::invalidResource, "The file's name is too long.");
   }
-  Turn turn(*this);
+  Turn turn(*this, errand.isExport ? exportTurns_ : turns_, errand.stop);
+  if (errand.stop.stop_requested()) return cancelledError();
   if (!turn.entered()) return shutDownError();
-  Result<Packet> reply = exchange(turn, message, descriptor);
+  Result<Packet> reply = exchange(turn, errand);
   if (!reply) return reply.error();
 
   const std::optional<Value> value = decodeMessage(reply->bytes);
@@ -135,8 +173,7 @@ Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor,
   return interrupted("The media worker gave an answer that makes no sense.");
 }
 
-Result<Packet> MediaWorkerPool::exchange(Turn& turn, const std::vector<std::uint8_t>& request,
-                                         int descriptor) {
+Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
   turn.use(takeIdle());
   // A worker that ended while it was idle has cost nobody's request: a fresh one gets it.
   for (bool fresh = turn.worker() == nullptr;; fresh = true) {
@@ -146,18 +183,30 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const std::vector<std::uint
       turn.use(*std::move(started));
     }
     Packet reply;
-    const auto deadline = WorkerProcess::Clock::now() + options_.requestTimeLimit;
-    const auto outcome = turn.worker()->exchange(request, descriptor, deadline, reply);
+    const auto outcome = exchangeWith(*turn.worker(), errand, reply);
     if (outcome == WorkerProcess::Outcome::answered) return reply;
     turn.discard();
+    if (errand.stop.stop_requested()) return cancelledError();
     if (outcome == WorkerProcess::Outcome::late) {
-      return interrupted("The media worker took longer than " +
+      return interrupted("The media worker " +
+                         std::string(errand.isExport ? "said nothing for " : "took longer than ") +
                          inSeconds(options_.requestTimeLimit) + " and was ended.");
     }
     if (fresh || outcome == WorkerProcess::Outcome::ended) {
       return interrupted("The media worker ended unexpectedly.");
     }
   }
+}
+
+WorkerProcess::Outcome MediaWorkerPool::exchangeWith(WorkerProcess& worker, const Errand& errand,
+                                                     Packet& reply) {
+  const auto deadline = [this] { return WorkerProcess::Clock::now() + options_.requestTimeLimit; };
+  const std::stop_callback stopped(errand.stop, [&worker] { worker.kill(); });
+  auto outcome = worker.exchange(errand.message, errand.descriptors, deadline(), reply);
+  while (outcome == WorkerProcess::Outcome::answered && errand.isExport && isUnderWay(reply)) {
+    outcome = worker.waitForMore(deadline(), reply);
+  }
+  return outcome;
 }
 
 std::unique_ptr<WorkerProcess> MediaWorkerPool::takeIdle() {
@@ -243,8 +292,8 @@ void MediaWorkerPool::shutDown() {
     for (const WorkerProcess* each : busy_) each->kill();
     duty_.notify_one();
   }
-  turns_.close();
-  turns_.waitUntilEmpty();
+  for (TurnQueue* each : {&turns_, &exportTurns_}) each->close();
+  for (TurnQueue* each : {&turns_, &exportTurns_}) each->waitUntilEmpty();
   if (keeper_.joinable()) keeper_.join();
 
   // All at the same time, so that together they take no longer than one.

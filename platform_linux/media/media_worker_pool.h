@@ -7,6 +7,8 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <span>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,15 +18,19 @@
 #include "platform_linux/media/media_service.h"
 #include "platform_linux/media/packet_socket.h"
 #include "platform_linux/media/turn_queue.h"
+#include "platform_linux/media/video_exporter.h"
 #include "platform_linux/media/worker_process.h"
 #include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {
 
 struct MediaWorkerOptions {
-  std::string program;   ///< path of the worker program
-  std::size_t size = 2;  ///< workers at once, at least 1; more requests wait their turn
-  /// What one request may take; the wait for a turn does not count.
+  std::string program;  ///< path of the worker program
+  /// Workers at once, at least 1, and as many again for exports of videos, so that these hold up
+  /// nothing else; more requests wait their turn.
+  std::size_t size = 2;
+  /// What one request may take, or an export of a video without telling that it goes on; the wait
+  /// for a turn does not count.
   std::chrono::milliseconds requestTimeLimit = std::chrono::seconds(60);
   /// How long a worker may wait for its next request before it is ended.
   std::chrono::milliseconds idleTimeLimit = std::chrono::seconds(30);
@@ -33,10 +39,11 @@ struct MediaWorkerOptions {
   static std::size_t sizeForThisMachine();
 };
 
-/// The media service whose work is done by worker programs. Any thread. Requests beyond the
-/// pool's size are served in the order in which they came. Nothing that a worker says is believed
-/// unchecked. The descriptions of errors are plain sentences, without a domain or code in them.
-class MediaWorkerPool final : public MediaService {
+/// The media service and the exporter whose work is done by worker programs. Any thread. Requests
+/// beyond the pool's size are served in the order in which they came. Nothing that a worker says is
+/// believed unchecked. The descriptions of errors are plain sentences, without a domain or code in
+/// them.
+class MediaWorkerPool final : public MediaService, public VideoExporter {
  public:
   /// Starts no worker yet. Workers see the environment as it is now.
   explicit MediaWorkerPool(MediaWorkerOptions options);
@@ -48,6 +55,12 @@ class MediaWorkerPool final : public MediaService {
   Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,
                             double quality) override;
 
+  Result<std::vector<VideoContainer>> exportContainers(const FileDescriptor& source,
+                                                       VideoPreset preset) override;
+  std::optional<NSError> exportVideo(const FileDescriptor& source, const FileDescriptor& output,
+                                     const VideoExportRequest& request,
+                                     std::stop_token stop) override;
+
   /// Ends all workers at once; requests under way and those that wait end in an error, as does
   /// every later one. Returns when no call is inside any more and every worker is reaped. One
   /// thread, not from inside a call.
@@ -55,6 +68,14 @@ class MediaWorkerPool final : public MediaService {
 
  private:
   class Turn;
+
+  /// What goes to a worker.
+  struct Errand {
+    std::vector<std::uint8_t> message;
+    std::span<const int> descriptors;
+    bool isExport = false;  ///< the worker tells now and then that it goes on
+    std::stop_token stop;
+  };
 
   struct IdleWorker {
     std::unique_ptr<WorkerProcess> process;
@@ -72,9 +93,14 @@ class MediaWorkerPool final : public MediaService {
   };
 
   template <class T>
-  Result<T> ask(const WorkerRequest& request, int descriptor,
-                std::optional<T> (*read)(const Map& reply, FileDescriptor memory));
-  Result<Packet> exchange(Turn& turn, const std::vector<std::uint8_t>& request, int descriptor);
+  using ReplyReader = std::optional<T> (*)(const Map& reply, FileDescriptor memory);
+
+  template <class T>
+  Result<T> ask(const WorkerRequest& request, int descriptor, ReplyReader<T> read);
+  template <class T>
+  Result<T> run(const Errand& errand, ReplyReader<T> read);
+  Result<Packet> exchange(Turn& turn, const Errand& errand);
+  WorkerProcess::Outcome exchangeWith(WorkerProcess& worker, const Errand& errand, Packet& reply);
 
   /// The worker that was used last, so that those that are too many grow old; null when none idles.
   std::unique_ptr<WorkerProcess> takeIdle() QUORVIN_EXCLUDES(lock_);
@@ -87,6 +113,7 @@ class MediaWorkerPool final : public MediaService {
   const MediaWorkerOptions options_;
   const std::vector<std::string> environment_;
   TurnQueue turns_;
+  TurnQueue exportTurns_;
 
   NSLock lock_;
   std::condition_variable_any duty_;

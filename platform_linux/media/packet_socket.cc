@@ -10,9 +10,10 @@ namespace quorvin {
 
 namespace {
 
-/// The first descriptor of the message; any further ones, which nobody asked for, are closed.
-FileDescriptor takeDescriptor(msghdr& message) {
-  FileDescriptor first;
+constexpr std::size_t kControlSize = CMSG_SPACE(kMaximumPacketDescriptors * sizeof(int));
+
+/// Takes the message's descriptors; any beyond the packet's places are closed.
+void takeDescriptors(msghdr& message, Packet& packet) {
   for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr;
        header = CMSG_NXTHDR(&message, header)) {
     if (header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_RIGHTS) continue;
@@ -21,29 +22,36 @@ FileDescriptor takeDescriptor(msghdr& message) {
       int descriptor = -1;
       std::memcpy(&descriptor, CMSG_DATA(header) + i * sizeof(int), sizeof(int));
       FileDescriptor received(descriptor);
-      if (!first) first = std::move(received);
+      if (!packet.descriptor) {
+        packet.descriptor = std::move(received);
+      } else if (!packet.secondDescriptor) {
+        packet.secondDescriptor = std::move(received);
+      }
     }
   }
-  return first;
 }
 
 }  // namespace
 
-bool sendPacket(int socket, std::span<const std::uint8_t> bytes, int descriptor) {
+bool sendPacket(int socket, std::span<const std::uint8_t> bytes, std::span<const int> descriptors) {
+  if (descriptors.size() > kMaximumPacketDescriptors) {
+    errno = EINVAL;
+    return false;
+  }
   // sendmsg only reads what iov_base points at.
   iovec part{const_cast<std::uint8_t*>(bytes.data()), bytes.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+  alignas(cmsghdr) char control[kControlSize] = {};
   msghdr message{};
   message.msg_iov = &part;
   message.msg_iovlen = 1;
-  if (descriptor >= 0) {
+  if (!descriptors.empty()) {
     message.msg_control = control;
-    message.msg_controllen = sizeof(control);
+    message.msg_controllen = CMSG_SPACE(descriptors.size_bytes());
     cmsghdr* header = CMSG_FIRSTHDR(&message);
     header->cmsg_level = SOL_SOCKET;
     header->cmsg_type = SCM_RIGHTS;
-    header->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(header), &descriptor, sizeof(int));
+    header->cmsg_len = CMSG_LEN(descriptors.size_bytes());
+    std::memcpy(CMSG_DATA(header), descriptors.data(), descriptors.size_bytes());
   }
   ssize_t sent = -1;
   do {
@@ -56,7 +64,7 @@ std::optional<Packet> receivePacket(int socket) {
   Packet packet;
   packet.bytes.resize(kMaximumPacketSize);
   iovec part{packet.bytes.data(), packet.bytes.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+  alignas(cmsghdr) char control[kControlSize] = {};
   msghdr message{};
   message.msg_iov = &part;
   message.msg_iovlen = 1;
@@ -67,7 +75,7 @@ std::optional<Packet> receivePacket(int socket) {
     received = ::recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
   } while (received < 0 && errno == EINTR);
   if (received < 0) return std::nullopt;
-  packet.descriptor = takeDescriptor(message);
+  takeDescriptors(message, packet);
   if (received == 0) {
     errno = 0;
     return std::nullopt;

@@ -34,13 +34,33 @@ TEST(PacketSocket, CarriesBytesAndADescriptor) {
   auto [near, far] = socketPair();
   const FileDescriptor file = openNull();
   const std::vector<std::uint8_t> bytes{1, 2, 3};
-  ASSERT_TRUE(sendPacket(near.get(), bytes, file.get()));
+  ASSERT_TRUE(sendPacket(near.get(), bytes, std::array{file.get()}));
   const auto packet = receivePacket(far.get());
   ASSERT_TRUE(packet);
   EXPECT_EQ(packet->bytes, bytes);
   ASSERT_TRUE(packet->descriptor);
   EXPECT_EQ(identity(packet->descriptor.get()), identity(file.get()));
   EXPECT_NE(::fcntl(packet->descriptor.get(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST(PacketSocket, CarriesTwoDescriptorsInTheirOrder) {
+  auto [near, far] = socketPair();
+  const FileDescriptor null = openNull();
+  const FileDescriptor program(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+  const std::vector<std::uint8_t> bytes{1};
+  ASSERT_TRUE(sendPacket(near.get(), bytes, std::array{program.get(), null.get()}));
+  const auto packet = receivePacket(far.get());
+  ASSERT_TRUE(packet && packet->descriptor && packet->secondDescriptor);
+  EXPECT_EQ(identity(packet->descriptor.get()), identity(program.get()));
+  EXPECT_EQ(identity(packet->secondDescriptor.get()), identity(null.get()));
+}
+
+TEST(PacketSocket, SendsNoMoreDescriptorsThanAPacketHolds) {
+  auto [near, far] = socketPair();
+  const FileDescriptor null = openNull();
+  const std::vector<std::uint8_t> bytes{1};
+  EXPECT_FALSE(sendPacket(near.get(), bytes, std::array{null.get(), null.get(), null.get()}));
+  EXPECT_EQ(errno, EINVAL);
 }
 
 TEST(PacketSocket, KeepsPacketsApart) {
@@ -65,8 +85,9 @@ TEST(PacketSocket, EmptiesAPacketThatIsTooLarge) {
 
 TEST(PacketSocket, ClosesSurplusDescriptors) {
   auto [near, far] = socketPair();
-  const std::array<FileDescriptor, 2> files{openNull(), openNull()};
-  const std::array<int, 2> numbers{files[0].get(), files[1].get()};
+  const FileDescriptor file = openNull();
+  std::array<int, 5> numbers{};
+  numbers.fill(file.get());
   char byte = 7;
   iovec part{&byte, 1};
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(numbers))] = {};
@@ -84,9 +105,10 @@ TEST(PacketSocket, ClosesSurplusDescriptors) {
 
   const int nextFree = openNull().get();
   const auto packet = receivePacket(far.get());
-  ASSERT_TRUE(packet && packet->descriptor);
+  ASSERT_TRUE(packet && packet->descriptor && packet->secondDescriptor);
   EXPECT_EQ(packet->descriptor.get(), nextFree);
-  EXPECT_EQ(openNull().get(), nextFree + 1);
+  EXPECT_EQ(packet->secondDescriptor.get(), nextFree + 1);
+  EXPECT_EQ(openNull().get(), nextFree + 2);
 }
 
 TEST(PacketSocket, TellsThatTheOtherEndIsClosed) {

@@ -134,7 +134,9 @@ int serve() {
     const auto value = decodeMessage(packet->bytes);
     const auto request = requestFromMap(*value->as<Map>());
     const Reply reply = answer(text, *request);
-    sendPacket(kWorkerSocketDescriptor, encodeMessage(reply.fields), reply.memory.get());
+    const int memory = reply.memory.get();
+    const std::span<const int> descriptors(&memory, reply.memory ? 1 : 0);
+    sendPacket(kWorkerSocketDescriptor, encodeMessage(reply.fields), descriptors);
   }
   return 0;
 }

@@ -2,7 +2,10 @@
 
 namespace quorvin {
 
-bool TurnQueue::enter() {
+bool TurnQueue::enter(const std::stop_token& stop) {
+  Waiter waiter;
+  // Goes when the lock is free: going waits for a call under way, which takes the lock.
+  const std::stop_callback stopped(stop, [this, &waiter] { wake(waiter); });
   const NSLockHolder held(lock_);
   if (closed_) return false;
   ++inside_;
@@ -10,9 +13,8 @@ bool TurnQueue::enter() {
     --free_;
     return true;
   }
-  Waiter waiter;
   waiters_.push_back(&waiter);
-  while (!waiter.admitted && !closed_) waiter.wake.wait(lock_);
+  while (!waiter.admitted && !closed_ && !stop.stop_requested()) waiter.wake.wait(lock_);
   if (waiter.admitted) return true;
   std::erase(waiters_, &waiter);
   countLeft();
@@ -46,6 +48,11 @@ void TurnQueue::waitUntilEmpty() {
 std::size_t TurnQueue::waiting() {
   const NSLockHolder held(lock_);
   return waiters_.size();
+}
+
+void TurnQueue::wake(Waiter& waiter) {
+  const NSLockHolder held(lock_);
+  waiter.wake.notify_one();
 }
 
 void TurnQueue::countLeft() {

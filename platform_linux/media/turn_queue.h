@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <stop_token>
 
 #include "core/platform/lock.h"
 
@@ -15,8 +16,9 @@ class TurnQueue {
   /// At most `turns` at a time, at least 1.
   explicit TurnQueue(std::size_t turns) : free_(turns > 0 ? turns : 1) {}
 
-  /// Waits for a turn, behind all who came before. False, and no turn, when the queue is closed.
-  bool enter() QUORVIN_EXCLUDES(lock_);
+  /// Waits for a turn, behind all who came before. False, and no turn, when the queue is closed or
+  /// `stop` is requested while there is none.
+  bool enter(const std::stop_token& stop = {}) QUORVIN_EXCLUDES(lock_);
   /// Gives the turn that `enter` gave to who waits the longest.
   void leave() QUORVIN_EXCLUDES(lock_);
 
@@ -33,6 +35,7 @@ class TurnQueue {
     bool admitted = false;
   };
 
+  void wake(Waiter& waiter) QUORVIN_EXCLUDES(lock_);
   void countLeft() QUORVIN_REQUIRES(lock_);
 
   NSLock lock_;

@@ -137,15 +137,18 @@ WorkerProcess::~WorkerProcess() {
 }
 
 WorkerProcess::Outcome WorkerProcess::exchange(std::span<const std::uint8_t> request,
-                                               int descriptor, Clock::time_point deadline,
-                                               Packet& reply) {
-  if (!sendPacket(socket_.get(), request, descriptor)) return Outcome::notReceived;
+                                               std::span<const int> descriptors,
+                                               Clock::time_point deadline, Packet& reply) {
+  if (!sendPacket(socket_.get(), request, descriptors)) return Outcome::notReceived;
+  const Outcome outcome = waitForMore(deadline, reply);
+  // The system reports a reset when the other end closed with a packet still unread.
+  return outcome == Outcome::ended && errno == ECONNRESET ? Outcome::notReceived : outcome;
+}
+
+WorkerProcess::Outcome WorkerProcess::waitForMore(Clock::time_point deadline, Packet& reply) {
   if (!waitUntilReadable(socket_.get(), deadline)) return Outcome::late;
   std::optional<Packet> packet = receivePacket(socket_.get());
-  if (!packet) {
-    // The system reports a reset when the other end closed with a packet still unread.
-    return errno == ECONNRESET ? Outcome::notReceived : Outcome::ended;
-  }
+  if (!packet) return Outcome::ended;
   reply = *std::move(packet);
   return Outcome::answered;
 }

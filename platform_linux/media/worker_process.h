@@ -40,12 +40,15 @@ class WorkerProcess {
   WorkerProcess(const WorkerProcess&) = delete;
   WorkerProcess& operator=(const WorkerProcess&) = delete;
 
-  /// Sends one request with a descriptor and waits for its reply. After any outcome but `answered`
-  /// the worker is of no further use.
-  Outcome exchange(std::span<const std::uint8_t> request, int descriptor,
+  /// Sends one request with its descriptors and waits for what the worker says. After any outcome
+  /// but `answered` the worker is of no further use.
+  Outcome exchange(std::span<const std::uint8_t> request, std::span<const int> descriptors,
                    Clock::time_point deadline, Packet& reply);
 
-  /// Ends the program at once; an exchange under way comes out as `ended`. Any thread.
+  /// Waits for what else the worker says to that request; never comes out as `notReceived`.
+  Outcome waitForMore(Clock::time_point deadline, Packet& reply);
+
+  /// Ends the program at once; a wait under way comes out as `ended`. Any thread.
   void kill() const;
 
   /// Tells the program that there will be no more requests; it ends by itself.

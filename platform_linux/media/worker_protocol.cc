@@ -13,6 +13,9 @@ constexpr Literal kProbe = "probe"_lit;
 constexpr Literal kRender = "render"_lit;
 constexpr Literal kEncode = "encode"_lit;
 
+constexpr Literal kExportContainers = "exportContainers"_lit;
+constexpr Literal kExportVideo = "exportVideo"_lit;
+
 constexpr Literal kName = "name"_lit;
 constexpr Literal kKind = "kind"_lit;
 constexpr Literal kTargetWidth = "targetWidth"_lit;
@@ -25,6 +28,11 @@ constexpr Literal kQuality = "quality"_lit;
 constexpr Literal kWidth = "width"_lit;
 constexpr Literal kHeight = "height"_lit;
 constexpr Literal kChannels = "channels"_lit;
+
+constexpr Literal kPreset = "preset"_lit;
+constexpr Literal kContainer = "container"_lit;
+constexpr Literal kIndexFirst = "indexFirst"_lit;
+constexpr Literal kTimeMap = "timeMap"_lit;
 
 constexpr Literal kUniformTypeIdentifier = "uniformTypeIdentifier"_lit;
 constexpr Literal kExtension = "extension"_lit;
@@ -45,9 +53,13 @@ constexpr Literal kRaw = "raw"_lit;
 constexpr Literal kEmbeddedMovieOffset = "embeddedMovieOffset"_lit;
 constexpr Literal kEmbeddedMovieLength = "embeddedMovieLength"_lit;
 
+constexpr Literal kContainers = "containers"_lit;
+constexpr Literal kExportState = "exportState"_lit;
+
 constexpr Literal kError = "error"_lit;
 constexpr Literal kCode = "code"_lit;
 
+constexpr std::size_t kTimesPerSegment = 3;
 constexpr std::int64_t kMaximum = std::numeric_limits<std::int64_t>::max();
 
 /// Reads a map's values into variables: each reader is false, and leaves its variable alone, when
@@ -126,6 +138,45 @@ Map toMap(const EncodeRequest& request) {
   return map;
 }
 
+Map toMap(const ExportContainersRequest& request) {
+  return {{kOperation, kExportContainers}, {kPreset, number(request.preset)}};
+}
+
+Map toMap(const VideoExportRequest& request) {
+  std::vector<std::int64_t> times;
+  times.reserve(request.timeMap.size() * kTimesPerSegment);
+  for (const TimeMapSegment& each : request.timeMap) {
+    times.insert(times.end(), {each.sourceStart.count(), each.sourceDuration.count(),
+                               each.targetDuration.count()});
+  }
+  return {{kOperation, kExportVideo},
+          {kPreset, number(request.preset)},
+          {kContainer, number(request.container)},
+          {kIndexFirst, request.indexFirst},
+          {kTimeMap, std::move(times)}};
+}
+
+bool read(const Reader& reader, VideoPreset& preset) {
+  return reader.within(kPreset, number(VideoPreset::passthrough),
+                       number(VideoPreset::mediumQuality), preset);
+}
+
+bool read(const Reader& reader, VideoExportRequest& request) {
+  std::vector<std::int64_t> times;
+  const bool whole = read(reader, request.preset) &&
+                     reader.within(kContainer, number(VideoContainer::quickTime),
+                                   number(VideoContainer::mpeg4), request.container) &&
+                     reader.value(kIndexFirst, request.indexFirst) &&
+                     reader.value(kTimeMap, times) && times.size() % kTimesPerSegment == 0;
+  if (!whole) return false;
+  for (std::size_t i = 0; i < times.size(); i += kTimesPerSegment) {
+    using std::chrono::nanoseconds;
+    request.timeMap.push_back(
+        {nanoseconds(times[i]), nanoseconds(times[i + 1]), nanoseconds(times[i + 2])});
+  }
+  return isPlayable(request.timeMap);
+}
+
 bool read(const Reader& reader, RenderRequest& request) {
   return reader.within(kKind, number(MediaKind::image), number(MediaKind::audio), request.kind) &&
          reader.value(kTargetWidth, request.targetWidth) &&
@@ -159,6 +210,12 @@ std::optional<WorkerRequest> requestFromMap(const Map& map) {
       request.layout = *layout;
       return request;
     }
+  } else if (reader.operation(kExportContainers)) {
+    ExportContainersRequest request;
+    if (read(reader, request.preset)) return request;
+  } else if (reader.operation(kExportVideo)) {
+    VideoExportRequest request;
+    if (read(reader, request)) return request;
   }
   return std::nullopt;
 }
@@ -227,6 +284,37 @@ std::optional<PixelLayout> layoutFromMap(const Map& map) {
                      reader.within(kChannels, 3, 4, layout.channels) &&
                      layout.height <= kMaximumPixelCount / layout.width;
   return whole ? std::optional(layout) : std::nullopt;
+}
+
+Map containersToMap(const std::vector<VideoContainer>& containers) {
+  std::vector<std::int64_t> numbers;
+  for (const VideoContainer each : containers) numbers.push_back(number(each));
+  return {{kContainers, std::move(numbers)}};
+}
+
+std::optional<std::vector<VideoContainer>> containersFromMap(const Map& map) {
+  std::vector<std::int64_t> numbers;
+  if (!Reader(map).value(kContainers, numbers)) return std::nullopt;
+  std::vector<VideoContainer> containers;
+  for (const std::int64_t each : numbers) {
+    // In order, and none twice.
+    const std::int64_t least =
+        containers.empty() ? number(VideoContainer::quickTime) : number(containers.back()) + 1;
+    if (each < least || each > number(VideoContainer::mpeg4)) return std::nullopt;
+    containers.push_back(static_cast<VideoContainer>(each));
+  }
+  return containers;
+}
+
+Map exportStateToMap(ExportState state) {
+  return {{kExportState, number(state)}};
+}
+
+std::optional<ExportState> exportStateFromMap(const Map& map) {
+  ExportState state{};
+  const bool whole = Reader(map).within(kExportState, number(ExportState::underWay),
+                                        number(ExportState::done), state);
+  return whole ? std::optional(state) : std::nullopt;
 }
 
 NSError workerError(LibraryErrorCode code, std::string_view sentence) {

@@ -44,4 +44,13 @@ std::optional<ByteBuffer> bytesReply(const Map&, FileDescriptor memory) {
   return ByteBuffer(std::move(mapped), bytes);
 }
 
+std::optional<std::vector<VideoContainer>> containersReply(const Map& reply, FileDescriptor) {
+  return containersFromMap(reply);
+}
+
+std::optional<bool> exportDoneReply(const Map& reply, FileDescriptor) {
+  if (exportStateFromMap(reply) != ExportState::done) return std::nullopt;
+  return true;
+}
+
 }  // namespace quorvin

@@ -4,10 +4,12 @@
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "core/platform/value.h"
 #include "platform_linux/files/file_descriptor.h"
 #include "platform_linux/media/media_service.h"
+#include "platform_linux/media/video_exporter.h"
 
 namespace quorvin {
 
@@ -20,5 +22,10 @@ std::optional<std::shared_ptr<const RenderedImage>> imageReply(const Map& reply,
 
 /// The final bytes of `memory`, mapped as long as the buffer or a copy of it lives; never empty.
 std::optional<ByteBuffer> bytesReply(const Map& reply, FileDescriptor memory);
+
+std::optional<std::vector<VideoContainer>> containersReply(const Map& reply, FileDescriptor memory);
+
+/// Whether it is the end of an export. What the worker wrote is for the caller to judge.
+std::optional<bool> exportDoneReply(const Map& reply, FileDescriptor memory);
 
 }  // namespace quorvin

@@ -1,0 +1,158 @@
+#include "media_worker/export_source.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+#include <algorithm>
+#include <limits>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "media_worker/frame_image.h"
+#include "platform_linux/media/worker_protocol.h"
+
+namespace quorvin {
+
+namespace {
+
+/// What may be missing at the end: a container's own idea of its length is a rough one.
+constexpr std::int64_t kIndexTolerance = AV_TIME_BASE / 4;
+constexpr std::int64_t kHeaderTolerance = AV_TIME_BASE;
+
+/// Packets hold little more than the file; some containers repeat parts of them.
+constexpr std::int64_t kMostCopies = 4;
+
+NSError refused(std::string_view sentence) {
+  return workerError(LibraryErrorCode::invalidResource, sentence);
+}
+
+/// Whether every packet's time stands in an index, which the container's header holds.
+bool hasIndex(const AVFormatContext& context) {
+  return std::string_view(context.iformat->name).starts_with("mov,");
+}
+
+std::int64_t inMicroseconds(std::int64_t time, AVRational timeBase) {
+  return av_rescale_q(time, timeBase, AV_TIME_BASE_Q);
+}
+
+bool isKnownPicture(const AVStream* stream) {
+  if (stream == nullptr || stream->codecpar->codec_id == AV_CODEC_ID_NONE) return false;
+  const std::int64_t width = stream->codecpar->width;
+  const std::int64_t height = stream->codecpar->height;
+  return width > 0 && height > 0 && width <= kMaximumPixelCount / height;
+}
+
+}  // namespace
+
+Result<std::unique_ptr<ExportSource>> ExportSource::open(int fd) {
+  const auto file = InputFile::open(fd);
+  if (!file) return file.error();
+  auto movie = MovieInput::open(*file);
+  if (!movie) return movie.error();
+  // Packets without a time of showing get one where that can be found out.
+  (*movie)->context().flags |= AVFMT_FLAG_GENPTS;
+  if (!(*movie)->findStreams()) return refused("The video is damaged.");
+  if (!isKnownPicture((*movie)->videoStream())) {
+    return refused("The file has no video track that can be read.");
+  }
+  return std::unique_ptr<ExportSource>(new ExportSource(*std::move(movie), file->size()));
+}
+
+ExportSource::ExportSource(std::unique_ptr<MovieInput> movie, std::int64_t size)
+    : movie_(std::move(movie)), bytesLeft_(kMostCopies * size), tracks_(context().nb_streams) {
+  for (AVStream* each : std::span(context().streams, context().nb_streams)) {
+    each->discard = AVDISCARD_ALL;
+  }
+}
+
+std::vector<AVStream*> ExportSource::sounds() const {
+  std::vector<AVStream*> found;
+  for (AVStream* each : std::span(context().streams, context().nb_streams)) {
+    const AVCodecParameters& codec = *each->codecpar;
+    if (codec.codec_type == AVMEDIA_TYPE_AUDIO && codec.codec_id != AV_CODEC_ID_NONE &&
+        codec.sample_rate > 0 && codec.ch_layout.nb_channels > 0) {
+      found.push_back(each);
+    }
+  }
+  return found;
+}
+
+bool ExportSource::hasPictures() {
+  use(picture());
+  const PacketPtr packet(av_packet_alloc());
+  const auto found = read(*packet);
+  return found && *found;
+}
+
+std::int64_t ExportSource::beginning() const {
+  // Times that an index gives are final; a recorded stream begins at any.
+  return hasIndex(context()) || context().start_time == AV_NOPTS_VALUE ? 0 : context().start_time;
+}
+
+void ExportSource::use(const AVStream& stream) {
+  const auto index = static_cast<std::size_t>(stream.index);
+  tracks_[index].used = true;
+  context().streams[index]->discard = AVDISCARD_DEFAULT;
+}
+
+void ExportSource::goTo(std::int64_t microseconds) {
+  const AVStream& stream = picture();
+  const std::int64_t time =
+      av_rescale_q(microseconds + beginning(), AV_TIME_BASE_Q, stream.time_base);
+  // A container that cannot go there is read from its beginning.
+  av_seek_frame(&context(), stream.index, time, AVSEEK_FLAG_BACKWARD);
+}
+
+Result<bool> ExportSource::read(AVPacket& packet) {
+  for (;;) {
+    av_packet_unref(&packet);
+    const int code = av_read_frame(&context(), &packet);
+    if (code == AVERROR(EAGAIN)) continue;
+    if (code == AVERROR(ENOMEM)) return workerError(LibraryErrorCode::internal, "Memory ran out.");
+    // Whatever else stops the reading, what is missing then tells whether that was the end.
+    if (code < 0) return false;
+    bytesLeft_ -= packet.size + 1;
+    if (bytesLeft_ < 0)
+      return refused("The video is damaged: its tracks are larger than the file.");
+    const auto index = static_cast<std::size_t>(packet.stream_index);
+    if (packet.size == 0 || index >= tracks_.size() || !tracks_[index].used) continue;
+    const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+    if (time != AV_NOPTS_VALUE) {
+      tracks_[index].end =
+          std::max(tracks_[index].end, time + std::max<std::int64_t>(packet.duration, 0));
+    }
+    return true;
+  }
+}
+
+std::optional<NSError> ExportSource::missingEnd(std::int64_t neededUntil) const {
+  std::int64_t end = 0;
+  for (std::size_t i = 0; i < tracks_.size(); ++i) {
+    if (!tracks_[i].used) continue;
+    const AVStream& stream = *context().streams[i];
+    if (hasIndex(context()) && !isWhole(stream, tracks_[i], neededUntil)) {
+      return refused("The video ends early: the file is not whole.");
+    }
+    end = std::max(end, inMicroseconds(tracks_[i].end, stream.time_base) - beginning());
+  }
+  const bool guessed = context().duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+  if (guessed || context().duration == AV_NOPTS_VALUE) return std::nullopt;
+  const std::int64_t announced = std::min(context().duration, neededUntil);
+  const std::int64_t tolerance = std::max(kHeaderTolerance, announced / 20);
+  if (end >= announced - tolerance) return std::nullopt;
+  return refused("The video ends early: the file is not whole.");
+}
+
+bool ExportSource::isWhole(const AVStream& stream, const Track& track,
+                           std::int64_t neededUntil) const {
+  if (stream.duration == AV_NOPTS_VALUE || stream.start_time == AV_NOPTS_VALUE) return true;
+  const std::int64_t announced =
+      inMicroseconds(stream.start_time + stream.duration, stream.time_base);
+  return inMicroseconds(track.end, stream.time_base) >=
+         std::min(announced, neededUntil) - kIndexTolerance;
+}
+
+}  // namespace quorvin

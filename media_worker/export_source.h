@@ -1,0 +1,61 @@
+// The movie that an export reads.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "media_worker/movie_input.h"
+
+struct AVPacket;
+
+namespace quorvin {
+
+/// A movie with moving pictures, and the packets of those of its tracks that are used. Reading is
+/// bounded by the file's size: a small file can name the same bytes for ever. One thread at a time.
+class ExportSource {
+ public:
+  /// `fd` outlives the result. An error when the file is no movie, or holds no moving pictures.
+  static Result<std::unique_ptr<ExportSource>> open(int fd);
+
+  AVFormatContext& context() const { return movie_->context(); }
+  /// The track of moving pictures that is shown.
+  AVStream& picture() const { return *movie_->videoStream(); }
+  /// The tracks of sound whose parameters are known, in the file's order.
+  std::vector<AVStream*> sounds() const;
+  /// Whether the pictures' track holds anything. Reads packets: what was read is lost.
+  bool hasPictures();
+
+  /// The time at which the movie begins, in microseconds; what plays first has this time.
+  std::int64_t beginning() const;
+
+  /// Only the packets of streams for which this was called are read.
+  void use(const AVStream& stream);
+  /// Goes to where decoding must begin for the pictures at this time; reading starts there.
+  void goTo(std::int64_t microseconds);
+  /// The next packet of a used stream; false at the end, or an error.
+  Result<bool> read(AVPacket& packet);
+
+  /// The error of a movie that ended earlier than its header says; nobody asks for what comes after
+  /// `neededUntil`, microseconds.
+  std::optional<NSError> missingEnd(std::int64_t neededUntil) const;
+
+ private:
+  struct Track {
+    bool used = false;
+    std::int64_t end = 0;  ///< of what was read, in the stream's time base
+  };
+
+  explicit ExportSource(std::unique_ptr<MovieInput> movie, std::int64_t size);
+
+  /// Whether all of the track was read, as far as it is needed and its length is known.
+  bool isWhole(const AVStream& stream, const Track& track, std::int64_t neededUntil) const;
+
+  const std::unique_ptr<MovieInput> movie_;
+  std::int64_t bytesLeft_;
+  std::vector<Track> tracks_;  ///< by the stream's index
+};
+
+}  // namespace quorvin
