@@ -4,10 +4,13 @@
 
 #include "platform_linux/device/linux_device.h"
 #include "platform_linux/dispatch/linux_dispatch.h"
+#include "platform_linux/files/linux_file_manager.h"
 #include "platform_linux/images/linux_image_codec.h"
 #include "platform_linux/images/linux_image_manager.h"
 #include "platform_linux/library/library.h"
+#include "platform_linux/library/linux_asset_resource_manager.h"
 #include "platform_linux/media/media_worker_pool.h"
+#include "platform_linux/videos/linux_media_framework.h"
 
 namespace quorvin {
 
@@ -22,7 +25,10 @@ struct LinuxPlatform::Parts {
         images(*library, media, MediaWorkerOptions::sizeForThisMachine()),
         codec(media),
         device(options.systemVersion),
-        platform{*dispatch, *library, *library, &images, codec, device} {}
+        files(options.temporaryPath),
+        resources(*library),
+        videos(media),
+        platform{*dispatch, *library, *library, resources, &images, codec, videos, files, device} {}
 
   const std::unique_ptr<LinuxDispatch> dispatch;
   const std::unique_ptr<Library> library;
@@ -30,6 +36,9 @@ struct LinuxPlatform::Parts {
   LinuxImageManager images;
   LinuxImageCodec codec;
   LinuxDevice device;
+  LinuxFileManager files;
+  LinuxAssetResourceManager resources;
+  LinuxMediaFramework videos;
   Platform platform;
 };
 
@@ -63,9 +72,15 @@ void LinuxPlatform::shutDown() {
   // Replies would only reach somebody who no longer runs the queue.
   mainQueue().close();
   // Without workers nothing that still runs can take long: it ends in an error and not in waiting.
+  // Exports learn first that they are cancelled, for else they would be failures.
   parts_->images.beginShutDown();
+  parts_->resources.beginShutDown();
+  parts_->videos.beginShutDown();
   parts_->media.shutDown();
+  // Handlers of images may still start exports and copies, so these come after them.
   parts_->images.shutDown();
+  parts_->videos.shutDown();
+  parts_->resources.shutDown();
   parts_->dispatch->globalQueue(QualityOfService::background).shutDown();
 }
 

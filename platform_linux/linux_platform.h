@@ -25,7 +25,8 @@ struct LinuxPlatformOptions {
   std::string mediaWorker;  ///< the worker program
 };
 
-/// Dispatch queues, photo library, image manager, image codec and device of one engine.
+/// Dispatch queues, photo library, image manager, image codec, resource manager, media framework,
+/// file manager and device of one engine.
 class LinuxPlatform {
  public:
   static Result<std::unique_ptr<LinuxPlatform>> open(LinuxPlatformOptions options);
