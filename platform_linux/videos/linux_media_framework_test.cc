@@ -418,8 +418,8 @@ TEST_F(ExportTest, LetsOnlyOneOfTwoExportsHaveThePath) {
 }
 
 TEST_F(ExportTest, LeaksNoDescriptor) {
-  run(*sessionTo("first.mov"));
   const std::size_t before = openDescriptors();
+  run(*sessionTo("first.mov"));
   for (int i = 0; i < 20; ++i) {
     std::promise<void> done;
     sessionTo(i % 2 == 0 ? "out" + std::to_string(i) : "first.mov")->exportAsynchronously([&done] {
