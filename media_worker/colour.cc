@@ -2,9 +2,13 @@
 
 #include <lcms2.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <span>
+#include <optional>
+#include <vector>
+
+#include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {
 
@@ -53,14 +57,21 @@ class ProfileTransform : public ColourTransform {
   Transform transform_;
 };
 
-std::span<const std::uint8_t> profileOf(VipsImage* image) {
+/// Where the profile stands that `nameColours` makes.
+constexpr const char* kNamedColours = "quorvin-named-colours";
+
+std::span<const std::uint8_t> profileOf(VipsImage* image, const char* name = VIPS_META_ICC_NAME) {
   const void* bytes = nullptr;
   std::size_t size = 0;
-  if (vips_image_get_typeof(image, VIPS_META_ICC_NAME) == 0 ||
-      vips_image_get_blob(image, VIPS_META_ICC_NAME, &bytes, &size) != 0) {
+  if (vips_image_get_typeof(image, name) == 0 ||
+      vips_image_get_blob(image, name, &bytes, &size) != 0) {
     return {};
   }
   return {static_cast<const std::uint8_t*>(bytes), size};
+}
+
+Profile openProfile(std::span<const std::uint8_t> bytes) {
+  return Profile(cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
 }
 
 bool isRgb8(VipsImage* image) {
@@ -69,8 +80,7 @@ bool isRgb8(VipsImage* image) {
 }
 
 ColourTransformPtr transformOf(std::span<const std::uint8_t> bytes, int channels) {
-  const Profile from(
-      cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
+  const Profile from = openProfile(bytes);
   if (!from || cmsGetColorSpace(from.get()) != cmsSigRgbData) return nullptr;
   const Profile to(cmsCreate_sRGBProfile());
   const cmsUInt32Number format = channels == 4 ? TYPE_RGBA_8 : TYPE_RGB_8;
@@ -94,12 +104,68 @@ bool convert(ImagePtr& image, bool byProfile) {
   });
 }
 
+std::optional<cmsCIExyYTRIPLE> widePrimaries(int code) {
+  switch (code) {
+    case 9:  // BT.2020
+      return cmsCIExyYTRIPLE{{0.708, 0.292, 1}, {0.170, 0.797, 1}, {0.131, 0.046, 1}};
+    case 12:  // Display P3
+      return cmsCIExyYTRIPLE{{0.680, 0.320, 1}, {0.265, 0.690, 1}, {0.150, 0.060, 1}};
+    default:
+      return std::nullopt;
+  }
+}
+
+using Curve = std::unique_ptr<cmsToneCurve, decltype([](cmsToneCurve* c) { cmsFreeToneCurve(c); })>;
+
+/// The curve that makes light of values; null for those of a high dynamic range.
+Curve curveOf(int code) {
+  // Above the last number a power of a line, below it a line.
+  constexpr cmsInt32Number kPowerAndLine = 4;
+  constexpr std::array kSrgb{2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92, 0.04045};
+  constexpr std::array kBt709{1 / 0.45, 1 / 1.099, 0.099 / 1.099, 1 / 4.5, 0.081};
+  switch (code) {
+    case 1:  // BT.709
+    case 6:
+    case 14:  // BT.2020, with 10 and with 12 bits
+    case 15:
+      return Curve(cmsBuildParametricToneCurve(nullptr, kPowerAndLine, kBt709.data()));
+    case 2:   // unspecified
+    case 13:  // sRGB
+      return Curve(cmsBuildParametricToneCurve(nullptr, kPowerAndLine, kSrgb.data()));
+    default:
+      return nullptr;
+  }
+}
+
 }  // namespace
+
+std::span<const std::uint8_t> profileToKeep(VipsImage* image) {
+  const auto bytes = profileOf(image);
+  if (bytes.empty() || bytes.size() > kMaximumProfileSize || !isRgb8(image)) return {};
+  const Profile profile = openProfile(bytes);
+  const bool isUsable = profile && cmsGetColorSpace(profile.get()) == cmsSigRgbData;
+  return isUsable ? bytes : std::span<const std::uint8_t>();
+}
+
+void nameColours(VipsImage* image, ColourCodes codes) {
+  const auto primaries = widePrimaries(codes.primaries);
+  const Curve curve = primaries ? curveOf(codes.transfer) : nullptr;
+  if (!curve) return;
+  constexpr cmsCIExyY kD65{0.3127, 0.3290, 1};
+  const std::array<cmsToneCurve*, 3> curves{curve.get(), curve.get(), curve.get()};
+  const Profile profile(cmsCreateRGBProfile(&kD65, &*primaries, curves.data()));
+  cmsUInt32Number size = 0;
+  if (!profile || !cmsSaveProfileToMem(profile.get(), nullptr, &size)) return;
+  std::vector<std::uint8_t> bytes(size);
+  if (!cmsSaveProfileToMem(profile.get(), bytes.data(), &size)) return;
+  vips_image_set_blob_copy(image, kNamedColours, bytes.data(), bytes.size());
+}
 
 bool makeSrgb(ImagePtr& image, ColourTransformPtr& rest) {
   const auto profile = profileOf(image.get());
   if (isRgb8(image.get())) {
-    if (!profile.empty()) rest = transformOf(profile, image->Bands);
+    const auto colours = profile.empty() ? profileOf(image.get(), kNamedColours) : profile;
+    if (!colours.empty()) rest = transformOf(colours, image->Bands);
     return true;
   }
   if (!convert(image, !profile.empty() || image->Type == VIPS_INTERPRETATION_CMYK)) return false;

@@ -35,11 +35,12 @@ void PacketFree::operator()(AVPacket* packet) const {
   av_packet_free(&packet);
 }
 
-CodecContextPtr openDecoder(const AVCodecParameters& parameters) {
+CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads) {
   const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
   CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
   if (!context || avcodec_parameters_to_context(context.get(), &parameters) < 0) return nullptr;
-  context->thread_count = 1;
+  context->thread_count = threads;
+  context->thread_type = FF_THREAD_SLICE;
   context->max_pixels = kMaximumPixelCount;
   return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
 }

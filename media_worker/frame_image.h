@@ -27,8 +27,9 @@ using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextFree>;
 using FramePtr = std::unique_ptr<AVFrame, FrameFree>;
 using PacketPtr = std::unique_ptr<AVPacket, PacketFree>;
 
-/// An open decoder for the stream, on one thread; null when there is none or it refuses.
-CodecContextPtr openDecoder(const AVCodecParameters& parameters);
+/// An open decoder for the stream; null when there is none or it refuses. Threads share the work on
+/// each frame, where the stream allows.
+CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads = 1);
 
 /// The frame as stored: 8-bit RGB, or RGBA where it has alpha, neither turned nor made square.
 /// Null when it cannot be converted.

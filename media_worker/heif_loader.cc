@@ -1,10 +1,16 @@
 #include <libheif/heif.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <memory>
 #include <vector>
 
+#include "media_worker/colour.h"
+#include "media_worker/hevc_decoder.h"
 #include "media_worker/loaded_image.h"
+#include "media_worker/planes.h"
+#include "media_worker/probe_boxes.h"
 #include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {
@@ -21,6 +27,8 @@ struct Free {
 using Context = std::unique_ptr<heif_context, Free<heif_context_free>>;
 using Handle = std::unique_ptr<heif_image_handle, Free<heif_image_handle_release>>;
 using Options = std::unique_ptr<heif_decoding_options, Free<heif_decoding_options_free>>;
+using Nclx = std::unique_ptr<heif_color_profile_nclx, Free<heif_nclx_color_profile_free>>;
+using HeifImage = std::shared_ptr<const heif_image>;
 
 bool succeeded(const heif_error& error) {
   return error.code == heif_error_Ok;
@@ -94,37 +102,94 @@ void attachProfile(const heif_image_handle* handle, VipsImage* image) {
   }
 }
 
-/// Decodes to 8-bit RGB, or RGBA where there is alpha, upright.
-ImagePtr decode(const heif_image_handle* handle, bool failOnDamage) {
-  const Options options(heif_decoding_options_alloc());
-  options->convert_hdr_to_8bit = 1;
-  options->strict_decoding = failOnDamage ? 1 : 0;
-  const bool alpha = heif_image_handle_has_alpha_channel(handle) != 0;
+/// Null when it fails.
+HeifImage decodeTo(const heif_image_handle* handle, heif_chroma chroma,
+                   const heif_decoding_options& options) {
   heif_image* decoded = nullptr;
-  if (!succeeded(heif_decode_image(
-          handle, &decoded, heif_colorspace_RGB,
-          alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB, options.get()))) {
+  if (!succeeded(heif_decode_image(handle, &decoded, heif_colorspace_RGB, chroma, &options))) {
     return nullptr;
   }
-  const std::shared_ptr<heif_image> owner(decoded, heif_image_release);
+  return {decoded, heif_image_release};
+}
+
+/// What the file says of its colours, besides a profile; null when that is nothing.
+Nclx coloursOf(const heif_image_handle* handle) {
+  heif_color_profile_nclx* colours = nullptr;
+  heif_image_handle_get_nclx_color_profile(handle, &colours);
+  return Nclx(colours);
+}
+
+/// Tiles may say by themselves what their picture does not.
+HevcDecoding hevcDecoding(const InputFile& file, const heif_image_handle* handle, bool strict,
+                          bool hasAlpha) {
+  HevcDecoding decoding{strict, !hasAlpha, std::nullopt};
+  if (const Nclx colours = coloursOf(handle)) {
+    const auto matrix = yuvMatrixOf(colours->matrix_coefficients);
+    if (matrix) decoding.coding = YuvCoding{*matrix, colours->full_range_flag != 0};
+    decoding.toRgb = decoding.toRgb && matrix;
+  } else if (decoding.toRgb) {
+    decoding.toRgb = !namesColours(file);
+  }
+  return decoding;
+}
+
+ImagePtr unpremultiplied(ImagePtr image) {
+  const bool done =
+      apply(image,
+            [](VipsImage* in, VipsImage** out) { return vips_unpremultiply(in, out, nullptr); }) &&
+      apply(image, [](VipsImage* in, VipsImage** out) {
+        return vips_cast(in, out, VIPS_FORMAT_UCHAR, nullptr);
+      });
+  return done ? std::move(image) : nullptr;
+}
+
+/// RGBA, as libheif makes it.
+ImagePtr decodeWithAlpha(const heif_image_handle* handle, const heif_decoding_options& options) {
+  const HeifImage decoded = decodeTo(handle, heif_chroma_interleaved_RGBA, options);
   int stride = 0;
   const std::uint8_t* rows =
-      heif_image_get_plane_readonly(decoded, heif_channel_interleaved, &stride);
+      decoded ? heif_image_get_plane_readonly(decoded.get(), heif_channel_interleaved, &stride)
+              : nullptr;
   if (rows == nullptr) return nullptr;
-  ImagePtr image = imageOfRows(owner, rows, heif_image_get_primary_width(decoded),
-                               heif_image_get_primary_height(decoded), alpha ? 4 : 3,
+  ImagePtr image = imageOfRows(decoded, rows, heif_image_get_primary_width(decoded.get()),
+                               heif_image_get_primary_height(decoded.get()), 4,
                                static_cast<std::size_t>(stride));
-  if (!image) return nullptr;
-  if (alpha && heif_image_handle_is_premultiplied_alpha(handle) != 0 &&
-      !(apply(image, [](VipsImage* in,
-                        VipsImage** out) { return vips_unpremultiply(in, out, nullptr); }) &&
-        apply(image, [](VipsImage* in, VipsImage** out) {
-          return vips_cast(in, out, VIPS_FORMAT_UCHAR, nullptr);
-        }))) {
-    return nullptr;
+  if (!image || heif_image_handle_is_premultiplied_alpha(handle) == 0) return image;
+  return unpremultiplied(std::move(image));
+}
+
+/// The turn that libheif may leave to us, who do it many times as fast; 1 when there is none, or
+/// when the file does more to the picture than to turn it.
+int turnOf(const InputFile& file, const heif_image_handle* handle) {
+  const int orientation = orientationOf(primaryTurn(file));
+  const auto [width, height] = uprightSize(heif_image_handle_get_ispe_width(handle),
+                                           heif_image_handle_get_ispe_height(handle), orientation);
+  return sizeOf(handle) == PixelSize{width, height} ? orientation : 1;
+}
+
+/// RGB, upright, in memory that can be handed over.
+std::shared_ptr<PixelMemory> decodeOpaque(const heif_image_handle* handle, int orientation,
+                                          heif_decoding_options& options) {
+  options.ignore_transformations = orientation == 1 ? 0 : 1;
+  const HeifImage decoded = decodeTo(handle, heif_chroma_444, options);
+  if (!decoded) return nullptr;
+  constexpr std::array kChannels{heif_channel_R, heif_channel_G, heif_channel_B};
+  RgbPicture picture{{},
+                     heif_image_get_width(decoded.get(), heif_channel_R),
+                     heif_image_get_height(decoded.get(), heif_channel_R)};
+  for (std::size_t i = 0; i < kChannels.size(); ++i) {
+    Plane& plane = picture.planes.at(i);
+    plane.data = heif_image_get_plane_readonly(decoded.get(), kChannels.at(i), &plane.stride);
+    if (plane.data == nullptr ||
+        heif_image_get_width(decoded.get(), kChannels.at(i)) != picture.width ||
+        heif_image_get_height(decoded.get(), kChannels.at(i)) != picture.height) {
+      return nullptr;
+    }
   }
-  attachProfile(handle, image.get());
-  return image;
+  const auto [width, height] = uprightSize(picture.width, picture.height, orientation);
+  auto memory = PixelMemory::make({width, height, 3});
+  if (!memory || !interleaveUpright(picture, orientation, memory->data())) return nullptr;
+  return memory;
 }
 
 }  // namespace
@@ -132,8 +197,7 @@ ImagePtr decode(const heif_image_handle* handle, bool failOnDamage) {
 Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request) {
   Reading reading{file};
   const Context context(heif_context_alloc());
-  // More threads gain nothing where several workers are busy.
-  heif_context_set_max_decoding_threads(context.get(), 2);
+  heif_context_set_max_decoding_threads(context.get(), decodingThreads());
   heif_image_handle* found = nullptr;
   if (!succeeded(heif_context_read_from_reader(context.get(), &kReader, &reading, nullptr)) ||
       !succeeded(heif_context_get_primary_image_handle(context.get(), &found))) {
@@ -149,9 +213,24 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
       mayReplace ? smallestSufficient(std::move(primary), target->scaled) : std::move(primary);
 
   LoadedImage loaded;
-  loaded.image = decode(chosen.get(), request.failOnDamage);
   loaded.target = *target;
+  const Options options(heif_decoding_options_alloc());
+  options->convert_hdr_to_8bit = 1;
+  options->strict_decoding = request.failOnDamage ? 1 : 0;
+  const bool hasAlpha = heif_image_handle_has_alpha_channel(chosen.get()) != 0;
+  const HevcDecodingScope scope(hevcDecoding(file, chosen.get(), request.failOnDamage, hasAlpha));
+  if (hasAlpha) {
+    loaded.image = decodeWithAlpha(chosen.get(), *options);
+  } else {
+    const int orientation = chosen.get() == found ? turnOf(file, found) : 1;
+    loaded.pixels = decodeOpaque(chosen.get(), orientation, *options);
+    if (loaded.pixels) loaded.image = PixelMemory::imageOf(loaded.pixels);
+  }
   if (!loaded.image) return cannotDecode();
+  attachProfile(chosen.get(), loaded.image.get());
+  if (const Nclx colours = coloursOf(chosen.get())) {
+    nameColours(loaded.image.get(), {colours->color_primaries, colours->transfer_characteristics});
+  }
   return loaded;
 }
 

@@ -12,7 +12,9 @@ extern "C" {
 #include <array>
 #include <memory>
 #include <new>
+#include <optional>
 #include <span>
+#include <thread>
 #include <vector>
 
 #include "media_worker/frame_image.h"
@@ -27,10 +29,28 @@ constexpr heif_error kFailed{heif_error_Decoder_plugin_error, heif_suberror_Unsp
 constexpr heif_error kNoMemory{heif_error_Memory_allocation_error, heif_suberror_Unspecified,
                                "memory ran out"};
 
+/// The one thing that is not handed from function to function: the decoder's interface has no room
+/// for it.
+struct State {
+  std::mutex inUse;  ///< held by the scope that there is
+  std::mutex mutex;  ///< guards `decoding`, which libheif's threads read
+  HevcDecoding decoding;
+};
+
+State& state() {
+  static State theState;
+  return theState;
+}
+
+HevcDecoding wanted() {
+  const std::lock_guard guard(state().mutex);
+  return state().decoding;
+}
+
 /// One picture: its units as they arrive, in the form in which a stream has them.
 struct Decoder {
   std::vector<std::uint8_t> stream;
-  bool strict = false;
+  HevcDecoding decoding;
 };
 
 /// Each unit comes behind its size, 4 bytes long; in a stream it stands behind a start code.
@@ -48,12 +68,16 @@ bool addUnits(std::span<const std::uint8_t> data, std::vector<std::uint8_t>& str
   return data.empty();
 }
 
+/// Tiles are decoded side by side; larger pictures than they are take their threads for themselves.
+constexpr std::size_t kLargestTile = 512 << 10;
+
 FramePtr decodeFrame(const Decoder& decoder) {
   AVCodecParameters parameters{};
   parameters.codec_type = AVMEDIA_TYPE_VIDEO;
   parameters.codec_id = AV_CODEC_ID_HEVC;
   parameters.format = -1;
-  const CodecContextPtr context = openDecoder(parameters);
+  const bool isTile = decoder.stream.size() < kLargestTile;
+  const CodecContextPtr context = openDecoder(parameters, isTile ? 1 : decodingThreads());
   const PacketPtr packet(av_packet_alloc());
   FramePtr frame(av_frame_alloc());
   if (!context || !packet || !frame ||
@@ -66,7 +90,7 @@ FramePtr decodeFrame(const Decoder& decoder) {
   if (avcodec_receive_frame(context.get(), frame.get()) < 0) return nullptr;
   const bool damaged =
       frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0;
-  return damaged && decoder.strict ? nullptr : std::move(frame);
+  return damaged && decoder.decoding.strict ? nullptr : std::move(frame);
 }
 
 heif_chroma chromaOf(const AVPixFmtDescriptor& format) {
@@ -90,6 +114,13 @@ void addColours(const AVFrame& frame, heif_image* image) {
   colours->full_range_flag = frame.color_range == AVCOL_RANGE_JPEG ? 1 : 0;
   heif_image_set_nclx_color_profile(image, colours);
   heif_nclx_color_profile_free(colours);
+}
+
+/// What the stream itself says; what it does not say is as libheif takes it to be.
+std::optional<YuvCoding> codingOf(const AVFrame& frame) {
+  const auto matrix = yuvMatrixOf(frame.colorspace);
+  if (!matrix) return std::nullopt;
+  return YuvCoding{*matrix, frame.color_range == AVCOL_RANGE_JPEG};
 }
 
 bool copyPlane(const AVFrame& frame, int index, const AVPixFmtDescriptor& format,
@@ -137,11 +168,49 @@ Image imageOf(const AVFrame& frame) {
   return image;
 }
 
+std::optional<YuvSampling> samplingOf(const AVPixFmtDescriptor& format) {
+  if (format.nb_components != 3 || format.comp[0].depth != 8 ||
+      (format.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PLANAR)) != AV_PIX_FMT_FLAG_PLANAR) {
+    return std::nullopt;
+  }
+  if (format.log2_chroma_w == 0) return YuvSampling::yuv444;
+  return format.log2_chroma_h == 0 ? YuvSampling::yuv422 : YuvSampling::yuv420;
+}
+
+/// The picture as red, green and blue; null when it is none that can be turned into them here.
+Image rgbImageOf(const AVFrame& frame, std::optional<YuvCoding> coding) {
+  const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  const auto sampling = format == nullptr ? std::nullopt : samplingOf(*format);
+  if (!coding) coding = codingOf(frame);
+  if (!sampling || !coding) return nullptr;
+  heif_image* made = nullptr;
+  if (heif_image_create(frame.width, frame.height, heif_colorspace_RGB, heif_chroma_444, &made)
+          .code != heif_error_Ok) {
+    return nullptr;
+  }
+  Image image(made);
+  constexpr std::array<heif_channel, 3> kChannels{heif_channel_R, heif_channel_G, heif_channel_B};
+  std::array<WritablePlane, 3> rgb;
+  YuvPicture picture{{}, frame.width, frame.height, *sampling, *coding};
+  for (std::size_t i = 0; i < 3; ++i) {
+    if (heif_image_add_plane(made, kChannels.at(i), frame.width, frame.height, 8).code !=
+        heif_error_Ok) {
+      return nullptr;
+    }
+    rgb.at(i).data = heif_image_get_plane(made, kChannels.at(i), &rgb.at(i).stride);
+    picture.planes.at(i) = {frame.data[i], frame.linesize[i]};
+    if (rgb.at(i).data == nullptr || frame.data[i] == nullptr) return nullptr;
+  }
+  return convertToRgb(picture, rgb) ? std::move(image) : nullptr;
+}
+
 heif_error decodeImage(void* self, heif_image** image) {
   const auto& decoder = *static_cast<const Decoder*>(self);
   try {
     const FramePtr frame = decodeFrame(decoder);
-    Image decoded = frame ? imageOf(*frame) : nullptr;
+    if (!frame) return kFailed;
+    Image decoded = decoder.decoding.toRgb ? rgbImageOf(*frame, decoder.decoding.coding) : nullptr;
+    if (!decoded) decoded = imageOf(*frame);
     if (!decoded) return kFailed;
     *image = decoded.release();
     return kDone;
@@ -174,21 +243,34 @@ const heif_decoder_plugin kPlugin{
         },
     .new_decoder =
         [](void** decoder) {
-          *decoder = new (std::nothrow) Decoder;
+          *decoder = new (std::nothrow) Decoder{{}, wanted()};
           return *decoder == nullptr ? kNoMemory : kDone;
         },
     .free_decoder = [](void* decoder) { delete static_cast<Decoder*>(decoder); },
     .push_data = pushData,
     .decode_image = decodeImage,
-    .set_strict_decoding = [](void* decoder,
-                              int strict) { static_cast<Decoder*>(decoder)->strict = strict != 0; },
+    .set_strict_decoding = nullptr,  // libheif says so of untiled pictures alone
     .id_name = "quorvin",
 };
 
 }  // namespace
 
+int decodingThreads() {
+  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U));
+}
+
 void registerHevcDecoder() {
   heif_register_decoder_plugin(&kPlugin);
+}
+
+HevcDecodingScope::HevcDecodingScope(const HevcDecoding& decoding) : only_(state().inUse) {
+  const std::lock_guard guard(state().mutex);
+  state().decoding = decoding;
+}
+
+HevcDecodingScope::~HevcDecodingScope() {
+  const std::lock_guard guard(state().mutex);
+  state().decoding = {};
 }
 
 }  // namespace quorvin

@@ -1,8 +1,11 @@
 // A picture on its way from a file to a rendering.
 #pragma once
 
+#include <memory>
+
 #include "core/platform/foundation.h"
 #include "media_worker/input_file.h"
+#include "media_worker/pixel_memory.h"
 #include "media_worker/probe_signature.h"
 #include "media_worker/target_size.h"
 #include "media_worker/vips_image.h"
@@ -18,6 +21,8 @@ struct LoadedImage {
   int orientation = 1;  ///< the turn that makes it upright, 1 to 8 as in Exif
   TargetSize target;    ///< upright
   FileDescriptor kept;  ///< what `image` reads from, when that is not the request's file
+  /// Where the pixels of `image` lie, when they can be handed over as they are.
+  std::shared_ptr<PixelMemory> pixels;
 };
 
 /// Loads formats that libvips reads well. `orientation` counts when the file names none. The file

@@ -132,6 +132,21 @@ bool isCutShort(const InputFile& file) {
   return cut;
 }
 
+bool namesColours(const InputFile& file) {
+  const auto meta = findBox(file, "meta", 0, file.size());
+  const auto iprp = meta ? findBox(file, "iprp", meta->begin + 4, meta->end) : std::optional<Box>();
+  const auto ipco = iprp ? findBox(file, "ipco", iprp->begin, iprp->end) : std::optional<Box>();
+  bool named = false;
+  if (!ipco) return named;
+  forEachBox(file, ipco->begin, ipco->end, [&named, &file](const Box& property) {
+    std::uint8_t kind[4];
+    named = property.type == "colr" && file.readAt(property.begin, kind) == 4 &&
+            std::string_view(reinterpret_cast<const char*>(kind), 4) == "nclx";
+    return !named;
+  });
+  return named;
+}
+
 Turn primaryTurn(const InputFile& file) {
   Turn turn;
   const auto meta = findBox(file, "meta", 0, file.size());

@@ -1,11 +1,13 @@
 #include "media_worker/render.h"
 
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "media_worker/colour.h"
 #include "media_worker/loaded_image.h"
+#include "media_worker/pixel_memory.h"
 #include "media_worker/probe_raw.h"
-#include "platform_linux/media/sealed_memory.h"
 
 namespace quorvin {
 
@@ -94,24 +96,10 @@ bool cut(ImagePtr& image, PixelSize size) {
 }
 
 /// Runs the pipeline, straight into the memory that the other process will map.
-Result<RenderedPixels> writeOut(VipsImage* image, const ColourTransform* colours) {
-  RenderedPixels pixels;
-  pixels.layout = {image->Xsize, image->Ysize, image->Bands};
-  const std::size_t size = pixels.layout.byteCount();
-  pixels.memory = makeMemoryFile(size);
-  {
-    const MappedMemory mapped(pixels.memory.get(), size, MappedMemory::Access::write);
-    if (!mapped) return workerError(LibraryErrorCode::internal, "Memory ran out.");
-    const ImagePtr out(vips_image_new_from_memory(mapped.data(), size, image->Xsize, image->Ysize,
-                                                  image->Bands, VIPS_FORMAT_UCHAR));
-    if (!out || vips_image_write(image, out.get()) != 0) return cannotDecode();
-    if (colours != nullptr)
-      colours->convert(mapped.data(), size / static_cast<std::size_t>(image->Bands));
-  }
-  if (!sealMemoryFile(pixels.memory)) {
-    return workerError(LibraryErrorCode::internal, "The pixels could not be handed over.");
-  }
-  return pixels;
+std::shared_ptr<PixelMemory> writeOut(VipsImage* image) {
+  auto pixels = PixelMemory::make({image->Xsize, image->Ysize, image->Bands});
+  const ImagePtr out = pixels ? PixelMemory::imageOf(pixels) : nullptr;
+  return out && vips_image_write(image, out.get()) == 0 ? pixels : nullptr;
 }
 
 }  // namespace
@@ -122,14 +110,23 @@ Result<RenderedPixels> renderFile(int fd, const RenderRequest& request) {
   auto loaded = load(*file, fd, request);
   if (!loaded) return loaded.error();
   ImagePtr image = std::move(loaded->image);
+  const VipsImage* const asLoaded = image.get();
   ColourTransformPtr colours;
+  const auto profile =
+      request.keepProfile ? profileToKeep(image.get()) : std::span<const std::uint8_t>();
+  const std::vector<std::uint8_t> kept(profile.begin(), profile.end());
   const PixelSize scaled = loaded->target.scaled;
   if (!scale(image, loaded->orientation >= 5 ? scaled.turned() : scaled) ||
-      !makeSrgb(image, colours) || !turn(image, loaded->orientation) ||
+      (kept.empty() && !makeSrgb(image, colours)) || !turn(image, loaded->orientation) ||
       !cut(image, loaded->target.cut)) {
     return cannotDecode();
   }
-  return writeOut(image.get(), colours.get());
+  const bool areFinal = loaded->pixels && image.get() == asLoaded;
+  const auto pixels = areFinal ? std::move(loaded->pixels) : writeOut(image.get());
+  if (!pixels) return cannotDecode();
+  image.reset();
+  if (colours) colours->convert(pixels->data(), pixels->layout().pixelCount());
+  return pixels->handOver(kept);
 }
 
 }  // namespace quorvin

@@ -11,7 +11,7 @@ packages=(
   libcli11-dev libsqlite3-dev libxxhash-dev nlohmann-json3-dev pv sqlite3
   # the media worker
   libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev libexiv2-dev libheif-dev
-  libjpeg-dev liblcms2-dev libswscale-dev libvips-dev zlib1g-dev
+  libjpeg-dev liblcms2-dev libswscale-dev libvips-dev libyuv-dev zlib1g-dev
   # media generated for tests and the demo, and the programs that verify replies
   binutils ffmpeg jq libheif-examples libimage-exiftool-perl libvips-tools strace
 )

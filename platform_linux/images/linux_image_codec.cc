@@ -41,6 +41,7 @@ std::shared_ptr<const UIImage> LinuxImageCodec::imageWithData(const ByteBuffer& 
   request.kind = MediaKind::image;
   request.fit = RenderRequest::Fit::original;
   request.failOnDamage = true;
+  request.keepProfile = true;
   const auto image = media_.render(file, request);
   return image ? *image : nullptr;
 }

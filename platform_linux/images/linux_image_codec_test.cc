@@ -26,6 +26,7 @@ TEST(LinuxImageCodec, DecodesDataAtItsSizeAndInsistsOnTheWholePicture) {
   EXPECT_EQ(renderings[0].request.kind, MediaKind::image);
   EXPECT_EQ(renderings[0].request.fit, RenderRequest::Fit::original);
   EXPECT_TRUE(renderings[0].request.failOnDamage);
+  EXPECT_TRUE(renderings[0].request.keepProfile);
 }
 
 TEST(LinuxImageCodec, DecodesDataThatDoesNotDecodeToNone) {

@@ -51,19 +51,29 @@ struct RenderRequest {
   bool crop = false;
   /// False: a rendering that shows what there is of a damaged file is good enough.
   bool failOnDamage = false;
+  /// For an image that will be encoded again: its colours stay as they are, with the profile that
+  /// tells what they are. Without one, or if that cannot be, they become sRGB as always.
+  bool keepProfile = false;
 };
 
 /// A decoded image of this platform, in one sealed memory file.
 class RenderedImage : public UIImage {
  public:
-  RenderedImage(FileDescriptor pixels, std::int64_t width, std::int64_t height, int channels)
-      : pixels_(std::move(pixels)), width_(width), height_(height), channels_(channels) {}
+  RenderedImage(FileDescriptor pixels, std::int64_t width, std::int64_t height, int channels,
+                std::int64_t profileSize = 0)
+      : pixels_(std::move(pixels)),
+        width_(width),
+        height_(height),
+        channels_(channels),
+        profileSize_(profileSize) {}
 
   std::int64_t width() const override { return width_; }
   std::int64_t height() const override { return height_; }
-  /// 3 (sRGB) or 4 (with alpha, not premultiplied), interleaved, rows without padding.
+  /// 3 (RGB) or 4 (with alpha, not premultiplied), interleaved, rows without padding.
   int channels() const { return channels_; }
-  /// Read-only, width * height * channels bytes.
+  /// Bytes of the ICC profile behind the pixels; 0: they are sRGB.
+  std::int64_t profileSize() const { return profileSize_; }
+  /// Read-only, width * height * channels bytes, then the profile.
   int fd() const { return pixels_.get(); }
 
  private:
@@ -71,6 +81,7 @@ class RenderedImage : public UIImage {
   std::int64_t width_;
   std::int64_t height_;
   int channels_;
+  std::int64_t profileSize_;
 };
 
 enum class ImageFormat : std::int64_t { jpeg = 1, png = 2 };

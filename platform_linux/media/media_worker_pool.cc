@@ -121,7 +121,7 @@ Result<std::shared_ptr<const RenderedImage>> MediaWorkerPool::render(const FileD
 
 Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageFormat format,
                                            double quality) {
-  const PixelLayout layout{image.width(), image.height(), image.channels()};
+  const PixelLayout layout{image.width(), image.height(), image.channels(), image.profileSize()};
   return ask<ByteBuffer>(EncodeRequest{format, quality, layout}, image.fd(), bytesReply);
 }
 

@@ -23,11 +23,13 @@ constexpr Literal kTargetHeight = "targetHeight"_lit;
 constexpr Literal kFit = "fit"_lit;
 constexpr Literal kCrop = "crop"_lit;
 constexpr Literal kFailOnDamage = "failOnDamage"_lit;
+constexpr Literal kKeepProfile = "keepProfile"_lit;
 constexpr Literal kFormat = "format"_lit;
 constexpr Literal kQuality = "quality"_lit;
 constexpr Literal kWidth = "width"_lit;
 constexpr Literal kHeight = "height"_lit;
 constexpr Literal kChannels = "channels"_lit;
+constexpr Literal kProfileSize = "profileSize"_lit;
 
 constexpr Literal kPreset = "preset"_lit;
 constexpr Literal kContainer = "container"_lit;
@@ -129,7 +131,8 @@ Map toMap(const RenderRequest& request) {
           {kTargetHeight, request.targetHeight},
           {kFit, number(request.fit)},
           {kCrop, request.crop},
-          {kFailOnDamage, request.failOnDamage}};
+          {kFailOnDamage, request.failOnDamage},
+          {kKeepProfile, request.keepProfile}};
 }
 
 Map toMap(const EncodeRequest& request) {
@@ -183,7 +186,8 @@ bool read(const Reader& reader, RenderRequest& request) {
          reader.value(kTargetHeight, request.targetHeight) &&
          reader.within(kFit, number(RenderRequest::Fit::fit), number(RenderRequest::Fit::original),
                        request.fit) &&
-         reader.value(kCrop, request.crop) && reader.value(kFailOnDamage, request.failOnDamage);
+         reader.value(kCrop, request.crop) && reader.value(kFailOnDamage, request.failOnDamage) &&
+         reader.value(kKeepProfile, request.keepProfile);
 }
 
 }  // namespace
@@ -273,7 +277,10 @@ std::optional<MediaProbe> probeFromMap(const Map& map) {
 }
 
 Map layoutToMap(const PixelLayout& layout) {
-  return {{kWidth, layout.width}, {kHeight, layout.height}, {kChannels, layout.channels}};
+  return {{kWidth, layout.width},
+          {kHeight, layout.height},
+          {kChannels, layout.channels},
+          {kProfileSize, layout.profileSize}};
 }
 
 std::optional<PixelLayout> layoutFromMap(const Map& map) {
@@ -282,6 +289,7 @@ std::optional<PixelLayout> layoutFromMap(const Map& map) {
   const bool whole = reader.within(kWidth, 1, kMaximumPixelCount, layout.width) &&
                      reader.within(kHeight, 1, kMaximumPixelCount, layout.height) &&
                      reader.within(kChannels, 3, 4, layout.channels) &&
+                     reader.within(kProfileSize, 0, kMaximumProfileSize, layout.profileSize) &&
                      layout.height <= kMaximumPixelCount / layout.width;
   return whole ? std::optional(layout) : std::nullopt;
 }

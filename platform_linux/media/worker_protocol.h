@@ -35,16 +35,23 @@ struct ProbeRequest {
   friend bool operator==(const ProbeRequest&, const ProbeRequest&) = default;
 };
 
-/// How pixels lie in a memory file: rows without padding, 3 or 4 interleaved bytes a pixel.
+/// No colour profile that is larger stays with its pixels: they are converted.
+inline constexpr std::int64_t kMaximumProfileSize = 1 << 20;
+
+/// How pixels lie in a memory file: rows without padding, 3 or 4 interleaved bytes a pixel; behind
+/// them the ICC profile of their colours, when these are not sRGB.
 struct PixelLayout {
   std::int64_t width = 0;
   std::int64_t height = 0;
   int channels = 0;
+  std::int64_t profileSize = 0;
 
-  std::size_t byteCount() const {
-    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) *
-           static_cast<std::size_t>(channels);
+  std::size_t pixelCount() const {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   }
+  std::size_t pixelBytes() const { return pixelCount() * static_cast<std::size_t>(channels); }
+  /// Of the whole file.
+  std::size_t byteCount() const { return pixelBytes() + static_cast<std::size_t>(profileSize); }
   friend bool operator==(const PixelLayout&, const PixelLayout&) = default;
 };
 

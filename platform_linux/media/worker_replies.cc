@@ -31,7 +31,7 @@ std::optional<std::shared_ptr<const RenderedImage>> imageReply(const Map& reply,
   const auto layout = layoutFromMap(reply);
   if (!layout || sealedMemorySize(memory.get()) != layout->byteCount()) return std::nullopt;
   return std::make_shared<const RenderedImage>(std::move(memory), layout->width, layout->height,
-                                               layout->channels);
+                                               layout->channels, layout->profileSize);
 }
 
 std::optional<ByteBuffer> bytesReply(const Map&, FileDescriptor memory) {
