@@ -27,7 +27,8 @@ class ChannelFixture : public EngineFixture {
  protected:
   void SetUp() override;
 
-  QuorvinEngine* engine() { return engine_.get(); }
+  /// That of the calls below.
+  virtual QuorvinEngine* engine() { return engine_.get(); }
   /// A library that the test may change: a copy of the imported one.
   std::string copyOfLibrary();
   EnginePointer openLibrary(const std::string& path, int authorization = 3);

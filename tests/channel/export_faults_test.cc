@@ -1,0 +1,192 @@
+// What every export does when its place is missing, occupied, full or read-only.
+#include <fstream>
+
+#include "platform_linux/files/testing_folder.h"
+#include "tests/channel/exports_fixture.h"
+
+namespace quorvin {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// One way to a file.
+struct Export {
+  std::string title;
+  std::string method;
+  std::string name;           ///< of the asset
+  Map arguments;              ///< but for the asset's identifier
+  std::string file;           ///< below the temporary directory
+  std::string folderFault;    ///< the message when the folder cannot be made
+  std::string writeFault;     ///< when the file cannot be written; an identifier may follow
+  bool removesFirst = false;  ///< removes whatever stands at the file's place
+
+  friend void PrintTo(const Export& each, std::ostream* out) { *out << each.title; }
+};
+
+const Export kExports[] = {
+    {"StoredImage",
+     "getImageUrl",
+     "IMG_0002.jpg",
+     {{"convertJpeg", false}, {"mediumQuality", false}},
+     "image/IMG_0002.jpg",
+     "Create temp dir failed",
+     "Failed to save image"},
+    {"ConvertedImage",
+     "getImageUrl",
+     "IMG_0010.HEIC",
+     {{"convertJpeg", true}, {"mediumQuality", false}},
+     "image/IMG_0010.jpg",
+     "Create temp dir failed",
+     "Failed to save image"},
+    {"MediumImage",
+     "getImageUrl",
+     "IMG_0003.JPG",
+     {{"convertJpeg", false}, {"mediumQuality", true}},
+     "image/IMG_0003.jpg",
+     "Create temp dir failed",
+     "Failed to save image"},
+    {"EncodedVideo",
+     "getVideoUrl",
+     "MOVIE.mov",
+     {{"mediumQuality", false}, {"videoFormat", 2}},
+     "video/MOVIE.mp4",
+     "Failed to create temp video folder",
+     "Export failed",
+     true},
+    {"MediumVideo",
+     "getVideoUrl",
+     "CLIP.mp4",
+     {{"mediumQuality", true}, {"videoFormat", 0}},
+     "video/CLIP.mov",
+     "Failed to create temp video folder",
+     "Export failed",
+     true},
+    {"CopiedVideo",
+     "getVideoUrl",
+     "SLOWMO.mov",
+     {{"mediumQuality", false}, {"videoFormat", 0}},
+     "video/SLOWMO.mov",
+     "Failed to create temp video folder",
+     "Export failed",
+     true},
+    {"LivePhoto",
+     "getLivePhotoUrl",
+     "IMG_0011.HEIC",
+     {{"mediumQuality", false}},
+     "livephoto/IMG_0011.mov",
+     "Failed to create temp directory",
+     "Failed to export live photo video id = ",
+     true},
+};
+
+class ExportFaults : public ExportsFixture, public testing::WithParamInterface<Export> {
+ protected:
+  Map arguments() {
+    Map all = GetParam().arguments;
+    all.emplace_back("assetId", asset(GetParam().name));
+    return all;
+  }
+  void expectSuccess(const fs::path& place) {
+    EXPECT_EQ(exported(GetParam().method, arguments()), place / GetParam().file);
+    EXPECT_GT(fs::file_size(place / GetParam().file), 1000u);
+  }
+  void expectFault(const std::string& message) {
+    const FlutterError fault = error(GetParam().method, arguments());
+    const bool namesAsset = message.ends_with("id = ");
+    EXPECT_EQ(fault.message, namesAsset ? message + asset(GetParam().name) : message);
+    EXPECT_GT(fault.details.text().size(), 20u) << "a sentence";
+  }
+  fs::path file() const { return temporary() / GetParam().file; }
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, ExportFaults, testing::ValuesIn(kExports),
+                         [](const auto& each) { return each.param.title; });
+
+TEST_P(ExportFaults, AMissingTemporaryDirectoryIsMadeAgain) {
+  expectSuccess(temporary());
+  fs::remove_all(temporary());
+  expectSuccess(temporary());
+  EXPECT_EQ(filesIn(temporary()), (std::vector<std::string>{GetParam().file}));
+}
+
+TEST_P(ExportFaults, AFileInTheFoldersPlaceIsReportedAndKept) {
+  fs::create_directories(temporary());
+  std::ofstream(file().parent_path()) << "mine";
+  expectFault(GetParam().folderFault);
+  EXPECT_EQ(bytesOf(file().parent_path()), "mine");
+  fs::remove(file().parent_path());
+  expectSuccess(temporary());
+}
+
+TEST_P(ExportFaults, AFolderInTheFilesPlaceIsReportedOrReplaced) {
+  fs::create_directories(file() / "inner");
+  if (GetParam().removesFirst) {
+    expectSuccess(temporary());
+  } else {
+    expectFault(GetParam().writeFault);
+    EXPECT_TRUE(fs::is_directory(file() / "inner"));
+    EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
+    fs::remove_all(file());
+    expectSuccess(temporary());
+  }
+}
+
+TEST_P(ExportFaults, AReadOnlyPlaceIsReported) {
+  SmallVolume volume("size=4m");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  use(QUORVIN_IMPORTED_LIBRARY, volume.path());
+  volume.makeReadOnly();
+  expectFault(GetParam().folderFault);
+}
+
+TEST_P(ExportFaults, AReadOnlyPlaceWithTheFolderIsReported) {
+  SmallVolume volume("size=4m");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  fs::create_directory((volume / GetParam().file).substr(0, (volume / GetParam().file).rfind('/')));
+  use(QUORVIN_IMPORTED_LIBRARY, volume.path());
+  volume.makeReadOnly();
+  expectFault(GetParam().writeFault);
+}
+
+TEST_P(ExportFaults, AFullPlaceIsReportedAndNothingStays) {
+  const SmallVolume volume("size=24k");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  use(QUORVIN_IMPORTED_LIBRARY, volume.path());
+  expectFault(GetParam().writeFault);
+  EXPECT_EQ(filesIn(volume.path()), std::vector<std::string>{});
+  use(QUORVIN_IMPORTED_LIBRARY, temporary());
+  expectSuccess(temporary());
+}
+
+TEST_P(ExportFaults, AFullPlaceKeepsTheEarlierImageWhole) {
+  const SmallVolume volume("size=24k");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  const fs::path earlier = volume / GetParam().file;
+  fs::create_directory(earlier.parent_path());
+  std::ofstream(earlier) << "earlier";
+  use(QUORVIN_IMPORTED_LIBRARY, volume.path());
+  expectFault(GetParam().writeFault);
+  if (GetParam().removesFirst) {
+    EXPECT_EQ(filesIn(volume.path()), std::vector<std::string>{}) << "it goes before the export";
+  } else {
+    EXPECT_EQ(filesIn(volume.path()), (std::vector<std::string>{GetParam().file}));
+    EXPECT_EQ(bytesOf(earlier), "earlier");
+  }
+}
+
+TEST_P(ExportFaults, FaultsAndSuccessesLeaveNoDescriptorOpen) {
+  std::size_t before = 0;
+  constexpr int kRounds = 6;
+  for (int round = 0; round < kRounds; ++round) {
+    if (round == 2) before = openDescriptors();
+    fs::remove_all(temporary());
+    expectSuccess(temporary());
+    fs::remove_all(file().parent_path());
+    std::ofstream(file().parent_path()) << "mine";
+    expectFault(GetParam().folderFault);
+  }
+  EXPECT_LT(openDescriptors(), before + kRounds - 2);
+}
+
+}  // namespace
+}  // namespace quorvin

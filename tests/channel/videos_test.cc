@@ -1,0 +1,309 @@
+// Videos as files, out of the imported library.
+#include <algorithm>
+#include <fstream>
+
+#include "tests/channel/exports_fixture.h"
+
+namespace quorvin {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Videos : public ExportsFixture {
+ protected:
+  static constexpr Format kFormats[] = {Format::original, Format::mov, Format::mp4};
+
+  /// A file of the library's own.
+  fs::path direct(const std::string& name) {
+    const Value reply = result("getVideoUrl", videoFile(asset(name), Format::original));
+    EXPECT_EQ(at(reply, "deletable"), Value(false)) << name;
+    return textAt(reply, "url");
+  }
+};
+
+TEST_F(Videos, AreHandedOverInPlaceWhenNothingElseIsAsked) {
+  for (const std::string name : {"MOVIE.mov", "CLIP.mp4", "TURNED.mp4", "capture.mkv"}) {
+    const fs::path file = direct(name);
+    EXPECT_TRUE(file.string().starts_with(std::string(QUORVIN_IMPORTED_LIBRARY) + "/originals/"))
+        << file;
+    EXPECT_TRUE(bytesOf(file) == bytesOf(kGoodMedia / name));
+    EXPECT_EQ(file.extension(), fs::path(name).extension());
+    EXPECT_EQ(direct(name), file);
+  }
+  EXPECT_FALSE(fs::exists(temporary() / "video"));
+}
+
+TEST_F(Videos, AreEncodedAgainForAnotherFormat) {
+  struct Case {
+    std::string name;
+    Format format;
+    std::string file;
+  };
+  for (const Case& c :
+       {Case{"MOVIE.mov", Format::mov, "MOVIE.mov"}, Case{"MOVIE.mov", Format::mp4, "MOVIE.mp4"},
+        Case{"CLIP.mp4", Format::mov, "CLIP.mov"}, Case{"CLIP.mp4", Format::mp4, "CLIP.mp4"},
+        Case{"capture.mkv", Format::mov, "capture.mov"}}) {
+    SCOPED_TRACE(c.name + " " + c.file);
+    const SeenVideo source = seeVideo(kGoodMedia / c.name);
+    const fs::path file = video(c.name, c.format);
+    EXPECT_EQ(file, temporary() / "video" / c.file);
+    const SeenVideo seen = seeVideo(file);
+    EXPECT_EQ(seen.videoCodec, "h264");
+    EXPECT_EQ(seen.tag, "avc1");
+    EXPECT_EQ(seen.audioCodec, "aac");
+    EXPECT_EQ(seen.brand, c.format == Format::mov ? "qt  " : seen.brand);
+    EXPECT_NE(seen.brand, c.format == Format::mp4 ? "qt  " : "isom");
+    EXPECT_EQ(seen.size, source.size);
+    EXPECT_EQ(seen.frames, source.frames);
+    EXPECT_NEAR(seen.videoDuration, 2 * (c.name == "capture.mkv" ? 0.5 : 1), 0.05);
+    EXPECT_NEAR(seen.audioDuration, seen.videoDuration, 0.06);
+    EXPECT_TRUE(seen.indexIsFirst);
+    EXPECT_FALSE(seen.isTurned);
+    EXPECT_GT(psnr(file, kGoodMedia / c.name), 40);
+  }
+}
+
+TEST_F(Videos, KeepTheirCreationTime) {
+  for (const Format format : {Format::mov, Format::mp4}) {
+    EXPECT_TRUE(
+        seeVideo(video("MOVIE.mov", format)).creationTime.starts_with("2023-07-14T10:20:30"));
+  }
+}
+
+TEST_F(Videos, OfMediumQualityAreSmall) {
+  struct Case {
+    std::string name;
+    PixelSize size;
+  };
+  for (const Case& c : {Case{"MOVIE.mov", {568, 320}}, Case{"CLIP.mp4", {480, 360}},
+                        Case{"capture.mkv", {320, 240}}, Case{"TURNED.mp4", {240, 320}}}) {
+    const SeenVideo source = seeVideo(kGoodMedia / c.name);
+    for (const Format format : kFormats) {
+      const fs::path file = video(c.name, format, true);
+      const SeenVideo seen = seeVideo(file);
+      EXPECT_EQ(file.extension(), format == Format::mp4 ? ".mp4" : ".mov");
+      EXPECT_EQ(seen.videoCodec, "h264") << c.name;
+      EXPECT_EQ(seen.size, c.size) << c.name;
+      EXPECT_EQ(seen.frames, source.frames) << c.name;
+      EXPECT_FALSE(seen.isTurned) << c.name;
+      EXPECT_TRUE(seen.indexIsFirst) << c.name;
+    }
+  }
+}
+
+TEST_F(Videos, ThatAreTurnedComeUpright) {
+  const fs::path file = video("TURNED.mp4", Format::mp4);
+  const SeenVideo seen = seeVideo(file);
+  EXPECT_EQ(seen.size, (PixelSize{240, 320}));
+  EXPECT_FALSE(seen.isTurned);
+  // Programs turn the source by its matrix themselves.
+  EXPECT_GT(psnr(file, kGoodMedia / "TURNED.mp4"), 40);
+}
+
+TEST_F(Videos, InSlowMotionAreCopiedSlowly) {
+  const SeenVideo source = seeVideo(kGoodMedia / "SLOWMO.mov");
+  const fs::path file = video("SLOWMO.mov", Format::original);
+  EXPECT_EQ(file, temporary() / "video/SLOWMO.mov");
+  const SeenVideo seen = seeVideo(file);
+  EXPECT_EQ(seen.videoCodec, "h264");
+  EXPECT_EQ(seen.size, source.size);
+  EXPECT_EQ(seen.frames, source.frames);
+  // 0.4 s, then 1.2 s at a quarter of the speed, then 0.4 s.
+  EXPECT_NEAR(seen.videoDuration, 0.4 + 1.2 * 4 + 0.4, 0.06);
+  EXPECT_NEAR(seen.audioDuration, seen.videoDuration, 0.1);
+  EXPECT_TRUE(seen.indexIsFirst);
+  EXPECT_EQ(outputOf({"ffmpeg", "-nostdin", "-v", "error", "-i", file, "-map", "0:v", "-c", "copy",
+                      "-f", "h264", "-", "-map", "0:v", "-f", "null", "-"})
+                .size(),
+            outputOf({"ffmpeg", "-nostdin", "-v", "error", "-i", kGoodMedia / "SLOWMO.mov", "-map",
+                      "0:v", "-c", "copy", "-f", "h264", "-", "-map", "0:v", "-f", "null", "-"})
+                .size());
+}
+
+TEST_F(Videos, InSlowMotionAreEncodedSlowly) {
+  for (const Format format : {Format::mov, Format::mp4}) {
+    for (const bool medium : {false, true}) {
+      const SeenVideo seen = seeVideo(video("SLOWMO.mov", format, medium));
+      EXPECT_EQ(seen.size, (PixelSize{320, 240}));
+      EXPECT_NEAR(seen.videoDuration, 0.4 + 1.2 * 4 + 0.4, 0.1);
+      EXPECT_NEAR(seen.audioDuration, seen.videoDuration, 0.1);
+    }
+  }
+}
+
+TEST_F(Videos, CarryTheDatesOfTheirAssets) {
+  const fs::path file = video("CLIP.mp4", Format::mov);
+  const auto milliseconds =
+      integerAt(result("getAssetInfo", Map{{"assetId", asset("CLIP.mp4")}}), "modificationDate");
+  EXPECT_NEAR(modificationOf(file), static_cast<double>(milliseconds) / 1000, 0.002);
+}
+
+TEST_F(Videos, ReplaceTheEarlierFile) {
+  const fs::path first = video("MOVIE.mov", Format::mp4, true);
+  EXPECT_EQ(video("MOVIE.mov", Format::mp4), first);
+  EXPECT_EQ(seeVideo(first).size, (PixelSize{640, 360}));
+  EXPECT_EQ(filesIn(temporary()), (std::vector<std::string>{"video/MOVIE.mp4"}));
+}
+
+TEST_F(Videos, OfOneNameAtOnceLeaveOneWholeFile) {
+  const Map arguments = videoFile(asset("CLIP.mp4"), Format::mp4, true);
+  std::vector<const Answer*> answers;
+  for (int i = 0; i < 4; ++i) answers.push_back(&call(engine(), "getVideoUrl", arguments));
+  for (const Answer* answer : answers) await(engine(), *answer);
+  EXPECT_TRUE(std::ranges::any_of(answers, [](const auto* each) { return each->message[0] == 0; }));
+  EXPECT_EQ(filesIn(temporary()), (std::vector<std::string>{"video/CLIP.mp4"}));
+  EXPECT_EQ(seeVideo(temporary() / "video/CLIP.mp4").frames, 50);
+}
+
+TEST_F(Videos, AreNotMadeOfStillsOrSound) {
+  for (const std::string name : {"IMG_0002.jpg", "IMG_0011.HEIC", "song.mp3", "memo.m4a"}) {
+    for (const Format format : kFormats) {
+      EXPECT_EQ(error("getVideoUrl", videoFile(asset(name), format)),
+                (FlutterError{"Error", "Failed to load AVAsset", Value()}))
+          << name;
+    }
+  }
+  EXPECT_FALSE(fs::exists(temporary() / "video"));
+}
+
+TEST_F(Videos, RefuseFaultyCalls) {
+  const std::string id = asset("MOVIE.mov");
+  EXPECT_EQ(
+      error("getVideoUrl", Map{{"assetId", id}, {"mediumQuality", false}, {"videoFormat", 3}}),
+      (FlutterError{"Error", "Error arguments", Value()}));
+  EXPECT_EQ(error("getVideoUrl", videoFile("nobody", Format::mov)).message,
+            "Asset not found id = nobody");
+}
+
+TEST_F(Videos, WhoseOriginalsAreGoneAreReported) {
+  useCopy([](const std::string& library) { fs::remove_all(library + "/originals"); });
+  for (const std::string name : {"MOVIE.mov", "SLOWMO.mov"}) {
+    for (const Format format : kFormats) {
+      EXPECT_EQ(error("getVideoUrl", videoFile(asset(name), format)).message,
+                "Failed to load AVAsset")
+          << name;
+    }
+  }
+  EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
+}
+
+/// The fault of an export of a damaged original.
+class DamagedVideos : public Videos {
+ protected:
+  void damage(const std::string& name, const std::string& bytes) {
+    useCopy(
+        [&](const std::string& library) { replaceOriginal(library, kGoodMedia / name, bytes); });
+  }
+  void expectFaults(const std::string& name, const std::vector<std::string>& messages) {
+    for (const Format format : {Format::mov, Format::mp4}) {
+      for (const bool medium : {false, true}) {
+        const FlutterError fault = error("getVideoUrl", videoFile(asset(name), format, medium));
+        EXPECT_TRUE(std::ranges::count(messages, fault.message) == 1) << fault.message;
+        EXPECT_EQ(fault.details.isNull(), fault.message != "Export failed");
+      }
+    }
+    EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
+    EXPECT_EQ(seeVideo(video("TURNED.mp4", Format::mov)).frames, 30);
+  }
+};
+
+TEST_F(DamagedVideos, WithoutTheirIndexHaveNoSession) {
+  damage("MOVIE.mov", bytesOf(kGoodMedia / "MOVIE.mov").substr(0, 5000));
+  expectFaults("MOVIE.mov", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, OfNoBytesHaveNoSession) {
+  damage("CLIP.mp4", "");
+  expectFaults("CLIP.mp4", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, OfNoiseHaveNoSession) {
+  damage("CLIP.mp4", bytesOf(kBadMedia / "noise.heic"));
+  expectFaults("CLIP.mp4", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, OfAnUnknownCodecHaveNoSession) {
+  std::string bytes = bytesOf(kGoodMedia / "CLIP.mp4");
+  const std::size_t codec = bytes.rfind("avc1");
+  ASSERT_NE(codec, std::string::npos);
+  bytes.replace(codec, 4, "zzzz");
+  damage("CLIP.mp4", bytes);
+  expectFaults("CLIP.mp4", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, WithoutAPictureHaveNoSession) {
+  damage("CLIP.mp4", bytesOf(kGoodMedia / "memo.m4a"));
+  expectFaults("CLIP.mp4", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, WithAHoleLeaveAFileThatPlaysOrNone) {
+  std::string bytes = bytesOf(kGoodMedia / "MOVIE.mov");
+  std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 3),
+            bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), '\0');
+  damage("MOVIE.mov", bytes);
+  const Answer& answer = call(engine(), "getVideoUrl", videoFile(asset("MOVIE.mov"), Format::mp4));
+  await(engine(), answer);
+  EXPECT_EQ(answer.count, 1);
+  const auto files = filesIn(temporary());
+  if (answer.message[0] == 0) {
+    ASSERT_EQ(files, (std::vector<std::string>{"video/MOVIE.mp4"}));
+    EXPECT_GT(seeVideo(temporary() / files[0]).frames, 0);
+  } else {
+    EXPECT_EQ(files, std::vector<std::string>{});
+  }
+}
+
+TEST_F(Videos, OfASingleFrameAreExported) {
+  const fs::path single = folder() / "single.mov";
+  outputOf({"ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=64x48:r=30",
+            "-frames:v", "1", "-c:v", "libx264", "-pix_fmt", "yuv420p", single});
+  use(libraryOf({single}), temporary());
+  for (const Format format : {Format::mov, Format::mp4}) {
+    const SeenVideo seen = seeVideo(video("single.mov", format));
+    EXPECT_EQ(seen.frames, 1);
+    EXPECT_EQ(seen.audioCodec, "");
+  }
+}
+
+TEST_F(Videos, KeepAnUnevenRhythm) {
+  const fs::path uneven = folder() / "uneven.mp4";
+  outputOf({"ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=64x48:r=30",
+            "-vf", "select='not(between(mod(n,10),3,6))'", "-fps_mode", "vfr", "-t", "2", "-c:v",
+            "libx264", "-pix_fmt", "yuv420p", uneven});
+  use(libraryOf({uneven}), temporary());
+  const auto times = [](const fs::path& file) {
+    return outputOf({"ffprobe", "-v", "error", "-select_streams", "v", "-show_entries",
+                     "frame=pts_time", "-of", "csv=p=0", file});
+  };
+  EXPECT_EQ(times(video("uneven.mp4", Format::mp4)), times(uneven));
+}
+
+TEST_F(Videos, OfLongNamesFailWhereTheFileSystemDoesNotTakeThem) {
+  const std::string withExtension = std::string(251, 'v') + ".mp4";
+  const std::string without(255, 'w');
+  fs::copy(kGoodMedia / "CLIP.mp4", folder() / withExtension);
+  fs::copy(kGoodMedia / "MOVIE.mov", folder() / without);
+  use(libraryOf({folder() / withExtension, folder() / without}), temporary());
+  EXPECT_EQ(video(withExtension, Format::mov, true).filename(), std::string(251, 'v') + ".mov");
+  const FlutterError tooLong = error("getVideoUrl", videoFile(asset(without), Format::mov));
+  EXPECT_EQ(tooLong.message, "Export failed");
+  EXPECT_NE(tooLong.details.text(), "");
+  EXPECT_EQ(filesIn(temporary()).size(), 1u);
+}
+
+TEST_F(Videos, LeaveNothingBehindWhenTheEngineEndsBefore) {
+  const Answer* answer = nullptr;
+  {
+    const EnginePointer ended = openLibrary(QUORVIN_IMPORTED_LIBRARY);
+    answer = &call(ended.get(), "getVideoUrl", videoFile(asset("MOVIE.mov"), Format::mov));
+    while (!fs::exists(temporary() / "video")) std::this_thread::yield();
+  }
+  EXPECT_EQ(answer->count, 1);
+  const auto files = filesIn(temporary());
+  EXPECT_TRUE(files.empty() || files == std::vector<std::string>{"video/MOVIE.mov"})
+      << files.front();
+  if (!files.empty()) EXPECT_EQ(seeVideo(temporary() / files[0]).frames, 60);
+}
+
+}  // namespace
+}  // namespace quorvin
