@@ -67,11 +67,24 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
   /// "assetId". Replies the stored file name, or null when the asset has no resources.
   void getAssetOriginalFilename(const FlutterMethodCall& call, const ResultHolder& result);
 
-  // Export (export/thumbnail.cc)
+  // Export (export/thumbnail.cc, export/image_data.cc, export/image_file.cc,
+  // export/live_photo.cc, export/video_file.cc): no reply without `imageManager`. Exported files
+  // lie in folders of the temporary directory, and are the caller's.
 
   /// "assetId", "width", "height", "contentMode", "jpegFormat". Replies the encoded rendering, or
-  /// null when the request was cancelled or gave no image. No reply without `imageManager`.
+  /// null when the request was cancelled or gave no image.
   void getThumbnail(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "assetId", "convertJpeg". Replies the stored bytes, or those of a JPEG made of HEIC.
+  void getImageData(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "assetId", "convertJpeg", "mediumQuality". Replies the path of the image as it is stored, as a
+  /// JPEG made of HEIC, or as a JPEG of medium size. A file that was copied, and whose dates cannot
+  /// be set, is answered with an error and then with its path.
+  void getImageUrl(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "assetId", "mediumQuality". Replies the path of the live photo's motion part.
+  void getLivePhotoUrl(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "assetId", "mediumQuality", "videoFormat". Replies the path of the library's own file, or of
+  /// an exported one. No reply to an export that ends in a status that is no end.
+  void getVideoUrl(const FlutterMethodCall& call, const ResultHolder& result);
 
   /// Answers a method that has no implementation with the host's marker, on the main queue.
   void sendNotImplemented(const ResultHolder& result);
@@ -98,10 +111,54 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
   /// resource; none when there is no resource (queries/asset_record.cc).
   std::optional<std::string> getResourceName(const PHAsset& asset);
 
+  // Temporary files (export/temporary_files.cc)
+
+  /// The path of a folder in the temporary directory, without a slash at its end.
+  std::string temporaryFolder(std::string_view name);
+  /// writeImageData(_:to:asset:result:). Writes the file whole or not at all, sets its dates, and
+  /// replies.
+  void writeImageData(const ByteBuffer& data, const std::string& to, const PHAsset& asset,
+                      const ResultHolder& result);
+  /// The asset's dates, or now for one that it lacks.
+  std::optional<NSError> stampFileDates(const std::string& path, const PHAsset& asset);
+
+  // Steps of the exports, each in its export's file
+
+  struct ImageFileExport;
+  using ImageFile = std::shared_ptr<ImageFileExport>;
+  struct VideoExport;
+  struct LivePhotoExport;
+
   /// Answers one delivery of a thumbnail unless the call was `replied` to before, or the delivery
-  /// is provisional (export/thumbnail.cc).
+  /// is provisional.
   void replyThumbnail(const ResultHolder& result, bool jpegFormat, bool& replied,
                       const UIImage* image, const PHImageInfo* info);
+
+  void replyImageData(const ResultHolder& result, bool convertJpeg, std::optional<ByteBuffer> data,
+                      const std::optional<std::string>& typeIdentifier);
+  /// None when the data is no image.
+  std::optional<ByteBuffer> jpegFromData(const ByteBuffer& data);
+
+  void requestMediumQuality(ImageFile file);
+  void writeMediumQuality(ImageFileExport& file, const UIImage* image, const PHImageInfo* info);
+  void requestConverted(ImageFile file);
+  void requestStored(ImageFile file);
+  void copyResource(ImageFile file);
+  void replyCopied(const ImageFileExport& file, const std::optional<NSError>& error);
+
+  void replyVideo(VideoExport video, std::shared_ptr<const AVAsset> asset);
+  /// exportVideo(assetId:asset:phAsset:avFileType:videoFormat:videoExt:mediumQuality:
+  /// creationDate:modificationDate:result:) (export/video_export.cc)
+  void exportVideo(VideoExport video);
+  void replyExported(const VideoExport& video, const AVAssetExportSession& session,
+                     const std::string& path);
+
+  void replyLivePhoto(const LivePhotoExport& request, const PHLivePhoto* livePhoto,
+                      const PHImageInfo* info);
+  void writePairedVideo(const LivePhotoExport& request,
+                        std::shared_ptr<const PHAssetResource> video);
+  void replyPairedVideo(const LivePhotoExport& request, const std::string& path,
+                        const std::optional<NSError>& error);
 
   // Constant after construction
 

@@ -7,7 +7,10 @@ namespace quorvin {
 
 class Dispatch;
 class ImageCodec;
+class MediaFramework;
+class NSFileManager;
 class PHAssetResourceLister;
+class PHAssetResourceManager;
 class PHImageManager;
 class PHPhotoLibrary;
 
@@ -24,8 +27,11 @@ struct Platform {
   Dispatch& dispatch;
   PHPhotoLibrary& sharedPhotoLibrary;
   PHAssetResourceLister& assetResources;
+  PHAssetResourceManager& assetResourceManager;
   PHImageManager* defaultImageManager;  ///< null when the system has none
   ImageCodec& imageCodec;
+  MediaFramework& mediaFramework;
+  NSFileManager& fileManager;
   UIDevice& currentDevice;
 };
 

@@ -39,8 +39,7 @@ const Names& queuedMethods() {
 
 /// Methods that a host cannot use yet.
 const Names& methodsToCome() {
-  static const Names names = {"getImageData", "getImageUrl", "getLivePhotoUrl", "getVideoUrl",
-                              "deleteAssets", "createAlbum", "saveImage",       "saveVideo"};
+  static const Names names = {"deleteAssets", "createAlbum", "saveImage", "saveVideo"};
   return names;
 }
 

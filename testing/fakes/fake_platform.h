@@ -48,8 +48,11 @@ class FakePlatform {
   Platform platform_{.dispatch = dispatch,
                      .sharedPhotoLibrary = library,
                      .assetResources = resources,
+                     .assetResourceManager = resourceManager,
                      .defaultImageManager = &imageManager,
                      .imageCodec = codec,
+                     .mediaFramework = media,
+                     .fileManager = files,
                      .currentDevice = device};
 };
 
