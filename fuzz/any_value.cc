@@ -80,17 +80,18 @@ Value likelyValueOf(std::string_view key, FuzzedDataProvider& data,
     return index < identifiers.size() ? Value(identifiers[index]) : Value(anyText(data));
   }
   if (key == "width" || key == "height") return anyDouble(data);
-  if (key == "sort" || key == "mediaType" || key == "contentMode" || key == "start" ||
-      key == "end") {
+  if (key == "sort" || key == "videoFormat" || key == "mediaType" || key == "contentMode" ||
+      key == "start" || key == "end") {
     return anyInteger(data);
   }
   return data.ConsumeBool();
 }
 
 constexpr const char* kKeys[] = {
-    "collectionId",     "assetId",       "start",         "end",         "sort",
-    "mediaType",        "width",         "height",        "contentMode", "jpegFormat",
-    "filterEmptyAsset", "withAllPhotos", "withSmartAlbum"};
+    "collectionId",     "assetId",       "start",          "end",         "sort",
+    "mediaType",        "width",         "height",         "contentMode", "jpegFormat",
+    "filterEmptyAsset", "withAllPhotos", "withSmartAlbum", "convertJpeg", "mediumQuality",
+    "videoFormat"};
 
 }  // namespace
 
