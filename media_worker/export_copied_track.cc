@@ -39,10 +39,16 @@ class CopiedTrack final : public ExportTrack {
 
  private:
   void giveMissingTimes(AVPacket& packet) {
-    if (packet.dts == AV_NOPTS_VALUE) packet.dts = packet.pts;
-    if (packet.dts == AV_NOPTS_VALUE) packet.dts = nextTime_;
+    if (packet.dts == AV_NOPTS_VALUE) packet.dts = any_ ? nextTime_ : firstDecoded(packet);
     if (packet.pts == AV_NOPTS_VALUE) packet.pts = packet.dts;
+    packet.dts = std::min(packet.dts, packet.pts);
     nextTime_ = packet.dts + packet.duration;
+  }
+
+  /// Pictures that are shown in another order than they are decoded in are decoded so much earlier.
+  std::int64_t firstDecoded(const AVPacket& packet) const {
+    const std::int64_t shown = packet.pts == AV_NOPTS_VALUE ? 0 : packet.pts;
+    return shown - source_.codecpar->video_delay * packet.duration;
   }
 
   /// A packet that is decoded, though not shown, before the end may be needed by those that are

@@ -55,7 +55,7 @@ std::string toneMapping(const AVFrame& frame, int width, int height) {
       std::string(hasMatrix ? "" : ":min=2020_ncl") + (hasPrimaries ? "" : ":pin=2020");
   return filterText("zscale=w=%d:h=%d:t=linear:npl=203%s,format=gbrpf32le,", width, height,
                     missing.c_str()) +
-         "zscale=p=709,tonemap=hable:desat=0,zscale=t=709:m=709:r=limited,";
+         "zscale=p=709,tonemap=mobius:param=0.5:desat=0,zscale=t=709:m=709:r=limited,";
 }
 
 /// The size before turning: scaled, unless only the odd row or column is cut off.

@@ -20,13 +20,17 @@ namespace {
 
 /// What may be missing at the end: a container's own idea of its length is a rough one.
 constexpr std::int64_t kIndexTolerance = AV_TIME_BASE / 4;
-constexpr std::int64_t kHeaderTolerance = AV_TIME_BASE;
+constexpr std::int64_t kHeaderTolerance = AV_TIME_BASE / 2;
 
 /// Packets hold little more than the file; some containers repeat parts of them.
 constexpr std::int64_t kMostCopies = 4;
 
 NSError refused(std::string_view sentence) {
   return workerError(LibraryErrorCode::invalidResource, sentence);
+}
+
+NSError endsEarly() {
+  return refused("The video ends early: the file is not whole.");
 }
 
 /// Whether every packet's time stands in an index, which the container's header holds.
@@ -89,7 +93,9 @@ bool ExportSource::hasPictures() {
 
 std::int64_t ExportSource::beginning() const {
   // Times that an index gives are final; a recorded stream begins at any.
-  return hasIndex(context()) || context().start_time == AV_NOPTS_VALUE ? 0 : context().start_time;
+  // What comes before time 0 is not heard anywhere.
+  if (hasIndex(context()) || context().start_time == AV_NOPTS_VALUE) return 0;
+  return std::max<std::int64_t>(context().start_time, 0);
 }
 
 void ExportSource::use(const AVStream& stream) {
@@ -130,20 +136,21 @@ Result<bool> ExportSource::read(AVPacket& packet) {
 
 std::optional<NSError> ExportSource::missingEnd(std::int64_t neededUntil) const {
   std::int64_t end = 0;
+  bool allUsed = true;
   for (std::size_t i = 0; i < tracks_.size(); ++i) {
-    if (!tracks_[i].used) continue;
     const AVStream& stream = *context().streams[i];
-    if (hasIndex(context()) && !isWhole(stream, tracks_[i], neededUntil)) {
-      return refused("The video ends early: the file is not whole.");
-    }
+    allUsed =
+        allUsed && (tracks_[i].used || (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0);
+    if (!tracks_[i].used) continue;
+    if (hasIndex(context()) && !isWhole(stream, tracks_[i], neededUntil)) return endsEarly();
     end = std::max(end, inMicroseconds(tracks_[i].end, stream.time_base) - beginning());
   }
+  // The length of the whole may be that of a track which is not read, or no more than a guess.
   const bool guessed = context().duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
-  if (guessed || context().duration == AV_NOPTS_VALUE) return std::nullopt;
+  if (!allUsed || guessed || context().duration == AV_NOPTS_VALUE) return std::nullopt;
   const std::int64_t announced = std::min(context().duration, neededUntil);
-  const std::int64_t tolerance = std::max(kHeaderTolerance, announced / 20);
-  if (end >= announced - tolerance) return std::nullopt;
-  return refused("The video ends early: the file is not whole.");
+  const bool whole = end >= announced - std::max(kHeaderTolerance, announced / 20);
+  return whole ? std::nullopt : std::optional(endsEarly());
 }
 
 bool ExportSource::isWhole(const AVStream& stream, const Track& track,
