@@ -9,8 +9,8 @@
 namespace quorvin {
 namespace {
 
-/// A thumbnail of a long video takes seconds.
-constexpr std::chrono::minutes kPatience{2};
+/// A video is encoded again in about the time that it plays.
+constexpr std::chrono::minutes kPatience{30};
 
 struct Answer {
   bool came = false;
@@ -41,10 +41,11 @@ FlutterReply decoded(const std::vector<std::uint8_t>& message) {
 
 }  // namespace
 
-Channel::Channel(const std::string& library) {
+Channel::Channel(const std::string& library, const std::string& temporary) {
   QuorvinOptions options{};
   options.struct_size = sizeof options;
   options.library_path = library.c_str();
+  options.temporary_path = temporary.c_str();
   options.authorization = -1;
   char* error = nullptr;
   engine_.reset(quorvin_engine_create(&options, &error));

@@ -18,7 +18,7 @@ namespace quorvin {
 class Channel {
  public:
   /// Prints the reason and ends the program when the library does not open.
-  explicit Channel(const std::string& library);
+  Channel(const std::string& library, const std::string& temporary);
 
   /// Sends a call and runs the engine until it is answered. Ends the program when no reply comes.
   FlutterReply call(const std::string& method, const Value& arguments);

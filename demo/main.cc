@@ -1,14 +1,17 @@
 // quorvin-demo LIBRARY FOLDER: calls the methods of the channel on a library, prints each call and
-// its reply, and leaves thumbnails in FOLDER. Fails when a reply is not of the expected kind.
+// its reply, and leaves thumbnails and exported files in FOLDER. Fails when a reply is not of the
+// expected kind.
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <optional>
 
-#include "demo/channel.h"
+#include "demo/calls.h"
+#include "demo/exports.h"
 #include "demo/printing.h"
-#include "tool/json.h"
 
 namespace quorvin {
 namespace {
@@ -20,34 +23,10 @@ constexpr int kFit = 0;
 constexpr int kFill = 1;
 constexpr int kGridSize = 160;
 
-template <class T>
-bool is(const Value& value) {
-  return value.as<T>() != nullptr;
-}
-
-bool isTrue(const Value& value) {
-  return value == Value(true);
-}
-bool isText(const Value& value) {
-  return value.isText();
-}
-
-/// A list of maps that hold a key.
-std::function<bool(const Value&)> isListOf(std::string_view key) {
-  return [key](const Value& value) {
-    const auto* list = value.as<List>();
-    if (list == nullptr) return false;
-    for (const Value& element : *list) {
-      if (!is<Map>(element) || find(*element.as<Map>(), key) == nullptr) return false;
-    }
-    return true;
-  };
-}
-
 class Demo {
  public:
   Demo(const std::string& library, const std::filesystem::path& folder)
-      : channel_(library), thumbnails_(folder / "thumbnails") {
+      : calls_(library, folder), thumbnails_(folder / "thumbnails") {
     std::filesystem::create_directories(thumbnails_);
   }
 
@@ -57,81 +36,39 @@ class Demo {
     showPages();
     showAssets();
     showThumbnails();
+    showExports(calls_, exportSamples());
     showCacheControls();
     showFaults();
     showMethodsWithoutHandlers();
-    std::printf("\n%zu thumbnails are in %s\n", written_, thumbnails_.c_str());
-    if (failures_ == 0) return EXIT_SUCCESS;
-    std::printf("Replies not of the expected kind: %d\n", failures_);
+    std::printf(
+        "\n%zu thumbnails are in %s, exported files in image, livephoto and video beside it\n",
+        written_, thumbnails_.c_str());
+    if (calls_.failures() == 0) return EXIT_SUCCESS;
+    std::printf("Replies not of the expected kind: %d\n", calls_.failures());
     return EXIT_FAILURE;
   }
 
  private:
-  using Check = std::function<bool(const Value&)>;
-
-  void headline(const char* text) { std::printf("\n—— %s\n", text); }
-
-  FlutterReply send(const std::string& method, const Value& arguments) {
-    std::printf("\n%s", method.c_str());
-    if (!arguments.isNull()) std::printf(" %s", textOf(jsonFromValue(arguments)).c_str());
-    std::puts("");
-    return channel_.call(method, arguments);
-  }
-
-  void fail(const std::string& what) {
-    ++failures_;
-    std::printf("    UNEXPECTED: %s\n", what.c_str());
-  }
-
-  /// Calls, and returns the result; null, and a failure, when it is of another kind.
-  Value result(const std::string& method, const Value& arguments, const Check& check) {
-    FlutterReply reply = send(method, arguments);
-    if (const auto* error = std::get_if<FlutterError>(&reply)) {
-      fail(error->message + " " + textOf(jsonFromValue(error->details)));
-      return {};
-    }
-    if (!std::holds_alternative<Value>(reply)) {
-      fail("not implemented");
-      return {};
-    }
-    Value value = std::get<Value>(std::move(reply));
-    if (check(value)) return value;
-    fail(textOf(jsonFromValue(value)));
-    return {};
-  }
-
-  void show(const std::string& method, const Value& arguments, const Check& check) {
-    printValue(result(method, arguments, check));
-  }
-
-  /// Calls, and expects an error.
-  void showError(const std::string& method, const Value& arguments, const std::string& message) {
-    const FlutterReply reply = send(method, arguments);
-    const auto* error = std::get_if<FlutterError>(&reply);
-    if (error == nullptr || error->message != message) return fail("no error " + message);
-    std::printf("    error: %s\n", error->message.c_str());
-  }
-
   List galleries(Filter filter, bool filterEmpty) {
-    const Value found = result("getGalleryList",
-                               Map{{"withAllPhotos", true},
-                                   {"filterEmptyAsset", filterEmpty},
-                                   {"withSmartAlbum", true},
-                                   {"mediaType", filter}},
-                               isListOf("assetCount"));
+    const Value found = calls_.result("getGalleryList",
+                                      Map{{"withAllPhotos", true},
+                                          {"filterEmptyAsset", filterEmpty},
+                                          {"withSmartAlbum", true},
+                                          {"mediaType", filter}},
+                                      isListOf("assetCount"));
     if (found.isNull()) return {};
     printGalleries(*found.as<List>());
     return *found.as<List>();
   }
 
   void page(int start, int end, int sort, Filter filter) {
-    const Value found = result("getAssetList",
-                               Map{{"collectionId", everything_},
-                                   {"start", start},
-                                   {"end", end},
-                                   {"sort", sort},
-                                   {"mediaType", filter}},
-                               isListOf("isLivePhoto"));
+    const Value found = calls_.result("getAssetList",
+                                      Map{{"collectionId", everything_},
+                                          {"start", start},
+                                          {"end", end},
+                                          {"sort", sort},
+                                          {"mediaType", filter}},
+                                      isListOf("isLivePhoto"));
     if (found.isNull()) return;
     const List& page = *found.as<List>();
     printAssets(page);
@@ -141,29 +78,31 @@ class Demo {
   }
 
   void showSystem() {
-    headline("The system and its permission");
-    show("getPlatformVersion", {}, isText);
-    show("getPermission", {}, isTrue);
+    printHeadline("The system and its permission");
+    calls_.show("getPlatformVersion", {}, isText);
+    calls_.show("getPermission", {}, isTrue);
   }
 
   void showGalleries() {
-    headline("Galleries and their counts");
+    printHeadline("Galleries and their counts");
     for (const Value& gallery : galleries(kAll, true)) {
       if (textAt(gallery, "title") == "Recents") everything_ = textAt(gallery, "id");
+      if (textAt(gallery, "title") == "Slo-mo") slowMotion_ = textAt(gallery, "id");
     }
-    if (everything_.empty()) fail("no gallery of everything");
+    if (everything_.empty()) calls_.fail("no gallery of everything");
     galleries(kVideos, true);
     for (const Filter filter : {kAll, kImages, kVideos, kAudio}) {
-      show("getGalleryAssetCount",
-           Map{{"collectionId", everything_}, {"sort", kNewestFirst}, {"mediaType", filter}},
-           is<Map>);
+      calls_.show("getGalleryAssetCount",
+                  Map{{"collectionId", everything_}, {"sort", kNewestFirst}, {"mediaType", filter}},
+                  is<Map>);
     }
-    show("getGalleryFirstAssetId",
-         Map{{"collectionId", everything_}, {"sort", kOldestFirst}, {"mediaType", kAll}}, isText);
+    calls_.show("getGalleryFirstAssetId",
+                Map{{"collectionId", everything_}, {"sort", kOldestFirst}, {"mediaType", kAll}},
+                isText);
   }
 
   void showPages() {
-    headline("Pages");
+    printHeadline("Pages");
     page(0, 20, kNewestFirst, kAll);
     page(20, 40, kNewestFirst, kAll);
     page(0, 3, kOldestFirst, kImages);
@@ -172,7 +111,7 @@ class Demo {
   }
 
   void showAssets() {
-    headline("Single assets");
+    printHeadline("Single assets");
     const auto photo = firstWhere("photo", isPlainPhoto);
     const auto live =
         firstWhere("live photo", [](const Value& asset) { return flagAt(asset, "isLivePhoto"); });
@@ -183,19 +122,19 @@ class Demo {
     }
     if (burst) {
       const Value members =
-          result("getBurstAssetList", Map{{"assetId", *burst}}, isListOf("burstIdentifier"));
+          calls_.result("getBurstAssetList", Map{{"assetId", *burst}}, isListOf("burstIdentifier"));
       if (!members.isNull()) printAssets(*members.as<List>());
     }
   }
 
   void showAsset(const std::string& id) {
-    const Value record = result("getAssetInfo", Map{{"assetId", id}}, is<Map>);
+    const Value record = calls_.result("getAssetInfo", Map{{"assetId", id}}, is<Map>);
     if (!record.isNull()) printAssets({record});
-    show("getAssetOriginalFilename", Map{{"assetId", id}}, isText);
+    calls_.show("getAssetOriginalFilename", Map{{"assetId", id}}, isText);
   }
 
   void showThumbnails() {
-    headline("Thumbnails");
+    printHeadline("Thumbnails");
     const auto still = firstWhere("photo", isPlainPhoto);
     if (still) {
       showThumbnail(*still, 256, kFit, true);
@@ -221,8 +160,8 @@ class Demo {
   }
 
   void showThumbnail(const std::string& id, int size, int contentMode, bool jpeg) {
-    const Value bytes =
-        result("getThumbnail", thumbnailArguments(id, size, contentMode, jpeg), is<ByteBuffer>);
+    const Value bytes = calls_.result(
+        "getThumbnail", thumbnailArguments(id, size, contentMode, jpeg), is<ByteBuffer>);
     if (bytes.isNull()) return;
     const std::string name = write(*bytes.as<ByteBuffer>(), jpeg ? ".jpg" : ".png");
     std::printf("    %s, written to %s\n", readableSize(bytes.as<ByteBuffer>()->size()).c_str(),
@@ -231,12 +170,13 @@ class Demo {
 
   void addThumbnail(Table& table, const Value& asset) {
     const std::string id = textAt(asset, "id");
-    const auto reply = channel_.call("getThumbnail", thumbnailArguments(id, kGridSize, kFit, true));
-    const auto file = channel_.call("getAssetOriginalFilename", Map{{"assetId", id}});
+    const auto reply =
+        calls_.sendQuietly("getThumbnail", thumbnailArguments(id, kGridSize, kFit, true));
+    const auto file = calls_.sendQuietly("getAssetOriginalFilename", Map{{"assetId", id}});
     const auto* value = std::get_if<Value>(&reply);
     const auto* name = std::get_if<Value>(&file);
     if (value == nullptr || !is<ByteBuffer>(*value) || name == nullptr) {
-      return fail("no thumbnail of " + id);
+      return calls_.fail("no thumbnail of " + id);
     }
     const ByteBuffer& bytes = *value->as<ByteBuffer>();
     table.add({std::string(name->text()), std::to_string(bytes.size()), write(bytes, ".jpg")});
@@ -247,37 +187,78 @@ class Demo {
     std::ofstream file(thumbnails_ / name, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
-    if (!file) fail("cannot write " + name);
+    if (!file) calls_.fail("cannot write " + name);
     return name;
   }
 
   void showCacheControls() {
-    headline("Cache controls");
+    printHeadline("Cache controls");
     const Value anything = Map{{"assetIds", List{"any", "thing"}}};
-    show("startCachingImages", anything, isTrue);
-    show("stopCachingImages", anything, isTrue);
-    show("stopAllCachingImages", {}, isTrue);
-    show("clearAllCache", {}, isTrue);
+    calls_.show("startCachingImages", anything, isTrue);
+    calls_.show("stopCachingImages", anything, isTrue);
+    calls_.show("stopAllCachingImages", {}, isTrue);
+    calls_.show("clearAllCache", {}, isTrue);
   }
 
   void showFaults() {
-    headline("Faults, answered as errors");
-    showError("getGalleryList", Map{{"withAllPhotos", true}}, "Invalid arguments");
-    showError("getAssetInfo", Map{{"assetId", "no-such-asset"}},
-              "Asset not found id = no-such-asset");
+    printHeadline("Faults, answered as errors");
+    calls_.showError("getGalleryList", Map{{"withAllPhotos", true}}, "Invalid arguments");
+    calls_.showError("getAssetInfo", Map{{"assetId", "no-such-asset"}},
+                     "Asset not found id = no-such-asset");
   }
 
   void showMethodsWithoutHandlers() {
-    headline("Methods that this version answers with \"not implemented\"");
-    for (const char* method : {"getImageData", "getImageUrl", "getLivePhotoUrl", "getVideoUrl",
-                               "deleteAssets", "createAlbum", "saveImage", "saveVideo"}) {
-      const FlutterReply reply = send(method, {});
+    printHeadline("Methods that this version answers with \"not implemented\"");
+    for (const char* method : {"deleteAssets", "createAlbum", "saveImage", "saveVideo"}) {
+      const FlutterReply reply = calls_.send(method, {});
       if (std::holds_alternative<FlutterMethodNotImplementedMarker>(reply)) {
         std::puts("    not implemented");
       } else {
-        fail("a reply");
+        calls_.fail("a reply");
       }
     }
+  }
+
+  ExportSamples exportSamples() {
+    ExportSamples samples;
+    samples.photo = firstWhere("photo", isPlainPhoto);
+    samples.livePhoto =
+        firstWhere("live photo", [](const Value& asset) { return flagAt(asset, "isLivePhoto"); });
+    samples.heicPhoto = firstWhere("HEIC photo", [this](const Value& asset) {
+      return isPlainPhoto(asset) && upperCaseName(asset).ends_with(".HEIC");
+    });
+    if (!slowMotion_.empty()) {
+      const Value first = calls_.result(
+          "getGalleryFirstAssetId",
+          Map{{"collectionId", slowMotion_}, {"sort", kNewestFirst}, {"mediaType", kVideos}},
+          isText);
+      if (!first.isNull()) samples.slowMotion = first.text();
+    }
+    samples.video = shortestVideo(samples.slowMotion);
+    return samples;
+  }
+
+  /// A long one would take long.
+  std::optional<std::string> shortestVideo(const std::optional<std::string>& except) {
+    std::optional<std::string> shortest;
+    double least = 0;
+    for (const Value& asset : assets_) {
+      const double duration = doubleAt(asset, "duration");
+      if (integerAt(asset, "mediaType") != kVideos || textAt(asset, "id") == except) continue;
+      if (shortest && duration >= least) continue;
+      shortest = textAt(asset, "id");
+      least = duration;
+    }
+    return shortest;
+  }
+
+  std::string upperCaseName(const Value& asset) {
+    const auto reply =
+        calls_.sendQuietly("getAssetOriginalFilename", Map{{"assetId", textAt(asset, "id")}});
+    const auto* value = std::get_if<Value>(&reply);
+    std::string name(value == nullptr ? "" : value->text());
+    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::toupper(c); });
+    return name;
   }
 
   static bool isPlainPhoto(const Value& asset) {
@@ -294,12 +275,12 @@ class Demo {
     return std::nullopt;
   }
 
-  Channel channel_;
+  Calls calls_;
   const std::filesystem::path thumbnails_;
   std::string everything_;  ///< identifier of the gallery of all assets
+  std::string slowMotion_;  ///< of the one of slow motion, if there is any
   List assets_;             ///< of the pages that were shown
   std::size_t written_ = 0;
-  int failures_ = 0;
 };
 
 }  // namespace
