@@ -97,7 +97,9 @@ void ImageManager::getImageUrl(const FlutterMethodCall& call, const ResultHolder
     return sendError(result, errors::kCode, std::string(errors::kNoPhotoResource));
   }
   const bool convert = arguments->convertJpeg && isHeic(*resource);
-  const std::string name = getResourceName(*asset).value_or("image-" + assetId);
+  // Never the folder itself, which could be removed with all that is in it.
+  std::string name = getResourceName(*asset).value_or("");
+  if (name.empty()) name = "image-" + assetId;
   auto file = std::make_shared<ImageFileExport>(
       ImageFileExport{result, assetId, asset, std::move(resource), pathIn(folder, name)});
   if (imageManager == nullptr) return;

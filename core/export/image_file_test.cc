@@ -277,6 +277,19 @@ TEST_F(GetImageUrl, NamesTheFileByTheIdentifierWhenTheNameIsGone) {
   EXPECT_EQ(converted.value(), exportReply(pathOf("image-a.jpg")));
 }
 
+TEST_F(GetImageUrl, NamesTheFileByTheIdentifierWhenTheNameIsEmpty) {
+  const std::string id = addAnotherAsset();
+  resources.add(id, Type::photo, "", "public.heic");
+  const RecordedReply copied = requestData(imageFile(false, false, id));
+  deliver(std::nullopt);
+  finishWrite();
+  EXPECT_EQ(copied.value(), exportReply(pathOf("image-" + id)));
+  EXPECT_EQ(log.count("removeItem"), 0u);
+  const RecordedReply converted = requestData(imageFile(true, false, id));
+  deliver(storedBytes);
+  EXPECT_EQ(converted.value(), exportReply(pathOf("image-" + id + ".jpg")));
+}
+
 TEST_F(GetImageUrl, FailsToWriteUnderAnIdentifierWithSlashes) {
   resources.afterListing = [this](const std::string& id) { resources.removeAll(id); };
   const std::string id = "A.b/L0/001";

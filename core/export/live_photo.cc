@@ -112,8 +112,11 @@ void ImageManager::writePairedVideo(const LivePhotoExport& request,
                      error->localizedDescription);
   }
   const auto name = getResourceName(*request.asset);
-  const std::string base = name ? deletingPathExtension(*name) : "livephoto-" + request.assetId;
-  const std::string path = pathIn(folder, appendingPathExtension(base, "mov").value_or(base));
+  const std::string fallback = "livephoto-" + request.assetId;
+  const std::string base = name ? deletingPathExtension(*name) : fallback;
+  // Never the folder itself, which would be removed with all that is in it.
+  const std::string path =
+      pathIn(folder, appendingPathExtension(base, "mov").value_or(fallback + ".mov"));
   if (files.fileExists(path)) {
     if (const auto error = files.removeItem(path)) {
       return sendError(request.result, errors::kCode,

@@ -299,6 +299,12 @@ TEST_F(GetLivePhotoUrl, NamesAFileWithoutANameByTheWholeIdentifier) {
   }
 }
 
+TEST_F(GetLivePhotoUrl, NamesAFileWhoseNameIsEmptyByTheWholeIdentifier) {
+  addLivePhoto("a.b", "");
+  EXPECT_EQ(write("a.b").value(), exportReply("/temporary/livephoto/livephoto-a.b.mov"));
+  EXPECT_EQ(log.count("removeItem"), 0u);
+}
+
 TEST_F(GetLivePhotoUrl, ReportsAFolderThatCannotBeMadeAndWritesNothing) {
   files.createDirectoryFails = failure;
   const RecordedReply reply = request();
