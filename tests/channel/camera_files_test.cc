@@ -98,6 +98,19 @@ TEST_F(CameraFiles, HeicBecomesAJpegOfItsUprightSize) {
   EXPECT_GE(converted, 2);
 }
 
+TEST_F(CameraFiles, HeicKeepsItsColoursAsAJpeg) {
+  const std::filesystem::path source = std::getenv("QUORVIN_TEST_MEDIA");
+  const std::filesystem::path before = folder() / "before.tif";
+  const std::filesystem::path after = folder() / "after.tif";
+  for (const std::string name : {"phone_12mp", "phone_a"}) {
+    const auto jpeg = fileOf(imageFile(asset(name + ".HEIC"), true));
+    ASSERT_TRUE(jpeg);
+    outputOf({"vips", "icc_transform", source / (name + ".HEIC"), before, "srgb", "--embedded"});
+    outputOf({"vips", "icc_transform", *jpeg, after, "srgb", "--embedded"});
+    EXPECT_GT(psnr(after, before), 40) << name;
+  }
+}
+
 TEST_F(CameraFiles, EveryImageHasAMediumSizeOfItsOwnShapeOrAReason) {
   std::size_t rendered = 0;
   const List assets = all();
