@@ -39,6 +39,14 @@ bool Arguments::integer(std::string_view key, std::int64_t& out) const {
   return true;
 }
 
+bool Arguments::strings(std::string_view key, std::vector<std::string>& out) const {
+  const auto* list = value<List>(key);
+  if (list == nullptr || !std::ranges::all_of(*list, &Value::isText)) return false;
+  out.clear();
+  for (const Value& each : *list) out.emplace_back(each.text());
+  return true;
+}
+
 bool Arguments::number(std::string_view key, double& out) const {
   if (const auto* found = value<double>(key)) {
     out = *found;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/platform/value.h"
 
@@ -19,6 +20,8 @@ class Arguments {
   bool string(std::string_view key, std::string& out) const;
   bool boolean(std::string_view key, bool& out) const;
   bool integer(std::string_view key, std::int64_t& out) const;
+  /// A list of nothing but strings, perhaps an empty one.
+  bool strings(std::string_view key, std::vector<std::string>& out) const;
   /// An integer or a double.
   bool number(std::string_view key, double& out) const;
 

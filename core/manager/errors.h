@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/platform/value.h"
+
 namespace quorvin::errors {
 
 inline constexpr std::string_view kCode = "Error";
@@ -49,6 +51,21 @@ inline constexpr std::string_view kFailedToOverwrite = "Failed to overwrite file
 /// Also of an image whose file could not be copied.
 inline constexpr std::string_view kFailedToExportLivePhotoVideo =
     "Failed to export live photo video id = ";
+
+// Changes
+
+inline constexpr std::string_view kDeletingAssetsError = "Deleting assets error";
+inline constexpr std::string_view kCreateAlbumError = "Create album error";
+inline constexpr std::string_view kSaveImageError = "Save image error";
+inline constexpr std::string_view kSaveVideoError = "Save video error";
+
+// Details that tell apart faults of one message
+
+inline constexpr Literal kNilPlaceholder = "nil placeholder"_lit;
+inline constexpr Literal kFetchResultError = "fetch result error"_lit;
+inline constexpr Literal kCollectionNotFound = "Collection not found"_lit;
+inline constexpr Literal kCollectionRequestChangeError = "Collection request change error"_lit;
+inline constexpr Literal kSavedAssetNotFound = "Asset not found"_lit;
 
 /// The text followed by an identifier, a path, or an error's textual form.
 inline std::string withId(std::string_view text, std::string_view identifier) {

@@ -10,6 +10,7 @@
 
 #include "core/platform/host.h"
 #include "core/platform/image_manager.h"
+#include "core/platform/library_changes.h"
 #include "core/platform/lock.h"
 #include "core/platform/photo_library.h"
 #include "core/platform/platform.h"
@@ -86,8 +87,19 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
   /// an exported one. No reply to an export that ends in a status that is no end.
   void getVideoUrl(const FlutterMethodCall& call, const ResultHolder& result);
 
-  /// Answers a method that has no implementation with the host's marker, on the main queue.
-  void sendNotImplemented(const ResultHolder& result);
+  // Changes (changes/delete_assets.cc, changes/create_album.cc, changes/save_media.cc): one change
+  // of the library each, answered by its completion.
+
+  /// "assetIds". Replies true. Identifiers that nothing has are passed over, and `assetMap` keeps
+  /// what it has.
+  void deleteAssets(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "title". Replies the new album's gallery record.
+  void createAlbum(const FlutterMethodCall& call, const ResultHolder& result);
+  /// "filePath", and "collectionId" of an album if wanted. Replies the new asset's record, and
+  /// caches the asset. When no request can be made, the error is sent from inside the change, and
+  /// a second one may follow; a success without an asset is fatal.
+  void saveImage(const FlutterMethodCall& call, const ResultHolder& result);
+  void saveVideo(const FlutterMethodCall& call, const ResultHolder& result);
 
  private:
   friend class ImageManagerPeer;
@@ -159,6 +171,20 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
                         std::shared_ptr<const PHAssetResource> video);
   void replyPairedVideo(const LivePhotoExport& request, const std::string& path,
                         const std::optional<NSError>& error);
+
+  // Steps of the changes
+
+  struct MediaSave;
+
+  /// The details are the error's description, or null (changes/delete_assets.cc).
+  void sendChangeError(const ResultHolder& result, std::string_view message,
+                       const std::optional<NSError>& error);
+  void replyAlbum(const ResultHolder& result,
+                  const std::optional<PHObjectPlaceholder>& placeholder);
+  void saveMedia(const FlutterMethodCall& call, const ResultHolder& result, bool isVideo);
+  void requestCreation(MediaSave& save, PHChangeRequests& requests);
+  void replySaved(const MediaSave& save);
+  void sendSaveError(const MediaSave& save, Literal details);
 
   // Constant after construction
 

@@ -20,8 +20,4 @@ void ImageManager::sendError(const ResultHolder& result, std::string_view code, 
   });
 }
 
-void ImageManager::sendNotImplemented(const ResultHolder& result) {
-  platform.dispatch.mainQueue().async([result] { (*result)(FlutterMethodNotImplemented); });
-}
-
 }  // namespace quorvin

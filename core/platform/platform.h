@@ -13,6 +13,7 @@ class PHAssetResourceLister;
 class PHAssetResourceManager;
 class PHImageManager;
 class PHPhotoLibrary;
+class PHPhotoLibraryChanges;
 
 /// The device that the plugin runs on.
 class UIDevice {
@@ -26,6 +27,7 @@ class UIDevice {
 struct Platform {
   Dispatch& dispatch;
   PHPhotoLibrary& sharedPhotoLibrary;
+  PHPhotoLibraryChanges& photoLibraryChanges;
   PHAssetResourceLister& assetResources;
   PHAssetResourceManager& assetResourceManager;
   PHImageManager* defaultImageManager;  ///< null when the system has none

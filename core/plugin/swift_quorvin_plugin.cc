@@ -64,12 +64,12 @@ const MethodTable::Method MethodTable::methods[] = {
     {"getImageUrl", manager<&ImageManager::getImageUrl>, Runs::queued},
     {"getLivePhotoUrl", manager<&ImageManager::getLivePhotoUrl>, Runs::queued},
     {"getVideoUrl", manager<&ImageManager::getVideoUrl>, Runs::queued},
-    {"deleteAssets", manager<&ImageManager::sendNotImplemented>, Runs::inlined},
+    {"deleteAssets", manager<&ImageManager::deleteAssets>, Runs::inlined},
     {"getBurstAssetList", manager<&ImageManager::getBurstAssetList>, Runs::queued},
     {"getAssetOriginalFilename", manager<&ImageManager::getAssetOriginalFilename>, Runs::queued},
-    {"createAlbum", manager<&ImageManager::sendNotImplemented>, Runs::inlined},
-    {"saveImage", manager<&ImageManager::sendNotImplemented>, Runs::queued},
-    {"saveVideo", manager<&ImageManager::sendNotImplemented>, Runs::queued},
+    {"createAlbum", manager<&ImageManager::createAlbum>, Runs::inlined},
+    {"saveImage", manager<&ImageManager::saveImage>, Runs::queued},
+    {"saveVideo", manager<&ImageManager::saveVideo>, Runs::queued},
 };
 
 void SwiftQuorvinPlugin::registerWith(FlutterPluginRegistrar& registrar) {

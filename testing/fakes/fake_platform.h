@@ -47,6 +47,7 @@ class FakePlatform {
  private:
   Platform platform_{.dispatch = dispatch,
                      .sharedPhotoLibrary = library,
+                     .photoLibraryChanges = library,
                      .assetResources = resources,
                      .assetResourceManager = resourceManager,
                      .defaultImageManager = &imageManager,
