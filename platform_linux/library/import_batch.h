@@ -9,16 +9,13 @@
 
 #include "core/platform/foundation.h"
 #include "core/platform/value.h"
-#include "platform_linux/files/file_descriptor.h"
 #include "platform_linux/library/asset_rows.h"
 #include "platform_linux/library/catalogue.h"
 #include "platform_linux/library/import_plan.h"
+#include "platform_linux/library/original_copies.h"
 #include "platform_linux/library/staging.h"
 
 namespace quorvin {
-
-/// Opens a file for reading without waiting: a FIFO or a device is an error, as is an empty file.
-Result<FileDescriptor> openSource(const std::string& path);
 
 /// One thread. The folder, the catalogue and the staging outlive it.
 class ImportBatch {
@@ -34,7 +31,10 @@ class ImportBatch {
 
   ImportBatch(Catalogue& catalogue, Staging& staging, const std::optional<std::string>& album,
               std::set<std::string>& newBursts)
-      : catalogue_(catalogue), staging_(staging), album_(album), newBursts_(newBursts) {}
+      : catalogue_(catalogue),
+        copies_(catalogue.folder(), staging),
+        album_(album),
+        newBursts_(newBursts) {}
   /// Removes what was copied and not committed.
   ~ImportBatch();
   ImportBatch(const ImportBatch&) = delete;
@@ -57,9 +57,7 @@ class ImportBatch {
     std::size_t index = 0;
     const ImportFile* file = nullptr;
     std::optional<std::int64_t> existingAsset;
-    NewResource resource;     ///< unless the asset exists
-    std::string staged;       ///< where the copy is until it is placed
-    FileDescriptor content;   ///< the copy
+    OriginalCopy copy;        ///< unless the asset exists
     bool isEmbedded = false;  ///< a part of the main file
     bool isUnneeded = false;  ///< the library turned out to have it
   };
@@ -73,8 +71,6 @@ class ImportBatch {
                      const std::string& uuid, bool isPaired);
   Result<Part> stageEmbedded(const std::vector<ImportFile>& files, std::size_t index,
                              const std::string& uuid);
-  Result<Null> copyInto(Part& part, int source, std::int64_t offset, std::int64_t length);
-  std::vector<Part*> newParts();
   Result<Null> place();
   bool store(Database& database, Unit& unit, Committed& committed);
   std::optional<std::int64_t> storeUnit(Database& database, Unit& unit, Committed& committed);
@@ -85,13 +81,12 @@ class ImportBatch {
   void removeFiles(bool onlyUnneeded);
 
   Catalogue& catalogue_;
-  Staging& staging_;
+  OriginalCopies copies_;
   const std::optional<std::string>& album_;
   std::set<std::string>& newBursts_;  // those that this import brought in
   std::vector<Unit> units_;
   std::int64_t bytes_ = 0;
   std::size_t parts_ = 0;
-  std::size_t stagedNumber_ = 0;
 };
 
 }  // namespace quorvin

@@ -1,5 +1,4 @@
 // The rows of an import's units.
-#include <chrono>
 #include <string>
 #include <utility>
 
@@ -10,15 +9,7 @@ namespace quorvin {
 namespace {
 
 NewAsset newAsset(const std::string& identifier, const ImportFile& file) {
-  NewAsset asset;
-  asset.identifier = identifier;
-  asset.probe = file.probe;
-  asset.probe.burstIdentifier = validUtf8(file.probe.burstIdentifier);
-  asset.probe.contentIdentifier = validUtf8(file.probe.contentIdentifier);
-  asset.modified = file.modified;
-  asset.added = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                    std::chrono::system_clock::now().time_since_epoch())
-                    .count();
+  NewAsset asset = newAssetOf(identifier, file);
   asset.sourceFolder = folderNumber(file.folder);
   return asset;
 }
@@ -29,9 +20,10 @@ NewAsset newAsset(const std::string& identifier, const ImportFile& file) {
 void ImportBatch::findExisting(Database& database, Part& part) {
   if (part.existingAsset) return;
   const std::string originals = catalogue_.folder().originals() + "/";
-  for (const KnownContent& known : findContent(database, part.resource.size, part.resource.hash)) {
+  for (const KnownContent& known :
+       findContent(database, part.copy.resource.size, part.copy.resource.hash)) {
     const auto file = openSource(originals + known.path);
-    if (!file || !haveSameContent(file->get(), part.content.get())) continue;
+    if (!file || !haveSameContent(file->get(), part.copy.content.get())) continue;
     part.existingAsset = known.asset;
     part.isUnneeded = true;
     return;
@@ -72,18 +64,20 @@ std::optional<std::int64_t> ImportBatch::storeUnit(Database& database, Unit& uni
     if (!isWaitingPhoto(database, *main.existingAsset)) {
       return storeAlone(database, unit, video, committed) ? main.existingAsset : std::nullopt;
     }
-    return insertPairedVideo(database, *main.existingAsset, video.resource) ? main.existingAsset
-                                                                            : std::nullopt;
+    return insertPairedVideo(database, *main.existingAsset, video.copy.resource)
+               ? main.existingAsset
+               : std::nullopt;
   }
   if (video.existingAsset && isWaitingVideo(database, *video.existingAsset)) {
     const NewAsset still = newAsset(unit.identifier, *main.file);
-    return joinStill(database, *video.existingAsset, still, main.resource) ? video.existingAsset
-                                                                           : std::nullopt;
+    return joinStill(database, *video.existingAsset, still, main.copy.resource)
+               ? video.existingAsset
+               : std::nullopt;
   }
   const auto asset = insertAsset(database, newAsset(unit.identifier, *main.file));
-  if (!asset || !insertResource(database, *asset, main.resource)) return std::nullopt;
+  if (!asset || !insertResource(database, *asset, main.copy.resource)) return std::nullopt;
   ++committed.addedAssets;
-  if (video.existingAsset || insertPairedVideo(database, *asset, video.resource)) return asset;
+  if (video.existingAsset || insertPairedVideo(database, *asset, video.copy.resource)) return asset;
   return std::nullopt;
 }
 
@@ -94,18 +88,20 @@ std::optional<std::int64_t> ImportBatch::storeAlone(Database& database, Unit& un
   const NewAsset asset = newAsset(unit.identifier, *part.file);
   const std::string& content = asset.probe.contentIdentifier;
   if (part.file->probe.kind == MediaKind::video) {
-    const auto photo = findWaitingPhoto(database, content, *asset.sourceFolder, part.resource.name);
+    const auto photo =
+        findWaitingPhoto(database, content, *asset.sourceFolder, part.copy.resource.name);
     if (photo) {
-      return insertPairedVideo(database, *photo, part.resource) ? photo : std::nullopt;
+      return insertPairedVideo(database, *photo, part.copy.resource) ? photo : std::nullopt;
     }
   } else if (part.file->probe.kind == MediaKind::image) {
-    const auto video = findWaitingVideo(database, content, *asset.sourceFolder, part.resource.name);
+    const auto video =
+        findWaitingVideo(database, content, *asset.sourceFolder, part.copy.resource.name);
     if (video) {
-      return joinStill(database, *video, asset, part.resource) ? video : std::nullopt;
+      return joinStill(database, *video, asset, part.copy.resource) ? video : std::nullopt;
     }
   }
   const auto row = insertAsset(database, asset);
-  if (!row || !insertResource(database, *row, part.resource)) return std::nullopt;
+  if (!row || !insertResource(database, *row, part.copy.resource)) return std::nullopt;
   ++committed.addedAssets;
   return row;
 }

@@ -1,7 +1,5 @@
 #include "platform_linux/library/importer.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -15,6 +13,7 @@
 #include "platform_linux/library/import_batch.h"
 #include "platform_linux/library/import_plan.h"
 #include "platform_linux/library/staging.h"
+#include "platform_linux/library/system_error.h"
 
 namespace quorvin {
 namespace {
@@ -22,16 +21,6 @@ namespace {
 // So many files are looked at before their copies are made: enough to see what belongs together,
 // few enough to show progress. What is cut apart here finds itself in the catalogue.
 constexpr std::size_t kFilesPlannedTogether = 256;
-
-// One line, without the mark of domain and code that errors of the library end in.
-std::string reasonOf(const NSError& error) {
-  std::string reason = error.localizedDescription;
-  const std::string mark = " (" + error.domain + " error ";
-  if (const std::size_t start = reason.rfind(mark); start != std::string::npos) {
-    reason.resize(start);
-  }
-  return reason;
-}
 
 class Import {
  public:
@@ -114,20 +103,7 @@ class Import {
   Result<ImportFile> look(const std::string& path) {
     const auto source = openSource(path);
     if (!source) return source.error();
-    struct stat status = {};
-    ::fstat(source->get(), &status);
-    const std::filesystem::path asPath = path;
-    std::error_code error;
-    ImportFile file;
-    file.path = path;
-    file.folder =
-        std::filesystem::canonical(asPath.has_parent_path() ? asPath.parent_path() : ".", error)
-            .string();
-    file.name = asPath.filename().string();
-    file.size = status.st_size;
-    file.modified = status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec;
-    file.device = status.st_dev;
-    file.inode = status.st_ino;
+    ImportFile file = describeSource(*source, path);
     if (const auto known = recognise(source->get(), file); !known) return known.error();
     if (file.existingAsset) return file;
     auto probe = media_.probe(*source, file.name);

@@ -17,6 +17,7 @@ NSError systemError(std::string_view sentence, int errorNumber) {
       code = LibraryErrorCode::notEnoughSpace;
       break;
     case ENOENT:
+    case ENOTDIR:
       code = LibraryErrorCode::missingResource;
       break;
     case EACCES:
@@ -29,6 +30,15 @@ NSError systemError(std::string_view sentence, int errorNumber) {
   }
   return libraryError(
       code, std::string(sentence) + ": " + std::generic_category().message(errorNumber) + ".");
+}
+
+std::string reasonOf(const NSError& error) {
+  std::string reason = error.localizedDescription;
+  const std::string mark = " (" + error.domain + " error ";
+  if (const std::size_t start = reason.rfind(mark); start != std::string::npos) {
+    reason.resize(start);
+  }
+  return reason;
 }
 
 }  // namespace quorvin
