@@ -18,7 +18,9 @@ TEST(DescribeLibrary, CountsWhatTheLibraryHolds) {
   test.gardener.plant({.mediaType = 3, .created = std::nullopt});
   test.gardener.plant({.mediaType = 0, .burst = "B", .represents = true});
   test.gardener.plant({.burst = "B"});
-  test.gardener.run("INSERT INTO assets(ident, media_type, trashed_ns) VALUES ('gone', 1, 5)");
+  test.gardener.run(
+      "INSERT INTO assets(ident, media_type, trashed_ns) VALUES ('gone', 1, unixepoch() * "
+      "1000000000)");
   test.gardener.run(
       "INSERT INTO resources(asset, pos, type, name, uti, path, size, hash) VALUES"
       " (1, 0, 1, 'a', 'u', 'p', 100, x''), (1, 4, 9, 'b', 'u', 'q', 11, x'')");

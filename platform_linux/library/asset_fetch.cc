@@ -22,6 +22,12 @@ class ListedResult final : public PHFetchResult<PHAsset> {
 
   std::size_t count() const override { return count_; }
 
+  std::optional<std::vector<std::int64_t>> rowsIn(const Catalogue& catalogue) const {
+    if (catalogue_.get() != &catalogue) return std::nullopt;
+    return std::vector<std::int64_t>(listing_->rows.begin(),
+                                     listing_->rows.begin() + static_cast<std::ptrdiff_t>(count_));
+  }
+
   std::vector<Object> objectsAtIndexes(IndexRange range) const override {
     requireRange(range, count_);
     Objects objects = listing_->loaded.find(range);
@@ -136,6 +142,12 @@ FetchResult<PHAsset> listAssets(std::shared_ptr<Catalogue> catalogue,
   listing->rows = std::move(rows);
   const std::size_t count = listing->rows.size();
   return std::make_shared<ListedResult>(std::move(catalogue), std::move(listing), count);
+}
+
+std::optional<std::vector<std::int64_t>> rowsOf(const PHFetchResult<PHAsset>& result,
+                                                const Catalogue& catalogue) {
+  const auto* listed = dynamic_cast<const ListedResult*>(&result);
+  return listed == nullptr ? std::nullopt : listed->rowsIn(catalogue);
 }
 
 std::vector<std::int64_t> assetRows(Catalogue& catalogue,

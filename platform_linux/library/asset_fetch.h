@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -42,6 +43,11 @@ FetchResult<PHAsset> fetchAssets(const std::shared_ptr<Catalogue>& catalogue, st
 /// These rows, in this order.
 FetchResult<PHAsset> listAssets(std::shared_ptr<Catalogue> catalogue,
                                 std::vector<std::int64_t> rows);
+
+/// The row ids of a result that `catalogue` gave; none for results from elsewhere. Spares reading
+/// the assets.
+std::optional<std::vector<std::int64_t>> rowsOf(const PHFetchResult<PHAsset>& result,
+                                                const Catalogue& catalogue);
 
 /// The row ids, in their order, of the assets that have these identifiers and are not deleted.
 std::vector<std::int64_t> assetRows(Catalogue& catalogue, std::span<const std::string> identifiers);

@@ -104,6 +104,15 @@ std::optional<std::int64_t> findWaiting(Database& database, const std::string& f
 
 }  // namespace
 
+std::string listOfRows(const std::vector<std::int64_t>& rows) {
+  std::string list = "[";
+  for (const std::int64_t row : rows) {
+    if (list.size() > 1) list += ',';
+    list += std::to_string(row);
+  }
+  return list + "]";
+}
+
 std::optional<std::int64_t> insertAsset(Database& database, const NewAsset& asset) {
   const std::optional<std::string> burst = nonEmpty(asset.probe.burstIdentifier);
   const std::optional<std::string> content = nonEmpty(asset.probe.contentIdentifier);
@@ -240,7 +249,11 @@ std::optional<std::int64_t> albumWithTitle(Database& database, const std::string
     if (find.bind(title).next()) return find.integer(0);
     if (find.failed()) return std::nullopt;
   }
-  const std::string identifier = newCollectionIdentifier();
+  return insertAlbum(database, newCollectionIdentifier(), title);
+}
+
+std::optional<std::int64_t> insertAlbum(Database& database, const std::string& identifier,
+                                        const std::string& title) {
   Statement insert = database.prepare(
       "INSERT INTO collections(ident, type, subtype, title, pos) SELECT ?, 1, 2, ?,"
       " coalesce(max(pos) + 1, 0) FROM collections WHERE type = 1");

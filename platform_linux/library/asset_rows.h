@@ -33,6 +33,9 @@ struct NewAsset {
   std::optional<std::int64_t> sourceFolder;  ///< stands for the folder that the file came from
 };
 
+/// Row ids as the JSON list that statements with `json_each` take.
+std::string listOfRows(const std::vector<std::int64_t>& rows);
+
 /// The new asset's row id; none when writing failed.
 std::optional<std::int64_t> insertAsset(Database& database, const NewAsset& asset);
 
@@ -69,6 +72,10 @@ std::optional<std::int64_t> findWaitingVideo(Database& database,
 /// What can be paired: a photo without a video, or a video alone.
 bool isWaitingPhoto(Database& database, std::int64_t asset);
 bool isWaitingVideo(Database& database, std::int64_t asset);
+
+/// A user album at the end of the list of albums. Its row id; none when writing failed.
+std::optional<std::int64_t> insertAlbum(Database& database, const std::string& identifier,
+                                        const std::string& title);
 
 /// An album of this title, the oldest if there are several; made when there is none. None when
 /// writing failed.

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform_linux/errors.h"
+
 namespace quorvin {
 
 Authorization::Authorization(std::shared_ptr<Catalogue> catalogue,
@@ -36,6 +38,16 @@ PHAuthorizationStatus Authorization::decide() {
   }
   storeStatus(*catalogue_, *answer);
   return status();
+}
+
+std::optional<NSError> refusal(PHAuthorizationStatus status) {
+  if (isGranted(status)) return std::nullopt;
+  if (status == PHAuthorizationStatus::restricted) {
+    return libraryError(LibraryErrorCode::accessRestricted,
+                        "Access to the photo library is restricted.");
+  }
+  return libraryError(LibraryErrorCode::accessUserDenied,
+                      "Access to the photo library is not granted.");
 }
 
 Result<Null> storeStatus(Catalogue& catalogue, PHAuthorizationStatus status) {

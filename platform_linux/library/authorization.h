@@ -41,6 +41,9 @@ inline bool isGranted(PHAuthorizationStatus status) {
   return status == PHAuthorizationStatus::authorized || status == PHAuthorizationStatus::limited;
 }
 
+/// Why the library stays shut with this status; none when it is granted.
+std::optional<NSError> refusal(PHAuthorizationStatus status);
+
 /// Keeps the status for all openers without one of their own.
 Result<Null> storeStatus(Catalogue& catalogue, PHAuthorizationStatus status);
 

@@ -7,6 +7,7 @@
 #include "platform_linux/errors.h"
 #include "platform_linux/library/schema.h"
 #include "platform_linux/library/staging.h"
+#include "platform_linux/library/trash.h"
 
 namespace quorvin {
 namespace {
@@ -94,7 +95,9 @@ Result<std::shared_ptr<Catalogue>> Catalogue::open(const std::string& path, Miss
   }
   if (auto ready = prepare(*folder, alone, statusWhenMade); !ready) return ready.error();
   presence->tryChange(LibraryLock::Mode::shared);
-  return std::shared_ptr<Catalogue>(new Catalogue(*std::move(folder), *std::move(presence)));
+  std::shared_ptr<Catalogue> catalogue(new Catalogue(*std::move(folder), *std::move(presence)));
+  purgeTrash(*catalogue);
+  return catalogue;
 }
 
 Result<Null> Catalogue::prepare(const LibraryFolder& folder, bool alone,

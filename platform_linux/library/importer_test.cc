@@ -227,7 +227,7 @@ TEST(Importer, TakesInAgainWhatWasDeleted) {
   Fixture test;
   test.put("a.jpg", "image");
   test.importAll();
-  Gardener(test.libraryPath()).run("UPDATE assets SET trashed_ns = 1");
+  Gardener(test.libraryPath()).run("UPDATE assets SET trashed_ns = unixepoch() * 1000000000");
   EXPECT_EQ(test.importAll(), (ImportSummary{1, 1, 0, 0}));
 }
 

@@ -43,16 +43,6 @@ bool isOpen(const PHAssetCollection& collection, PHAuthorizationStatus status) {
           collection.assetCollectionType == PHAssetCollectionType::smartAlbum);
 }
 
-std::optional<NSError> refusal(PHAuthorizationStatus status) {
-  if (isGranted(status)) return std::nullopt;
-  if (status == PHAuthorizationStatus::restricted) {
-    return libraryError(LibraryErrorCode::accessRestricted,
-                        "Access to the photo library is restricted.");
-  }
-  return libraryError(LibraryErrorCode::accessUserDenied,
-                      "Access to the photo library is not granted.");
-}
-
 }  // namespace
 
 Result<std::unique_ptr<Library>> Library::open(LibraryOptions options) {

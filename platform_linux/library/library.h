@@ -57,6 +57,10 @@ class Library final : public PHPhotoLibrary, public PHAssetResourceLister, publi
   std::optional<NSError> accessError(const StoredResource& resource) override;
   TimeMap timeMap(const std::string& localIdentifier) override;
 
+  /// What this library shares with the changes of it.
+  const std::shared_ptr<Catalogue>& catalogue() const { return catalogue_; }
+  const std::shared_ptr<Authorization>& authorization() const { return authorization_; }
+
  private:
   Library(std::shared_ptr<Catalogue> catalogue, std::shared_ptr<Authorization> authorization);
 

@@ -185,10 +185,19 @@ bool toVersion2(Database& database) {
   return database.execute(kVersion2);
 }
 
+// Few assets are deleted at any time, so what waits for its end is found without a look at the
+// rest.
+constexpr const char* kVersion3 =
+    "CREATE INDEX trashed_by_date ON assets(trashed_ns) WHERE trashed_ns IS NOT NULL";
+
+bool toVersion3(Database& database) {
+  return database.execute(kVersion3);
+}
+
 using Step = bool (*)(Database&);
 // The step at index n brings a catalogue from version n to n + 1. Steps are never changed: a new
 // version adds one.
-constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1, toVersion2};
+constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1, toVersion2, toVersion3};
 
 }  // namespace
 
