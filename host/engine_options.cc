@@ -31,8 +31,8 @@ NSError optionError(std::string sentence) {
 bool isStructSize(std::size_t size) {
   constexpr std::size_t kEnds[] = {
       offsetof(QuorvinOptions, temporary_path), offsetof(QuorvinOptions, system_version),
-      offsetof(QuorvinOptions, authorization), offsetof(QuorvinOptions, request_authorization),
-      offsetof(QuorvinOptions, user_data)};
+      offsetof(QuorvinOptions, authorization),  offsetof(QuorvinOptions, request_authorization),
+      offsetof(QuorvinOptions, user_data),      offsetof(QuorvinOptions, confirm_deletion)};
   return std::ranges::find(kEnds, size) != std::end(kEnds) ||
          (size >= sizeof(QuorvinOptions) && size <= kGreatestStructSize);
 }
@@ -76,6 +76,13 @@ std::function<std::optional<PHAuthorizationStatus>()> promptOf(const QuorvinOpti
   };
 }
 
+std::function<bool(std::size_t)> deletionPromptOf(const QuorvinOptions& options) {
+  if (options.confirm_deletion == nullptr) return {};
+  return [ask = options.confirm_deletion, data = options.user_data](std::size_t count) {
+    return ask(count, data) != 0;
+  };
+}
+
 }  // namespace
 
 Result<LinuxPlatformOptions> readEngineOptions(const QuorvinOptions* given) {
@@ -107,6 +114,7 @@ Result<LinuxPlatformOptions> readEngineOptions(const QuorvinOptions* given) {
     read.authorization = static_cast<PHAuthorizationStatus>(options->authorization);
   }
   read.prompt = promptOf(*options);
+  read.deletionPrompt = deletionPromptOf(*options);
   read.mediaWorker = mediaWorkerProgram();
   return read;
 }

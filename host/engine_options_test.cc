@@ -28,6 +28,9 @@ TEST(EngineOptions, TakesEveryField) {
   options.system_version = "17.2";
   options.authorization = 2;
   options.request_authorization = [](void* data) { return *static_cast<std::int32_t*>(data); };
+  options.confirm_deletion = [](std::size_t count, void* data) {
+    return count == 7 ? *static_cast<std::int32_t*>(data) : 0;
+  };
   std::int32_t answer = 3;
   options.user_data = &answer;
   const auto read = readEngineOptions(&options);
@@ -37,6 +40,8 @@ TEST(EngineOptions, TakesEveryField) {
   EXPECT_EQ(read->systemVersion, "17.2");
   EXPECT_EQ(read->authorization, PHAuthorizationStatus::denied);
   EXPECT_EQ(read->prompt(), PHAuthorizationStatus::authorized);
+  EXPECT_TRUE(read->deletionPrompt(7));
+  EXPECT_FALSE(read->deletionPrompt(8));
 }
 
 TEST(EngineOptions, LeavesOutWhatIsNotGiven) {
@@ -46,6 +51,7 @@ TEST(EngineOptions, LeavesOutWhatIsNotGiven) {
   EXPECT_EQ(read->systemVersion, std::nullopt);
   EXPECT_EQ(read->authorization, std::nullopt);
   EXPECT_FALSE(read->prompt);
+  EXPECT_FALSE(read->deletionPrompt);
   EXPECT_FALSE(read->mediaWorker.empty());
 }
 
@@ -80,6 +86,16 @@ TEST(EngineOptions, TakesTheShorterStructsOfOtherVersions) {
   EXPECT_EQ(read->temporaryPath, "");
   EXPECT_EQ(read->systemVersion, std::nullopt);
   EXPECT_EQ(read->authorization, std::nullopt);
+}
+
+TEST(EngineOptions, AsksNobodyBeforeADeletionWhereTheFirstVersionsStructEnds) {
+  QuorvinOptions options = goodOptions();
+  options.confirm_deletion = [](std::size_t, void*) { return std::int32_t{1}; };
+  options.struct_size = offsetof(QuorvinOptions, confirm_deletion);
+  const auto read = readEngineOptions(&options);
+  ASSERT_TRUE(read) << read.error().localizedDescription;
+  EXPECT_EQ(read->libraryPath, "/library");
+  EXPECT_FALSE(read->deletionPrompt);
 }
 
 TEST(EngineOptions, TakesALongerStructThatAsksForNothingNew) {

@@ -8,6 +8,7 @@
 #include "platform_linux/images/linux_image_codec.h"
 #include "platform_linux/images/linux_image_manager.h"
 #include "platform_linux/library/library.h"
+#include "platform_linux/library/library_changes.h"
 #include "platform_linux/library/linux_asset_resource_manager.h"
 #include "platform_linux/media/media_worker_pool.h"
 #include "platform_linux/videos/linux_media_framework.h"
@@ -21,6 +22,8 @@ struct LinuxPlatform::Parts {
       : dispatch(std::move(theDispatch)),
         library(std::move(theLibrary)),
         media({.program = options.mediaWorker, .size = MediaWorkerOptions::sizeForThisMachine()}),
+        changes(*library, media,
+                {.deletionPrompt = options.deletionPrompt, .mainQueue = &dispatch->mainQueue()}),
         // As many threads as workers: more would only wait for a turn.
         images(*library, media, MediaWorkerOptions::sizeForThisMachine()),
         codec(media),
@@ -28,11 +31,13 @@ struct LinuxPlatform::Parts {
         files(options.temporaryPath),
         resources(*library),
         videos(media),
-        platform{*dispatch, *library, *library, resources, &images, codec, videos, files, device} {}
+        platform{*dispatch, *library, changes, *library, resources,
+                 &images,   codec,    videos,  files,    device} {}
 
   const std::unique_ptr<LinuxDispatch> dispatch;
   const std::unique_ptr<Library> library;
   MediaWorkerPool media;
+  LibraryChanges changes;
   LinuxImageManager images;
   LinuxImageCodec codec;
   LinuxDevice device;
@@ -73,6 +78,7 @@ void LinuxPlatform::shutDown() {
   mainQueue().close();
   // Without workers nothing that still runs can take long: it ends in an error and not in waiting.
   // Exports learn first that they are cancelled, for else they would be failures.
+  parts_->changes.beginShutDown();
   parts_->images.beginShutDown();
   parts_->resources.beginShutDown();
   parts_->videos.beginShutDown();
@@ -81,6 +87,7 @@ void LinuxPlatform::shutDown() {
   parts_->images.shutDown();
   parts_->videos.shutDown();
   parts_->resources.shutDown();
+  parts_->changes.shutDown();
   parts_->dispatch->globalQueue(QualityOfService::background).shutDown();
 }
 

@@ -1,6 +1,7 @@
 // The real platform, put together.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -22,6 +23,9 @@ struct LinuxPlatformOptions {
   std::optional<PHAuthorizationStatus> authorization;  ///< in place of the stored status
   /// Asks the user, on the platform thread; none leaves the status as it is. Empty: nobody to ask.
   std::function<std::optional<PHAuthorizationStatus>()> prompt;
+  /// Asks the user, on the platform thread, whether so many assets may be deleted. Empty: who
+  /// deletes has decided.
+  std::function<bool(std::size_t assetCount)> deletionPrompt;
   std::string mediaWorker;  ///< the worker program
 };
 

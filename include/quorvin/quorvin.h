@@ -60,8 +60,12 @@ typedef struct QuorvinOptions {
    * quorvin_engine_run, when access is requested and none was decided yet. A value outside 0 to 4
    * leaves the status as it is. NULL: nobody is asked, and the status stays. */
   int32_t (*request_authorization)(void* user_data);
-  /* Handed to request_authorization. */
+  /* Handed to request_authorization and confirm_deletion. */
   void* user_data;
+  /* Asks the user whether `count` assets, at least one, may be deleted; called on the platform
+   * thread, inside quorvin_engine_run, before a deletion. 0: they stay, and the call is answered
+   * with an error. NULL: nobody is asked. Not in the first version of this struct. */
+  int32_t (*confirm_deletion)(size_t count, void* user_data);
 } QuorvinOptions;
 
 /* Receives the reply to one message: success or error in the standard method codec. Size 0 (and
