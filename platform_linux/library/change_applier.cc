@@ -15,9 +15,6 @@
 namespace quorvin {
 namespace {
 
-// A list of this many originals is read in no time after a crash.
-constexpr std::size_t kLongestList = 1000;
-
 bool hasCode(const NSError& error, LibraryErrorCode code) {
   return error.code == static_cast<std::int64_t>(code);
 }
@@ -94,49 +91,52 @@ std::optional<NSError> ChangeApplier::apply(const std::vector<ChangeRequest>& re
   }
   if (done) {
     done = catalogue_.change([&requests, &creations, status](Database& database) {
-      ChangeTransaction transaction(database, status);
-      auto creation = creations.begin();
-      for (const ChangeRequest& request : requests) {
-        Result<Null> applied = Null{};
-        if (const auto* create = std::get_if<CreateAsset>(&request)) {
-          applied = transaction.createAsset(create->identifier, creation->file, creation->main,
-                                            creation->pairedVideo);
-          ++creation;
-        } else if (const auto* deletion = std::get_if<DeleteAssets>(&request)) {
-          applied = transaction.deleteAssets(*deletion);
-        } else if (const auto* album = std::get_if<CreateAlbum>(&request)) {
-          applied = transaction.createAlbum(*album);
-        } else {
-          applied = transaction.addToAlbum(std::get<AddToAlbum>(request));
-        }
-        if (!applied) return applied;
-      }
-      return transaction.finish();
+      return store(database, requests, creations, status);
     });
   }
-  if (done) return std::nullopt;
-  for (const Creation& creation : creations) {
-    OriginalCopies::remove(creation.main);
-    if (creation.pairedVideo) OriginalCopies::remove(*creation.pairedVideo);
+  if (!done) {
+    for (const Creation& creation : creations) {
+      OriginalCopies::remove(creation.main);
+      if (creation.pairedVideo) OriginalCopies::remove(*creation.pairedVideo);
+    }
   }
-  // The list may have got a line that was cut short.
-  if (!creations.empty()) copies_.reset();
+  if (!creations.empty()) staging_->forget();
+  if (done) return std::nullopt;
   return done.error();
+}
+
+Result<Null> ChangeApplier::store(Database& database, const std::vector<ChangeRequest>& requests,
+                                  const std::vector<Creation>& creations,
+                                  PHAuthorizationStatus status) {
+  ChangeTransaction transaction(database, status);
+  auto creation = creations.begin();
+  for (const ChangeRequest& request : requests) {
+    Result<Null> stored = Null{};
+    if (const auto* asset = std::get_if<CreateAsset>(&request)) {
+      stored = transaction.createAsset(asset->identifier, creation->file, creation->main,
+                                       creation->pairedVideo);
+      ++creation;
+    } else if (const auto* deletion = std::get_if<DeleteAssets>(&request)) {
+      stored = transaction.deleteAssets(*deletion);
+    } else if (const auto* album = std::get_if<CreateAlbum>(&request)) {
+      stored = transaction.createAlbum(*album);
+    } else {
+      stored = transaction.addToAlbum(std::get<AddToAlbum>(request));
+    }
+    if (!stored) return stored;
+  }
+  return transaction.finish();
 }
 
 Result<Null> ChangeApplier::makeReady() {
   std::error_code error;
-  if (copies_ != nullptr && listed_ < kLongestList &&
-      std::filesystem::is_directory(staging_->path(), error)) {
-    return Null{};
-  }
+  if (copies_ != nullptr && std::filesystem::is_directory(staging_->path(), error)) return Null{};
   copies_.reset();
   staging_.reset();
   auto staging = Staging::begin(catalogue_.folder());
   if (!staging) return staging.error();
   staging_ = *std::move(staging);
   copies_ = std::make_unique<OriginalCopies>(catalogue_.folder(), *staging_);
-  listed_ = 0;
   return Null{};
 }
 
@@ -198,7 +198,6 @@ Result<Null> ChangeApplier::placeFiles(std::vector<Creation>& creations) {
     copies.push_back(&creation.main);
     if (creation.pairedVideo) copies.push_back(&*creation.pairedVideo);
   }
-  listed_ += copies.size();
   return copies_->place(copies);
 }
 

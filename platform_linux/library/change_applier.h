@@ -44,13 +44,14 @@ class ChangeApplier {
   Result<ImportFile> look(const CreateAsset& request);
   Result<Creation> copyFile(const CreateAsset& request);
   Result<Null> placeFiles(std::vector<Creation>& creations);
+  static Result<Null> store(Database& database, const std::vector<ChangeRequest>& requests,
+                            const std::vector<Creation>& creations, PHAuthorizationStatus status);
 
   Catalogue& catalogue_;
   MediaService& media_;
   /// Kept from one change to the next, for making one takes longer than many a change.
   std::unique_ptr<Staging> staging_;
   std::unique_ptr<OriginalCopies> copies_;
-  std::size_t listed_ = 0;  ///< originals in the staging's list
 };
 
 }  // namespace quorvin

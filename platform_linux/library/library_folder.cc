@@ -72,7 +72,7 @@ Result<FolderState> folderState(const LibraryFolder& folder) {
   }
   if (error) return systemError(unreadable, error.value());
   if (hasCatalogue) return FolderState::catalogue;
-  if (strange == "originals") {
+  if (strange == "originals" || strange == "recovered") {
     return notALibrary(folder, "it holds originals, but its catalogue “library.sqlite” is missing");
   }
   if (!strange.empty()) {

@@ -16,6 +16,7 @@ struct LibraryFolder {
   std::string originals() const { return root + "/originals"; }      ///< named by identifier
   std::string derivatives() const { return root + "/derivatives"; }  ///< can be made again
   std::string incoming() const { return root + "/incoming"; }        ///< being copied
+  std::string recovered() const { return root + "/recovered"; }      ///< originals of no asset
 };
 
 enum class FolderState {

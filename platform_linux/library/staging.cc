@@ -9,6 +9,7 @@
 #include <fstream>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "platform_linux/library/identifiers.h"
 #include "platform_linux/library/sqlite.h"
@@ -101,6 +102,23 @@ Result<Null> Staging::announce(const std::vector<std::string>& paths) {
     return systemError("The files to be moved cannot be listed", errno);
   }
   return Null{};
+}
+
+void Staging::forget() {
+  // Should it fail, the list says more than it needs to, which does no harm.
+  (void)!::ftruncate(list_.get(), 0);
+}
+
+std::set<std::string> announcedOriginals(const LibraryFolder& folder) {
+  std::set<std::string> announced;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder.incoming(), error), end; !error && entry != end;
+       entry.increment(error)) {
+    for (std::string& path : listedPaths(entry->path().string() + kListName)) {
+      announced.insert(std::move(path));
+    }
+  }
+  return announced;
 }
 
 void sweepStaging(const LibraryFolder& folder) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ class Staging {
   /// Lists these paths, relative to `originals/`, durably: before the files are moved there, or
   /// before a change that gives up their rows is committed.
   Result<Null> announce(const std::vector<std::string>& paths);
+  /// Empties the list: what it named has its row by now, or is gone.
+  void forget();
 
  private:
   Staging(LibraryLock lock, std::string path, FileDescriptor list)
@@ -40,6 +43,9 @@ class Staging {
   const std::string path_;
   FileDescriptor list_;
 };
+
+/// The paths that all stagings there are, under way or left by a crash, have listed.
+std::set<std::string> announcedOriginals(const LibraryFolder& folder);
 
 /// Removes what crashed processes left in `incoming/`, and those originals that they listed and no
 /// row names. Leaves it for the next opening when anyone is staging or writing.
