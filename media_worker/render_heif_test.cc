@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string_view>
+#include <tuple>
+
 #include "media_worker/test_media.h"
 
 namespace quorvin {
@@ -90,6 +94,84 @@ TEST(RenderHeifPreview, IsPassedOverWhenItHasTooFewPixels) {
 TEST(RenderHeifPreview, IsPassedOverWhenItShowsAnotherCut) {
   EXPECT_FALSE(usesPreview(withPreview(640, 400, 320), 128));
   EXPECT_FALSE(usesPreview(withPreview(480, 480, 320), 128));
+}
+
+class RenderCodedHeif : public testing::TestWithParam<std::tuple<int, bool, const char*>> {};
+
+TEST_P(RenderCodedHeif, HasTheColoursOfTheCodingThatTheFileNames) {
+  const auto [matrix, fullRange, chroma] = GetParam();
+  HeifOptions options;
+  options.chroma = chroma;
+  options.coding = {.primaries = 1, .transfer = 13, .matrix = matrix, .fullRange = fullRange};
+  for (const bool avif : {false, true}) {
+    options.avif = avif;
+    // Odd sizes are stored as a tile that is cut.
+    for (const int width : {128, 131}) {
+      const Picture picture = rendered(heif(quadrants(width, 96), options), original());
+      ASSERT_EQ(picture.width, width);
+      EXPECT_TRUE(isNear(picture.at(32, 24), kRed, 12)) << avif;
+      EXPECT_TRUE(isNear(picture.at(96, 24), kGreen, 12)) << avif;
+      EXPECT_TRUE(isNear(picture.at(32, 72), kBlue, 12)) << avif;
+      EXPECT_TRUE(isNear(picture.at(96, 72), kWhite, 12)) << avif;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Codings, RenderCodedHeif,
+                         testing::Combine(testing::Values(1, 6, 9), testing::Bool(),
+                                          testing::Values("420", "444")));
+
+struct NamedColours {
+  int primaries, transfer;
+  Colour expected;
+};
+
+class RenderNamedColours : public testing::TestWithParam<NamedColours> {};
+
+TEST_P(RenderNamedColours, BecomeSrgb) {
+  HeifOptions options;
+  options.coding = {.primaries = GetParam().primaries, .transfer = GetParam().transfer};
+  for (const bool avif : {false, true}) {
+    options.avif = avif;
+    const Bytes file = heif(filled(64, 64, {100, 150, 200, 255}), options);
+    const Colour seen = rendered(file, original()).at(32, 32);
+    EXPECT_TRUE(isNear(seen, GetParam().expected, 4))
+        << seen[0] << ' ' << seen[1] << ' ' << seen[2];
+    const Bytes jpeg = conversion(file, ImageFormat::jpeg);
+    EXPECT_TRUE(isNear(rendered(jpeg, original()).at(32, 32), GetParam().expected, 5));
+  }
+}
+
+// By the definitions of the colour spaces.
+INSTANTIATE_TEST_SUITE_P(Spaces, RenderNamedColours,
+                         testing::Values(NamedColours{12, 13, {83, 152, 205, 255}},
+                                         NamedColours{12, 1, {99, 162, 210, 255}},
+                                         NamedColours{9, 13, {0, 154, 205, 255}},
+                                         NamedColours{9, 14, {44, 164, 211, 255}},
+                                         NamedColours{1, 1, {100, 150, 200, 255}},
+                                         NamedColours{1, 13, {100, 150, 200, 255}},
+                                         NamedColours{2, 2, {100, 150, 200, 255}},
+                                         NamedColours{9, 16, {100, 150, 200, 255}}));
+
+TEST(RenderProfiledHeif, IsConvertedByTheProfileWhateverElseTheFileNames) {
+  HeifOptions options;
+  options.coding = {.primaries = 9, .transfer = 13};
+  options.profile = wideProfile();
+  const Bytes file = heif(filled(64, 64, {100, 150, 200, 255}), options);
+  EXPECT_TRUE(isNear(rendered(file, original()).at(32, 32), {66, 151, 203, 255}, 4));
+}
+
+TEST(RenderDamagedHeif, FailsWhenAStreamMakesNoSense) {
+  // With an even width it is one picture, with an odd one a tile.
+  for (const int width : {128, 129}) {
+    Bytes file = heif(quadrants(width, 128));
+    ASSERT_EQ(rendered(file, original()).width, width);
+    constexpr std::string_view kData = "mdat";
+    const auto data = std::search(file.begin(), file.end(), kData.begin(), kData.end());
+    ASSERT_NE(data, file.end());
+    std::fill(data + 4, file.end(), std::uint8_t{0x5a});
+    EXPECT_EQ(rendered(file, original()).width, 0) << width;
+  }
 }
 
 }  // namespace

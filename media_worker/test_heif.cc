@@ -32,6 +32,21 @@ std::shared_ptr<heif_image> heifImage(const Picture& picture) {
   return {image, heif_image_release};
 }
 
+using Nclx = std::unique_ptr<heif_color_profile_nclx, decltype([](heif_color_profile_nclx* nclx) {
+                               heif_nclx_color_profile_free(nclx);
+                             })>;
+
+Nclx nclxOf(const HeifOptions& options) {
+  if (!options.coding) return nullptr;
+  Nclx nclx(heif_nclx_color_profile_alloc());
+  nclx->color_primaries = static_cast<heif_color_primaries>(options.coding->primaries);
+  nclx->transfer_characteristics =
+      static_cast<heif_transfer_characteristics>(options.coding->transfer);
+  nclx->matrix_coefficients = static_cast<heif_matrix_coefficients>(options.coding->matrix);
+  nclx->full_range_flag = options.coding->fullRange ? 1 : 0;
+  return nclx;
+}
+
 /// An Exif block with nothing but the orientation.
 Bytes exifOf(int orientation) {
   return {
@@ -49,7 +64,7 @@ Bytes heif(const Picture& picture, const HeifOptions& options) {
       context.get(), options.avif ? heif_compression_AV1 : heif_compression_HEVC, &found));
   const std::shared_ptr<heif_encoder> encoder(found, heif_encoder_release);
   heif_encoder_set_lossy_quality(found, 95);
-  heif_encoder_set_parameter_string(found, "chroma", "444");
+  heif_encoder_set_parameter_string(found, "chroma", options.chroma);
 
   const auto image = heifImage(picture);
   if (!options.profile.empty()) {
@@ -59,6 +74,12 @@ Bytes heif(const Picture& picture, const HeifOptions& options) {
   const std::shared_ptr<heif_encoding_options> encoding(heif_encoding_options_alloc(),
                                                         heif_encoding_options_free);
   encoding->image_orientation = static_cast<heif_orientation>(options.orientation);
+  const auto colours = nclxOf(options);
+  if (colours) {
+    encoding->macOS_compatibility_workaround_no_nclx_profile = 0;
+    expectDone(heif_image_set_nclx_color_profile(image.get(), colours.get()));
+    encoding->output_nclx_profile = colours.get();
+  }
   heif_image_handle* primary = nullptr;
   expectDone(
       heif_context_encode_image(context.get(), image.get(), found, encoding.get(), &primary));
