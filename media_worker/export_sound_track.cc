@@ -178,8 +178,9 @@ class SoundTrack final : public ExportTrack {
 
 }  // namespace
 
-MadeTrack makeSoundTrack(const AVStream& source, const ExportClock& clock, CodingQuality quality,
+MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, CodingQuality quality,
                          MovieOutput& output) {
+  const AVStream& source = track.stream;
   ExportDecoder decoder(source);
   CodecContextPtr context = makeEncoder("aac");
   if (!decoder || !context) {

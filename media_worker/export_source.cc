@@ -98,6 +98,12 @@ std::int64_t ExportSource::beginning() const {
   return std::max<std::int64_t>(context().start_time, 0);
 }
 
+std::optional<std::int64_t> ExportSource::endOf(const AVStream& stream) const {
+  const bool known =
+      hasIndex(context()) && stream.duration > 0 && stream.start_time != AV_NOPTS_VALUE;
+  return known ? std::optional(stream.start_time + stream.duration) : std::nullopt;
+}
+
 void ExportSource::use(const AVStream& stream) {
   const auto index = static_cast<std::size_t>(stream.index);
   tracks_[index].used = true;
@@ -142,7 +148,7 @@ std::optional<NSError> ExportSource::missingEnd(std::int64_t neededUntil) const 
     allUsed =
         allUsed && (tracks_[i].used || (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0);
     if (!tracks_[i].used) continue;
-    if (hasIndex(context()) && !isWhole(stream, tracks_[i], neededUntil)) return endsEarly();
+    if (!isWhole(stream, tracks_[i], neededUntil)) return endsEarly();
     end = std::max(end, inMicroseconds(tracks_[i].end, stream.time_base) - beginning());
   }
   // The length of the whole may be that of a track which is not read, or no more than a guess.
@@ -155,11 +161,10 @@ std::optional<NSError> ExportSource::missingEnd(std::int64_t neededUntil) const 
 
 bool ExportSource::isWhole(const AVStream& stream, const Track& track,
                            std::int64_t neededUntil) const {
-  if (stream.duration == AV_NOPTS_VALUE || stream.start_time == AV_NOPTS_VALUE) return true;
-  const std::int64_t announced =
-      inMicroseconds(stream.start_time + stream.duration, stream.time_base);
-  return inMicroseconds(track.end, stream.time_base) >=
-         std::min(announced, neededUntil) - kIndexTolerance;
+  const auto announced = endOf(stream);
+  return !announced ||
+         inMicroseconds(track.end, stream.time_base) >=
+             std::min(inMicroseconds(*announced, stream.time_base), neededUntil) - kIndexTolerance;
 }
 
 }  // namespace quorvin

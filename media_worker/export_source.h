@@ -31,6 +31,9 @@ class ExportSource {
   /// The time at which the movie begins, in microseconds; what plays first has this time.
   std::int64_t beginning() const;
 
+  /// When the last packet of the track ends, in its time base, where an index tells that exactly.
+  std::optional<std::int64_t> endOf(const AVStream& stream) const;
+
   /// Only the packets of streams for which this was called are read.
   void use(const AVStream& stream);
   /// Goes to where decoding must begin for the pictures at this time; reading starts there.
