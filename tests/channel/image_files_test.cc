@@ -278,6 +278,11 @@ TEST_F(ImageFileNames, OfDotsAreNamesWhenMoreFollows) {
 
 // The directory
 
+TEST_F(ImageFiles, HaveNoDoubledSlashInTheirPaths) {
+  use(QUORVIN_IMPORTED_LIBRARY, temporary().string() + "//");
+  EXPECT_EQ(image("IMG_0002.jpg"), temporary() / "image/IMG_0002.jpg");
+}
+
 TEST_F(ImageFiles, LieInAPrivateDirectoryOfTheUsersWhenNoneIsNamed) {
   const char* before = std::getenv("TMPDIR");
   const std::string kept = before == nullptr ? "" : before;

@@ -1,6 +1,7 @@
 // Videos as files, out of the imported library.
 #include <algorithm>
-#include <fstream>
+#include <chrono>
+#include <thread>
 
 #include "tests/channel/exports_fixture.h"
 
@@ -296,7 +297,10 @@ TEST_F(Videos, LeaveNothingBehindWhenTheEngineEndsBefore) {
   {
     const EnginePointer ended = openLibrary(QUORVIN_IMPORTED_LIBRARY);
     answer = &call(ended.get(), "getVideoUrl", videoFile(asset("MOVIE.mov"), Format::mov));
-    while (!fs::exists(temporary() / "video")) std::this_thread::yield();
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (filesIn(temporary()).empty() && std::chrono::steady_clock::now() < limit) {
+      std::this_thread::yield();
+    }
   }
   EXPECT_EQ(answer->count, 1);
   const auto files = filesIn(temporary());
