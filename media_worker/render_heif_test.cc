@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 #include "media_worker/test_media.h"
 
@@ -94,6 +96,44 @@ TEST(RenderHeifPreview, IsPassedOverWhenItHasTooFewPixels) {
 TEST(RenderHeifPreview, IsPassedOverWhenItShowsAnotherCut) {
   EXPECT_FALSE(usesPreview(withPreview(640, 400, 320), 128));
   EXPECT_FALSE(usesPreview(withPreview(480, 480, 320), 128));
+}
+
+/// No part is like another, so that a tile in a wrong place shows.
+Picture gradient(int width, int height) {
+  Picture picture(width, height, 3);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      picture.set(x, y, {x * 255 / width, y * 255 / height, (x + y) * 255 / (width + height), 255});
+    }
+  }
+  return picture;
+}
+
+TEST(RenderTiledHeif, PutsEveryTileInItsPlaceWhateverTheTurn) {
+  constexpr std::array kTurns{std::pair(1, 0), std::pair(8, 1), std::pair(3, 2), std::pair(6, 3)};
+  const Picture upright = gradient(150, 200);
+  for (const auto& [orientation, quarterTurns] : kTurns) {
+    const Bytes file = tiledHeic(stored(upright, orientation), 64, quarterTurns);
+    RenderRequest strict = original();
+    strict.failOnDamage = true;
+    for (const RenderRequest& request : {original(), strict}) {
+      const Picture picture = rendered(file, request);
+      ASSERT_EQ(picture.width, upright.width);
+      ASSERT_EQ(picture.height, upright.height);
+      for (int y = 0; y < upright.height; y += 7) {
+        for (int x = 0; x < upright.width; x += 7) {
+          ASSERT_TRUE(isNear(picture.at(x, y), upright.at(x, y), 8)) << x << ' ' << y;
+        }
+      }
+    }
+  }
+}
+
+TEST(RenderTiledHeif, FailsWhenATileIsCutShort) {
+  Bytes file = tiledHeic(gradient(128, 128), 64);
+  ASSERT_EQ(rendered(file, original()).width, 128);
+  file.resize(file.size() - 50);
+  EXPECT_EQ(rendered(file, original()).width, 0);
 }
 
 class RenderCodedHeif : public testing::TestWithParam<std::tuple<int, bool, const char*>> {};

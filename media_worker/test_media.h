@@ -72,6 +72,10 @@ struct HeifOptions {
 /// `picture` is as stored, before any turn.
 Bytes heif(const Picture& picture, const HeifOptions& options = {});
 
+/// HEIC of square tiles, as telephones write it; `picture` is as stored, and the container turns it
+/// by so many quarters against the clock.
+Bytes tiledHeic(const Picture& picture, int side, int quarterTurns = 0);
+
 struct VideoOptions {
   int orientation = 1;  ///< of the stored pixels, written as a display matrix
   int aspectWidth = 1;  ///< of a pixel
