@@ -3,7 +3,9 @@
 
 #include <cmath>
 
+#include "media_worker/export.h"
 #include "media_worker/test_movie.h"
+#include "platform_linux/media/sealed_memory.h"
 
 namespace quorvin {
 namespace {
@@ -57,6 +59,15 @@ TEST(ExportCopied, PutsTheIndexFirstWhenAsked) {
   const std::string boxes = boxesOf(result.file);
   EXPECT_LT(boxes.find("moov"), boxes.find("mdat")) << boxes;
   EXPECT_EQ(contentsOf(result.file).brand, "qt  ");
+}
+
+TEST(ExportCopied, PutsTheIndexLastWhenNotAsked) {
+  const FileDescriptor source = movie(film() + "-c:v libx264 -c:a aac");
+  const FileDescriptor output = makeMemoryFile(0);
+  ASSERT_FALSE(exportVideo(source.get(), output.get(), {kPassthrough, kMov, false, {}}, [] {}));
+  const std::string boxes = boxesOf(output);
+  EXPECT_GT(boxes.find("moov"), boxes.find("mdat")) << boxes;
+  expectSamePlay(source, output);
 }
 
 TEST(ExportCopied, NamesTheBrandOfTheContainerAndNotOfTheSource) {

@@ -164,7 +164,7 @@ std::optional<NSError> MovieOutput::begin(bool indexFirst) {
   if (indexFirst) flags += "+faststart";
   if (keepsTags_) flags += "+use_metadata_tags";
   AVDictionary* options = nullptr;
-  av_dict_set(&options, "movflags", flags.c_str(), 0);
+  if (!flags.empty()) av_dict_set(&options, "movflags", flags.c_str(), 0);
   av_dict_set_int(&options, "movie_timescale", kMovieTimescale, 0);
   av_dict_set_int(&options, "write_tmcd", 0, 0);
   const int code = avformat_write_header(context_, &options);
