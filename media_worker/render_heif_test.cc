@@ -161,6 +161,27 @@ INSTANTIATE_TEST_SUITE_P(Codings, RenderCodedHeif,
                          testing::Combine(testing::Values(1, 6, 9), testing::Bool(),
                                           testing::Values("420", "444")));
 
+TEST(RenderHeif, ShowsTenBitsAChannel) {
+  for (const int width : {128, 131}) {
+    const Picture picture = rendered(heif(quadrants(width, 96), {.tenBits = true}), original());
+    ASSERT_EQ(picture.width, width);
+    expectQuadrants(picture);
+  }
+}
+
+TEST(RenderHeif, ShowsGrey) {
+  Picture grey(96, 64, 1);
+  for (int y = 0; y < 64; ++y) {
+    for (int x = 0; x < 96; ++x) grey.set(x, y, {x * 2, 0, 0, 255});
+  }
+  const Picture picture = rendered(heif(grey), original());
+  ASSERT_EQ(picture.width, 96);
+  ASSERT_EQ(picture.channels, 3);
+  for (int x = 0; x < 96; x += 5) {
+    EXPECT_TRUE(isNear(picture.at(x, 30), {x * 2, x * 2, x * 2, 255}, 4)) << x;
+  }
+}
+
 struct NamedColours {
   int primaries, transfer;
   Colour expected;

@@ -68,8 +68,9 @@ struct HeifOptions {
   };
   std::optional<Coding> coding;
   const char* chroma = "444";
+  bool tenBits = false;  ///< a channel
 };
-/// `picture` is as stored, before any turn.
+/// `picture` is as stored, before any turn; of one channel it is grey.
 Bytes heif(const Picture& picture, const HeifOptions& options = {});
 
 /// HEIC of square tiles, as telephones write it; `picture` is as stored, and the container turns it
