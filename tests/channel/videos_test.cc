@@ -368,7 +368,9 @@ TEST_F(Videos, LeaveNothingBehindWhenTheEngineEndsBefore) {
   const auto files = filesIn(temporary());
   EXPECT_TRUE(files.empty() || files == std::vector<std::string>{"video/MOVIE.mov"})
       << files.front();
-  if (!files.empty()) EXPECT_EQ(seeVideo(temporary() / files[0]).frames, 60);
+  if (!files.empty()) {
+    EXPECT_EQ(seeVideo(temporary() / files[0]).frames, 60);
+  }
 }
 
 }  // namespace
