@@ -37,13 +37,13 @@ class Export {
     output_->describe(source_->context().metadata);
     if (Failure failure = addPicture()) return failure;
     if (Failure failure = addSounds()) return failure;
-    if (clock_.firstNeeded() > 0) source_->goTo(clock_.firstNeeded());
+    source_->readOnly(clock_.firstNeeded(), clock_.lastNeeded());
     if (Failure failure = output_->begin(request_.indexFirst)) return failure;
     if (Failure failure = pump()) return failure;
     for (auto& [index, track] : tracks_) {
       if (Failure failure = track->finish()) return failure;
     }
-    if (Failure failure = source_->missingEnd(clock_.lastNeeded())) return failure;
+    if (Failure failure = source_->missingEnd()) return failure;
     return output_->end();
   }
 

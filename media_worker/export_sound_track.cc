@@ -49,6 +49,7 @@ class SoundTrack final : public ExportTrack {
         queue_(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, channels_, encoder_.context().frame_size)) {
     if (!clock.keepsSpeed()) {
       speed_.emplace(clock, sampleRate_, channels_, [this](AVFrame& each) { return queue(each); });
+      position_ = speed_->beginning();
     }
   }
 

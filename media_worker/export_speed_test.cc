@@ -3,7 +3,9 @@
 
 #include <cmath>
 
+#include "media_worker/export.h"
 #include "media_worker/test_movie.h"
+#include "platform_linux/media/sealed_memory.h"
 
 namespace quorvin {
 namespace {
@@ -102,6 +104,39 @@ TEST(ExportSpeed, PlaysOnlyWhatASegmentCovers) {
     EXPECT_GT(psnr({after[0]}, {before[36]}), 30);
     EXPECT_NEAR(static_cast<double>(heard(result.file).size()) / 48'000, 2, 0.03);
   }
+}
+
+TEST(ExportSpeed, HidesCopiedPicturesBeforeTheFirstThatPlays) {
+  const FileDescriptor source = movie(film() + "-c:v libx264 -g 30 -bf 2 -c:a aac");
+  const TimeMap end{{milliseconds(1200), milliseconds(1800), milliseconds(3600)}};
+  const Exported result = exported(source, kPassthrough, kMov, end);
+  ASSERT_EQ(result.reason(), "");
+  const TestMovie before = contentsOf(source);
+  const TestMovie found = contentsOf(result.file);
+  EXPECT_EQ(found.picture().packets.back().bytes, before.picture().packets.back().bytes);
+  EXPECT_NEAR(found.duration, 3.6, 0.01);
+  const auto all = shown(source);
+  const auto after = shown(result.file);
+  ASSERT_EQ(after.size(), 54U);
+  for (std::size_t i = 0; i < after.size(); ++i) {
+    EXPECT_NEAR(after[i].time, static_cast<double>(i) * 2 / 30, 0.002);
+    EXPECT_EQ(after[i].picture.pixels, all[36 + i].picture.pixels);
+  }
+}
+
+TEST(ExportSpeed, ReadsNoFurtherThanItMust) {
+  const FileDescriptor source = movie(
+      "-f lavfi -i testsrc2=s=160x120:r=30 -f lavfi -i sine -t 60 -preset ultrafast "
+      "-pix_fmt yuv420p -c:v libx264 -g 30 -c:a aac");
+  const TimeMap start{{milliseconds(30'000), milliseconds(1000), milliseconds(1000)}};
+  int calls = 0;
+  const FileDescriptor output = makeMemoryFile(0);
+  ASSERT_FALSE(exportVideo(source.get(), output.get(), {kHighest, kMov, true, start},
+                           [&calls] { ++calls; }));
+  // Four seconds of pictures and sounds, at most.
+  EXPECT_LT(calls, 600);
+  EXPECT_EQ(shown(output).size(), 30U);
+  EXPECT_NEAR(pitch(heard(output), 44'100, 0.2, 0.8), 440, 5);
 }
 
 TEST(ExportSpeed, JoinsPartsBetweenWhichSomethingIsLeftOut) {

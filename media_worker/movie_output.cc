@@ -173,6 +173,7 @@ std::optional<NSError> MovieOutput::begin(bool indexFirst) {
 }
 
 std::optional<NSError> MovieOutput::write(AVPacket& packet) {
+  progress_();
   const int code = av_interleaved_write_frame(context_, &packet);
   // The muxer hears of a full disk late, when its own buffers are full.
   return code < 0 || writeError_ != 0 ? std::optional(failure(code)) : std::nullopt;

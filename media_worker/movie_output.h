@@ -23,7 +23,7 @@ namespace quorvin {
 class MovieOutput {
  public:
   /// `descriptor` is an empty regular file, open for reading and writing, and outlives this.
-  /// `progress` is called on every access to it.
+  /// `progress` is called with every packet and on every access to it.
   static Result<std::unique_ptr<MovieOutput>> create(int descriptor, VideoContainer container,
                                                      std::function<void()> progress);
   MovieOutput(const MovieOutput&) = delete;
