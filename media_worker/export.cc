@@ -14,6 +14,7 @@ extern "C" {
 #include "media_worker/export_track.h"
 #include "media_worker/frame_image.h"
 #include "media_worker/movie_output.h"
+#include "media_worker/stream_copy.h"
 #include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {

@@ -11,14 +11,12 @@ extern "C" {
 
 #include "media_worker/export_track.h"
 #include "media_worker/frame_image.h"
+#include "media_worker/stream_copy.h"
 #include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {
 
 namespace {
-
-/// Fine enough that frames of any rate keep their distances at any speed.
-constexpr AVRational kMappedTimeBase{1, 90'000};
 
 /// Packets that wait for the next one are no more than any codec needs to change their order.
 constexpr std::size_t kMostHeld = 64;

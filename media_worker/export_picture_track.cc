@@ -20,8 +20,6 @@ namespace quorvin {
 
 namespace {
 
-constexpr AVRational kMappedTimeBase{1, 90'000};
-
 /// What a small video is no larger than, in either direction: wide ones, and others.
 struct Bounds {
   double longSide;

@@ -64,13 +64,4 @@ class MovieOutput {
 /// The name of FFmpeg's muxer for the container.
 const char* muxerName(VideoContainer container);
 
-/// Makes `copy` a stream that takes the packets of `source` as they are.
-bool describeCopy(const AVStream& source, AVFormatContext& movie, AVStream& copy);
-
-/// What the source says of the stream's language.
-void copyLanguage(const AVStream& source, AVStream& copy);
-
-/// Whether the container takes the packets of the stream as they are.
-bool canHoldCopyOf(const AVStream& source, VideoContainer container);
-
 }  // namespace quorvin
