@@ -135,7 +135,7 @@ Bytes tiledHeic(const Picture& picture, int side, int quarterTurns) {
     infos.append(itemInfo(id, "hvc1").bytes());
     parts.number(id, 2);
   }
-  const BoxWriter handler = BoxWriter().number(0, 8).text("pict").number(0, 12).number(0, 1);
+  const BoxWriter handler = BoxWriter().number(0, 8).text("pict").number(0, 8).number(0, 5);
   const auto meta = [&](std::size_t offset) {
     BoxWriter content;
     content.number(0, 4)
