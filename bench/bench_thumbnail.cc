@@ -10,46 +10,14 @@
 #include <vector>
 
 #include "bench/bench_engine.h"
+#include "bench/bench_import.h"
 #include "bench/report.h"
-#include "host/locations.h"
-#include "platform_linux/library/importer.h"
-#include "platform_linux/media/media_worker_pool.h"
 
 namespace quorvin {
 namespace {
 
 constexpr int kSide = 256;
 constexpr int kEveryProcessor = 0;
-
-class Problems : public ImportObserver {
- public:
-  void filesFound(std::size_t) override {}
-  void fileDone(const std::string&) override {}
-  void problem(const std::string& path, const std::string& reason) override {
-    std::fprintf(stderr, "%s: %s\n", path.c_str(), reason.c_str());
-  }
-};
-
-/// The identifier of the photograph, alone in a new library, in an album: albums are listed last.
-std::string importAlone(const std::string& photograph, const std::string& library) {
-  MediaWorkerPool media({.program = mediaWorkerProgram(), .size = 1});
-  Problems problems;
-  const auto summary = importIntoLibrary(library, media, {{photograph}, "Photographs"}, problems);
-  if (!summary || summary->addedAssets != 1) {
-    std::fprintf(stderr, "%s cannot be imported\n", photograph.c_str());
-    std::exit(EXIT_FAILURE);
-  }
-  BenchEngine engine(library);
-  const Value galleries = engine.call("getGalleryList", Map{{"withAllPhotos", true},
-                                                            {"filterEmptyAsset", false},
-                                                            {"withSmartAlbum", false},
-                                                            {"mediaType", 0}});
-  const Map& gallery = *galleries.as<List>()->back().as<Map>();
-  const Value first =
-      engine.call("getGalleryFirstAssetId",
-                  Map{{"collectionId", *find(gallery, "id")}, {"sort", 0}, {"mediaType", 0}});
-  return std::string(first.text());
-}
 
 void benchThumbnail(benchmark::State& state, BenchEngine& engine, const std::string& asset) {
   const auto message = callMessage("getThumbnail", Map{{"assetId", asset},

@@ -14,6 +14,7 @@ extern "C" {
 #include "media_worker/export_track.h"
 #include "media_worker/frame_image.h"
 #include "media_worker/movie_output.h"
+#include "media_worker/stream_copy.h"
 #include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {
@@ -37,13 +38,13 @@ class Export {
     output_->describe(source_->context().metadata);
     if (Failure failure = addPicture()) return failure;
     if (Failure failure = addSounds()) return failure;
-    if (clock_.firstNeeded() > 0) source_->goTo(clock_.firstNeeded());
+    source_->readOnly(clock_.firstNeeded(), clock_.lastNeeded());
     if (Failure failure = output_->begin(request_.indexFirst)) return failure;
     if (Failure failure = pump()) return failure;
     for (auto& [index, track] : tracks_) {
       if (Failure failure = track->finish()) return failure;
     }
-    if (Failure failure = source_->missingEnd(clock_.lastNeeded())) return failure;
+    if (Failure failure = source_->missingEnd()) return failure;
     return output_->end();
   }
 
@@ -58,10 +59,20 @@ class Export {
 
   Failure addPicture() {
     const AVStream& stream = source_->picture();
-    // Hidden packets between two parts that play would be seen.
-    const bool copied = copies(stream) && clock_.hasNoGaps();
-    return add(stream, copied ? makeCopiedTrack(stream, clock_, *output_)
-                              : makePictureTrack(stream, clock_, quality(), *output_));
+    const SourceTrack track{stream, source_->endOf(stream)};
+    const bool copied = copies(stream) && canPlayCopied(track);
+    return add(stream, copied ? makeCopiedTrack(track, clock_, *output_)
+                              : makePictureTrack(track, clock_, quality(), *output_));
+  }
+
+  /// Copied pictures can play at other times, but not be left out: others may need them.
+  bool canPlayCopied(const SourceTrack& track) const {
+    if (clock_.keepsSpeed()) return true;
+    if (!track.end || !clock_.hasNoGaps()) return false;
+    const std::int64_t end = av_rescale_q(*track.end, track.stream.time_base, AV_TIME_BASE_Q);
+    const AVRational rate = track.stream.avg_frame_rate;
+    const std::int64_t frame = rate.num > 0 ? av_rescale(AV_TIME_BASE, rate.den, rate.num) : 0;
+    return track.stream.codecpar->video_delay == 0 || clock_.lastNeeded() > end - frame;
   }
 
   /// Passed through, all that there are; encoded, the one that plays by default. Sound of no known
@@ -72,15 +83,18 @@ class Export {
       const bool copied = copies(*each) && clock_.keepsSpeed();
       if (!copied && !canDecode(*each)) continue;
       if (request_.preset == VideoPreset::passthrough) {
-        Failure failure = add(*each, copied ? makeCopiedTrack(*each, clock_, *output_)
-                                            : makeSoundTrack(*each, clock_, quality(), *output_));
-        if (failure) return failure;
+        if (Failure failure = addSound(*each, copied)) return failure;
       } else if (chosen == nullptr || isPreferred(*each, *chosen)) {
         chosen = each;
       }
     }
-    return chosen == nullptr ? std::nullopt
-                             : add(*chosen, makeSoundTrack(*chosen, clock_, quality(), *output_));
+    return chosen == nullptr ? std::nullopt : addSound(*chosen, false);
+  }
+
+  Failure addSound(const AVStream& stream, bool copied) {
+    const SourceTrack track{stream, std::nullopt};
+    return add(stream, copied ? makeCopiedTrack(track, clock_, *output_)
+                              : makeSoundTrack(track, clock_, quality(), *output_));
   }
 
   static bool isPreferred(const AVStream& stream, const AVStream& other) {

@@ -13,6 +13,7 @@
 //   export_coding.h            decoders and encoders
 //   export_filter.h            chains of filters
 //   movie_output.h             the file that is written
+//   stream_copy.h              streams of it whose packets are copied
 #pragma once
 
 #include <functional>

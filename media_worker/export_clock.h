@@ -1,14 +1,19 @@
 // When a moment of the source plays.
 #pragma once
 
+extern "C" {
+#include <libavutil/rational.h>
+}
+
 #include <cstdint>
 #include <vector>
 
 #include "platform_linux/media/time_map.h"
 
-struct AVRational;
-
 namespace quorvin {
+
+/// Of pictures that play at another speed: fine enough that those of any rate keep their distances.
+inline constexpr AVRational kMappedTimeBase{1, 90'000};
 
 /// Turns the source's times into those of the export, by a time map. Immutable, any thread.
 class ExportClock {

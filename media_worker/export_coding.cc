@@ -11,6 +11,7 @@ extern "C" {
 #include <utility>
 
 #include "media_worker/export_track.h"
+#include "media_worker/stream_copy.h"
 #include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {

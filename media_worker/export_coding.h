@@ -73,7 +73,7 @@ CodecContextPtr makeEncoder(const char* name);
 /// Opens the encoder and makes its stream; null when it refuses. `source` tells the language.
 AVStream* addEncodedStream(AVCodecContext& encoder, const AVStream& source, MovieOutput& output);
 
-/// How many threads a decoder or an encoder gets: memory grows with them.
+/// How many threads a decoder gets: memory grows with them.
 int codingThreads();
 
 }  // namespace quorvin

@@ -6,6 +6,7 @@ extern "C" {
 #include "media_worker/export.h"
 #include "media_worker/export_source.h"
 #include "media_worker/export_track.h"
+#include "media_worker/stream_copy.h"
 
 namespace quorvin {
 

@@ -7,6 +7,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
 
 #include "media_worker/export_coding.h"
@@ -18,8 +19,6 @@ extern "C" {
 namespace quorvin {
 
 namespace {
-
-constexpr AVRational kMappedTimeBase{1, 90'000};
 
 /// What a small video is no larger than, in either direction: wide ones, and others.
 struct Bounds {
@@ -75,7 +74,7 @@ void choose(AVCodecContext& encoder, CodingQuality quality) {
   av_opt_set(encoder.priv_data, "crf", high ? "18" : "23", 0);
   if (!high) {
     encoder.rc_max_rate = kSmallBitRate;
-    encoder.rc_buffer_size = 2 * kSmallBitRate;
+    encoder.rc_buffer_size = kSmallBitRate;  // a second
   }
 }
 
@@ -88,23 +87,25 @@ AVRational frameRateOf(const AVStream& source) {
 
 class PictureTrack final : public ExportTrack {
  public:
-  PictureTrack(const AVStream& source, const ExportClock& clock, ExportDecoder decoder,
+  PictureTrack(const SourceTrack& source, const ExportClock& clock, ExportDecoder decoder,
                PictureShape shape, ExportEncoder encoder)
-      : source_(source),
+      : source_(source.stream),
+        end_(source.end),
         clock_(clock),
         timeBase_(encoder.context().time_base),
-        usualDuration_(av_rescale_q(1, av_inv_q(frameRateOf(source)), source.time_base)),
+        usualDuration_(av_rescale_q(1, av_inv_q(frameRateOf(source_)), source_.time_base)),
         decoder_(std::move(decoder)),
         filter_(shape, timeBase_),
         encoder_(std::move(encoder)) {}
 
   Failure add(AVPacket& packet) override {
-    return decoder_.decode(&packet, [this](AVFrame& frame) { return show(frame); });
+    return decoder_.decode(&packet, [this](AVFrame& frame) { return hold(frame); });
   }
 
   Failure finish() override {
-    const auto take = [this](AVFrame& frame) { return show(frame); };
+    const auto take = [this](AVFrame& frame) { return hold(frame); };
     if (Failure failure = decoder_.decode(nullptr, take)) return failure;
+    if (Failure failure = showHeld(end_)) return failure;
     if (Failure failure = decoder_.tooMuchDamage("The video")) return failure;
     const auto encode = [this](AVFrame& frame) { return encoder_.encode(&frame); };
     if (Failure failure = filter_.filter(nullptr, encode)) return failure;
@@ -112,14 +113,30 @@ class PictureTrack final : public ExportTrack {
   }
 
  private:
-  /// Gives the frame its times in the export; one that does not play goes no further.
-  Failure show(AVFrame& frame) {
+  /// Keeps each frame until the next one tells how long it is shown.
+  Failure hold(AVFrame& frame) {
     std::int64_t time = frame.best_effort_timestamp;
-    if (time == AV_NOPTS_VALUE) time = nextTime_;
-    const std::int64_t duration = frame.pkt_duration > 0 ? frame.pkt_duration : usualDuration_;
-    nextTime_ = time + duration;
-    std::int64_t begin = clock_.played(time, source_.time_base, timeBase_);
-    const std::int64_t end = clock_.played(nextTime_, source_.time_base, timeBase_);
+    if (time == AV_NOPTS_VALUE) time = usualEnd_;
+    usualEnd_ = time + (frame.pkt_duration > 0 ? frame.pkt_duration : usualDuration_);
+    Failure failure = showHeld(time);
+    held_.reset(av_frame_clone(&frame));
+    if (!held_) return outOfMemory();
+    held_->pts = time;
+    return failure;
+  }
+
+  /// Shows the frame until that time of the source; its own idea of it counts when there is none.
+  Failure showHeld(std::optional<std::int64_t> until) {
+    const FramePtr frame = std::move(held_);
+    if (!frame) return std::nullopt;
+    const bool known = until && *until > frame->pts;
+    return show(*frame, known ? *until : std::max(usualEnd_, frame->pts + 1));
+  }
+
+  /// Gives the frame its times in the export; one that does not play goes no further.
+  Failure show(AVFrame& frame, std::int64_t sourceEnd) {
+    std::int64_t begin = clock_.played(frame.pts, source_.time_base, timeBase_);
+    const std::int64_t end = clock_.played(sourceEnd, source_.time_base, timeBase_);
     if (!clock_.keepsSpeed() && end <= begin) return std::nullopt;
     if (any_) begin = std::max(begin, lastShown_ + 1);
     any_ = true;
@@ -131,21 +148,24 @@ class PictureTrack final : public ExportTrack {
   }
 
   const AVStream& source_;
+  const std::optional<std::int64_t> end_;
   const ExportClock& clock_;
   const AVRational timeBase_;
   const std::int64_t usualDuration_;  ///< of a frame, in the source's time base
   ExportDecoder decoder_;
   PictureFilter filter_;
   ExportEncoder encoder_;
-  std::int64_t nextTime_ = 0;   ///< of the source
+  FramePtr held_;
+  std::int64_t usualEnd_ = 0;   ///< of the held frame, by its own duration, in the source
   std::int64_t lastShown_ = 0;  ///< of the export
   bool any_ = false;
 };
 
 }  // namespace
 
-MadeTrack makePictureTrack(const AVStream& source, const ExportClock& clock, CodingQuality quality,
-                           MovieOutput& output) {
+MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock,
+                           CodingQuality quality, MovieOutput& output) {
+  const AVStream& source = track.stream;
   ExportDecoder decoder(source);
   CodecContextPtr context = makeEncoder("libx264");
   if (!decoder || !context) {
@@ -166,9 +186,8 @@ MadeTrack makePictureTrack(const AVStream& source, const ExportClock& clock, Cod
     return workerError(LibraryErrorCode::invalidResource,
                        "The video is of a size that cannot be encoded.");
   }
-  return std::unique_ptr<ExportTrack>(
-      std::make_unique<PictureTrack>(source, clock, std::move(decoder), shape,
-                                     ExportEncoder(std::move(context), *stream, output)));
+  return std::unique_ptr<ExportTrack>(std::make_unique<PictureTrack>(
+      track, clock, std::move(decoder), shape, ExportEncoder(std::move(context), *stream, output)));
 }
 
 }  // namespace quorvin

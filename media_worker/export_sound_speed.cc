@@ -39,6 +39,11 @@ SoundSpeed::SoundSpeed(const ExportClock& clock, int sampleRate, int channels, T
     parts_.push_back({samples(each.source), samples(each.source + each.sourceDuration),
                       samples(each.target + each.targetDuration) - samples(each.target)});
   }
+  position_ = beginning();
+}
+
+std::int64_t SoundSpeed::beginning() const {
+  return parts_.front().begin;
 }
 
 Failure SoundSpeed::add(const AVFrame& samples) {

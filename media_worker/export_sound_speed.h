@@ -18,7 +18,9 @@ class SoundSpeed {
   /// The clock has a time map. `take` gets the samples in the order of playing.
   SoundSpeed(const ExportClock& clock, int sampleRate, int channels, TakeFrame take);
 
-  /// The next samples of the source; the first ones play at its beginning.
+  /// The first moment that plays, in samples of the source.
+  std::int64_t beginning() const;
+  /// The next samples of the source; the first ones are those of the first moment that plays.
   Failure add(const AVFrame& samples);
   Failure finish();
 
@@ -41,10 +43,10 @@ class SoundSpeed {
   const int channels_;
   const TakeFrame take_;
   std::vector<Part> parts_;
-  std::size_t part_ = 0;       ///< the one at hand
-  std::int64_t position_ = 0;  ///< in the source
-  std::int64_t given_ = 0;     ///< of the part at hand
-  bool open_ = false;          ///< whether anything of it was added
+  std::int64_t position_;   ///< in the source
+  std::size_t part_ = 0;    ///< the one at hand
+  std::int64_t given_ = 0;  ///< of the part at hand
+  bool open_ = false;       ///< whether anything of it was added
   FilterChain chain_;
 };
 

@@ -49,6 +49,7 @@ class SoundTrack final : public ExportTrack {
         queue_(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, channels_, encoder_.context().frame_size)) {
     if (!clock.keepsSpeed()) {
       speed_.emplace(clock, sampleRate_, channels_, [this](AVFrame& each) { return queue(each); });
+      position_ = speed_->beginning();
     }
   }
 
@@ -178,8 +179,9 @@ class SoundTrack final : public ExportTrack {
 
 }  // namespace
 
-MadeTrack makeSoundTrack(const AVStream& source, const ExportClock& clock, CodingQuality quality,
+MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, CodingQuality quality,
                          MovieOutput& output) {
+  const AVStream& source = track.stream;
   ExportDecoder decoder(source);
   CodecContextPtr context = makeEncoder("aac");
   if (!decoder || !context) {

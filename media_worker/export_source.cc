@@ -22,6 +22,9 @@ namespace {
 constexpr std::int64_t kIndexTolerance = AV_TIME_BASE / 4;
 constexpr std::int64_t kHeaderTolerance = AV_TIME_BASE / 2;
 
+/// Pictures are decoded, and tracks interleaved, no further than this from when they are shown.
+constexpr std::int64_t kMargin = 2 * AV_TIME_BASE;
+
 /// Packets hold little more than the file; some containers repeat parts of them.
 constexpr std::int64_t kMostCopies = 4;
 
@@ -66,7 +69,10 @@ Result<std::unique_ptr<ExportSource>> ExportSource::open(int fd) {
 }
 
 ExportSource::ExportSource(std::unique_ptr<MovieInput> movie, std::int64_t size)
-    : movie_(std::move(movie)), bytesLeft_(kMostCopies * size), tracks_(context().nb_streams) {
+    : movie_(std::move(movie)),
+      bytesLeft_(kMostCopies * size),
+      until_(std::numeric_limits<std::int64_t>::max()),
+      tracks_(context().nb_streams) {
   for (AVStream* each : std::span(context().streams, context().nb_streams)) {
     each->discard = AVDISCARD_ALL;
   }
@@ -98,22 +104,29 @@ std::int64_t ExportSource::beginning() const {
   return std::max<std::int64_t>(context().start_time, 0);
 }
 
+std::optional<std::int64_t> ExportSource::endOf(const AVStream& stream) const {
+  const bool known =
+      hasIndex(context()) && stream.duration > 0 && stream.start_time != AV_NOPTS_VALUE;
+  return known ? std::optional(stream.start_time + stream.duration) : std::nullopt;
+}
+
 void ExportSource::use(const AVStream& stream) {
   const auto index = static_cast<std::size_t>(stream.index);
   tracks_[index].used = true;
   context().streams[index]->discard = AVDISCARD_DEFAULT;
 }
 
-void ExportSource::goTo(std::int64_t microseconds) {
+void ExportSource::readOnly(std::int64_t from, std::int64_t until) {
+  until_ = until;
+  if (from <= 0) return;
   const AVStream& stream = picture();
-  const std::int64_t time =
-      av_rescale_q(microseconds + beginning(), AV_TIME_BASE_Q, stream.time_base);
+  const std::int64_t time = av_rescale_q(from + beginning(), AV_TIME_BASE_Q, stream.time_base);
   // A container that cannot go there is read from its beginning.
   av_seek_frame(&context(), stream.index, time, AVSEEK_FLAG_BACKWARD);
 }
 
 Result<bool> ExportSource::read(AVPacket& packet) {
-  for (;;) {
+  while (!isDone()) {
     av_packet_unref(&packet);
     const int code = av_read_frame(&context(), &packet);
     if (code == AVERROR(EAGAIN)) continue;
@@ -121,20 +134,33 @@ Result<bool> ExportSource::read(AVPacket& packet) {
     // Whatever else stops the reading, what is missing then tells whether that was the end.
     if (code < 0) return false;
     bytesLeft_ -= packet.size + 1;
-    if (bytesLeft_ < 0)
+    if (bytesLeft_ < 0) {
       return refused("The video is damaged: its tracks are larger than the file.");
-    const auto index = static_cast<std::size_t>(packet.stream_index);
-    if (packet.size == 0 || index >= tracks_.size() || !tracks_[index].used) continue;
-    const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
-    if (time != AV_NOPTS_VALUE) {
-      tracks_[index].end =
-          std::max(tracks_[index].end, time + std::max<std::int64_t>(packet.duration, 0));
     }
-    return true;
+    if (packet.size > 0 && note(packet)) return true;
   }
+  return false;
 }
 
-std::optional<NSError> ExportSource::missingEnd(std::int64_t neededUntil) const {
+bool ExportSource::note(const AVPacket& packet) {
+  const auto index = static_cast<std::size_t>(packet.stream_index);
+  if (index >= tracks_.size() || !tracks_[index].used) return false;
+  Track& track = tracks_[index];
+  const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+  if (time == AV_NOPTS_VALUE) return true;
+  track.end = std::max(track.end, time + std::max<std::int64_t>(packet.duration, 0));
+  const std::int64_t decoded = packet.dts != AV_NOPTS_VALUE ? packet.dts : time;
+  const std::int64_t after =
+      inMicroseconds(decoded, context().streams[index]->time_base) - beginning();
+  track.done = after > until_ && after - until_ > kMargin;
+  return !track.done;
+}
+
+bool ExportSource::isDone() const {
+  return std::ranges::all_of(tracks_, [](const Track& each) { return each.done || !each.used; });
+}
+
+std::optional<NSError> ExportSource::missingEnd() const {
   std::int64_t end = 0;
   bool allUsed = true;
   for (std::size_t i = 0; i < tracks_.size(); ++i) {
@@ -142,24 +168,23 @@ std::optional<NSError> ExportSource::missingEnd(std::int64_t neededUntil) const 
     allUsed =
         allUsed && (tracks_[i].used || (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0);
     if (!tracks_[i].used) continue;
-    if (hasIndex(context()) && !isWhole(stream, tracks_[i], neededUntil)) return endsEarly();
+    if (!isWhole(stream, tracks_[i])) return endsEarly();
     end = std::max(end, inMicroseconds(tracks_[i].end, stream.time_base) - beginning());
   }
   // The length of the whole may be that of a track which is not read, or no more than a guess.
   const bool guessed = context().duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
   if (!allUsed || guessed || context().duration == AV_NOPTS_VALUE) return std::nullopt;
-  const std::int64_t announced = std::min(context().duration, neededUntil);
+  const std::int64_t announced = std::min(context().duration, until_);
   const bool whole = end >= announced - std::max(kHeaderTolerance, announced / 20);
   return whole ? std::nullopt : std::optional(endsEarly());
 }
 
-bool ExportSource::isWhole(const AVStream& stream, const Track& track,
-                           std::int64_t neededUntil) const {
-  if (stream.duration == AV_NOPTS_VALUE || stream.start_time == AV_NOPTS_VALUE) return true;
-  const std::int64_t announced =
-      inMicroseconds(stream.start_time + stream.duration, stream.time_base);
+bool ExportSource::isWhole(const AVStream& stream, const Track& track) const {
+  const auto end = endOf(stream);
+  if (!end) return true;
+  const std::int64_t announced = inMicroseconds(*end, stream.time_base);
   return inMicroseconds(track.end, stream.time_base) >=
-         std::min(announced, neededUntil) - kIndexTolerance;
+         std::min(announced, until_) - kIndexTolerance;
 }
 
 }  // namespace quorvin

@@ -31,30 +31,38 @@ class ExportSource {
   /// The time at which the movie begins, in microseconds; what plays first has this time.
   std::int64_t beginning() const;
 
+  /// When the last packet of the track ends, in its time base, where an index tells that exactly.
+  std::optional<std::int64_t> endOf(const AVStream& stream) const;
+
   /// Only the packets of streams for which this was called are read.
   void use(const AVStream& stream);
-  /// Goes to where decoding must begin for the pictures at this time; reading starts there.
-  void goTo(std::int64_t microseconds);
+  /// Only this part is read, and what pictures and sounds in it need; microseconds after the
+  /// beginning.
+  void readOnly(std::int64_t from, std::int64_t until);
   /// The next packet of a used stream; false at the end, or an error.
   Result<bool> read(AVPacket& packet);
 
-  /// The error of a movie that ended earlier than its header says; nobody asks for what comes after
-  /// `neededUntil`, microseconds.
-  std::optional<NSError> missingEnd(std::int64_t neededUntil) const;
+  /// The error of a movie that ended earlier than its header says.
+  std::optional<NSError> missingEnd() const;
 
  private:
   struct Track {
     bool used = false;
+    bool done = false;     ///< nothing more of it is needed
     std::int64_t end = 0;  ///< of what was read, in the stream's time base
   };
 
   explicit ExportSource(std::unique_ptr<MovieInput> movie, std::int64_t size);
 
   /// Whether all of the track was read, as far as it is needed and its length is known.
-  bool isWhole(const AVStream& stream, const Track& track, std::int64_t neededUntil) const;
+  bool isWhole(const AVStream& stream, const Track& track) const;
+  /// Notes how far the packet's track is read. False when the packet is not needed.
+  bool note(const AVPacket& packet);
+  bool isDone() const;
 
   const std::unique_ptr<MovieInput> movie_;
   std::int64_t bytesLeft_;
+  std::int64_t until_;         ///< microseconds after the beginning
   std::vector<Track> tracks_;  ///< by the stream's index
 };
 

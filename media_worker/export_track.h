@@ -1,6 +1,7 @@
 // What becomes of a track of the source.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -24,10 +25,17 @@ class ExportTrack {
   virtual std::optional<NSError> finish() = 0;
 };
 
+/// A stream of the source.
+struct SourceTrack {
+  const AVStream& stream;
+  /// When its last packet ends, in its time base, if that is known.
+  std::optional<std::int64_t> end;
+};
+
 using MadeTrack = Result<std::unique_ptr<ExportTrack>>;
 
 /// The packets as they are, in a stream that is shown as the source's is.
-MadeTrack makeCopiedTrack(const AVStream& source, const ExportClock& clock, MovieOutput& output);
+MadeTrack makeCopiedTrack(const SourceTrack& source, const ExportClock& clock, MovieOutput& output);
 
 enum class CodingQuality {
   high,  ///< hard to tell from the source
@@ -35,11 +43,11 @@ enum class CodingQuality {
 };
 
 /// Decoded, turned upright, with square pixels, in colours for every screen, H.264.
-MadeTrack makePictureTrack(const AVStream& source, const ExportClock& clock, CodingQuality quality,
-                           MovieOutput& output);
+MadeTrack makePictureTrack(const SourceTrack& source, const ExportClock& clock,
+                           CodingQuality quality, MovieOutput& output);
 
 /// Decoded, at most two channels, AAC; slower and faster sound keeps its pitch.
-MadeTrack makeSoundTrack(const AVStream& source, const ExportClock& clock, CodingQuality quality,
+MadeTrack makeSoundTrack(const SourceTrack& source, const ExportClock& clock, CodingQuality quality,
                          MovieOutput& output);
 
 /// Whether there is a decoder for the stream, and it takes it.

@@ -11,6 +11,7 @@
 #include "media_worker/loaded_image.h"
 #include "media_worker/planes.h"
 #include "media_worker/probe_boxes.h"
+#include "media_worker/probe_signature.h"
 #include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {
@@ -119,15 +120,22 @@ Nclx coloursOf(const heif_image_handle* handle) {
   return Nclx(colours);
 }
 
-/// Tiles may say by themselves what their picture does not.
-HevcDecoding hevcDecoding(const InputFile& file, const heif_image_handle* handle, bool strict,
-                          bool hasAlpha) {
-  HevcDecoding decoding{strict, !hasAlpha, std::nullopt};
+/// Whether pixels of the picture come as planes of red, green and blue from our decoder of HEVC,
+/// with which we do the rest faster than libheif. Tiles may say by themselves what their picture
+/// does not say of its coding.
+HevcDecoding hevcDecoding(const InputFile& file, const heif_image_handle* handle) {
+  HevcDecoding decoding;
+  const auto head = file.head(kSignatureLength);
+  if (heif_image_handle_has_alpha_channel(handle) != 0 ||
+      heif_image_handle_get_luma_bits_per_pixel(handle) != 8 ||
+      pictureSignature(head).type.identifier == "public.avif") {
+    return decoding;
+  }
   if (const Nclx colours = coloursOf(handle)) {
     const auto matrix = yuvMatrixOf(colours->matrix_coefficients);
     if (matrix) decoding.coding = YuvCoding{*matrix, colours->full_range_flag != 0};
-    decoding.toRgb = decoding.toRgb && matrix;
-  } else if (decoding.toRgb) {
+    decoding.toRgb = matrix.has_value();
+  } else {
     decoding.toRgb = !namesColours(file);
   }
   return decoding;
@@ -143,19 +151,21 @@ ImagePtr unpremultiplied(ImagePtr image) {
   return done ? std::move(image) : nullptr;
 }
 
-/// RGBA, as libheif makes it.
-ImagePtr decodeWithAlpha(const heif_image_handle* handle, const heif_decoding_options& options) {
-  const HeifImage decoded = decodeTo(handle, heif_chroma_interleaved_RGBA, options);
+/// RGB, or RGBA where there is alpha, upright, as libheif makes them.
+ImagePtr decodePixels(const heif_image_handle* handle, const heif_decoding_options& options) {
+  const bool alpha = heif_image_handle_has_alpha_channel(handle) != 0;
+  const HeifImage decoded =
+      decodeTo(handle, alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB, options);
   int stride = 0;
   const std::uint8_t* rows =
       decoded ? heif_image_get_plane_readonly(decoded.get(), heif_channel_interleaved, &stride)
               : nullptr;
   if (rows == nullptr) return nullptr;
   ImagePtr image = imageOfRows(decoded, rows, heif_image_get_primary_width(decoded.get()),
-                               heif_image_get_primary_height(decoded.get()), 4,
+                               heif_image_get_primary_height(decoded.get()), alpha ? 4 : 3,
                                static_cast<std::size_t>(stride));
-  if (!image || heif_image_handle_is_premultiplied_alpha(handle) == 0) return image;
-  return unpremultiplied(std::move(image));
+  const bool premultiplied = alpha && heif_image_handle_is_premultiplied_alpha(handle) != 0;
+  return image && premultiplied ? unpremultiplied(std::move(image)) : std::move(image);
 }
 
 /// The turn that libheif may leave to us, who do it many times as fast; 1 when there is none, or
@@ -167,8 +177,8 @@ int turnOf(const InputFile& file, const heif_image_handle* handle) {
   return sizeOf(handle) == PixelSize{width, height} ? orientation : 1;
 }
 
-/// RGB, upright, in memory that can be handed over.
-std::shared_ptr<PixelMemory> decodeOpaque(const heif_image_handle* handle, int orientation,
+/// RGB, upright, in memory that can be handed over, of planes of 8 bits.
+std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int orientation,
                                           heif_decoding_options& options) {
   options.ignore_transformations = orientation == 1 ? 0 : 1;
   const HeifImage decoded = decodeTo(handle, heif_chroma_444, options);
@@ -181,6 +191,7 @@ std::shared_ptr<PixelMemory> decodeOpaque(const heif_image_handle* handle, int o
     Plane& plane = picture.planes.at(i);
     plane.data = heif_image_get_plane_readonly(decoded.get(), kChannels.at(i), &plane.stride);
     if (plane.data == nullptr ||
+        heif_image_get_bits_per_pixel_range(decoded.get(), kChannels.at(i)) != 8 ||
         heif_image_get_width(decoded.get(), kChannels.at(i)) != picture.width ||
         heif_image_get_height(decoded.get(), kChannels.at(i)) != picture.height) {
       return nullptr;
@@ -217,14 +228,15 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
   const Options options(heif_decoding_options_alloc());
   options->convert_hdr_to_8bit = 1;
   options->strict_decoding = request.failOnDamage ? 1 : 0;
-  const bool hasAlpha = heif_image_handle_has_alpha_channel(chosen.get()) != 0;
-  const HevcDecodingScope scope(hevcDecoding(file, chosen.get(), request.failOnDamage, hasAlpha));
-  if (hasAlpha) {
-    loaded.image = decodeWithAlpha(chosen.get(), *options);
-  } else {
+  HevcDecoding decoding = hevcDecoding(file, chosen.get());
+  decoding.strict = request.failOnDamage;
+  const HevcDecodingScope scope(decoding);
+  if (decoding.toRgb) {
     const int orientation = chosen.get() == found ? turnOf(file, found) : 1;
-    loaded.pixels = decodeOpaque(chosen.get(), orientation, *options);
+    loaded.pixels = decodePlanes(chosen.get(), orientation, *options);
     if (loaded.pixels) loaded.image = PixelMemory::imageOf(loaded.pixels);
+  } else {
+    loaded.image = decodePixels(chosen.get(), *options);
   }
   if (!loaded.image) return cannotDecode();
   attachProfile(chosen.get(), loaded.image.get());

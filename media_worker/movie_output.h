@@ -23,7 +23,7 @@ namespace quorvin {
 class MovieOutput {
  public:
   /// `descriptor` is an empty regular file, open for reading and writing, and outlives this.
-  /// `progress` is called on every access to it.
+  /// `progress` is called with every packet and on every access to it.
   static Result<std::unique_ptr<MovieOutput>> create(int descriptor, VideoContainer container,
                                                      std::function<void()> progress);
   MovieOutput(const MovieOutput&) = delete;
@@ -63,14 +63,5 @@ class MovieOutput {
 
 /// The name of FFmpeg's muxer for the container.
 const char* muxerName(VideoContainer container);
-
-/// Makes `copy` a stream that takes the packets of `source` as they are.
-bool describeCopy(const AVStream& source, AVFormatContext& movie, AVStream& copy);
-
-/// What the source says of the stream's language.
-void copyLanguage(const AVStream& source, AVStream& copy);
-
-/// Whether the container takes the packets of the stream as they are.
-bool canHoldCopyOf(const AVStream& source, VideoContainer container);
 
 }  // namespace quorvin

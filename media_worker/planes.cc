@@ -3,6 +3,7 @@
 #include <libyuv.h>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <new>
 
@@ -26,42 +27,102 @@ Sample* rowOf(const PlaneOf<Sample>& plane, int row) {
   return plane.data + static_cast<std::ptrdiff_t>(row) * plane.stride;
 }
 
-/// The library makes blue, green and red of the colour differences in their order, and red, green
-/// and blue of both planes and constants exchanged.
-const libyuv::YuvConstants* exchangedConstants(YuvCoding coding) {
-  switch (coding.matrix) {
+/// For the full range alone: for the other the library's factors for blue are too small. It makes
+/// blue, green and red of the colour differences in their order, and red, green and blue of both
+/// planes and constants exchanged.
+const libyuv::YuvConstants* exchangedConstants(YuvMatrix matrix) {
+  switch (matrix) {
     case YuvMatrix::bt601:
-      return coding.fullRange ? &libyuv::kYvuJPEGConstants : &libyuv::kYvuI601Constants;
+      return &libyuv::kYvuJPEGConstants;
     case YuvMatrix::bt709:
-      return coding.fullRange ? &libyuv::kYvuF709Constants : &libyuv::kYvuH709Constants;
+      return &libyuv::kYvuF709Constants;
     case YuvMatrix::bt2020:
-      return coding.fullRange ? &libyuv::kYvuV2020Constants : &libyuv::kYvu2020Constants;
+      return &libyuv::kYvuV2020Constants;
   }
   return nullptr;
 }
 
-/// Converts rows from `begin` to `end`, of which `begin` is even, to interleaved pixels.
-void convertRows(const YuvPicture& picture, int begin, int end, std::uint8_t* pixels) {
-  const auto* constants = exchangedConstants(picture.coding);
+/// The full-range value of each limited one.
+using RangeTable = std::array<std::uint8_t, 256>;
+
+RangeTable rangeTable(double limitedZero, double zero, double limitedSteps) {
+  RangeTable table;
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    const double value = (static_cast<double>(i) - limitedZero) * 255 / limitedSteps + zero;
+    table.at(i) = static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
+  }
+  return table;
+}
+
+/// Gives rows of a picture as planes of the full range.
+class RowSource {
+ public:
+  /// At most `rows` at a time. The picture outlives this.
+  RowSource(const YuvPicture& picture, int rows) : picture_(picture) {
+    if (picture.coding.fullRange) return;
+    light_ = rangeTable(16, 0, 219);
+    difference_ = rangeTable(128, 128, 224);
+    capacity_ = static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(rows);
+    expanded_ = samples(3 * capacity_);
+  }
+
+  explicit operator bool() const { return picture_.coding.fullRange || expanded_ != nullptr; }
+
+  /// Rows from `begin`, which is even, to `end`.
+  std::array<Plane, 3> rows(int begin, int end) const {
+    const bool halfRows = picture_.sampling == YuvSampling::yuv420;
+    std::array<Plane, 3> planes;
+    for (std::size_t i = 0; i < 3; ++i) {
+      const bool half = halfRows && i > 0;
+      const Plane& from = picture_.planes.at(i);
+      planes.at(i) = {rowOf(from, half ? begin / 2 : begin), from.stride};
+      if (expanded_ == nullptr) continue;
+      const int width = i == 0 || picture_.sampling == YuvSampling::yuv444
+                            ? picture_.width
+                            : (picture_.width + 1) / 2;
+      planes.at(i) = expanded(planes.at(i), width, half ? (end - begin + 1) / 2 : end - begin, i);
+    }
+    return planes;
+  }
+
+ private:
+  Plane expanded(const Plane& from, int width, int rows, std::size_t index) const {
+    const RangeTable& table = index == 0 ? light_ : difference_;
+    const WritablePlane to{expanded_.get() + index * capacity_, picture_.width};
+    for (int row = 0; row < rows; ++row) {
+      std::transform(rowOf(from, row), rowOf(from, row) + width, rowOf(to, row),
+                     [&table](std::uint8_t value) { return table[value]; });
+    }
+    return {to.data, to.stride};
+  }
+
+  const YuvPicture& picture_;
+  RangeTable light_{};
+  RangeTable difference_{};
+  std::size_t capacity_ = 0;
+  Samples expanded_;
+};
+
+/// Converts rows to interleaved pixels.
+void convertRows(const YuvPicture& picture, const std::array<Plane, 3>& planes, int rows,
+                 std::uint8_t* pixels) {
+  const auto* constants = exchangedConstants(picture.coding.matrix);
   const int stride = picture.width * 3;
-  const int chromaRow = picture.sampling == YuvSampling::yuv420 ? begin / 2 : begin;
-  const auto& [y, u, v] = picture.planes;
-  const std::uint8_t* luma = rowOf(y, begin);
-  const std::uint8_t* blue = rowOf(u, chromaRow);
-  const std::uint8_t* red = rowOf(v, chromaRow);
-  const int rows = end - begin;
+  const auto& [y, u, v] = planes;
   switch (picture.sampling) {
     case YuvSampling::yuv444:
-      libyuv::I444ToRGB24Matrix(luma, y.stride, red, v.stride, blue, u.stride, pixels, stride,
-                                constants, picture.width, rows);
+      libyuv::I444ToRGB24Matrix(y.data, y.stride, v.data, v.stride, u.data, u.stride, pixels,
+                                stride, constants, picture.width, rows);
       break;
     case YuvSampling::yuv422:
-      libyuv::I422ToRGB24MatrixFilter(luma, y.stride, red, v.stride, blue, u.stride, pixels, stride,
-                                      constants, picture.width, rows, libyuv::kFilterBilinear);
+      libyuv::I422ToRGB24MatrixFilter(y.data, y.stride, v.data, v.stride, u.data, u.stride, pixels,
+                                      stride, constants, picture.width, rows,
+                                      libyuv::kFilterBilinear);
       break;
     case YuvSampling::yuv420:
-      libyuv::I420ToRGB24MatrixFilter(luma, y.stride, red, v.stride, blue, u.stride, pixels, stride,
-                                      constants, picture.width, rows, libyuv::kFilterBilinear);
+      libyuv::I420ToRGB24MatrixFilter(y.data, y.stride, v.data, v.stride, u.data, u.stride, pixels,
+                                      stride, constants, picture.width, rows,
+                                      libyuv::kFilterBilinear);
       break;
   }
 }
@@ -118,11 +179,13 @@ bool convertToRgb(const YuvPicture& picture, const std::array<WritablePlane, 3>&
   // Beside the band, the rows between whose colours its first and last ones lie.
   constexpr int kBeside = 2;
   const auto pixels = samples(static_cast<std::size_t>(stride) * (kBand + 2 * kBeside));
-  if (!pixels) return false;
+  const RowSource source(picture, kBand + 2 * kBeside);
+  if (!pixels || !source) return false;
   for (int begin = 0; begin < picture.height; begin += kBand) {
     const int end = std::min(begin + kBand, picture.height);
     const int first = std::max(begin - kBeside, 0);
-    convertRows(picture, first, std::min(end + kBeside, picture.height), pixels.get());
+    const int last = std::min(end + kBeside, picture.height);
+    convertRows(picture, source.rows(first, last), last - first, pixels.get());
     libyuv::SplitRGBPlane(pixels.get() + static_cast<std::ptrdiff_t>(begin - first) * stride,
                           stride, rowOf(rgb[0], begin), rgb[0].stride, rowOf(rgb[1], begin),
                           rgb[1].stride, rowOf(rgb[2], begin), rgb[2].stride, picture.width,

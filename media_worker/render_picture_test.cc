@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <lcms2.h>
+#include <zlib.h>
 
 #include <array>
 #include <memory>
@@ -47,6 +48,38 @@ TEST_P(RenderTurned, StandsUprightWhenScaled) {
 INSTANTIATE_TEST_SUITE_P(Formats, RenderTurned,
                          testing::Combine(testing::Values(".jpg[Q=95]", ".tif", ".webp"),
                                           testing::Range(1, 9)));
+
+/// The PNG with an orientation in a chunk of Exif, as editors write it.
+Bytes withOrientation(const Bytes& png, int orientation) {
+  Bytes chunk{'e',  'X', 'I', 'f', 'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1,
+              0x12, 0,   3,   0,   0,   0,   1, 0,  0, 0, 0, 0, 0, 0, 0};
+  chunk[4 + 19] = static_cast<std::uint8_t>(orientation);
+  const auto append = [](Bytes& bytes, std::size_t number) {
+    for (const int shift : {24, 16, 8, 0}) {
+      bytes.push_back(static_cast<std::uint8_t>(number >> shift));
+    }
+  };
+  Bytes file(png.begin(), png.begin() + 33);  // the signature and the header's chunk
+  append(file, chunk.size() - 4);
+  file.insert(file.end(), chunk.begin(), chunk.end());
+  append(file, crc32(0, chunk.data(), static_cast<unsigned>(chunk.size())));
+  file.insert(file.end(), png.begin() + 33, png.end());
+  return file;
+}
+
+class RenderTurnedPng : public testing::TestWithParam<int> {};
+
+TEST_P(RenderTurnedPng, StandsUpright) {
+  const Bytes file =
+      withOrientation(saved(stored(quadrants(96, 64), GetParam()), ".png"), GetParam());
+  for (const RenderRequest& request : {original(), fitInto(48, 48)}) {
+    const Picture picture = rendered(file, request);
+    ASSERT_EQ(picture.width * 64, picture.height * 96);
+    expectQuadrants(picture, 12);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Orientations, RenderTurnedPng, testing::Range(1, 9));
 
 struct Scaling {
   int width, height;
@@ -193,23 +226,6 @@ Bytes bytesOf(const Profile& profile) {
   Bytes bytes(size);
   cmsSaveProfileToMem(profile.get(), bytes.data(), &size);
   return bytes;
-}
-
-/// Primaries of a wide gamut, with a plain gamma.
-Bytes wideProfile() {
-  const cmsCIExyY white{0.3127, 0.3290, 1};
-  const cmsCIExyYTRIPLE primaries{{0.64, 0.33, 1}, {0.21, 0.71, 1}, {0.15, 0.06, 1}};
-  cmsToneCurve* gamma = cmsBuildGamma(nullptr, 2.19921875);
-  cmsToneCurve* const curves[3] = {gamma, gamma, gamma};
-  const Profile profile(cmsCreateRGBProfile(&white, &primaries, curves));
-  cmsFreeToneCurve(gamma);
-  return bytesOf(profile);
-}
-
-Bytes withProfile(const Picture& picture, const Bytes& profile, const char* suffix) {
-  const ImagePtr image = vipsImage(picture);
-  vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, profile.data(), profile.size());
-  return saved(image.get(), suffix);
 }
 
 TEST(RenderColour, ConvertsAWideGamut) {

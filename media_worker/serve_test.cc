@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
 #include <thread>
@@ -47,6 +48,35 @@ TEST(Answer, ProbesWithAMap) {
   EXPECT_EQ(probe->uniformTypeIdentifier, "public.png");
   EXPECT_EQ(probe->pixelWidth, 96);
   EXPECT_FALSE(reply.memory);
+}
+
+TEST(Answer, ExportsIntoTheSecondDescriptor) {
+  const Bytes film = video({filled(64, 64, kRed), filled(64, 64, kBlue)});
+  FileDescriptor output = makeMemoryFile(0);
+  const FileDescriptor kept(::dup(output.get()));
+  const Packet request{encodeMessage(requestToMap(VideoExportRequest{})), fileOf(film),
+                       std::move(output)};
+  int calls = 0;
+  const WorkerReply reply = answer(request, [&calls] { ++calls; });
+  const auto error = errorFromMap(reply.map);
+  ASSERT_FALSE(error) << error->localizedDescription;
+  EXPECT_EQ(exportStateFromMap(reply.map), ExportState::done);
+  EXPECT_GT(calls, 0);
+  RenderRequest poster = original();
+  poster.kind = MediaKind::video;
+  EXPECT_TRUE(isNear(rendered(contents(kept), poster).at(32, 32), kRed, 30));
+}
+
+TEST(Answer, TellsTheContainersOfAnExport) {
+  const WorkerReply reply = answer(
+      packetOf(requestToMap(ExportContainersRequest{}), fileOf(video({filled(64, 64, kRed)}))));
+  EXPECT_EQ(containersFromMap(reply.map),
+            (std::vector{VideoContainer::quickTime, VideoContainer::mpeg4}));
+}
+
+TEST(Answer, RefusesAnExportWithoutAnOutput) {
+  EXPECT_EQ(reasonFor(packetOf(requestToMap(VideoExportRequest{}), fileOf(Bytes{1}))),
+            "The request is malformed.");
 }
 
 TEST(Answer, RefusesWhatIsNoRequest) {

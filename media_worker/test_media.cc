@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ostream>
 
+#include "media_worker/encode.h"
 #include "media_worker/libraries.h"
 #include "media_worker/render.h"
 #include "platform_linux/media/sealed_memory.h"
@@ -165,6 +166,25 @@ Picture rendered(const Bytes& file, const RenderRequest& request, std::string* r
   EXPECT_EQ(::pread(result->memory.get(), picture.pixels.data(), picture.pixels.size(), 0),
             static_cast<ssize_t>(picture.pixels.size()));
   return picture;
+}
+
+Bytes withProfile(const Picture& picture, const Bytes& profile, const char* suffix) {
+  const ImagePtr image = vipsImage(picture);
+  vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, profile.data(), profile.size());
+  return saved(image.get(), suffix);
+}
+
+Bytes conversion(const Bytes& file, ImageFormat format, std::string* reason) {
+  RenderRequest request = original();
+  request.failOnDamage = true;
+  request.keepProfile = true;
+  const FileDescriptor input = fileOf(file);
+  const auto pixels = renderFile(input.get(), request);
+  const auto encoded =
+      pixels ? encodePixels(pixels->memory.get(), {format, 1, pixels->layout}) : pixels.error();
+  if (encoded) return contents(*encoded);
+  if (reason != nullptr) *reason = encoded.error().localizedDescription;
+  return {};
 }
 
 bool isNear(Colour a, Colour b, int tolerance) {

@@ -59,9 +59,23 @@ struct HeifOptions {
   /// The thumbnail's pixels, when they are not those of the picture.
   std::optional<Picture> thumbnail;
   Bytes profile;  ///< of colours; empty: none
+  /// How colours are coded, by code points of ISO/IEC 23091-2, and said so in the file.
+  struct Coding {
+    int primaries = 2;
+    int transfer = 2;
+    int matrix = 6;
+    bool fullRange = true;
+  };
+  std::optional<Coding> coding;
+  const char* chroma = "444";
+  bool tenBits = false;  ///< a channel
 };
-/// `picture` is as stored, before any turn.
+/// `picture` is as stored, before any turn; of one channel it is grey.
 Bytes heif(const Picture& picture, const HeifOptions& options = {});
+
+/// HEIC of square tiles, as telephones write it; `picture` is as stored, and the container turns it
+/// by so many quarters against the clock.
+Bytes tiledHeic(const Picture& picture, int side, int quarterTurns = 0);
 
 struct VideoOptions {
   int orientation = 1;  ///< of the stored pixels, written as a display matrix
@@ -79,6 +93,14 @@ Bytes contents(const FileDescriptor& file);
 
 RenderRequest original();
 RenderRequest fitInto(double width, double height);
+
+/// Primaries of a wide gamut, with a plain gamma, as an ICC profile.
+Bytes wideProfile();
+/// The picture, with the profile, encoded as `saved` does.
+Bytes withProfile(const Picture& picture, const Bytes& profile, const char* suffix);
+
+/// The rendering as a conversion wants it, encoded; empty, and the reason, when a step fails.
+Bytes conversion(const Bytes& file, ImageFormat format, std::string* reason = nullptr);
 
 /// The rendering; an empty picture, and the reason, when it fails.
 Picture rendered(const Bytes& file, const RenderRequest& request, std::string* reason = nullptr);

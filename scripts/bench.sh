@@ -9,6 +9,8 @@ scripts/build.sh bench quorvin_benchmarks quorvin-media
 bin=$PWD/build/bench/bin
 photographs=$PWD/build/bench/photographs
 bench/make_photographs.sh "$photographs"
+videos=$PWD/build/bench/videos
+bench/make_videos.sh "$videos"
 pictures=("$photographs"/photograph{.jpg,.heic,_preview.heic})
 phone=${QUORVIN_TEST_MEDIA:-}/phone_12mp.HEIC
 if [ -f "$phone" ]; then pictures+=("$phone"); fi
@@ -19,4 +21,7 @@ echo "Measuring; other work on this machine disturbs it"
   "$bin/bench_codec" "$@"
   "$bin/bench_page" "$@"
   "$bin/bench_thumbnail" "$@" "${pictures[@]}"
+  "$bin/bench_image_data" "$@" "${pictures[@]}"
+  "$bin/bench_export_files" "$@" "$photographs/photograph.jpg"
+  "$bin/bench_video" "$@" "$videos"
 } | awk 'NR == 1 { header = $0 } NR == 1 || $0 != header { print; fflush() }'

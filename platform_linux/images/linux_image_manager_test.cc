@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <latch>
 #include <limits>
@@ -369,13 +370,54 @@ TEST_F(LinuxImageManagerTest, GivesTheStoredBytesWithTheirTypeAndOrientation) {
 }
 
 TEST_F(LinuxImageManagerTest, GivesTheBytesOfTheEditedPhoto) {
-  files_.add("edited", PHAssetResourceType::photo, "IMG_2.JPG");
-  files_.add("edited", PHAssetResourceType::fullSizePhoto, "EDITED.JPG");
+  files_.add("edited", PHAssetResourceType::photo, "IMG_2.HEIC", 6);
+  files_.add("edited", PHAssetResourceType::fullSizePhoto, "EDITED.JPG", 1);
   const auto asset = assetOf(PHAssetMediaType::image, "edited");
-  EXPECT_EQ(text(*data(asset).outcome.bytes), "EDITED.JPG");
-  PHImageRequestOptions original;
-  original.version = Version::original;
-  EXPECT_EQ(text(*data(asset, original).outcome.bytes), "IMG_2.JPG");
+  const auto current = data(asset).outcome;
+  EXPECT_EQ(text(*current.bytes), "EDITED.JPG");
+  EXPECT_EQ(current.type, "type.EDITED.JPG");
+  EXPECT_EQ(current.orientation, 1);
+  PHImageRequestOptions options;
+  options.version = Version::original;
+  const auto original = data(asset, options).outcome;
+  EXPECT_EQ(text(*original.bytes), "IMG_2.HEIC");
+  EXPECT_EQ(original.type, "type.IMG_2.HEIC");
+  EXPECT_EQ(original.orientation, 6);
+}
+
+TEST_F(LinuxImageManagerTest, GivesTheBytesOfTheJpegBesideARawPhoto) {
+  files_.add("pair", PHAssetResourceType::photo, "IMG_7.JPG");
+  files_.add("pair", PHAssetResourceType::alternatePhoto, "IMG_7.DNG");
+  EXPECT_EQ(data(assetOf(PHAssetMediaType::image, "pair")).outcome.type, "type.IMG_7.JPG");
+}
+
+TEST_F(LinuxImageManagerTest, GivesImageDataBeforeASynchronousRequestReturns) {
+  files_.add("A", PHAssetResourceType::photo, "IMG_1.JPG");
+  PHImageRequestOptions options;
+  options.isSynchronous = true;
+  int calls = 0;
+  LinuxImageManager manager(files_, media_, 1);
+  manager.requestImageDataAndOrientationForAsset(
+      assetOf(PHAssetMediaType::image), options,
+      [&calls](const auto& bytes, const auto&, std::int64_t, const PHImageInfo* info) {
+        ++calls;
+        EXPECT_TRUE(bytes);
+        EXPECT_NE(info, nullptr);
+      });
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(LinuxImageManagerTest, GivesImageDataThatNobodyElseHolds) {
+  files_.add("A", PHAssetResourceType::photo, "IMG_1.JPG");
+  PHImageRequestOptions options;
+  options.isSynchronous = true;
+  LinuxImageManager manager(files_, media_, 1);
+  manager.requestImageDataAndOrientationForAsset(
+      assetOf(PHAssetMediaType::image), options,
+      [](std::optional<ByteBuffer> bytes, const auto&, std::int64_t, const PHImageInfo*) {
+        ASSERT_TRUE(bytes);
+        EXPECT_TRUE(bytes->takeBehind(std::array<std::uint8_t, 2>{1, 2}));
+      });
 }
 
 TEST_F(LinuxImageManagerTest, GivesNoImageDataOfVideosAndSounds) {

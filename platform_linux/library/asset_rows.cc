@@ -6,6 +6,7 @@
 
 #include "platform_linux/library/identifiers.h"
 #include "platform_linux/library/import_plan.h"
+#include "platform_linux/library/time_maps.h"
 #include "platform_linux/videos/slow_motion.h"
 
 namespace quorvin {
@@ -51,20 +52,6 @@ void bindProperties(Statement& statement, const NewAsset& asset) {
       std::max<std::int64_t>(probe.pixelHeight, 0), duration(probe),
       probe.creationDate.value_or(asset.modified), asset.modified, probe.frontCamera ? 1 : 0,
       probe.animated ? 1 : 0, probe.raw ? 1 : 0, probe.burstPrimary ? 1 : 0);
-}
-
-bool insertTimeMap(Database& database, std::int64_t asset, const TimeMap& map) {
-  if (map.empty()) return true;
-  Statement insert = database.prepare(
-      "INSERT INTO time_maps(asset, pos, source_start, source_duration, target_duration)"
-      " VALUES (?, ?, ?, ?, ?)");
-  for (std::size_t i = 0; i < map.size(); ++i) {
-    insert.bind(asset, static_cast<std::int64_t>(i), map[i].sourceStart.count(),
-                map[i].sourceDuration.count(), map[i].targetDuration.count());
-    if (!insert.run()) return false;
-    insert.rewind();
-  }
-  return true;
 }
 
 int rankOf(std::int64_t type) {
@@ -150,8 +137,7 @@ bool joinStill(Database& database, std::int64_t video, const NewAsset& still,
                const NewResource& photo) {
   Statement demote =
       database.prepare("UPDATE resources SET type = 9, pos = ? WHERE asset = ? AND type = 2");
-  Statement forget = database.prepare("DELETE FROM time_maps WHERE asset = ?");
-  if (!demote.bind(rankOf(9), video).run() || !forget.bind(video).run()) return false;
+  if (!demote.bind(rankOf(9), video).run() || !removeTimeMap(database, video)) return false;
   const std::optional<std::string> burst = nonEmpty(still.probe.burstIdentifier);
   Statement update = database.prepare(
       "UPDATE assets SET media_type = ?, subtypes = ? | 8, width = ?, height = ?, duration = ?,"

@@ -10,6 +10,7 @@
 #include "platform_linux/library/authorization.h"
 #include "platform_linux/library/catalogue.h"
 #include "platform_linux/library/smart_albums.h"
+#include "platform_linux/library/time_maps.h"
 
 namespace quorvin {
 namespace {
@@ -203,19 +204,8 @@ std::optional<NSError> Library::accessError(const StoredResource& resource) {
 }
 
 TimeMap Library::timeMap(const std::string& localIdentifier) {
-  TimeMap map;
   Catalogue::Reader database = catalogue_->reader();
-  if (!database) return map;
-  Statement rows = database->prepare(
-      "SELECT t.source_start, t.source_duration, t.target_duration FROM assets AS a "
-      "JOIN time_maps AS t ON t.asset = a.id WHERE a.ident = ? ORDER BY t.pos");
-  rows.bind(localIdentifier);
-  while (rows.next()) {
-    using std::chrono::nanoseconds;
-    map.push_back(
-        {nanoseconds(rows.integer(0)), nanoseconds(rows.integer(1)), nanoseconds(rows.integer(2))});
-  }
-  return map;
+  return database ? findTimeMap(*database, localIdentifier) : TimeMap();
 }
 
 }  // namespace quorvin

@@ -1,6 +1,8 @@
 // The pool together with the media worker program that it is made for.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +10,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <span>
+#include <stop_token>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -91,6 +95,86 @@ TEST(MediaWorker, SaysWhyAFileIsNone) {
   ASSERT_FALSE(probe);
   EXPECT_EQ(probe.error().code, static_cast<std::int64_t>(LibraryErrorCode::invalidResource));
   EXPECT_FALSE(probe.error().localizedDescription.empty());
+}
+
+/// Some seconds of a moving picture and a tone, made by the ffmpeg program.
+FileDescriptor film(int seconds) {
+  const std::string name =
+      testing::TempDir() + "quorvin-film-" + std::to_string(::getpid()) + ".mov";
+  const std::string command =
+      "ffmpeg -nostdin -v error -y -f lavfi -i testsrc2=s=640x360:r=30 -f lavfi -i sine -t " +
+      std::to_string(seconds) + " -c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a aac " + name;
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
+  ::unlink(name.c_str());
+  return file;
+}
+
+std::optional<NSError> exportTo(MediaWorkerPool& pool, const FileDescriptor& source,
+                                const FileDescriptor& output, VideoPreset preset,
+                                std::stop_token stop = {}) {
+  return pool.exportVideo(source, output, {preset, VideoContainer::mpeg4, true, {}},
+                          std::move(stop));
+}
+
+TEST(MediaWorker, ExportsVideosThroughThePool) {
+  MediaWorkerPool pool(options());
+  const FileDescriptor source = film(2);
+  for (const VideoPreset preset :
+       {VideoPreset::passthrough, VideoPreset::highestQuality, VideoPreset::mediumQuality}) {
+    const auto containers = pool.exportContainers(source, preset);
+    ASSERT_TRUE(containers) << containers.error().localizedDescription;
+    EXPECT_EQ(containers->size(), 2U);
+    const FileDescriptor output = makeMemoryFile(0);
+    const auto error = exportTo(pool, source, output, preset);
+    ASSERT_FALSE(error) << error->localizedDescription;
+    const auto probe = pool.probe(output, "film.mp4");
+    ASSERT_TRUE(probe) << probe.error().localizedDescription;
+    EXPECT_NEAR(probe->duration, 2, 0.01);
+    EXPECT_EQ(probe->pixelWidth, preset == VideoPreset::mediumQuality ? 568 : 640);
+  }
+}
+
+/// Waits until the export has written something.
+void waitForOutput(const FileDescriptor& output) {
+  struct stat status {};
+  while (::fstat(output.get(), &status) == 0 && status.st_size == 0) std::this_thread::yield();
+}
+
+TEST(MediaWorker, MayBeKilledInTheMiddleOfAnExport) {
+  const std::size_t before = openDescriptors();
+  {
+    MediaWorkerPool pool(options());
+    const FileDescriptor source = film(20);
+    const FileDescriptor output = makeMemoryFile(0);
+    std::thread exporter([&] {
+      const auto error = exportTo(pool, source, output, VideoPreset::highestQuality);
+      ASSERT_TRUE(error);
+      EXPECT_EQ(error->localizedDescription, "The media worker ended unexpectedly.");
+    });
+    waitForOutput(output);
+    killAndWait(children().front());
+    exporter.join();
+    EXPECT_FALSE(exportTo(pool, source, makeMemoryFile(0), VideoPreset::passthrough));
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(MediaWorker, StopsInTheMiddleOfAnExport) {
+  MediaWorkerPool pool(options());
+  const FileDescriptor source = film(20);
+  const FileDescriptor output = makeMemoryFile(0);
+  std::stop_source stop;
+  std::thread exporter([&] {
+    const auto error =
+        exportTo(pool, source, output, VideoPreset::highestQuality, stop.get_token());
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->localizedDescription, "The export was cancelled.");
+  });
+  waitForOutput(output);
+  stop.request_stop();
+  exporter.join();
+  EXPECT_TRUE(children().empty());
 }
 
 /// A hundred renderings by four threads; one answer in so many has a worker that lives signalled.

@@ -93,7 +93,32 @@ struct Reply {
   FileDescriptor memory;
 };
 
-Reply answer(const std::string& text, const WorkerRequest& request) {
+void tellThatItGoesOn() {
+  sendPacket(kWorkerSocketDescriptor, encodeMessage(exportStateToMap(ExportState::underWay)));
+}
+
+/// Writes what it was asked for to the output, and tells in between that it goes on.
+Reply exportTo(int output, const std::string& text, const VideoExportRequest& request) {
+  const std::string written = text + " " + std::to_string(request.timeMap.size());
+  if (::pwrite(output, written.data(), written.size(), 0) < 0) ::_exit(1);
+  const bool tells = text.starts_with("tell");
+  for (int i = 0; tells && i < 3; ++i) tellThatItGoesOn();
+  if (text == "tell and die") ::raise(SIGKILL);
+  if (text == "tell and hang") ::pause();
+  if (text == "tell for ever") {
+    for (;;) tellThatItGoesOn();
+  }
+  if (text == "nothing") return {};
+  return {exportStateToMap(ExportState::done), {}};
+}
+
+Map containersFor(const std::string& text) {
+  if (text == "unknown container") return {{"containers", std::vector<std::int64_t>{1, 7}}};
+  if (text == "none") return containersToMap({});
+  return containersToMap({VideoContainer::quickTime, VideoContainer::mpeg4});
+}
+
+Reply answer(const std::string& text, const WorkerRequest& request, int output) {
   if (text == "error") {
     return {errorToMap(workerError(LibraryErrorCode::invalidResource, "The file is broken.")), {}};
   }
@@ -106,6 +131,10 @@ Reply answer(const std::string& text, const WorkerRequest& request) {
     FileDescriptor memory = memoryFor(text, layout.byteCount());
     if (text == "overflow") layout = {std::int64_t{1} << 62, 4, 3};
     return {layoutToMap(layout), std::move(memory)};
+  }
+  if (std::holds_alternative<ExportContainersRequest>(request)) return {containersFor(text), {}};
+  if (const auto* video = std::get_if<VideoExportRequest>(&request)) {
+    return exportTo(output, text, *video);
   }
   return {{}, memoryFor(text, 5)};
 }
@@ -133,7 +162,7 @@ int serve() {
     if (misbehave(text)) continue;
     const auto value = decodeMessage(packet->bytes);
     const auto request = requestFromMap(*value->as<Map>());
-    const Reply reply = answer(text, *request);
+    const Reply reply = answer(text, *request, packet->secondDescriptor.get());
     const int memory = reply.memory.get();
     const std::span<const int> descriptors(&memory, reply.memory ? 1 : 0);
     sendPacket(kWorkerSocketDescriptor, encodeMessage(reply.fields), descriptors);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <mutex>
+#include <stop_token>
 #include <thread>
 #include <vector>
 
@@ -22,6 +23,19 @@ TEST(TurnQueue, AdmitsAsManyAsItHasTurns) {
   queue.leave();
   third.join();
   EXPECT_EQ(queue.waiting(), 0U);
+}
+
+TEST(TurnQueue, LetsGoOfWhoIsStopped) {
+  TurnQueue queue(1);
+  ASSERT_TRUE(queue.enter());
+  std::stop_source stop;
+  std::thread waiting([&] { EXPECT_FALSE(queue.enter(stop.get_token())); });
+  waitForWaiters(queue, 1);
+  stop.request_stop();
+  waiting.join();
+  EXPECT_EQ(queue.waiting(), 0U);
+  queue.leave();
+  queue.waitUntilEmpty();
 }
 
 TEST(TurnQueue, HasOneTurnAtLeast) {

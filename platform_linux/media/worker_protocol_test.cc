@@ -118,7 +118,67 @@ TEST(WorkerProtocol, ReadsAnEncodeRequestBack) {
   EXPECT_EQ(std::get<EncodeRequest>(*read), request);
 }
 
+VideoExportRequest someExport() {
+  using std::chrono::seconds;
+  return {VideoPreset::mediumQuality,
+          VideoContainer::mpeg4,
+          true,
+          {{seconds(0), seconds(1), seconds(4)}, {seconds(1), seconds(2), seconds(1)}}};
+}
+
+TEST(WorkerProtocol, ReadsARequestForContainersBack) {
+  const ExportContainersRequest request{VideoPreset::highestQuality};
+  const auto read = requestFromMap(requestToMap(request));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(std::get<ExportContainersRequest>(*read), request);
+}
+
+TEST(WorkerProtocol, ReadsARequestForAnExportBack) {
+  const auto read = requestFromMap(requestToMap(someExport()));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(std::get<VideoExportRequest>(*read), someExport());
+}
+
+TEST(WorkerProtocol, RefusesExportsOutOfRange) {
+  const Map request = requestToMap(someExport());
+  for (const int number : {0, 4, -1}) {
+    EXPECT_FALSE(readsRequest(with(request, "preset", number)));
+    EXPECT_FALSE(readsRequest(with(request, "container", number)));
+  }
+  EXPECT_FALSE(readsRequest(with(request, "timeMap", std::vector<std::int64_t>{0, 1})));
+  EXPECT_FALSE(readsRequest(with(request, "timeMap", std::vector<std::int64_t>{0, 0, 1})));
+  EXPECT_TRUE(readsRequest(with(request, "timeMap", std::vector<std::int64_t>{})));
+}
+
+TEST(WorkerProtocol, ReadsContainersBack) {
+  for (const auto& containers : {std::vector<VideoContainer>{}, std::vector{VideoContainer::mpeg4},
+                                 std::vector{VideoContainer::quickTime, VideoContainer::mpeg4}}) {
+    EXPECT_EQ(containersFromMap(containersToMap(containers)), containers);
+  }
+}
+
+TEST(WorkerProtocol, RefusesContainersThatThereAreNotOrTwice) {
+  const auto reads = [](std::vector<std::int64_t> numbers) {
+    return containersFromMap({{"containers", std::move(numbers)}}).has_value();
+  };
+  EXPECT_FALSE(reads({0}));
+  EXPECT_FALSE(reads({3}));
+  EXPECT_FALSE(reads({1, 1}));
+  EXPECT_FALSE(reads({2, 1}));
+  EXPECT_FALSE(containersFromMap({}));
+}
+
+TEST(WorkerProtocol, ReadsTheStateOfAnExportBack) {
+  for (const ExportState state : {ExportState::underWay, ExportState::done}) {
+    EXPECT_EQ(exportStateFromMap(exportStateToMap(state)), state);
+  }
+  EXPECT_FALSE(exportStateFromMap({}));
+  EXPECT_FALSE(exportStateFromMap({{"exportState", 3}}));
+}
+
 TEST(WorkerProtocol, NeedsEveryKeyOfARequest) {
+  expectEveryKeyNeeded(requestToMap(someExport()), readsRequest);
+  expectEveryKeyNeeded(requestToMap(ExportContainersRequest{}), readsRequest);
   expectEveryKeyNeeded(requestToMap(ProbeRequest{"a"}), readsRequest);
   expectEveryKeyNeeded(requestToMap(someRender()), readsRequest);
   expectEveryKeyNeeded(requestToMap(EncodeRequest{ImageFormat::jpeg, 1, {1, 1, 3}}), readsRequest);

@@ -1,6 +1,7 @@
 #include "tests/channel/channel_fixture.h"
 
 #include <filesystem>
+#include <fstream>
 
 #include "codec/standard_method_codec.h"
 
@@ -22,6 +23,15 @@ std::int64_t integerAt(const Value& map, std::string_view key) {
   const auto* integer = at(map, key).as<std::int64_t>();
   EXPECT_NE(integer, nullptr) << key;
   return integer == nullptr ? -1 : *integer;
+}
+
+std::vector<pid_t> childrenOfThisProcess() {
+  std::vector<pid_t> children;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream list(thread.path() / "children");
+    for (pid_t child = 0; list >> child;) children.push_back(child);
+  }
+  return children;
 }
 
 void ChannelFixture::SetUp() {

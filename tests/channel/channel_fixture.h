@@ -1,6 +1,8 @@
 // What the tests of the channel share: an engine on the imported library, and short calls.
 #pragma once
 
+#include <sys/types.h>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -21,6 +23,9 @@ inline constexpr int kOldestFirst = 1;
 const Value& at(const Value& map, std::string_view key);
 std::string textAt(const Value& map, std::string_view key);
 std::int64_t integerAt(const Value& map, std::string_view key);
+
+/// The media workers of this process, as long as it starts nothing else.
+std::vector<pid_t> childrenOfThisProcess();
 
 /// A library that the tests only read, with full access.
 class ChannelFixture : public EngineFixture {

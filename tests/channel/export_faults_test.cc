@@ -1,6 +1,9 @@
 // What every export does when its place is missing, occupied, full or read-only.
+#include <cstdlib>
 #include <fstream>
+#include <variant>
 
+#include "codec/standard_method_codec.h"
 #include "platform_linux/files/testing_folder.h"
 #include "tests/channel/exports_fixture.h"
 
@@ -175,7 +178,7 @@ TEST_P(ExportFaults, AFullPlaceKeepsTheEarlierImageWhole) {
 }
 
 TEST_P(ExportFaults, FaultsAndSuccessesLeaveNoDescriptorOpen) {
-  std::size_t before = 0;
+  Descriptors before;
   constexpr int kRounds = 6;
   for (int round = 0; round < kRounds; ++round) {
     if (round == 2) before = openDescriptors();
@@ -185,7 +188,54 @@ TEST_P(ExportFaults, FaultsAndSuccessesLeaveNoDescriptorOpen) {
     std::ofstream(file().parent_path()) << "mine";
     expectFault(GetParam().folderFault);
   }
-  EXPECT_LT(openDescriptors(), before + kRounds - 2);
+  const Descriptors after = openDescriptors();
+  EXPECT_LT(after.own, before.own + kRounds - 2);
+  EXPECT_LT(after.worker, before.worker + kRounds - 2);
+}
+
+class ExportsOfBadMedia : public ExportsFixture {};
+
+TEST_F(ExportsOfBadMedia, AreFilesOrReasonsAndNothingElse) {
+  const std::string library = folder() / "bad";
+  const std::string import = std::string(QUORVIN_TOOL) + " --library " + library + " import " +
+                             kBadMedia.string() + " >/dev/null 2>&1";
+  ASSERT_LE(WEXITSTATUS(std::system(import.c_str())), 1);
+  use(library, temporary());
+  std::size_t files = 0;
+  std::size_t reasons = 0;
+  const auto expectAnswer = [&](const std::string& method, const Map& arguments) {
+    const Answer& answer = call(engine(), method, arguments);
+    await(engine(), answer);
+    const auto reply = decodeEnvelope(answer.message);
+    ASSERT_TRUE(reply);
+    if (const auto* fault = std::get_if<FlutterError>(&*reply)) {
+      EXPECT_NE(fault->message, "");
+      ++reasons;
+    } else if (method != "getImageData") {
+      EXPECT_TRUE(fs::is_regular_file(textAt(std::get<Value>(*reply), "url")));
+      ++files;
+    }
+  };
+  const List assets = page(gallery("Recents"), 0, 1000, kNewestFirst);
+  EXPECT_GE(assets.size(), 8u);
+  for (const Value& record : assets) {
+    const std::string id = textAt(record, "id");
+    SCOPED_TRACE(result("getAssetOriginalFilename", Map{{"assetId", id}}).text());
+    for (const bool flag : {false, true}) {
+      expectAnswer("getImageData", imageData(id, flag));
+      expectAnswer("getImageUrl", imageFile(id, flag));
+      for (const Format format : {Format::original, Format::mov, Format::mp4}) {
+        expectAnswer("getVideoUrl", videoFile(id, format, flag));
+      }
+    }
+    expectAnswer("getImageUrl", imageFile(id, false, true));
+    expectAnswer("getLivePhotoUrl", livePhotoFile(id));
+  }
+  EXPECT_GE(files, 2 * assets.size() - 2);
+  EXPECT_GT(reasons, 0u);
+  for (const std::string& file : filesIn(temporary())) {
+    EXPECT_FALSE(fs::path(file).filename().string().starts_with(".quorvin")) << file;
+  }
 }
 
 }  // namespace

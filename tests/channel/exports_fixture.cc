@@ -100,9 +100,17 @@ double modificationOf(const fs::path& file) {
          static_cast<double>(status.st_mtim.tv_nsec) / 1e9;
 }
 
-std::size_t openDescriptors() {
-  const fs::directory_iterator descriptors("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+Descriptors openDescriptors() {
+  const auto of = [](const std::string& process) {
+    std::error_code gone;
+    const fs::directory_iterator descriptors("/proc/" + process + "/fd", gone);
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+  };
+  Descriptors open{of("self"), 0};
+  for (const pid_t worker : childrenOfThisProcess()) {
+    open.worker = std::max(open.worker, of(std::to_string(worker)));
+  }
+  return open;
 }
 
 }  // namespace quorvin

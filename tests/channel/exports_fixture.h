@@ -81,6 +81,11 @@ class ExportsFixture : public ChannelFixture {
 /// The file's own dates.
 double modificationOf(const std::filesystem::path& file);
 
-std::size_t openDescriptors();
+/// How many descriptors are open in this process, and in that of its workers that has most.
+struct Descriptors {
+  std::size_t own = 0;
+  std::size_t worker = 0;
+};
+Descriptors openDescriptors();
 
 }  // namespace quorvin

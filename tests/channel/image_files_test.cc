@@ -194,6 +194,58 @@ TEST_F(ImageFiles, OfOriginalsThatAreGoneAreReported) {
   EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
 }
 
+// Types
+
+class ImageFileTypes : public ImageFiles {
+ protected:
+  /// A library of one file with these bytes.
+  void import(const std::string& name, const std::string& bytes) {
+    std::ofstream(folder() / name, std::ios::binary) << bytes;
+    use(libraryOf({folder() / name}), temporary());
+  }
+  /// The HEIC with other brands: it stays the same picture.
+  static std::string heicOfBrands(const std::string& major, const std::string& compatible) {
+    std::string bytes = bytesOf(kGoodMedia / "IMG_0010.HEIC");
+    const std::size_t end = bytes.find("meta");
+    for (std::size_t at = 16; at + 4 <= end - 4; at += 4) {
+      if (bytes.compare(at, 4, "heic") == 0) bytes.replace(at, 4, compatible);
+    }
+    return bytes.replace(8, 4, major);
+  }
+  bool isJpeg(const ByteBuffer& bytes) {
+    return bytes.size() > 1 && bytes.data()[0] == 0xFF && bytes.data()[1] == 0xD8;
+  }
+};
+
+TEST_F(ImageFileTypes, OfHeicThatNamesAMoreGeneralTypeFirstAreConverted) {
+  import("GENERAL.HEIC", heicOfBrands("mif1", "heic"));
+  EXPECT_TRUE(isJpeg(data("GENERAL.HEIC", true)));
+  EXPECT_EQ(image("GENERAL.HEIC", true).filename(), "GENERAL.jpg");
+}
+
+TEST_F(ImageFileTypes, OfOtherHeifAreConvertedWhereTheDataIsNot) {
+  import("OTHER.HEIF", heicOfBrands("mif1", "miaf"));
+  EXPECT_FALSE(isJpeg(data("OTHER.HEIF", true)));
+  const fs::path file = image("OTHER.HEIF", true);
+  EXPECT_EQ(file.filename(), "OTHER.jpg");
+  EXPECT_EQ(seeStill(file).size, (PixelSize{1200, 900}));
+}
+
+TEST_F(ImageFileTypes, AreTheContentsNotTheNames) {
+  import("heic_named.jpg", bytesOf(kBadMedia / "heic_named.jpg"));
+  EXPECT_TRUE(isJpeg(data("heic_named.jpg", true)));
+  EXPECT_FALSE(isJpeg(data("heic_named.jpg", false)));
+  EXPECT_EQ(seeStill(image("heic_named.jpg", true)).format, "mjpeg");
+}
+
+TEST_F(ImageFileTypes, OfAJpegWithTheNameOfHeicStay) {
+  const std::string jpeg = bytesOf(kGoodMedia / "IMG_0002.jpg");
+  import("jpeg_named.HEIC", jpeg);
+  const fs::path file = image("jpeg_named.HEIC", true);
+  EXPECT_EQ(file.filename(), "jpeg_named.HEIC");
+  EXPECT_TRUE(bytesOf(file) == jpeg);
+}
+
 // Names
 
 std::string times(std::size_t count, char c) {
@@ -277,6 +329,11 @@ TEST_F(ImageFileNames, OfDotsAreNamesWhenMoreFollows) {
 }
 
 // The directory
+
+TEST_F(ImageFiles, HaveNoDoubledSlashInTheirPaths) {
+  use(QUORVIN_IMPORTED_LIBRARY, temporary().string() + "//");
+  EXPECT_EQ(image("IMG_0002.jpg"), temporary() / "image/IMG_0002.jpg");
+}
 
 TEST_F(ImageFiles, LieInAPrivateDirectoryOfTheUsersWhenNoneIsNamed) {
   const char* before = std::getenv("TMPDIR");

@@ -76,6 +76,15 @@ TEST_F(LivePhotos, GiveADamagedVideoAsItIsStored) {
   EXPECT_TRUE(bytesOf(motion("IMG_0011.HEIC")) == truncated);
 }
 
+TEST_F(LivePhotos, WhoseNamesAreDotsKeepThem) {
+  useCopy([](const std::string& library) {
+    outputOf({"sqlite3", library + "/library.sqlite",
+              "UPDATE resources SET name = '..' WHERE name = 'IMG_0011.HEIC'"});
+  });
+  EXPECT_EQ(motion("..").filename(), "...mov");
+  EXPECT_EQ(filesIn(temporary()), (std::vector<std::string>{"livephoto/...mov"}));
+}
+
 TEST_F(LivePhotos, AreStillsToo) {
   EXPECT_TRUE(bytesOf(image("IMG_0011.HEIC")) == bytesOf(kGoodMedia / "IMG_0011.HEIC"));
   EXPECT_EQ(image("IMG_0011.HEIC", true).filename(), "IMG_0011.jpg");

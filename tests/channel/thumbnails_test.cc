@@ -1,10 +1,8 @@
 // Thumbnails of the imported library, rendered by real workers.
-#include <dirent.h>
 #include <signal.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <string_view>
 
@@ -33,15 +31,6 @@ Size sizeOfPng(const ByteBuffer& png) {
   };
   EXPECT_GT(png.size(), 24u);
   return png.size() > 24 ? Size{number(16), number(20)} : Size{};
-}
-
-std::vector<pid_t> childrenOfThisProcess() {
-  std::vector<pid_t> children;
-  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::ifstream list(thread.path() / "children");
-    for (pid_t child = 0; list >> child;) children.push_back(child);
-  }
-  return children;
 }
 
 class Thumbnails : public ChannelFixture {
