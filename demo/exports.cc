@@ -24,12 +24,13 @@ class Files {
  public:
   explicit Files(Calls& calls) : calls_(calls), worker_({.program = mediaWorkerProgram()}) {}
 
-  /// Prints what a reply's file holds.
-  void print(const Value& reply) {
-    if (reply.isNull()) return;
-    const std::string path = textAt(reply, "url");
+  /// Prints what a reply's file holds, and gives its path.
+  std::optional<std::string> print(const Value& reply) {
+    if (reply.isNull()) return std::nullopt;
+    std::string path = textAt(reply, "url");
     std::printf("    %s\n    %s, %s\n", path.c_str(), contentOf(path).c_str(),
                 flagAt(reply, "deletable") ? "yours to delete" : "the library's own file");
+    return path;
   }
 
  private:
@@ -60,16 +61,16 @@ void showImageData(Calls& calls, const std::string& id, bool convertJpeg) {
   std::printf("    %s\n", readableSize(bytes.as<ByteBuffer>()->size()).c_str());
 }
 
-void showImageFile(Calls& calls, Files& files, const std::string& id, bool convertJpeg,
-                   bool mediumQuality) {
-  files.print(calls.result(
+std::optional<std::string> showImageFile(Calls& calls, Files& files, const std::string& id,
+                                         bool convertJpeg, bool mediumQuality) {
+  return files.print(calls.result(
       "getImageUrl",
       Map{{"assetId", id}, {"convertJpeg", convertJpeg}, {"mediumQuality", mediumQuality}},
       isExportedFile));
 }
 
-void showVideoFile(Calls& calls, Files& files, const std::string& id, Format format,
-                   bool mediumQuality) {
+std::optional<std::string> showVideoFile(Calls& calls, Files& files, const std::string& id,
+                                         Format format, bool mediumQuality) {
   files.print(
       calls.result("getVideoUrl",
                    Map{{"assetId", id}, {"mediumQuality", mediumQuality}, {"videoFormat", format}},
@@ -78,13 +79,14 @@ void showVideoFile(Calls& calls, Files& files, const std::string& id, Format for
 
 }  // namespace
 
-void showExports(Calls& calls, const ExportSamples& samples) {
+ExportedFiles showExports(Calls& calls, const ExportSamples& samples) {
+  ExportedFiles exported;
   Files files(calls);
   printHeadline("Images as data and as files");
   if (samples.photo) {
     showImageData(calls, *samples.photo, false);
     showImageFile(calls, files, *samples.photo, false, false);
-    showImageFile(calls, files, *samples.photo, false, true);
+    exported.image = showImageFile(calls, files, *samples.photo, false, true);
   }
   if (samples.heicPhoto) {
     showImageData(calls, *samples.heicPhoto, true);
@@ -101,9 +103,11 @@ void showExports(Calls& calls, const ExportSamples& samples) {
     showVideoFile(calls, files, *samples.video, kOriginal, false);
     showVideoFile(calls, files, *samples.video, kMov, false);
     showVideoFile(calls, files, *samples.video, kMp4, false);
-    showVideoFile(calls, files, *samples.video, kMp4, true);
+    exported.video = showVideoFile(calls, files, *samples.video, kMp4, true);
   }
   if (samples.slowMotion) showVideoFile(calls, files, *samples.slowMotion, kOriginal, false);
+  return exported;
+  return exported;
 }
 
 }  // namespace quorvin

@@ -18,7 +18,13 @@ struct ExportSamples {
   std::optional<std::string> slowMotion;
 };
 
+/// Paths of files that were exported.
+struct ExportedFiles {
+  std::optional<std::string> image;
+  std::optional<std::string> video;
+};
+
 /// Exports each sample in every way and prints what the files hold.
-void showExports(Calls& calls, const ExportSamples& samples);
+ExportedFiles showExports(Calls& calls, const ExportSamples& samples);
 
 }  // namespace quorvin

@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <optional>
 
 #include "demo/calls.h"
+#include "demo/changes.h"
 #include "demo/exports.h"
 #include "demo/printing.h"
 
@@ -36,10 +36,10 @@ class Demo {
     showPages();
     showAssets();
     showThumbnails();
-    showExports(calls_, exportSamples());
+    const ExportedFiles exported = showExports(calls_, exportSamples());
+    showChanges(calls_, exported);
     showCacheControls();
     showFaults();
-    showMethodsWithoutHandlers();
     std::printf(
         "\n%zu thumbnails are in %s, exported files in image, livephoto and video beside it\n",
         written_, thumbnails_.c_str());
@@ -205,18 +205,6 @@ class Demo {
     calls_.showError("getGalleryList", Map{{"withAllPhotos", true}}, "Invalid arguments");
     calls_.showError("getAssetInfo", Map{{"assetId", "no-such-asset"}},
                      "Asset not found id = no-such-asset");
-  }
-
-  void showMethodsWithoutHandlers() {
-    printHeadline("Methods that this version answers with \"not implemented\"");
-    for (const char* method : {"deleteAssets", "createAlbum", "saveImage", "saveVideo"}) {
-      const FlutterReply reply = calls_.send(method, {});
-      if (std::holds_alternative<FlutterMethodNotImplementedMarker>(reply)) {
-        std::puts("    not implemented");
-      } else {
-        calls_.fail("a reply");
-      }
-    }
   }
 
   ExportSamples exportSamples() {
