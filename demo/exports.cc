@@ -71,7 +71,7 @@ std::optional<std::string> showImageFile(Calls& calls, Files& files, const std::
 
 std::optional<std::string> showVideoFile(Calls& calls, Files& files, const std::string& id,
                                          Format format, bool mediumQuality) {
-  files.print(
+  return files.print(
       calls.result("getVideoUrl",
                    Map{{"assetId", id}, {"mediumQuality", mediumQuality}, {"videoFormat", format}},
                    isExportedFile));
@@ -106,7 +106,6 @@ ExportedFiles showExports(Calls& calls, const ExportSamples& samples) {
     exported.video = showVideoFile(calls, files, *samples.video, kMp4, true);
   }
   if (samples.slowMotion) showVideoFile(calls, files, *samples.slowMotion, kOriginal, false);
-  return exported;
   return exported;
 }
 
