@@ -75,6 +75,14 @@ Value anyFlatValue(FuzzedDataProvider& data) {
 
 Value likelyValueOf(std::string_view key, FuzzedDataProvider& data,
                     const std::vector<std::string>& identifiers) {
+  if (key == "assetIds") {
+    List list;
+    for (int i = data.ConsumeIntegralInRange(0, 3); i > 0; --i) {
+      list.push_back(likelyValueOf("assetId", data, identifiers));
+    }
+    return list;
+  }
+  if (key == "filePath" || key == "title") return anyText(data);
   if (key.ends_with("Id")) {
     const auto index = data.ConsumeIntegralInRange<std::size_t>(0, identifiers.size());
     return index < identifiers.size() ? Value(identifiers[index]) : Value(anyText(data));
@@ -91,7 +99,7 @@ constexpr const char* kKeys[] = {
     "collectionId",     "assetId",       "start",          "end",         "sort",
     "mediaType",        "width",         "height",         "contentMode", "jpegFormat",
     "filterEmptyAsset", "withAllPhotos", "withSmartAlbum", "convertJpeg", "mediumQuality",
-    "videoFormat"};
+    "videoFormat",      "assetIds",      "filePath",       "title"};
 
 }  // namespace
 

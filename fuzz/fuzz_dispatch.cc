@@ -70,12 +70,16 @@ void fill(PluginHarness& plugin) {
   plugin.platform.resources.add("v", PHAssetResourceType::video, "clip");
 }
 
+bool isChange(const std::string& method) {
+  return method.starts_with("save") || method == "deleteAssets" || method == "createAlbum";
+}
+
 void checkAnswer(const std::string& method, const FlutterReply& reply) {
   if (const auto* value = std::get_if<Value>(&reply)) {
     require(decodeEnvelope(encodeSuccessEnvelope(*value)).has_value(), "a value can be sent");
   } else if (const auto* error = std::get_if<FlutterError>(&reply)) {
     require(error->code == "Error" && !error->message.empty(), "errors have a code and a message");
-    require(method.starts_with("get"), "only queries have errors");
+    require(method.starts_with("get") || isChange(method), "the other methods have no errors");
   }
 }
 
@@ -101,6 +105,8 @@ class Session {
     sometimes(files.writeFails);
     sometimes(files.setAttributesFails);
     plugin_.platform.media.makesSessions = data.ConsumeBool();
+    plugin_.library.creationRequestsFail = data.ConsumeIntegralInRange(0, 3) == 0;
+    plugin_.library.albumsTakeChanges = data.ConsumeBool();
   }
 
   void run() {
@@ -134,7 +140,16 @@ class Session {
     if (waiting != 0 && data_.ConsumeBool()) {
       return background.runNext(data_.ConsumeIntegralInRange<std::size_t>(0, waiting - 1));
     }
-    return plugin_.platform.dispatch.main.runNext() || background.runNext();
+    return plugin_.platform.dispatch.main.runNext() || background.runNext() || changeStep();
+  }
+
+  /// Some part of a change. One that lacks what it was to create never succeeds.
+  bool changeStep() {
+    FakePhotoLibrary& library = plugin_.library;
+    if (library.creationRequestsFail || data_.ConsumeIntegralInRange(0, 3) == 0) {
+      library.nextChangeFails = NSError{"Domain", 1, "It failed."};
+    }
+    return library.changes.runNext();
   }
 
   /// What the image manager does is not done without one.
@@ -150,8 +165,9 @@ class Session {
       reply.expectSilence();
       return;
     }
-    // The dates of a file that was copied could not be set.
-    const bool mayAnswerTwice = method == "getImageUrl";
+    // The dates of a file that was copied could not be set; or no asset could be asked for.
+    const bool mayAnswerTwice = method == "getImageUrl" || (plugin_.library.creationRequestsFail &&
+                                                            method.starts_with("save"));
     require(reply.answerCount() == 1 || (mayAnswerTwice && reply.answerCount() == 2),
             "every call is answered once");
     reply.expectAnswers(reply.answerCount());

@@ -37,12 +37,6 @@ const Names& queuedMethods() {
   return names;
 }
 
-/// Methods that a host cannot use yet.
-const Names& methodsToCome() {
-  static const Names names = {"deleteAssets", "createAlbum", "saveImage", "saveVideo"};
-  return names;
-}
-
 Map pageOf(const std::string& collection) {
   return {{"collectionId", collection}, {"start", 0}, {"end", 10}, {"sort", 2}, {"mediaType", 0}};
 }
@@ -135,17 +129,6 @@ TEST_F(MethodDispatch, MatchesNamesExactly) {
   for (std::string name : queuedMethods()) {
     name[0] = 'G';
     EXPECT_TRUE(plugin.call(name).isNotImplemented());
-  }
-}
-
-TEST_F(MethodDispatch, SaysNotImplementedThroughTheMainQueueForMethodsToCome) {
-  for (const std::string& name : methodsToCome()) {
-    SCOPED_TRACE(name);
-    RecordedReply reply = plugin.call(name);
-    EXPECT_EQ(reply.answerCount(), 0u);
-    plugin.runToEnd();
-    EXPECT_TRUE(reply.isNotImplemented());
-    EXPECT_EQ(reply.answer().position.queue, &plugin.platform.dispatch.main);
   }
 }
 
