@@ -42,6 +42,26 @@ struct InfoCommand {
   int run() const;
 };
 
+struct TrashCommand {
+  enum class Action { list, restore, empty };
+  std::string library;
+  Action action = Action::list;
+  std::vector<std::string> identifiers;  ///< to restore
+  int run() const;
+
+ private:
+  int list() const;
+  int restore() const;
+  int empty() const;
+};
+
+struct CheckCommand {
+  std::string library;
+  bool repair = false;
+  bool json = false;
+  int run() const;
+};
+
 /// Prints "quorvin: …" on standard error.
 void complain(const std::string& sentence);
 

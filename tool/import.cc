@@ -18,7 +18,7 @@ namespace {
 /// Shows the progress. Problems are told at once, or, where a bar would be torn, after it.
 class Progress : public ImportObserver {
  public:
-  void filesFound(std::size_t total) override { bar_.emplace(total); }
+  void filesFound(std::size_t total) override { bar_.emplace(total, "Importing"); }
   void fileDone(const std::string&) override { bar_->step(); }
   void problem(const std::string& path, const std::string& reason) override {
     std::string line = path + ": " + reason;

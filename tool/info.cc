@@ -1,14 +1,13 @@
 // quorvin info: what the library holds.
 #include <algorithm>
-#include <array>
 #include <cstdio>
-#include <ctime>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "platform_linux/library/administration.h"
 #include "tool/commands.h"
 #include "tool/json.h"
+#include "tool/readable.h"
 #include "tool/status_names.h"
 #include "tool/text.h"
 
@@ -17,29 +16,6 @@ namespace {
 
 std::string statusName(PHAuthorizationStatus status) {
   return std::string(kStatusNames.at(static_cast<std::size_t>(status)));
-}
-
-std::string readableSize(std::int64_t bytes) {
-  constexpr std::array kUnits = {"bytes", "kB", "MB", "GB", "TB"};
-  auto size = static_cast<double>(bytes);
-  std::size_t unit = 0;
-  while (size >= 1000 && unit + 1 < kUnits.size()) {
-    size /= 1000;
-    ++unit;
-  }
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", size, kUnits.at(unit));
-  return text.data();
-}
-
-std::string readableDay(const std::optional<NSDate>& date) {
-  if (!date) return "none";
-  const auto seconds = static_cast<std::time_t>(date->timeIntervalSince1970());
-  std::tm local{};
-  std::array<char, 64> text{};
-  localtime_r(&seconds, &local);
-  std::strftime(text.data(), text.size(), "%-d %B %Y", &local);
-  return text.data();
 }
 
 /// Names with counts under headings, all counts in one column.

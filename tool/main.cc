@@ -44,6 +44,8 @@ class Tool {
     addImport();
     addCall();
     addAuthorize();
+    addTrash();
+    addCheck();
     addInfo();
   }
 
@@ -66,9 +68,11 @@ class Tool {
 
  private:
   int explain(const CLI::ParseError& error) const {
-    const auto unknown = app_.remaining();
+    const CLI::App* last = &app_;
+    while (!last->get_subcommands().empty()) last = last->get_subcommands().front();
+    const auto unknown = app_.remaining(true);
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) &&
-        app_.get_subcommands().empty() && !unknown.empty()) {
+        last->get_require_subcommand_min() > 0 && !unknown.empty()) {
       return explain(CLI::ExtrasError("there is no subcommand " + unknown.front(),
                                       CLI::ExitCodes::ExtrasError));
     }
@@ -83,7 +87,12 @@ class Tool {
   }
 
   CLI::App* add(const std::string& name, const std::string& description) {
-    CLI::App* sub = app_.add_subcommand(name, description);
+    return addTo(app_, name, description);
+  }
+
+  static CLI::App* addTo(CLI::App& parent, const std::string& name,
+                         const std::string& description) {
+    CLI::App* sub = parent.add_subcommand(name, description);
     sub->set_version_flag("--version", kVersion);
     sub->footer(
         "--library DIR, or QUORVIN_LIBRARY in the environment, names the library.\n"
@@ -132,6 +141,38 @@ class Tool {
     runs(sub, authorize_);
   }
 
+  void addTrash() {
+    CLI::App* sub = add("trash", "Deleted assets, which can be restored for 30 days");
+    sub->require_subcommand(1);
+    sub->fallthrough();
+    const auto action = [this, sub](const char* name, const char* description,
+                                    TrashCommand::Action what) {
+      CLI::App* added = addTo(*sub, name, description);
+      added->callback([this, what] {
+        command_ = [this, what] {
+          trash_.library = library_;
+          trash_.action = what;
+          return trash_.run();
+        };
+      });
+      return added;
+    };
+    action("list", "List them: identifier, name, size and last day", TrashCommand::Action::list);
+    action("restore", "Bring some of them back", TrashCommand::Action::restore)
+        ->add_option("ID", trash_.identifiers, "Identifiers, as the list has them")
+        ->required()
+        ->type_name("");
+    action("empty", "Remove all of them for good", TrashCommand::Action::empty);
+  }
+
+  void addCheck() {
+    CLI::App* sub = add("check", "Verify the catalogue and every original");
+    sub->add_flag("--repair", check_.repair,
+                  "Put right what can be put right without losing an original");
+    sub->add_flag("--json", check_.json, "Print JSON, for programs");
+    runs(sub, check_);
+  }
+
   void addInfo() {
     CLI::App* sub = add("info", "Say what the library holds");
     sub->add_flag("--json", info_.json, "Print JSON, for programs");
@@ -143,6 +184,8 @@ class Tool {
   ImportCommand import_;
   CallCommand call_;
   AuthorizeCommand authorize_;
+  TrashCommand trash_;
+  CheckCommand check_;
   InfoCommand info_;
   std::function<int()> command_;
 };

@@ -11,10 +11,10 @@ namespace quorvin {
 namespace {
 
 /// Reads a line for each step; null stands for "not started".
-pid_t startDrawer(int steps, std::size_t total) {
+pid_t startDrawer(int steps, std::size_t total, const char* name) {
   const std::string size = std::to_string(total);
   const char* arguments[] = {"pv",         "--line-mode", "--size", size.c_str(),
-                             "--progress", "--eta",       "--name", "Importing",
+                             "--progress", "--eta",       "--name", name,
                              "--interval", "0.2",         nullptr};
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
@@ -29,13 +29,13 @@ pid_t startDrawer(int steps, std::size_t total) {
 
 }  // namespace
 
-ProgressBar::ProgressBar(std::size_t total) {
+ProgressBar::ProgressBar(std::size_t total, const char* name) {
   if (isatty(STDERR_FILENO) == 0) return;
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
   const FileDescriptor read(ends[0]);
   steps_ = FileDescriptor(ends[1]);
-  drawer_ = startDrawer(read.get(), total);
+  drawer_ = startDrawer(read.get(), total, name);
 }
 
 ProgressBar::~ProgressBar() {

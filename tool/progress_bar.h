@@ -13,8 +13,8 @@ namespace quorvin {
 /// terminal or the program is missing.
 class ProgressBar {
  public:
-  /// `total` steps make it full.
-  explicit ProgressBar(std::size_t total);
+  /// `total` steps make it full; `name` stands before it.
+  ProgressBar(std::size_t total, const char* name);
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
   /// Leaves the bar as it is, with the cursor below it.

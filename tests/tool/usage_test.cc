@@ -25,7 +25,7 @@ class Usage : public ToolFixture {
 TEST_F(Usage, EverySubcommandHasHelp) {
   const Ran all = quorvin({"--help"});
   EXPECT_EQ(all.status, 0);
-  for (const char* subcommand : {"import", "call", "authorize", "info"}) {
+  for (const char* subcommand : {"import", "call", "authorize", "trash", "check", "info"}) {
     EXPECT_NE(all.out.find(std::string("\n  ") + subcommand + " "), std::string::npos);
     const Ran one = quorvin({subcommand, "--help"});
     EXPECT_EQ(one.status, 0);
@@ -39,7 +39,7 @@ TEST_F(Usage, EverySubcommandTellsTheVersion) {
   const Ran version = quorvin({"--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out, "quorvin 0.1.0\n");
-  for (const char* subcommand : {"import", "call", "authorize", "info"}) {
+  for (const char* subcommand : {"import", "call", "authorize", "trash", "check", "info"}) {
     EXPECT_EQ(quorvin({subcommand, "--version"}).out, version.out) << subcommand;
   }
 }
@@ -54,6 +54,10 @@ TEST_F(Usage, MistakesAreNamedAndChangeNothing) {
   expectUsageError({"import", "--album", "", kGoodMedia}, "--album");
   expectUsageError({"call"}, "METHOD");
   expectUsageError({"call", "getPermission", "{}", "more"}, "more");
+  expectUsageError({"trash"}, "subcommand is required");
+  expectUsageError({"trash", "burn"}, "burn");
+  expectUsageError({"trash", "restore"}, "ID");
+  expectUsageError({"check", "--frob"}, "--frob");
   expectUsageError({"authorize"}, "STATUS");
   expectUsageError({"authorize", "Authorized"}, "limited");
   expectUsageError({"--library", "", "info"}, "--library");

@@ -1,0 +1,77 @@
+// quorvin check: whether the library is sound.
+#include "platform_linux/library/check.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "tool/commands.h"
+#include "tool/json.h"
+#include "tool/progress_bar.h"
+#include "tool/readable.h"
+#include "tool/text.h"
+
+namespace quorvin {
+namespace {
+
+bool isOpen(const LibraryFinding& finding) {
+  return !finding.isRepaired;
+}
+
+void printForPeople(const CheckReport& report) {
+  for (const LibraryFinding& finding : report.findings) {
+    std::printf("%s%s\n", printable(finding.sentence).c_str(),
+                finding.isRepaired ? " Repaired." : "");
+  }
+  std::printf("Checked %s with %s, %s: ", counted(report.assets, "asset", "assets").c_str(),
+              counted(report.originals, "original", "originals").c_str(),
+              readableSize(report.bytes).c_str());
+  const auto open = std::ranges::count_if(report.findings, isOpen);
+  const auto repaired = static_cast<std::int64_t>(report.findings.size()) - open;
+  if (report.findings.empty()) {
+    std::puts("all is well.");
+  } else if (repaired == 0) {
+    std::printf("%s.\n", counted(open, "problem", "problems").c_str());
+  } else {
+    std::printf("%s repaired, %s left.\n", counted(repaired, "problem", "problems").c_str(),
+                open == 0 ? "none" : grouped(open).c_str());
+  }
+}
+
+void printForPrograms(const CheckReport& report) {
+  auto findings = nlohmann::ordered_json::array();
+  for (const LibraryFinding& finding : report.findings) {
+    findings.push_back({{"kind", findingName(finding.kind)},
+                        {"sentence", finding.sentence},
+                        {"repaired", finding.isRepaired}});
+  }
+  const nlohmann::ordered_json json = {{"assets", report.assets},
+                                       {"originals", report.originals},
+                                       {"bytes", report.bytes},
+                                       {"findings", findings}};
+  std::puts(textOf(json, 2).c_str());
+}
+
+}  // namespace
+
+int CheckCommand::run() const {
+  // Nobody who stops listening to the bar ends the check.
+  const auto atBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
+  std::optional<ProgressBar> bar;
+  const auto report = checkLibrary(
+      library, {.repair = repair,
+                .originalsFound = [&bar](std::size_t total) { bar.emplace(total, "Checking"); },
+                .originalDone = [&bar] { bar->step(); }});
+  bar.reset();
+  std::signal(SIGPIPE, atBrokenPipe);
+  if (!report) {
+    complain(plainSentence(report.error()));
+    return kFailure;
+  }
+  json ? printForPrograms(*report) : printForPeople(*report);
+  return std::ranges::none_of(report->findings, isOpen) ? kSuccess : kFailure;
+}
+
+}  // namespace quorvin
