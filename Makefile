@@ -1,9 +1,9 @@
 # The two commands are `make demo` and `make test`; `make help` lists all.
 .DEFAULT_GOAL := help
-.PHONY: help demo test bench coverage fuzz clean
+.PHONY: help demo test crash-test bench coverage fuzz clean
 
 help: ## say what there is
-	@awk -F ':.*## ' '/^[a-z]+:.*## / { printf "make %-9s %s\n", $$1, $$2 }' Makefile
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-10s %s\n", $$1, $$2 }' Makefile
 
 demo: ## install, build, import media and show every method; PHOTOS=DIR takes your own
 	@scripts/demo.sh
@@ -11,6 +11,10 @@ demo: ## install, build, import media and show every method; PHOTOS=DIR takes yo
 test: ## install, build and run all tests
 	@scripts/install_dependencies.sh
 	@scripts/test.sh release
+
+crash-test: ## kill 2,000 processes and fail every call to the system while libraries change
+	@scripts/install_dependencies.sh
+	@scripts/crash_test.sh
 
 bench: ## measure beside the rivals, with ratios
 	@scripts/install_dependencies.sh

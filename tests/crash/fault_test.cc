@@ -1,0 +1,267 @@
+// One call to the system after the other goes wrong, in each way, in every change of a library:
+// the change is then there whole or not at all, as was answered, and the library is sound.
+//
+// QUORVIN_CRASH_THOROUGH=1 lets every call go wrong in every way, and not some.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "platform_linux/files/testing_folder.h"
+#include "platform_linux/library/testing_library.h"
+#include "tests/crash/changer_process.h"
+#include "tests/crash/library_state.h"
+
+namespace quorvin {
+namespace {
+
+constexpr std::chrono::seconds kPatience{60};
+constexpr int kMostCalls = 1000;
+
+using Kind = Fault::Kind;
+
+/// A way of going wrong.
+struct Way {
+  const char* calls;
+  Kind kind;
+  int errorNumber = 0;
+};
+
+constexpr Way kWays[] = {
+    {"any", Kind::kill},
+    {"write", Kind::killHalf},
+    {"pwrite", Kind::killHalf},
+    {"copy", Kind::killHalf},
+    {"any", Kind::failOn, EIO},       // the disk is gone
+    {"space", Kind::failOn, ENOSPC},  // the disk is full
+    {"write", Kind::fail, EIO},
+    {"write", Kind::fail, ENOSPC},
+    {"pwrite", Kind::fail, EIO},
+    {"pwrite", Kind::fail, ENOSPC},
+    {"fsync", Kind::fail, EIO},
+    {"fsync", Kind::fail, ENOSPC},
+    {"fdatasync", Kind::fail, EIO},
+    {"rename", Kind::fail, EIO},
+    {"rename", Kind::fail, ENOSPC},
+    {"unlink", Kind::fail, EIO},
+    {"mkdir", Kind::fail, EIO},
+    {"mkdir", Kind::fail, ENOSPC},
+    {"create", Kind::fail, EIO},
+    {"create", Kind::fail, ENOSPC},
+    {"copy", Kind::fail, EIO},
+    {"copy", Kind::fail, ENOSPC},
+    {"truncate", Kind::fail, EIO},
+};
+
+std::size_t sizeOfAlbums(const LibraryState& state) {
+  std::size_t assets = 0;
+  for (const auto& [identifier, album] : state.albums) assets += album.assets.size();
+  return assets;
+}
+
+/// A change, and how one sees that it was made.
+struct Operation {
+  const char* job;
+  bool (*isDone)(const LibraryState& before, const LibraryState& after);
+  /// Before the library is opened for it. May be null.
+  void (*prepare)(const std::string& library);
+};
+
+bool hasOneMore(const LibraryState& before, const LibraryState& after) {
+  return after.assets.size() == before.assets.size() + 1 && after.trash == before.trash;
+}
+
+const Operation kOperations[] = {
+    {"saveImage",
+     [](const LibraryState& before, const LibraryState& after) {
+       return hasOneMore(before, after) && after.albums == before.albums;
+     },
+     nullptr},
+    {"saveVideo",
+     [](const LibraryState& before, const LibraryState& after) {
+       return hasOneMore(before, after) && after.albums == before.albums;
+     },
+     nullptr},
+    {"saveIntoAlbum",
+     [](const LibraryState& before, const LibraryState& after) {
+       return hasOneMore(before, after) && sizeOfAlbums(after) == sizeOfAlbums(before) + 1;
+     },
+     nullptr},
+    {"createAlbum",
+     [](const LibraryState& before, const LibraryState& after) {
+       return after.albums.size() == before.albums.size() + 1 && after.assets == before.assets;
+     },
+     nullptr},
+    {"deleteAssets",
+     [](const LibraryState& before, const LibraryState& after) {
+       return after.assets.size() + 2 == before.assets.size() &&
+              after.trash.size() == before.trash.size() + 2;
+     },
+     nullptr},
+    {"restore",
+     [](const LibraryState& before, const LibraryState& after) {
+       return after.assets.size() == before.assets.size() + before.trash.size() &&
+              after.trash.empty();
+     },
+     nullptr},
+    {"emptyTrash",
+     [](const LibraryState& before, const LibraryState& after) {
+       return after.assets == before.assets && after.trash.empty();
+     },
+     nullptr},
+};
+
+class Faults : public testing::Test {
+ protected:
+  void SetUp() override {
+    ChangerProcess changer(prepared(), "prepare", 1);
+    ASSERT_EQ(changer.wait(kPatience), 0);
+    ASSERT_EQ(changer.lines().back().front(), "end");
+    ASSERT_EQ(findingsIn(prepared()), "");
+  }
+
+  std::string prepared() const { return folder_ / "prepared"; }
+
+  /// A new copy of what was prepared.
+  std::string library() {
+    std::filesystem::remove_all(library_);
+    library_ = folder_ / ("library" + std::to_string(++number_));
+    std::filesystem::copy(prepared(), library_, std::filesystem::copy_options::recursive);
+    return library_;
+  }
+  /// Where there is no library.
+  std::string nowhere() {
+    std::filesystem::remove_all(library_);
+    library_ = folder_ / ("library" + std::to_string(++number_));
+    return library_;
+  }
+
+  /// Runs `check` with the first, second, … call going wrong, until there is no such call.
+  void forEveryCall(const Way& way, const std::function<bool(const Fault&)>& check) {
+    // Not all calls of a quick run are the same ones from one way to the next.
+    const int step = std::getenv("QUORVIN_CRASH_THOROUGH") != nullptr ? 1 : 9;
+    const int first = step == 1 ? 1 : 1 + static_cast<int>(&way - kWays) % 4;
+    for (int number = first; number < kMostCalls; number += step) {
+      const Fault fault{way.calls, number, way.kind, way.errorNumber};
+      SCOPED_TRACE(std::string(way.calls) + " " + std::to_string(number) + " kind " +
+                   std::to_string(static_cast<int>(way.kind)) + " error " +
+                   std::to_string(way.errorNumber));
+      if (!check(fault)) return;
+      ++faults_;
+    }
+    ADD_FAILURE() << "it never ends";
+  }
+
+  void TearDown() override { RecordProperty("faults", faults_); }
+
+  /// What came of a run.
+  struct Outcome {
+    bool killed = false;
+    bool reached = false;
+    std::string error;  ///< that was answered
+    bool succeeded = false;
+  };
+
+  Outcome run(const std::string& library, const std::string& job, const Fault& fault) {
+    ChangerProcess changer(library, job, 1, fault);
+    const int status = changer.wait(kPatience);
+    Outcome outcome;
+    outcome.killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    outcome.reached = outcome.killed;
+    for (const Line& line : changer.lines()) {
+      if (line.front() == "error") outcome.error = line.size() > 1 ? line[1] : "?";
+      if (line.front() == "done") outcome.succeeded = true;
+      if (line.front() == "end") outcome.reached = line[1] == "reached";
+    }
+    const bool mayDie = fault.kind == Kind::kill || fault.kind == Kind::killHalf;
+    EXPECT_TRUE(status == 0 || (outcome.killed && mayDie)) << "it ended with " << status;
+    EXPECT_TRUE(outcome.killed || outcome.succeeded != !outcome.error.empty()) << outcome.error;
+    EXPECT_EQ(outcome.error.find("locked"), std::string::npos) << outcome.error;
+    return outcome;
+  }
+
+  TemporaryFolder folder_;
+  std::string library_ = folder_ / "library0";
+  int number_ = 0;
+  int faults_ = 0;
+};
+
+// That a change was refused is certain only as long as the disk still takes anything.
+bool isDiskGone(const Fault& fault) {
+  return fault.kind == Kind::failOn && fault.calls == "any";
+}
+
+class EveryChange : public Faults, public testing::WithParamInterface<Operation> {};
+
+TEST_P(EveryChange, IsThereWholeOrNotAtAll) {
+  const Operation& operation = GetParam();
+  const auto before = readState(library());
+  ASSERT_TRUE(before);
+  for (const Way& way : kWays) {
+    forEveryCall(way, [&](const Fault& fault) {
+      const std::string path = library();
+      const Outcome outcome = run(path, operation.job, fault);
+      EXPECT_EQ(findingsIn(path), "");
+      auto after = readState(path);
+      EXPECT_TRUE(after) << after.error().localizedDescription;
+      if (!after) return outcome.reached;
+      for (auto& [identifier, asset] : after->assets) {
+        EXPECT_TRUE(isWhole(asset)) << identifier;
+        // The paths of two copies of a library differ.
+        const auto known = before->assets.find(identifier);
+        if (known != before->assets.end()) asset = known->second;
+      }
+      const bool isDone = operation.isDone(*before, *after);
+      const bool isUntouched = *before == *after;
+      EXPECT_NE(isDone, isUntouched) << outcome.error;
+      EXPECT_TRUE(isDone || !outcome.succeeded);
+      EXPECT_TRUE(isUntouched || outcome.error.empty() || isDiskGone(fault)) << outcome.error;
+      return outcome.reached;
+    });
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, EveryChange, testing::ValuesIn(kOperations),
+                         [](const auto& info) { return std::string(info.param.job); });
+
+TEST_F(Faults, WhileALibraryIsMadeLeaveOneThatCanBeMade) {
+  for (const Way& way : kWays) {
+    forEveryCall(way, [&](const Fault& fault) {
+      const std::string path = nowhere();
+      const Outcome outcome = run(path, "open", fault);
+      const auto after = readState(path);
+      EXPECT_TRUE(after) << after.error().localizedDescription;
+      EXPECT_EQ(findingsIn(path), "");
+      return outcome.reached;
+    });
+  }
+}
+
+TEST_F(Faults, WhileOldTrashGoesTakeItWholeOrLeaveIt) {
+  const auto before = readState(prepared());
+  ASSERT_TRUE(before);
+  ASSERT_FALSE(before->trash.empty());
+  Gardener(prepared()).run("UPDATE assets SET trashed_ns = 1 WHERE trashed_ns IS NOT NULL");
+  for (const Way& way : kWays) {
+    forEveryCall(way, [&](const Fault& fault) {
+      const std::string path = library();
+      const Outcome outcome = run(path, "open", fault);
+      EXPECT_EQ(findingsIn(path), "");
+      const auto after = readState(path);
+      EXPECT_TRUE(after) << after.error().localizedDescription;
+      if (!after) return outcome.reached;
+      EXPECT_TRUE(after->trash.empty());
+      EXPECT_EQ(after->assets.size(), before->assets.size());
+      EXPECT_EQ(filesBelow(path + "/originals").size(), before->assets.size());
+      return outcome.reached;
+    });
+  }
+}
+
+}  // namespace
+}  // namespace quorvin
