@@ -24,7 +24,11 @@ const std::vector<Value>& oneOfEachKind() {
                                             Value(std::vector<std::int64_t>{1}),
                                             Value(std::vector<float>{1}),
                                             Value(std::vector<double>{1}),
+                                            Value(List{}),
                                             Value(List{Value(1)}),
+                                            Value(List{Value("1"), Value("2"_lit)}),
+                                            Value(List{Value("1"), Value(1)}),
+                                            Value(List{Value("1"), Value()}),
                                             Value(Map{{Value("1"), Value(1)}})};
   return values;
 }
@@ -34,6 +38,10 @@ bool isTaken(Takes takes, const Value& value) {
   switch (takes) {
     case Takes::text:
       return value.isText();
+    case Takes::texts: {
+      const auto* list = value.as<List>();
+      return list != nullptr && std::ranges::all_of(*list, &Value::isText);
+    }
     case Takes::integer:
       return isInteger;
     case Takes::number:

@@ -31,7 +31,7 @@ class PluginTest : public testing::Test {
 
 /// An argument that a method requires, and what it takes.
 struct RequiredArgument {
-  enum class Takes { text, integer, number, boolean };
+  enum class Takes { text, texts, integer, number, boolean };
   std::string key;
   Takes takes;
 };

@@ -24,6 +24,28 @@ TEST(Arguments, ReadEachKindOfItsOwnType) {
   EXPECT_EQ(number, 2.5);
 }
 
+TEST(Arguments, ReadAListOfTexts) {
+  const Value map = Map{{"texts", List{"a", "b"_lit, ""}}, {"none", List{}}};
+  std::vector<std::string> texts = {"before"};
+  EXPECT_TRUE(Arguments(map).strings("texts", texts));
+  EXPECT_EQ(texts, (std::vector<std::string>{"a", "b", ""}));
+  EXPECT_TRUE(Arguments(map).strings("none", texts));
+  EXPECT_TRUE(texts.empty());
+}
+
+TEST(Arguments, RefuseAListOfOtherThingsWhole) {
+  for (const Value& value : {Value(List{"a", Value(1)}), Value(List{Value(1), "a"}),
+                             Value(List{Value()}), Value(List{Value(List{"a"})}),
+                             Value(std::vector<std::int32_t>{}), Value(std::vector<double>{1}),
+                             Value(ByteBuffer({97})), Value("a"), Value(Map{}), Value()}) {
+    const Value map = Map{{"texts", value}};
+    std::vector<std::string> texts = {"before"};
+    EXPECT_FALSE(Arguments(map).strings("texts", texts));
+    EXPECT_FALSE(Arguments(map).strings("missing", texts));
+    EXPECT_EQ(texts, std::vector<std::string>{"before"});
+  }
+}
+
 TEST(Arguments, TakeAnIntegerWhereANumberIsWanted) {
   const Value map = Map{{"whole", std::numeric_limits<std::int64_t>::max()}};
   double number = 0;

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "testing/fakes/fake_photo_library.h"
-#include "testing/fakes/samples.h"
 
 namespace quorvin {
 
@@ -29,9 +28,12 @@ class FakePhotoLibrary::ChangeRequests : public PHChangeRequests {
   }
 
   void deleteAssets(const PHFetchResult<PHAsset>& assets) override {
-    library_.log_.add("deleteAssets of " + std::to_string(assets.count()));
-    assets.enumerateObjectsUsingBlock([this](const PHAsset& asset) {
-      steps_.push_back([this, id = asset.localIdentifier] { library_.removeAsset(id); });
+    std::vector<std::string> identifiers;
+    assets.enumerateObjectsUsingBlock(
+        [&identifiers](const PHAsset& asset) { identifiers.push_back(asset.localIdentifier); });
+    library_.log_.add("deleteAssets " + describe(identifiers));
+    steps_.push_back([this, identifiers = std::move(identifiers)] {
+      for (const std::string& id : identifiers) library_.removeAsset(id);
     });
   }
 
@@ -44,39 +46,49 @@ class FakePhotoLibrary::ChangeRequests : public PHChangeRequests {
                             .assetCollectionSubtype = PHAssetCollectionSubtype::albumRegular,
                             .localizedTitle = title};
     PHObjectPlaceholder placeholder{album.localIdentifier};
+    createdAlbums_.push_back(album.localIdentifier);
     steps_.push_back([this, album = std::move(album)] { library_.addCollection(album, {}); });
     return placeholder;
   }
 
   bool addAssets(const PHAssetCollection& album,
                  std::span<const PHObjectPlaceholder> assets) override {
-    library_.log_.add("addAssets to " + album.localIdentifier);
+    std::vector<std::string> identifiers;
+    for (const PHObjectPlaceholder& asset : assets) identifiers.push_back(asset.localIdentifier);
+    library_.log_.add("addAssets " + describe(identifiers) + " to " + album.localIdentifier);
     if (!library_.albumsTakeChanges) return false;
-    for (const PHObjectPlaceholder& asset : assets) {
-      steps_.push_back([this, id = album.localIdentifier, asset] {
-        const std::lock_guard guard(library_.mutex_);
-        if (StoredCollection* stored = library_.collectionOf(id)) {
-          stored->members.push_back(asset.localIdentifier);
-        }
-      });
-    }
+    if (album.assetCollectionType != PHAssetCollectionType::album) return false;
+    changedAlbums_.push_back(album.localIdentifier);
+    steps_.push_back([this, album = album.localIdentifier, identifiers = std::move(identifiers)] {
+      for (const std::string& id : identifiers) library_.addMember(album, id);
+    });
     return true;
   }
 
-  void apply() {
+  /// All steps, or none when an album has gone.
+  std::optional<NSError> apply() {
+    for (const std::string& album : changedAlbums_) {
+      if (std::ranges::find(createdAlbums_, album) != createdAlbums_.end()) continue;
+      if (!library_.hasCollection(album)) return NSError{"Library", 3201, "The album has gone."};
+    }
     for (const auto& step : steps_) step();
+    return std::nullopt;
   }
 
  private:
   std::optional<PHObjectPlaceholder> creationOf(PHAssetMediaType type) {
     if (library_.creationRequestsFail) return std::nullopt;
-    PHAsset asset = quorvin::assetOf(type, library_.newIdentifier());
+    PHAsset asset = library_.createdAsset;
+    asset.localIdentifier = library_.newIdentifier();
+    asset.mediaType = type;
     PHObjectPlaceholder placeholder{asset.localIdentifier};
     steps_.push_back([this, asset = std::move(asset)] { library_.addAsset(asset); });
     return placeholder;
   }
 
   FakePhotoLibrary& library_;
+  std::vector<std::string> createdAlbums_;
+  std::vector<std::string> changedAlbums_;
   std::vector<std::function<void()>> steps_;
 };
 
@@ -85,12 +97,20 @@ void FakePhotoLibrary::performChanges(
     std::function<void(bool success, std::optional<NSError> error)> completionHandler) {
   log_.add("performChanges");
   changes.async([this, block = std::move(changeBlock), completion = std::move(completionHandler)] {
-    ChangeRequests requests(*this);
-    block(requests);
-    const std::optional<NSError> error = std::exchange(nextChangeFails, std::nullopt);
-    if (!error) requests.apply();
-    changes.async([completion, error] { completion(!error, error); });
+    std::optional<NSError> error = perform(block);
+    bool success = !error;
+    if (beforeCompletion) beforeCompletion(success, error);
+    changes.async([completion, success, error] { completion(success, error); });
   });
+}
+
+std::optional<NSError> FakePhotoLibrary::perform(
+    const std::function<void(PHChangeRequests&)>& block) {
+  if (!isReadable()) return NSError{"Library", 3311, "Nobody allowed it."};
+  ChangeRequests requests(*this);
+  block(requests);
+  if (auto error = std::exchange(nextChangeFails, std::nullopt)) return error;
+  return requests.apply();
 }
 
 }  // namespace quorvin

@@ -9,12 +9,6 @@
 namespace quorvin {
 namespace {
 
-std::string join(std::span<const std::string> texts) {
-  std::string joined;
-  for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
-  return "[" + joined + "]";
-}
-
 bool contains(std::span<const std::string> texts, const std::string& text) {
   return std::ranges::find(texts, text) != texts.end();
 }
@@ -46,6 +40,13 @@ void FakePhotoLibrary::addCollectionOfEverything(PHAssetCollection collection) {
   const std::lock_guard guard(mutex_);
   collections_.push_back(
       {std::make_shared<const PHAssetCollection>(std::move(collection)), true, {}});
+}
+
+void FakePhotoLibrary::removeCollection(const std::string& identifier) {
+  const std::lock_guard guard(mutex_);
+  std::erase_if(collections_, [&identifier](const StoredCollection& stored) {
+    return stored.collection->localIdentifier == identifier;
+  });
 }
 
 std::vector<std::string> FakePhotoLibrary::assetIdentifiers() const {
@@ -86,8 +87,9 @@ FetchResult<PHAsset> FakePhotoLibrary::fetchAssetsWithLocalIdentifiers(
   PHFetchOptions all = options != nullptr ? *options : PHFetchOptions{};
   all.includeHiddenAssets = true;
   all.includeAllBurstAssets = true;
-  return fetched("fetchAssetsWithLocalIdentifiers " + join(identifiers) + " " + describe(options),
-                 std::move(found), &all);
+  return fetched(
+      "fetchAssetsWithLocalIdentifiers " + describe(identifiers) + " " + describe(options),
+      std::move(found), &all);
 }
 
 FetchResult<PHAsset> FakePhotoLibrary::fetchAssetsInAssetCollection(
@@ -153,9 +155,9 @@ FetchResult<PHAssetCollection> FakePhotoLibrary::fetchAssetCollectionsWithLocalI
       }
     }
   }
-  return fetched(
-      "fetchAssetCollectionsWithLocalIdentifiers " + join(identifiers) + " " + describe(options),
-      std::move(found), options);
+  return fetched("fetchAssetCollectionsWithLocalIdentifiers " + describe(identifiers) + " " +
+                     describe(options),
+                 std::move(found), options);
 }
 
 bool FakePhotoLibrary::isReadable() const {
@@ -174,6 +176,18 @@ FakePhotoLibrary::StoredCollection* FakePhotoLibrary::collectionOf(const std::st
         return stored.collection->localIdentifier == identifier;
       });
   return found == collections_.end() ? nullptr : &*found;
+}
+
+bool FakePhotoLibrary::hasCollection(const std::string& identifier) {
+  const std::shared_lock guard(mutex_);
+  return collectionOf(identifier) != nullptr;
+}
+
+void FakePhotoLibrary::addMember(const std::string& collection, const std::string& asset) {
+  const std::lock_guard guard(mutex_);
+  StoredCollection* stored = collectionOf(collection);
+  if (stored == nullptr || contains(stored->members, asset)) return;
+  stored->members.push_back(asset);
 }
 
 FetchResult<PHAsset> FakePhotoLibrary::fetched(const std::string& event, Assets assets,

@@ -30,6 +30,7 @@ class FakePhotoLibrary : public PHPhotoLibrary, public PHPhotoLibraryChanges {
   void addCollection(PHAssetCollection collection, std::vector<std::string> members);
   /// A collection of every asset, also of those added later.
   void addCollectionOfEverything(PHAssetCollection collection);
+  void removeCollection(const std::string& identifier);
   std::vector<std::string> assetIdentifiers() const;
   std::vector<std::string> membersOf(const std::string& collection) const;
 
@@ -45,11 +46,16 @@ class FakePhotoLibrary : public PHPhotoLibrary, public PHPhotoLibraryChanges {
   /// The handlers that wait for the user, oldest first.
   std::vector<std::function<void(PHAuthorizationStatus)>> authorizationRequests;
 
-  // Changes. Each runs as two items of `changes`: the block, then the completion.
+  // Changes. Each runs as two items of `changes`: the block, unless nobody allows it, then the
+  // completion.
   ManualQueue changes;
   std::optional<NSError> nextChangeFails;  ///< used up by one change
   bool creationRequestsFail = false;       ///< no placeholder
-  bool albumsTakeChanges = true;
+  bool albumsTakeChanges = true;           ///< smart albums never do
+  /// What creation requests make, but for the identifier and the media type.
+  PHAsset createdAsset;
+  /// What happens once a change is over; it may alter what the completion is told.
+  std::function<void(bool& success, std::optional<NSError>& error)> beforeCompletion;
 
   // PHPhotoLibrary
   PHAuthorizationStatus authorizationStatus() override;
@@ -79,6 +85,10 @@ class FakePhotoLibrary : public PHPhotoLibrary, public PHPhotoLibraryChanges {
   };
 
   bool isReadable() const;
+  std::optional<NSError> perform(const std::function<void(PHChangeRequests&)>& block);
+  bool hasCollection(const std::string& identifier);
+  /// At the end, unless it is one already.
+  void addMember(const std::string& collection, const std::string& asset);
   std::shared_ptr<const PHAsset> assetOf(const std::string& identifier) const;
   StoredCollection* collectionOf(const std::string& identifier);
   FetchResult<PHAsset> fetched(const std::string& event, Assets assets,

@@ -72,6 +72,12 @@ std::string describe(const PHFetchOptions* options) {
   return "{" + text + "}";
 }
 
+std::string describe(std::span<const std::string> identifiers) {
+  std::string text;
+  for (const std::string& each : identifiers) text += (text.empty() ? "" : ", ") + each;
+  return "[" + text + "]";
+}
+
 Assets applyToAssets(const PHFetchOptions* options, Assets assets, const OnMisuse& onMisuse) {
   static const PHFetchOptions defaults;
   if (options == nullptr) options = &defaults;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ using Collections = std::vector<std::shared_ptr<const PHAssetCollection>>;
 
 /// One line for the log: "none" for no options, else what differs from the defaults.
 std::string describe(const PHFetchOptions* options);
+/// "[a, b]"
+std::string describe(std::span<const std::string> identifiers);
 
 /// Leaves out hidden assets and unpicked burst members where the options do, then filters, sorts
 /// and limits. `assets` come in their own order. Only the predicate texts that this system uses are

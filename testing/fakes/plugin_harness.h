@@ -54,9 +54,13 @@ class PluginHarness {
 
   /// Hands the call to the delegate on this thread; queued work waits.
   RecordedReply call(const std::string& method, Value arguments = {});
-  /// The same, and then runs all queued work.
+  /// The same, and then runs all queued work, changes of the library too.
   RecordedReply answer(const std::string& method, Value arguments = {});
-  void runToEnd() { platform.dispatch.runToEnd(); }
+  void runToEnd() {
+    do {
+      platform.dispatch.runToEnd();
+    } while (library.changes.runNextOnNewThread());
+  }
 
   SwiftQuorvinPlugin& plugin();
   ImageManagerPeer manager();
