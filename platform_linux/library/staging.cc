@@ -22,12 +22,17 @@ namespace fs = std::filesystem;
 
 constexpr const char* kListName = "/originals.list";
 
-bool writeAll(int fd, std::string_view bytes) {
+// A list is made of this many bytes, empty lines, so that what is written to it later changes
+// neither its size nor its place, and is durable in one step.
+constexpr std::size_t kListSize = 4096;
+
+bool writeAt(int fd, std::string_view bytes, std::int64_t offset) {
   while (!bytes.empty()) {
-    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    const ssize_t written = ::pwrite(fd, bytes.data(), bytes.size(), offset);
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));
+    offset += written;
   }
   return true;
 }
@@ -77,13 +82,17 @@ Result<std::unique_ptr<Staging>> Staging::begin(const LibraryFolder& folder) {
   const std::string failure = "The library “" + folder.root + "” cannot take in files";
   if (::mkdir(path.c_str(), 0700) != 0) return systemError(failure, errno);
   FileDescriptor list(
-      ::open((path + kListName).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600));
+      ::open((path + kListName).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!list) {
     const int reason = errno;
     ::rmdir(path.c_str());
     return systemError(failure, reason);
   }
   std::unique_ptr<Staging> staging(new Staging(*std::move(lock), path, std::move(list)));
+  const int listed = staging->list_.get();
+  if (!writeAt(listed, std::string(kListSize, '\n'), 0) || ::fsync(listed) != 0) {
+    return systemError(failure, errno);
+  }
   for (const std::string& made : {path, folder.incoming()}) {
     if (auto synced = syncFolder(made); !synced) return synced.error();
   }
@@ -98,15 +107,17 @@ Staging::~Staging() {
 Result<Null> Staging::announce(const std::vector<std::string>& paths) {
   std::string lines;
   for (const std::string& path : paths) lines += path + "\n";
-  if (!writeAll(list_.get(), lines) || ::fdatasync(list_.get()) != 0) {
+  if (!writeAt(list_.get(), lines, listed_) || ::fdatasync(list_.get()) != 0) {
     return systemError("The files to be moved cannot be listed", errno);
   }
+  listed_ += static_cast<std::int64_t>(lines.size());
   return Null{};
 }
 
 void Staging::forget() {
   // Should it fail, the list says more than it needs to, which does no harm.
-  (void)!::ftruncate(list_.get(), 0);
+  writeAt(list_.get(), std::string(static_cast<std::size_t>(listed_), '\n'), 0);
+  listed_ = 0;
 }
 
 std::set<std::string> announcedOriginals(const LibraryFolder& folder) {

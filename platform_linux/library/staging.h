@@ -1,6 +1,7 @@
 // Files on their way into a library.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
@@ -42,6 +43,7 @@ class Staging {
   LibraryLock lock_;
   const std::string path_;
   FileDescriptor list_;
+  std::int64_t listed_ = 0;  ///< bytes of the list that are in use
 };
 
 /// The paths that all stagings there are, under way or left by a crash, have listed.
