@@ -194,6 +194,7 @@ TEST(LibraryOpen, LeavesTheFilesOfAnImportThatIsRunning) {
   writeFile(test.folder / "library/originals/AB/new.jpg", "bytes");
   test.open();
   EXPECT_TRUE(fs::exists(test.folder / "library/originals/AB/new.jpg"));
+  (*staging)->forget();
   staging->reset();
   EXPECT_TRUE(fs::is_empty(test.folder / "library/incoming"));
 }
