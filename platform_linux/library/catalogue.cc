@@ -211,7 +211,8 @@ std::shared_ptr<const Overview> Catalogue::readOverview(std::int64_t version) {
   return overview;
 }
 
-Result<Null> Catalogue::change(const std::function<Result<Null>(Database&)>& body) {
+Result<Null> Catalogue::change(const std::function<Result<Null>(Database&)>& body,
+                               bool* isUncertain) {
   NSLockHolder holder(writerLock_);
   const auto lock = LibraryLock::acquire(folder_.lockFile(), LibraryLock::Area::writer,
                                          LibraryLock::Mode::exclusive);
@@ -223,10 +224,17 @@ Result<Null> Catalogue::change(const std::function<Result<Null>(Database&)>& bod
   }
   const std::string failure = "The change cannot be stored";
   if (!writer_->prepare("BEGIN IMMEDIATE").run()) return writer_->lastError(failure);
-  auto outcome = body(*writer_);
-  if (outcome && !writer_->prepare("COMMIT").run()) outcome = writer_->lastError(failure);
-  if (!outcome) writer_->execute("ROLLBACK");
-  return outcome;
+  const auto outcome = body(*writer_);
+  if (!outcome) {
+    writer_->execute("ROLLBACK");
+    return outcome;
+  }
+  if (writer_->prepare("COMMIT").run()) return outcome;
+  const NSError error = writer_->lastError(failure);
+  writer_->execute("ROLLBACK");
+  const bool isSettled = writer_->settleLog();
+  if (isUncertain != nullptr) *isUncertain = !isSettled;
+  return error;
 }
 
 }  // namespace quorvin

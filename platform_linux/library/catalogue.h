@@ -78,8 +78,10 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   ListingCache& listings() { return listings_; }
 
   /// Runs `body` as one durable transaction, as the only writer of all processes. What it returns
-  /// decides: an error rolls back. Waits a few seconds for another writer.
-  Result<Null> change(const std::function<Result<Null>(Database&)>& body);
+  /// decides: an error rolls back. Waits a few seconds for another writer. `isUncertain`, if given,
+  /// becomes true when the change failed in such a way that the next opening may yet find it done.
+  Result<Null> change(const std::function<Result<Null>(Database&)>& body,
+                      bool* isUncertain = nullptr);
 
  private:
   Catalogue(LibraryFolder folder, LibraryLock presence);

@@ -84,25 +84,39 @@ std::optional<NSError> ChangeApplier::apply(const std::vector<ChangeRequest>& re
   if (requests.empty()) return std::nullopt;
   std::vector<Creation> creations;
   Result<Null> done = Null{};
+  bool isUncertain = false;
   if (needsStaging(requests)) {
     done = makeReady();
     if (done) done = copyFiles(requests, creations);
     if (done) done = placeFiles(creations);
   }
   if (done) {
-    done = catalogue_.change([&requests, &creations, status](Database& database) {
-      return store(database, requests, creations, status);
-    });
+    done = catalogue_.change(
+        [&requests, &creations, status](Database& database) {
+          return store(database, requests, creations, status);
+        },
+        &isUncertain);
   }
-  if (!done) {
-    for (const Creation& creation : creations) {
-      OriginalCopies::remove(creation.main);
-      if (creation.pairedVideo) OriginalCopies::remove(*creation.pairedVideo);
+  if (!creations.empty()) {
+    if (done || (!isUncertain && removeFiles(creations))) {
+      staging_->forget();
+    } else {
+      // The next opening sees which of the files are needed.
+      copies_.reset();
+      staging_.reset();
     }
   }
-  if (!creations.empty()) staging_->forget();
   if (done) return std::nullopt;
   return done.error();
+}
+
+bool ChangeApplier::removeFiles(const std::vector<Creation>& creations) {
+  bool gone = true;
+  for (const Creation& creation : creations) {
+    gone = OriginalCopies::remove(creation.main) && gone;
+    if (creation.pairedVideo) gone = OriginalCopies::remove(*creation.pairedVideo) && gone;
+  }
+  return gone;
 }
 
 Result<Null> ChangeApplier::store(Database& database, const std::vector<ChangeRequest>& requests,

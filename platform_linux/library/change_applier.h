@@ -44,6 +44,8 @@ class ChangeApplier {
   Result<ImportFile> look(const CreateAsset& request);
   Result<Creation> copyFile(const CreateAsset& request);
   Result<Null> placeFiles(std::vector<Creation>& creations);
+  /// False when one is still there.
+  static bool removeFiles(const std::vector<Creation>& creations);
   static Result<Null> store(Database& database, const std::vector<ChangeRequest>& requests,
                             const std::vector<Creation>& creations, PHAuthorizationStatus status);
 

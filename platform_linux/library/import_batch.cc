@@ -105,18 +105,22 @@ Result<Null> ImportBatch::place() {
 
 Result<ImportBatch::Committed> ImportBatch::commit() {
   Committed committed;
+  bool isUncertain = false;
   auto done = place();
   if (done) {
-    done = catalogue_.change([this, &committed](Database& database) -> Result<Null> {
-      for (Unit& unit : units_) {
-        if (!store(database, unit, committed)) {
-          return database.lastError("The files cannot be stored");
-        }
-      }
-      return Null{};
-    });
+    done = catalogue_.change(
+        [this, &committed](Database& database) -> Result<Null> {
+          for (Unit& unit : units_) {
+            if (!store(database, unit, committed)) {
+              return database.lastError("The files cannot be stored");
+            }
+          }
+          return Null{};
+        },
+        &isUncertain);
   }
-  removeFiles(static_cast<bool>(done));
+  if (isUncertain || !removeFiles(static_cast<bool>(done))) isAnyLeft_ = true;
+  if (!isAnyLeft_) staging_.forget();
   units_.clear();
   bytes_ = 0;
   parts_ = 0;
@@ -124,12 +128,15 @@ Result<ImportBatch::Committed> ImportBatch::commit() {
   return committed;
 }
 
-void ImportBatch::removeFiles(bool onlyUnneeded) {
+bool ImportBatch::removeFiles(bool onlyUnneeded) {
+  bool gone = true;
   for (Unit& unit : units_) {
     for (const std::optional<Part>* part : {&unit.main, &unit.pairedVideo}) {
-      if (*part && (!onlyUnneeded || (*part)->isUnneeded)) OriginalCopies::remove((*part)->copy);
+      if (!*part || (onlyUnneeded && !(*part)->isUnneeded)) continue;
+      gone = OriginalCopies::remove((*part)->copy) && gone;
     }
   }
+  return gone;
 }
 
 }  // namespace quorvin

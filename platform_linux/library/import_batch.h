@@ -32,6 +32,7 @@ class ImportBatch {
   ImportBatch(Catalogue& catalogue, Staging& staging, const std::optional<std::string>& album,
               std::set<std::string>& newBursts)
       : catalogue_(catalogue),
+        staging_(staging),
         copies_(catalogue.folder(), staging),
         album_(album),
         newBursts_(newBursts) {}
@@ -78,15 +79,18 @@ class ImportBatch {
                                          Committed& committed);
   void findExisting(Database& database, Part& part);
   bool settle(Database& database, const std::string& burst);
-  void removeFiles(bool onlyUnneeded);
+  /// False when one is still there.
+  bool removeFiles(bool onlyUnneeded);
 
   Catalogue& catalogue_;
+  Staging& staging_;
   OriginalCopies copies_;
   const std::optional<std::string>& album_;
   std::set<std::string>& newBursts_;  // those that this import brought in
   std::vector<Unit> units_;
   std::int64_t bytes_ = 0;
   std::size_t parts_ = 0;
+  bool isAnyLeft_ = false;  ///< the next opening sees which files are needed
 };
 
 }  // namespace quorvin

@@ -208,8 +208,8 @@ Result<Null> OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
   return Null{};
 }
 
-void OriginalCopies::remove(const OriginalCopy& copy) {
-  if (!copy.place.empty()) ::unlink(copy.place.c_str());
+bool OriginalCopies::remove(const OriginalCopy& copy) {
+  return copy.place.empty() || ::unlink(copy.place.c_str()) == 0 || errno == ENOENT;
 }
 
 }  // namespace quorvin

@@ -48,8 +48,8 @@ class OriginalCopies {
   /// of them may be there.
   Result<Null> place(const std::vector<OriginalCopy*>& copies);
 
-  /// Removes the copy from wherever it is.
-  static void remove(const OriginalCopy& copy);
+  /// Removes the copy from wherever it is. False when it is still there.
+  static bool remove(const OriginalCopy& copy);
 
  private:
   Result<Null> copyInto(OriginalCopy& copy, int source, std::int64_t offset, std::int64_t length);

@@ -190,6 +190,11 @@ bool Database::collect(Statement& statement, std::vector<std::int64_t>& into) {
   return !statement.failed();
 }
 
+bool Database::settleLog() {
+  const auto version = integer("PRAGMA user_version");
+  return version && execute("PRAGMA user_version=" + std::to_string(*version));
+}
+
 std::int64_t Database::lastInsertedRow() const {
   return sqlite3_last_insert_rowid(connection_);
 }

@@ -103,6 +103,10 @@ class Database {
   int changedRows() const;
   /// The last failure, as the library tells it: out of space, locked, damaged or else.
   NSError lastError(std::string_view sentence) const;
+  /// After a commit that failed: part of it may stand in the log, whole, and would count when the
+  /// log is next read from its start. Makes it void by writing on in its place. What is read
+  /// afterwards is what will be read ever after. False when that could not be made durable either.
+  bool settleLog();
   /// True when the last failure says that the file is no sound database.
   bool isDamaged() const;
 

@@ -59,7 +59,8 @@ bool removeUnnamed(Database& database, const LibraryFolder& folder,
     named.bind(path);
     const bool isNamed = named.next();
     if (named.failed()) return false;
-    if (!isNamed) ::unlink((folder.originals() + "/" + path).c_str());
+    if (isNamed) continue;
+    if (::unlink((folder.originals() + "/" + path).c_str()) != 0 && errno != ENOENT) return false;
   }
   return true;
 }
@@ -100,13 +101,16 @@ Result<std::unique_ptr<Staging>> Staging::begin(const LibraryFolder& folder) {
 }
 
 Staging::~Staging() {
+  if (isListing_) return;
   std::error_code error;
   fs::remove_all(path_, error);
 }
 
 Result<Null> Staging::announce(const std::vector<std::string>& paths) {
-  std::string lines;
+  // What was cut short before is no part of the first path.
+  std::string lines = "\n";
   for (const std::string& path : paths) lines += path + "\n";
+  isListing_ = true;
   if (!writeAt(list_.get(), lines, listed_) || ::fdatasync(list_.get()) != 0) {
     return systemError("The files to be moved cannot be listed", errno);
   }
@@ -116,8 +120,8 @@ Result<Null> Staging::announce(const std::vector<std::string>& paths) {
 
 void Staging::forget() {
   // Should it fail, the list says more than it needs to, which does no harm.
-  writeAt(list_.get(), std::string(static_cast<std::size_t>(listed_), '\n'), 0);
-  listed_ = 0;
+  isListing_ = !writeAt(list_.get(), std::string(static_cast<std::size_t>(listed_), '\n'), 0);
+  if (!isListing_) listed_ = 0;
 }
 
 std::set<std::string> announcedOriginals(const LibraryFolder& folder) {
@@ -140,8 +144,9 @@ void sweepStaging(const LibraryFolder& folder) {
   const auto staging = LibraryLock::tryAcquire(folder.lockFile(), LibraryLock::Area::staging,
                                                LibraryLock::Mode::exclusive);
   if (!writer || !staging) return;
-  const auto database = Database::open(folder.catalogue(), Database::Use::read);
-  if (!database) return;
+  const auto database = Database::open(folder.catalogue(), Database::Use::write);
+  // Nothing goes by rows that may yet turn out otherwise.
+  if (!database || !(*database)->settleLog()) return;
   for (fs::directory_iterator entry(folder.incoming(), error), end; !error && entry != end;
        entry.increment(error)) {
     const std::string path = entry->path().string();

@@ -19,12 +19,13 @@ namespace quorvin {
 Result<Null> syncFolder(const std::string& path);
 
 /// A folder under `incoming/` for files that are being copied. It also lists the originals that
-/// have, or are about to have, no row in the catalogue; whoever sweeps after a crash removes those
-/// of them that no row names, and nothing else. One thread.
+/// have, or are about to have, no row in the catalogue; whoever sweeps later removes those of them
+/// that no row names, and nothing else. One thread.
 class Staging {
  public:
   static Result<std::unique_ptr<Staging>> begin(const LibraryFolder& folder);
-  /// Removes the folder with all that is still in it.
+  /// Removes the folder with all that is still in it, or, where the list was not forgotten, leaves
+  /// it to the next opening.
   ~Staging();
   Staging(const Staging&) = delete;
   Staging& operator=(const Staging&) = delete;
@@ -44,6 +45,7 @@ class Staging {
   const std::string path_;
   FileDescriptor list_;
   std::int64_t listed_ = 0;  ///< bytes of the list that are in use
+  bool isListing_ = false;
 };
 
 /// The paths that all stagings there are, under way or left by a crash, have listed.

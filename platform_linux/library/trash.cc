@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -86,21 +87,27 @@ Result<Doomed> dropRows(Catalogue& catalogue, Staging& staging, std::int64_t unt
   return doomed;
 }
 
-void removeFiles(const LibraryFolder& folder, const Doomed& doomed) {
+// False when an original is still there. Previews that are do no harm.
+bool removeFiles(const LibraryFolder& folder, const Doomed& doomed) {
+  bool gone = true;
   for (const std::string& path : doomed.originals) {
-    ::unlink((folder.originals() + "/" + path).c_str());
+    gone = (::unlink((folder.originals() + "/" + path).c_str()) == 0 || errno == ENOENT) && gone;
   }
   for (const std::string& uuid : doomed.uuids) removeDerivatives(folder, uuid);
+  return gone;
 }
 
 Result<EmptiedTrash> dropTrashed(Catalogue& catalogue, std::int64_t until) {
   auto staging = Staging::begin(catalogue.folder());
   if (!staging) return staging.error();
   EmptiedTrash emptied;
+  bool gone = true;
   for (;;) {
     const auto doomed = dropRows(catalogue, **staging, until);
     if (!doomed) return doomed.error();
-    removeFiles(catalogue.folder(), *doomed);
+    gone = removeFiles(catalogue.folder(), *doomed) && gone;
+    // Else the next opening removes the rest.
+    if (gone) (*staging)->forget();
     emptied.assets += doomed->assets;
     emptied.bytes += doomed->bytes;
     if (doomed->assets < static_cast<std::size_t>(kAssetsAtOnce)) return emptied;

@@ -102,7 +102,9 @@ void Ledger::compareAlbums(const LibraryState& state) {
   }
   for (const auto& [identifier, album] : state.albums) {
     if (albums_.contains(identifier)) continue;
-    EXPECT_TRUE(takePending({"album", album.title})) << "nobody made the album " << identifier;
+    EXPECT_TRUE(takePending({"album", album.title}))
+        << "nobody made the album " << identifier
+        << "; under way: " << testing::PrintToString(pending_);
     albums_[identifier] = album.title;
   }
 }
@@ -117,7 +119,9 @@ void Ledger::compareAssets(const LibraryState& state) {
     EXPECT_TRUE(isWhole(asset)) << identifier;
     if (assets_.contains(identifier)) continue;
     const std::string album = albumOf(state, identifier);
-    EXPECT_TRUE(takePending(saveOf(asset.name, album))) << "nobody saved " << identifier;
+    EXPECT_TRUE(takePending(saveOf(asset.name, album)))
+        << "nobody saved " << identifier << " from " << asset.name << " into “" << album
+        << "”; under way: " << testing::PrintToString(pending_);
     assets_[identifier] = {asset.name, album};
   }
 }
