@@ -247,6 +247,18 @@ TEST_P(SaveMedia, HasCachedTheAssetBeforeTheReply) {
   EXPECT_EQ(reply.value(), recordOf("created-1"));
 }
 
+TEST_P(SaveMedia, HasCachedTheAssetAndLetGoOfTheLockWhenItSendsTheReply) {
+  std::vector<Names> cached;
+  plugin.platform.dispatch.main.afterAsync = [&cached, manager = plugin.manager()] {
+    ASSERT_FALSE(manager.lockIsHeld());
+    cached.push_back(manager.cachedIdentifiers());
+  };
+  const RecordedReply reply = saveUpToTheReply();
+  ASSERT_FALSE(cached.empty());
+  EXPECT_EQ(cached.back(), Names{"created-1"});
+  stepMain();
+}
+
 TEST_P(SaveMedia, CachesByThePlaceholdersIdentifierWhatTheFetchFound) {
   save();
   const auto cached = plugin.manager().cachedAsset("created-1");

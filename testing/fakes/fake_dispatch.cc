@@ -16,8 +16,11 @@ ManualQueue::Position ManualQueue::current() {
 
 void ManualQueue::async(std::function<void()> work) {
   log_.add(name_ + ".async");
-  const std::lock_guard guard(mutex_);
-  items_.push_back({++submitted_, std::move(work)});
+  {
+    const std::lock_guard guard(mutex_);
+    items_.push_back({++submitted_, std::move(work)});
+  }
+  if (afterAsync) afterAsync();
 }
 
 std::size_t ManualQueue::waiting() const {

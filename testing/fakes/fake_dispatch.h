@@ -27,6 +27,9 @@ class ManualQueue : public DispatchQueue {
 
   ManualQueue(std::string name, EventLog& log) : name_(std::move(name)), log_(log) {}
 
+  /// What happens when an item was submitted, on the submitter's thread. Set before other threads
+  /// come in.
+  std::function<void()> afterAsync;
   void async(std::function<void()> work) override;
 
   std::size_t waiting() const;

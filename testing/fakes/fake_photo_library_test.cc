@@ -225,5 +225,65 @@ TEST_F(FakePhotoLibraryTest, RefusesRequestsWhenTold) {
   EXPECT_TRUE(library.changes.runNext());
 }
 
+TEST_F(FakePhotoLibraryTest, RunsNoBlockWithoutAuthorisation) {
+  library.status = PHAuthorizationStatus::denied;
+  std::optional<bool> succeeded;
+  library.performChanges([](PHChangeRequests&) { FAIL() << "nobody allowed it"; },
+                         [&](bool success, const std::optional<NSError>& error) {
+                           succeeded = success;
+                           EXPECT_TRUE(error);
+                         });
+  while (library.changes.runNext()) {
+  }
+  EXPECT_EQ(succeeded, false);
+}
+
+TEST_F(FakePhotoLibraryTest, HoldsAnAssetOnceInAnAlbumAndNoneByHandInASmartAlbum) {
+  library.addCollection(smartAlbum("videos", 202), {});
+  library.performChanges(
+      [&](PHChangeRequests& requests) {
+        const std::array asset{PHObjectPlaceholder{"v"}};
+        EXPECT_TRUE(requests.addAssets(album, asset));
+        EXPECT_FALSE(requests.addAssets(smartAlbum("videos", 202), asset));
+      },
+      [](bool, const std::optional<NSError>&) {});
+  while (library.changes.runNext()) {
+  }
+  EXPECT_EQ(library.membersOf("album"), (Names{"a", "v", "undated", "p1"}));
+  EXPECT_EQ(library.membersOf("videos"), Names{});
+}
+
+TEST_F(FakePhotoLibraryTest, AppliesNothingWhenAnAlbumHasGone) {
+  bool succeeded = true;
+  library.performChanges(
+      [&](PHChangeRequests& requests) {
+        const auto asset = requests.creationRequestForAssetFromImageAtFileURL("/a.jpg");
+        EXPECT_TRUE(requests.addAssets(album, std::array{*asset}));
+      },
+      [&](bool success, const std::optional<NSError>&) { succeeded = success; });
+  library.removeCollection("album");
+  while (library.changes.runNext()) {
+  }
+  EXPECT_FALSE(succeeded);
+  EXPECT_EQ(library.assetIdentifiers().size(), 4u);
+}
+
+TEST_F(FakePhotoLibraryTest, TellsTheCompletionWhatTheTestLaysDown) {
+  library.beforeCompletion = [](bool& success, std::optional<NSError>& error) {
+    EXPECT_TRUE(success);
+    success = false;
+    error = std::nullopt;
+  };
+  std::optional<bool> succeeded;
+  library.performChanges([](PHChangeRequests&) {},
+                         [&](bool success, const std::optional<NSError>& error) {
+                           succeeded = success;
+                           EXPECT_FALSE(error);
+                         });
+  while (library.changes.runNext()) {
+  }
+  EXPECT_EQ(succeeded, false);
+}
+
 }  // namespace
 }  // namespace quorvin

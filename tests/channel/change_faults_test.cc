@@ -1,0 +1,256 @@
+// Changes that fail: bad files, missing permission, and places that take nothing.
+#include <sys/stat.h>
+
+#include <fstream>
+#include <functional>
+
+#include "platform_linux/files/testing_folder.h"
+#include "tests/channel/changes_fixture.h"
+
+namespace quorvin {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ChangeFaults : public ChangesFixture {
+ protected:
+  /// The call fails with one sentence about this file, and nothing is added.
+  void expectRefused(const std::string& method, const fs::path& file, const std::string& name,
+                     const std::string& ending) {
+    SCOPED_TRACE(method + " " + file.string());
+    const FlutterError reply = saveError(method, file);
+    EXPECT_EQ(reply.code, "Error");
+    EXPECT_EQ(reply.message, method == "saveImage" ? "Save image error" : "Save video error");
+    const std::string details(reply.details.text());
+    EXPECT_TRUE(details.starts_with("The file “" + name + "” cannot be saved: ")) << details;
+    EXPECT_TRUE(details.ends_with(" (QuorvinLibraryErrorDomain error " + ending + ".)")) << details;
+  }
+  void expectRefusedByBoth(const fs::path& file, const std::string& name,
+                           const std::string& ending) {
+    expectRefused("saveImage", file, name, ending);
+    expectRefused("saveVideo", file, name, ending);
+  }
+
+  void TearDown() override {
+    if (before_.empty()) return;
+    EXPECT_EQ(everything(), before_) << "something was added";
+    use(library(), temporary());  // the engine that failed ends
+    EXPECT_EQ(everything(), before_);
+    EXPECT_TRUE(filesIn(library() / "incoming").empty());
+  }
+  /// From now on the library must stay as it is.
+  void keepAsItIs() { before_ = everything(); }
+
+  /// The error of a call on another engine.
+  FlutterError errorOf(QuorvinEngine* engine, const std::string& method, Value arguments) {
+    asked_ = engine;
+    FlutterError reply = error(method, std::move(arguments));
+    asked_ = nullptr;
+    return reply;
+  }
+  QuorvinEngine* engine() override { return asked_ != nullptr ? asked_ : ChangesFixture::engine(); }
+
+ private:
+  Names before_;
+  QuorvinEngine* asked_ = nullptr;
+};
+
+TEST_F(ChangeFaults, AMissingFileIsNamed) {
+  keepAsItIs();
+  expectRefusedByBoth(folder() / "none.jpg", "none.jpg", "3303");
+  expectRefusedByBoth(kGoodMedia / "IMG_0001.jpg" / "inner.jpg", "inner.jpg", "3303");
+  expectRefusedByBoth("relative/none.jpg", "none.jpg", "3303");
+  expectRefusedByBoth("file://" + (kGoodMedia / "IMG_0001.jpg").string(), "IMG_0001.jpg", "3303");
+  fs::create_symlink("nowhere", folder() / "dangling.jpg");
+  expectRefusedByBoth(folder() / "dangling.jpg", "dangling.jpg", "3303");
+}
+
+TEST_F(ChangeFaults, AnEmptyPathIsRefused) {
+  keepAsItIs();
+  for (const char* method : {"saveImage", "saveVideo"}) {
+    EXPECT_NE(saveError(method, "").details.text(), "");
+  }
+}
+
+TEST_F(ChangeFaults, APathThatNoFileCanHaveIsRefused) {
+  keepAsItIs();
+  const std::string image = kGoodMedia / "NO_DATE.jpg";
+  // The system would stop reading at the zero byte, and take another file than was named.
+  for (const std::string& path :
+       {image + std::string(1, '\0') + ".jpg", "/" + std::string(5000, 'x'),
+        (folder() / std::string(300, 'n')).string()}) {
+    for (const char* method : {"saveImage", "saveVideo"}) {
+      EXPECT_NE(saveError(method, path).details.text(), "") << path.size();
+    }
+  }
+}
+
+TEST_F(ChangeFaults, WhatIsNoRegularFileIsNamedWithoutWaiting) {
+  keepAsItIs();
+  fs::create_directory(folder() / "folder.jpg");
+  expectRefusedByBoth(folder() / "folder.jpg", "folder.jpg", "3302");
+  ASSERT_EQ(::mkfifo((folder() / "pipe.jpg").c_str(), 0600), 0);
+  expectRefusedByBoth(folder() / "pipe.jpg", "pipe.jpg", "3302");
+  expectRefusedByBoth("/dev/zero", "zero", "3302");
+  expectRefusedByBoth("/dev/null", "null", "3302");
+}
+
+TEST_F(ChangeFaults, WhatIsNoMediaIsNamed) {
+  keepAsItIs();
+  for (const char* name :
+       {"empty.jpg", "text.jpg", "vector.jpg", "noise.heic", "script.mov", "playlist.mp4"}) {
+    expectRefusedByBoth(kBadMedia / name, name, "3302");
+  }
+}
+
+TEST_F(ChangeFaults, DamagedMediaIsNamed) {
+  keepAsItIs();
+  expectRefused("saveImage", kBadMedia / "truncated.heic", "truncated.heic", "3302");
+  expectRefused("saveImage", kBadMedia / "header_only.png", "header_only.png", "3302");
+  expectRefused("saveVideo", kBadMedia / "truncated.mov", "truncated.mov", "3302");
+}
+
+TEST_F(ChangeFaults, AFileOfTheOtherKindIsNamedWhateverItsSuffix) {
+  keepAsItIs();
+  for (const char* name : {"MOVIE.mov", "CLIP.mp4", "capture.mkv", "memo.m4a", "song.mp3"}) {
+    expectRefused("saveImage", kGoodMedia / name, name, "3302");
+  }
+  for (const char* name :
+       {"IMG_0001.jpg", "IMG_0010.HEIC", "still.avif", "animation.gif", "memo.m4a", "song.mp3"}) {
+    expectRefused("saveVideo", kGoodMedia / name, name, "3302");
+  }
+  expectRefused("saveImage", kBadMedia / "movie_named.heic", "movie_named.heic", "3302");
+  expectRefused("saveVideo", kBadMedia / "jpeg_named.mov", "jpeg_named.mov", "3302");
+}
+
+TEST_F(ChangeFaults, AFileThatMayNotBeReadIsNamed) {
+  const fs::path file = incoming(kGoodMedia / "NO_DATE.jpg", "secret.jpg");
+  fs::permissions(file, fs::perms::none);
+  if (std::ifstream(file).is_open()) GTEST_SKIP() << "root may read everything";
+  keepAsItIs();
+  expectRefusedByBoth(file, "secret.jpg", "3302");
+}
+
+TEST_F(ChangeFaults, AFailedSaveDoesNotHinderTheNext) {
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(saveError("saveImage", kBadMedia / "truncated.heic").message, "Save image error");
+    save("saveImage", kGoodMedia / "NO_DATE.jpg");
+  }
+}
+
+TEST_F(ChangeFaults, WithoutAuthorisationNothingChanges) {
+  const std::string album = gallery("Holidays");
+  const std::string id = recents().front();
+  const std::string file = kGoodMedia / "NO_DATE.jpg";
+  keepAsItIs();
+  for (const int status : {0, 1, 2}) {
+    const EnginePointer denied = openLibrary(library(), status);
+    const std::string code = status == 1 ? "3310" : "3311";
+    const auto expectFault = [&](const std::string& method, Value arguments,
+                                 const std::string& message) {
+      const FlutterError reply = errorOf(denied.get(), method, std::move(arguments));
+      EXPECT_EQ(reply.message, message);
+      const std::string details(reply.details.text());
+      EXPECT_TRUE(details.ends_with(" error " + code + ".)")) << details;
+    };
+    expectFault("createAlbum", Map{{"title", "New"}}, "Create album error");
+    expectFault("deleteAssets", assetIds({id}), "Deleting assets error");
+    expectFault("deleteAssets", assetIds({}), "Deleting assets error");
+    expectFault("saveImage", Map{{"filePath", file}}, "Save image error");
+    expectFault("saveVideo", Map{{"filePath", file}}, "Save video error");
+    EXPECT_EQ(errorOf(denied.get(), "saveImage", Map{{"filePath", file}, {"collectionId", album}})
+                  .details,
+              Value("Collection not found"));
+  }
+}
+
+TEST_F(ChangeFaults, LimitedAccessTakesNewAssetsAndNoAlbums) {
+  const std::string album = gallery("Holidays");
+  const std::string stranger = recents().front();
+  const std::string file = incoming(kGoodMedia / "NO_DATE.jpg", "a.jpg");
+  const EnginePointer limited = openLibrary(library(), 4);
+  const FlutterError refused = errorOf(limited.get(), "createAlbum", Map{{"title", "New"}});
+  EXPECT_EQ(refused.message, "Create album error");
+  EXPECT_TRUE(refused.details.text().ends_with(" error 3311.)"));
+  EXPECT_EQ(
+      errorOf(limited.get(), "saveImage", Map{{"filePath", file}, {"collectionId", album}}).details,
+      Value("Collection not found"));
+
+  const Value record = EngineFixture::result(limited.get(), "saveImage", Map{{"filePath", file}});
+  const std::string id = textAt(record, "id");
+  EngineFixture::result(limited.get(), "clearAllCache");
+  EXPECT_EQ(at(EngineFixture::result(limited.get(), "getAssetInfo", Map{{"assetId", id}}), "id"),
+            Value(id));
+  EXPECT_EQ(EngineFixture::result(limited.get(), "deleteAssets", assetIds({stranger})),
+            Value(true));
+  EXPECT_EQ(recents()[1], stranger) << "it was not the application's to see";
+  EXPECT_EQ(EngineFixture::result(limited.get(), "deleteAssets", assetIds({id})), Value(true));
+  EXPECT_EQ(recents().front(), stranger);
+}
+
+TEST_F(ChangeFaults, AReadOnlyLibraryIsRefusedWhenItIsOpened) {
+  SmallVolume volume("size=64m");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  const std::string place = volume / "library";
+  fs::copy(QUORVIN_IMPORTED_LIBRARY, place, fs::copy_options::recursive);
+  volume.makeReadOnly();
+  QuorvinOptions opened = options();
+  opened.library_path = place.c_str();
+  char* error = nullptr;
+  const EnginePointer engine(quorvin_engine_create(&opened, &error));
+  EXPECT_EQ(engine, nullptr);
+  const std::string reason = error == nullptr ? "" : error;
+  quorvin_free(error);
+  EXPECT_NE(reason.find("“" + place + "”"), std::string::npos) << reason;
+}
+
+TEST_F(ChangeFaults, AReadOnlyPlaceForIncomingFilesRefusesThemAlone) {
+  SmallVolume volume("size=1m");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  volume.makeReadOnly();
+  const Names before = everything();
+  fs::remove_all(library() / "incoming");
+  fs::create_symlink(volume.path(), library() / "incoming");
+  for (const auto& [method, name, message] :
+       {std::tuple("saveImage", "NO_DATE.jpg", "Save image error"),
+        std::tuple("saveVideo", "CLIP.mp4", "Save video error")}) {
+    const FlutterError reply = saveError(method, kGoodMedia / name);
+    EXPECT_EQ(reply.message, message);
+    EXPECT_NE(reply.details.text().find("Read-only"), std::string::npos) << reply.details.text();
+  }
+  EXPECT_EQ(everything(), before);
+  EXPECT_EQ(total(createAlbum("New")), 0);
+  fs::remove(library() / "incoming");
+  fs::create_directory(library() / "incoming");
+  save("saveImage", kGoodMedia / "NO_DATE.jpg");
+}
+
+TEST_F(ChangeFaults, AFullVolumeKeepsWhatItHasAndTakesMoreOnceThereIsRoom) {
+  SmallVolume volume("size=64m");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  const fs::path place = volume / "library";
+  fs::copy(QUORVIN_IMPORTED_LIBRARY, place, fs::copy_options::recursive);
+  use(place, temporary());
+  const Names before = recents();
+  const Names files = filesIn(place / "originals");
+  // All but about 100 KiB is taken.
+  const fs::path ballast = volume / "ballast";
+  {
+    std::ofstream out(ballast, std::ios::binary);
+    const std::string block(4096, 'x');
+    for (auto left = fs::space(volume.path()).available; left > 100'000; left -= 4096) out << block;
+  }
+  const FlutterError full = saveError("saveImage", kGoodMedia / "PANORAMA.jpg");
+  EXPECT_EQ(full.message, "Save image error");
+  const std::string details(full.details.text());
+  EXPECT_NE(details.find("“PANORAMA.jpg”"), std::string::npos) << details;
+  EXPECT_TRUE(details.ends_with(" error 3305.)")) << details;
+  EXPECT_EQ(recents(), before);
+  EXPECT_EQ(filesIn(place / "originals"), files);
+  fs::remove(ballast);
+  save("saveImage", kGoodMedia / "PANORAMA.jpg");
+  EXPECT_EQ(recents().size(), before.size() + 1);
+}
+
+}  // namespace
+}  // namespace quorvin
