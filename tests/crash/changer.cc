@@ -118,8 +118,11 @@ class Changer {
                                                               {"mediaType", 0}});
     if (!galleries) return;
     for (const Value& gallery : *galleries->as<List>()) {
-      if (textAt(gallery, "type") == "user") albums_.push_back(textAt(gallery, "id"));
-      if (textAt(gallery, "title") == "Recents") list(textAt(gallery, "id"));
+      if (textAt(gallery, "title") == "Recents") {
+        list(textAt(gallery, "id"));
+      } else if (textAt(gallery, "type") == "user") {
+        albums_.push_back(textAt(gallery, "id"));
+      }
     }
   }
 
