@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "core/queries/asset_record.h"
 #include "testing/changes_fixture.h"
 
 namespace quorvin {
@@ -165,8 +166,8 @@ TEST_F(DeleteAssets, LeavesDeletedAssetsInTheCache) {
   EXPECT_EQ(remove({"a", "b"}).value(), Value(true));
   EXPECT_EQ(plugin.manager().cachedIdentifiers(), (Names{"a", "b", "c"}));
   log.clear();
-  EXPECT_EQ(*find(*plugin.answer("getAssetInfo", Map{{"assetId", "a"}}).value().as<Map>(), "id"),
-            Value("a"));
+  EXPECT_EQ(plugin.answer("getAssetInfo", Map{{"assetId", "a"}}).value(),
+            Value(assetToMap(photo("a"))));
   EXPECT_EQ(log.count("fetch"), 0u);
   plugin.answer("clearAllCache");
   EXPECT_EQ(plugin.answer("getAssetInfo", Map{{"assetId", "a"}}).error().message,

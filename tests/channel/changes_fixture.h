@@ -17,6 +17,11 @@ class ChangesFixture : public ExportsFixture {
 
   void SetUp() override;
 
+  /// Never the one on the library that all tests read; null when none of the test's own is open.
+  QuorvinEngine* engine() override {
+    QuorvinEngine* own = ExportsFixture::engine();
+    return own == ChannelFixture::engine() ? nullptr : own;
+  }
   std::filesystem::path library() const { return folder() / "copy"; }
 
   /// A copy of a file of the generated media under another name, modified just now.

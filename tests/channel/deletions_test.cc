@@ -49,11 +49,13 @@ TEST_F(Deletions, WhatACachedDeletedAssetHeldIsNotExported) {
 }
 
 TEST_F(Deletions, SeveralAssetsGoInOneCall) {
-  const Names all = recents();
-  remove({all[0], all[3], all[7], all[3]});
-  Names rest = all;
-  for (const std::size_t index : {7u, 3u, 0u}) rest.erase(rest.begin() + index);
-  EXPECT_EQ(recents(), rest);
+  auto assets = assetsByName();
+  const std::string photo = assets.at("IMG_0002.jpg");
+  const std::string movie = assets.at("MOVIE.mov");
+  const std::string sound = assets.at("memo.m4a");
+  remove({movie, photo, sound, movie});
+  for (const char* name : {"IMG_0002.jpg", "MOVIE.mov", "memo.m4a"}) assets.erase(name);
+  EXPECT_EQ(assetsByName(), assets);
 }
 
 TEST_F(Deletions, AllAssetsCanGo) {
@@ -75,13 +77,13 @@ TEST_F(Deletions, UnknownAndNoIdentifiersDeleteNothing) {
 }
 
 TEST_F(Deletions, UnknownIdentifiersDoNotKeepTheOthers) {
-  const std::string id = recents().front();
+  const std::string id = asset("IMG_0002.jpg");
   remove({"unknown", id});
   EXPECT_FALSE(contains(recents(), id));
 }
 
 TEST_F(Deletions, ADeletionTwiceIsNoError) {
-  const std::string id = recents().front();
+  const std::string id = asset("IMG_0002.jpg");
   remove({id});
   const Names after = everything();
   remove({id});
@@ -168,7 +170,7 @@ TEST_F(Deletions, ThePathOfAVideoGivenInPlaceStaysGood) {
 }
 
 TEST_F(Deletions, OutliveTheEngine) {
-  const std::string id = recents().front();
+  const std::string id = asset("IMG_0002.jpg");
   remove({id});
   use(library(), temporary());
   EXPECT_FALSE(contains(recents(), id));
