@@ -161,6 +161,9 @@ void checkLeftovers(CheckRun& run) {
                                LibraryLock::Mode::exclusive)) {
     return;
   }
+  // The locks of a process that has just died may have been held a moment longer by a child that it
+  // was starting, and the opening then left this.
+  sweepStaging(folder);
   std::error_code error;
   for (fs::directory_iterator entry(folder.incoming(), error), end; !error && entry != end;
        entry.increment(error)) {
