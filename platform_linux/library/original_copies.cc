@@ -60,6 +60,8 @@ bool isUnchanged(const struct stat& status, const ImportFile& file) {
 }  // namespace
 
 Result<FileDescriptor> openSource(const std::string& path) {
+  // The system would take what stands before it for the whole path.
+  if (path.find('\0') != std::string::npos) return systemError("The file cannot be read", ENOENT);
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status = {};
   if (!file || ::fstat(file.get(), &status) != 0) {
