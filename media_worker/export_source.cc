@@ -23,7 +23,7 @@ constexpr std::int64_t kIndexTolerance = AV_TIME_BASE / 4;
 constexpr std::int64_t kHeaderTolerance = AV_TIME_BASE / 2;
 
 /// Pictures are decoded, and tracks interleaved, no further than this from when they are shown.
-constexpr std::int64_t kMargin = 2 * AV_TIME_BASE;
+constexpr std::int64_t kMargin = std::int64_t{2} * AV_TIME_BASE;
 
 /// Packets hold little more than the file; some containers repeat parts of them.
 constexpr std::int64_t kMostCopies = 4;
