@@ -24,7 +24,10 @@ constexpr double kSlowest = 0.5;
 
 std::string tempo(double factor) {
   std::string filters;
-  for (; factor < kSlowest; factor /= kSlowest) filters += "atempo=0.5,";
+  while (factor < kSlowest) {
+    filters += filterText("atempo=%.1f,", kSlowest);
+    factor /= kSlowest;
+  }
   return filters + filterText("atempo=%.9f", factor);
 }
 
