@@ -28,7 +28,8 @@ std::string tempo(double factor) {
     filters += filterText("atempo=%.1f,", kSlowest);
     factor /= kSlowest;
   }
-  return filters + filterText("atempo=%.9f", factor);
+  // The filter gives samples that are not in planes.
+  return filters + filterText("atempo=%.9f,aformat=sample_fmts=fltp", factor);
 }
 
 }  // namespace
