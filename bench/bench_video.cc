@@ -88,10 +88,10 @@ std::string psnr(const std::string& output, const std::string& source) {
 
 void printQuality(const Work& work, const std::string& source, const std::string& ours,
                   const std::string& rivals) {
-  std::error_code error;
+  if (!std::filesystem::exists(ours) || !std::filesystem::exists(rivals)) return;
   std::printf("%-38s ours %9ju bytes, %s dB; ffmpeg %9ju bytes, %s dB\n", work.name,
-              std::filesystem::file_size(ours, error), psnr(ours, source).c_str(),
-              std::filesystem::file_size(rivals, error), psnr(rivals, source).c_str());
+              std::filesystem::file_size(ours), psnr(ours, source).c_str(),
+              std::filesystem::file_size(rivals), psnr(rivals, source).c_str());
 }
 
 }  // namespace

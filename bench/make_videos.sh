@@ -20,6 +20,6 @@ movie() {
 }
 
 movie large.mov 14 30 -preset ultrafast -b:v 56M
-movie scene.mov 4 4 -preset veryfast -crf 14
+movie scene.mov 4 2 -preset veryfast -crf 20
 mv large.mov "$folder/"
 mv scene.mov "$folder/"

@@ -1,6 +1,7 @@
-# quorvin_test(NAME [NEEDS_MEDIA | NEEDS_LIBRARY] SOURCES... LIBRARIES...): one GoogleTest program.
-# NEEDS_MEDIA has the generated media made first, NEEDS_LIBRARY also imported. The sources are
-# recorded, so that a *_test.cc which no build file names is noticed.
+# quorvin_test(NAME [NEEDS_MEDIA | NEEDS_LIBRARY] [ONE_THREAD] SOURCES... LIBRARIES...): one
+# GoogleTest program. NEEDS_MEDIA has the generated media made first, NEEDS_LIBRARY also imported.
+# ONE_THREAD tests nothing of ours that runs on several threads, so that the thread sanitizer is
+# spared it. The sources are recorded, so that a *_test.cc which no build file names is noticed.
 
 if(QUORVIN_TESTS AND NOT QUORVIN_CORE_ONLY)
   enable_testing()
@@ -33,13 +34,21 @@ function(quorvin_test name)
   if(NOT QUORVIN_TESTS OR QUORVIN_CORE_ONLY)
     return()
   endif()
-  cmake_parse_arguments(ARG "NEEDS_MEDIA;NEEDS_LIBRARY" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "NEEDS_MEDIA;NEEDS_LIBRARY;ONE_THREAD" "" "SOURCES;LIBRARIES" ${ARGN})
+  foreach(source IN LISTS ARG_SOURCES)
+    cmake_path(ABSOLUTE_PATH source)
+    set_property(GLOBAL APPEND PROPERTY QUORVIN_TEST_SOURCES ${source})
+  endforeach()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES})
   quorvin_test_compilation(${name})
   target_precompile_headers(${name} REUSE_FROM quorvin_test_headers)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/test-bin)
+  if(ARG_ONE_THREAD AND QUORVIN_SANITIZE MATCHES thread)
+    set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
+    return()
+  endif()
   set(fixtures)
   if(ARG_NEEDS_MEDIA)
     set(fixtures FIXTURES_REQUIRED media)
@@ -49,10 +58,6 @@ function(quorvin_test name)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 300
     ENVIRONMENT QUORVIN_MEDIA_WORKER=${PROJECT_BINARY_DIR}/bin/quorvin-media ${fixtures})
-  foreach(source IN LISTS ARG_SOURCES)
-    cmake_path(ABSOLUTE_PATH source)
-    set_property(GLOBAL APPEND PROPERTY QUORVIN_TEST_SOURCES ${source})
-  endforeach()
 endfunction()
 
 # Called once, after every quorvin_test.

@@ -124,7 +124,7 @@ TEST_P(ExportSmall, FitsIntoAFewPixels) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ExportSmall,
-                         testing::Values(Size{"1280x720", 568, 318}, Size{"720x1280", 318, 568},
+                         testing::Values(Size{"1280x720", 568, 320}, Size{"720x1280", 320, 568},
                                          Size{"1280x960", 480, 360}, Size{"960x960", 360, 360},
                                          Size{"2560x640", 568, 142}, Size{"320x180", 320, 180}));
 
@@ -231,6 +231,23 @@ TEST(ExportEncoded, FillsGapsInTheSound) {
   EXPECT_NEAR(static_cast<double>(samples.size()) / 48'000, 3, 0.05);
   EXPECT_EQ(pitch(samples, 48'000, 1.2, 1.8), 0);
   EXPECT_NEAR(pitch(samples, 48'000, 2.2, 2.8), 440, 4);
+}
+
+TEST(ExportEncoded, JoinsRecordingsOfDifferentKinds) {
+  const std::string codecs = "-t 1 -c:v mpeg2video -c:a mp2 -ar ";
+  Bytes bytes = contents(movie(film() + codecs + "48000", "ts"));
+  const Bytes second = contents(movie(film() + codecs + "44100 -vf scale=320:240", "ts"));
+  bytes.insert(bytes.end(), second.begin(), second.end());
+  for (const VideoPreset preset : {kHighest, kMedium}) {
+    const Exported result = exported(fileOf(bytes), preset);
+    ASSERT_EQ(result.reason(), "");
+    EXPECT_NEAR(contentsOf(result.file).duration, 2, 0.1);
+    const auto frames = shown(result.file);
+    EXPECT_NEAR(static_cast<double>(frames.size()), 60, 2);
+    for (const Shown& each : frames) EXPECT_EQ(each.picture.width, 160);
+    EXPECT_NEAR(pitch(heard(result.file), 48'000, 0.2, 0.8), 440, 5);
+    EXPECT_NEAR(pitch(heard(result.file), 48'000, 1.3, 1.9), 440, 5);
+  }
 }
 
 TEST(ExportEncoded, KeepsDateAndPlace) {

@@ -34,6 +34,11 @@ int even(double size) {
   return std::max(2, static_cast<int>(size) / 2 * 2);
 }
 
+/// The nearest even size, no larger than the source.
+int scaledEven(double size, double scale) {
+  return std::min(even(size), even(std::round(size * scale / 2) * 2));
+}
+
 bool isHighDynamicRange(const AVCodecParameters& codec) {
   return codec.color_trc == AVCOL_TRC_SMPTE2084 || codec.color_trc == AVCOL_TRC_ARIB_STD_B67;
 }
@@ -51,9 +56,8 @@ PictureShape shapeOf(const AVStream& source, CodingQuality quality) {
     const Bounds& bounds = longer / shorter >= kWideAspect ? kWide : kOther;
     scale = std::min({1.0, bounds.longSide / longer, bounds.shortSide / shorter});
   }
-  // A fraction of a pixel is a rounding of the scale.
-  shape.width = even(std::floor(width * scale + 0.01));
-  shape.height = even(std::floor(height * scale + 0.01));
+  shape.width = scaledEven(width, scale);
+  shape.height = scaledEven(height, scale);
   return shape;
 }
 

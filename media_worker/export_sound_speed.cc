@@ -24,8 +24,12 @@ constexpr double kSlowest = 0.5;
 
 std::string tempo(double factor) {
   std::string filters;
-  for (; factor < kSlowest; factor /= kSlowest) filters += "atempo=0.5,";
-  return filters + filterText("atempo=%.9f", factor);
+  while (factor < kSlowest) {
+    filters += filterText("atempo=%.1f,", kSlowest);
+    factor /= kSlowest;
+  }
+  // The filter gives samples that are not in planes.
+  return filters + filterText("atempo=%.9f,aformat=sample_fmts=fltp", factor);
 }
 
 }  // namespace

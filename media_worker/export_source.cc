@@ -23,7 +23,11 @@ constexpr std::int64_t kIndexTolerance = AV_TIME_BASE / 4;
 constexpr std::int64_t kHeaderTolerance = AV_TIME_BASE / 2;
 
 /// Pictures are decoded, and tracks interleaved, no further than this from when they are shown.
-constexpr std::int64_t kMargin = 2 * AV_TIME_BASE;
+constexpr std::int64_t kMargin = std::int64_t{2} * AV_TIME_BASE;
+
+/// Times of a stream that jump so far are those of another recording.
+constexpr std::int64_t kJumpBack = AV_TIME_BASE / 10;
+constexpr std::int64_t kJumpAhead = std::int64_t{10} * AV_TIME_BASE;
 
 /// Packets hold little more than the file; some containers repeat parts of them.
 constexpr std::int64_t kMostCopies = 4;
@@ -137,9 +141,26 @@ Result<bool> ExportSource::read(AVPacket& packet) {
     if (bytesLeft_ < 0) {
       return refused("The video is damaged: its tracks are larger than the file.");
     }
-    if (packet.size > 0 && note(packet)) return true;
+    if (packet.size == 0) continue;
+    joinTimes(packet);
+    if (note(packet)) return true;
   }
   return false;
+}
+
+void ExportSource::joinTimes(AVPacket& packet) {
+  const auto index = static_cast<std::size_t>(packet.stream_index);
+  const bool mayJump = (context().iformat->flags & AVFMT_TS_DISCONT) != 0;
+  if (!mayJump || packet.dts == AV_NOPTS_VALUE || index >= tracks_.size()) return;
+  const AVRational timeBase = context().streams[index]->time_base;
+  const std::int64_t decoded = inMicroseconds(packet.dts, timeBase);
+  auto& next = tracks_[index].nextDecoded;
+  const std::int64_t jump = next ? decoded + joined_ - *next : 0;
+  if (jump < -kJumpBack || jump > kJumpAhead) joined_ -= jump;
+  const std::int64_t added = av_rescale_q(joined_, AV_TIME_BASE_Q, timeBase);
+  packet.dts += added;
+  if (packet.pts != AV_NOPTS_VALUE) packet.pts += added;
+  next = decoded + joined_ + inMicroseconds(std::max<std::int64_t>(packet.duration, 0), timeBase);
 }
 
 bool ExportSource::note(const AVPacket& packet) {

@@ -48,20 +48,24 @@ class ExportSource {
  private:
   struct Track {
     bool used = false;
-    bool done = false;     ///< nothing more of it is needed
-    std::int64_t end = 0;  ///< of what was read, in the stream's time base
+    bool done = false;                        ///< nothing more of it is needed
+    std::optional<std::int64_t> nextDecoded;  ///< microseconds; none before the first packet
+    std::int64_t end = 0;                     ///< of what was read, in the stream's time base
   };
 
   explicit ExportSource(std::unique_ptr<MovieInput> movie, std::int64_t size);
 
   /// Whether all of the track was read, as far as it is needed and its length is known.
   bool isWhole(const AVStream& stream, const Track& track) const;
+  /// Lets the times go on where a recording was put together from several.
+  void joinTimes(AVPacket& packet);
   /// Notes how far the packet's track is read. False when the packet is not needed.
   bool note(const AVPacket& packet);
   bool isDone() const;
 
   const std::unique_ptr<MovieInput> movie_;
   std::int64_t bytesLeft_;
+  std::int64_t joined_ = 0;    ///< microseconds that are added to times
   std::int64_t until_;         ///< microseconds after the beginning
   std::vector<Track> tracks_;  ///< by the stream's index
 };

@@ -72,6 +72,22 @@ TEST(ExportSpeed, StretchesSoundAndKeepsItsPitch) {
   }
 }
 
+TEST(ExportSpeed, StretchesEveryChannel) {
+  const FileDescriptor source = movie(
+      "-f lavfi -i testsrc2=s=160x120:r=120 -f lavfi -i "
+      "\"aevalsrc=0.3*sin(880*PI*t)|0.3*sin(1760*PI*t):s=48000\" -t 3 -preset ultrafast "
+      "-pix_fmt yuv420p -c:v libx264 -c:a aac");
+  const Exported result = exported(source, kPassthrough, kMov, kSlowMiddle);
+  ASSERT_EQ(result.reason(), "");
+  EXPECT_EQ(contentsOf(result.file).sound().channels, 2);
+  for (const int channel : {0, 1}) {
+    const auto samples = heard(result.file, channel);
+    EXPECT_NEAR(static_cast<double>(samples.size()) / 48'000, 6, 0.03);
+    EXPECT_NEAR(pitch(samples, 48'000, 1.5, 4.5), channel == 0 ? 440 : 880, 20);
+    EXPECT_NEAR(pitch(samples, 48'000, 5.2, 5.8), channel == 0 ? 440 : 880, 5);
+  }
+}
+
 TEST(ExportSpeed, PlaysFasterToo) {
   const TimeMap map{{milliseconds(0), milliseconds(3000), milliseconds(1000)}};
   const Exported result = exported(fastFilm(), kPassthrough, kMov, map);

@@ -194,7 +194,7 @@ int MovieOutput::openToRead(AVFormatContext* context, AVIOContext** io, const ch
   auto reader = std::make_unique<Rereader>(Rereader{output.descriptor_, 0, output.progress_});
   *io = newIo(reader.get(), &Rereader::read, nullptr, &Rereader::seek);
   if (*io == nullptr) return AVERROR(ENOMEM);
-  reader.release();
+  static_cast<void>(reader.release());
   return 0;
 }
 

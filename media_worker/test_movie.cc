@@ -108,15 +108,16 @@ Picture pictureOf(const AVFrame& frame) {
   return picture;
 }
 
-float sampleAt(const AVFrame& frame, int index) {
-  const std::uint8_t* data = frame.extended_data[0];
-  const bool planar = av_sample_fmt_is_planar(static_cast<AVSampleFormat>(frame.format)) != 0;
-  const int step = planar ? 1 : frame.ch_layout.nb_channels;
-  if (av_get_packed_sample_fmt(static_cast<AVSampleFormat>(frame.format)) == AV_SAMPLE_FMT_FLT) {
-    return reinterpret_cast<const float*>(data)[index * step];
+float sampleAt(const AVFrame& frame, int channel, int index) {
+  const auto format = static_cast<AVSampleFormat>(frame.format);
+  const bool planar = av_sample_fmt_is_planar(format) != 0;
+  const std::uint8_t* data = frame.extended_data[planar ? channel : 0];
+  const int at = planar ? index : index * frame.ch_layout.nb_channels + channel;
+  if (av_get_packed_sample_fmt(format) == AV_SAMPLE_FMT_FLT) {
+    return reinterpret_cast<const float*>(data)[at];
   }
   EXPECT_EQ(frame.format, AV_SAMPLE_FMT_S16);
-  return static_cast<float>(reinterpret_cast<const std::int16_t*>(data)[index * step]) / 32768.F;
+  return static_cast<float>(reinterpret_cast<const std::int16_t*>(data)[at]) / 32768.F;
 }
 
 }  // namespace
@@ -199,7 +200,7 @@ std::vector<Shown> shown(const FileDescriptor& file) {
   return frames;
 }
 
-std::vector<float> heard(const FileDescriptor& file) {
+std::vector<float> heard(const FileDescriptor& file, int channel) {
   const auto input = opened(file);
   AVFormatContext& context = input->context();
   const auto streams = std::span(context.streams, context.nb_streams);
@@ -214,7 +215,9 @@ std::vector<float> heard(const FileDescriptor& file) {
     const auto first = static_cast<std::ptrdiff_t>(std::llround(time * frame.sample_rate));
     if (first < 0) return;
     samples.resize(static_cast<std::size_t>(first));
-    for (int i = 0; i < frame.nb_samples; ++i) samples.push_back(sampleAt(frame, i));
+    for (int i = 0; i < frame.nb_samples; ++i) {
+      samples.push_back(sampleAt(frame, channel, i));
+    }
   });
   return samples;
 }

@@ -73,8 +73,8 @@ struct Shown {
 };
 /// Every frame of the first track of pictures; a frame that does not decode fails the test.
 std::vector<Shown> shown(const FileDescriptor& file);
-/// Every sample of the first channel that is heard, from time 0 on.
-std::vector<float> heard(const FileDescriptor& file);
+/// Every sample of one channel that is heard, from time 0 on.
+std::vector<float> heard(const FileDescriptor& file, int channel = 0);
 /// How often the sound swings in a second of the part, in seconds.
 double pitch(const std::vector<float>& samples, int sampleRate, double from, double to);
 /// The first moment, in seconds, at which the sound is loud.

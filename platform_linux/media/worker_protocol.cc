@@ -296,6 +296,7 @@ std::optional<PixelLayout> layoutFromMap(const Map& map) {
 
 Map containersToMap(const std::vector<VideoContainer>& containers) {
   std::vector<std::int64_t> numbers;
+  numbers.reserve(containers.size());
   for (const VideoContainer each : containers) numbers.push_back(number(each));
   return {{kContainers, std::move(numbers)}};
 }
