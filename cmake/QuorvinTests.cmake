@@ -1,7 +1,8 @@
-# quorvin_test(NAME [NEEDS_MEDIA | NEEDS_LIBRARY] [ONE_THREAD] SOURCES... LIBRARIES...): one
+# quorvin_test(NAME [NEEDS_MEDIA | NEEDS_LIBRARY] [NOT_FOR_RACES] SOURCES... LIBRARIES...): one
 # GoogleTest program. NEEDS_MEDIA has the generated media made first, NEEDS_LIBRARY also imported.
-# ONE_THREAD tests nothing of ours that runs on several threads, so that the thread sanitizer is
-# spared it. The sources are recorded, so that a *_test.cc which no build file names is noticed.
+# NOT_FOR_RACES is not built for the thread sanitizer: nothing of ours in it runs on several threads,
+# or other tests do the same many times at once. The sources are recorded, so that a *_test.cc which
+# no build file names is noticed.
 
 if(QUORVIN_TESTS AND NOT QUORVIN_CORE_ONLY)
   enable_testing()
@@ -34,7 +35,7 @@ function(quorvin_test name)
   if(NOT QUORVIN_TESTS OR QUORVIN_CORE_ONLY)
     return()
   endif()
-  cmake_parse_arguments(ARG "NEEDS_MEDIA;NEEDS_LIBRARY;ONE_THREAD" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "NEEDS_MEDIA;NEEDS_LIBRARY;NOT_FOR_RACES" "" "SOURCES;LIBRARIES" ${ARGN})
   foreach(source IN LISTS ARG_SOURCES)
     cmake_path(ABSOLUTE_PATH source)
     set_property(GLOBAL APPEND PROPERTY QUORVIN_TEST_SOURCES ${source})
@@ -45,7 +46,7 @@ function(quorvin_test name)
   target_precompile_headers(${name} REUSE_FROM quorvin_test_headers)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/test-bin)
-  if(ARG_ONE_THREAD AND QUORVIN_SANITIZE MATCHES thread)
+  if(ARG_NOT_FOR_RACES AND QUORVIN_SANITIZE MATCHES thread)
     set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
     return()
   endif()

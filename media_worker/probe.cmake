@@ -24,7 +24,7 @@ target_link_libraries(quorvin_media_probe
   PUBLIC quorvin_media_protocol quorvin_media_worker
   PRIVATE PkgConfig::VIPS PkgConfig::HEIF PkgConfig::EXIV2 PkgConfig::FFMPEG)
 
-quorvin_test(media_probe_tests ONE_THREAD
+quorvin_test(media_probe_tests NOT_FOR_RACES
   SOURCES
     metadata_dates_test.cc
     metadata_maker_note_test.cc
