@@ -21,8 +21,8 @@ TEST(WorkThreads, RunsItemsInTheOrderInWhichTheyCame) {
 }
 
 TEST(WorkThreads, RunsAsManyAtATimeAsThereAreThreads) {
-  WorkThreads threads("test", 2);
   std::latch bothRun(2);
+  WorkThreads threads("test", 2);
   for (int i = 0; i < 2; ++i) threads.add([&bothRun] { bothRun.arrive_and_wait(); });
   bothRun.wait();
 }
