@@ -21,8 +21,9 @@ if(QUORVIN_SANITIZE)
 endif()
 
 # Sanitizer builds compile everything anew for every push, so they share what most files include.
-# The other builds do without, and notice a file that does not include what it uses.
-if(QUORVIN_SANITIZE)
+# The other builds do without, and notice a file that does not include what it uses. Fuzzing compiles
+# some targets in a way of its own.
+if(QUORVIN_SANITIZE AND NOT QUORVIN_FUZZ)
   file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/headers.cc CONTENT "" @ONLY)
   add_library(quorvin_headers STATIC ${PROJECT_BINARY_DIR}/headers.cc)
   target_link_libraries(quorvin_headers PRIVATE quorvin_compile)
@@ -35,7 +36,7 @@ function(quorvin_target name)
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:quorvin_compile>)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   get_target_property(type ${name} TYPE)
-  if(QUORVIN_SANITIZE AND type STREQUAL STATIC_LIBRARY)
+  if(TARGET quorvin_headers AND type STREQUAL STATIC_LIBRARY)
     target_precompile_headers(${name} REUSE_FROM quorvin_headers)
   endif()
 endfunction()
