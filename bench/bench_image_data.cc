@@ -78,6 +78,7 @@ std::string madeLonger(const std::string& photograph, const BenchFolder& folder)
 /// Runs the program to its end, silently.
 bool runProgram(std::vector<std::string> arguments) {
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& each : arguments) pointers.push_back(each.data());
   pointers.push_back(nullptr);
   posix_spawn_file_actions_t actions;

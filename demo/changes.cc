@@ -27,8 +27,8 @@ void showChanges(Calls& calls, const ExportedFiles& files) {
   const std::string albumId = textAt(album, "id");
 
   List saved;
-  for (Value record : {save(calls, "saveImage", files.image, albumId),
-                       save(calls, "saveVideo", files.video, albumId)}) {
+  for (const Value& record : {save(calls, "saveImage", files.image, albumId),
+                              save(calls, "saveVideo", files.video, albumId)}) {
     if (!record.isNull()) saved.push_back(textAt(record, "id"));
   }
   const Value page = calls.result(

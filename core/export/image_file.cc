@@ -100,15 +100,15 @@ void ImageManager::getImageUrl(const FlutterMethodCall& call, const ResultHolder
   // Never the folder itself, which could be removed with all that is in it.
   std::string name = getResourceName(*asset).value_or("");
   if (name.empty()) name = "image-" + assetId;
-  auto file = std::make_shared<ImageFileExport>(
+  const auto file = std::make_shared<ImageFileExport>(
       ImageFileExport{result, assetId, asset, std::move(resource), pathIn(folder, name)});
   if (imageManager == nullptr) return;
-  if (arguments->mediumQuality) return requestMediumQuality(std::move(file));
-  if (convert) return requestConverted(std::move(file));
-  requestStored(std::move(file));
+  if (arguments->mediumQuality) return requestMediumQuality(file);
+  if (convert) return requestConverted(file);
+  requestStored(file);
 }
 
-void ImageManager::requestMediumQuality(ImageFile file) {
+void ImageManager::requestMediumQuality(const ImageFile& file) {
   PHImageRequestOptions options = imageFileOptions();
   options.resizeMode = PHImageRequestOptionsResizeMode::exact;
   imageManager->requestImageForAsset(
@@ -140,7 +140,7 @@ void ImageManager::writeMediumQuality(ImageFileExport& file, const UIImage* imag
   writeImageData(*jpeg, file.path, *file.asset, file.result);
 }
 
-void ImageManager::requestConverted(ImageFile file) {
+void ImageManager::requestConverted(const ImageFile& file) {
   imageManager->requestImageDataAndOrientationForAsset(
       file->asset, imageFileOptions(),
       [self = shared_from_this(), file](const std::optional<ByteBuffer>& data,
@@ -157,7 +157,7 @@ void ImageManager::requestConverted(ImageFile file) {
       });
 }
 
-void ImageManager::requestStored(ImageFile file) {
+void ImageManager::requestStored(const ImageFile& file) {
   imageManager->requestImageDataAndOrientationForAsset(
       file->asset, imageFileOptions(),
       [self = shared_from_this(), file](const std::optional<ByteBuffer>& data,
@@ -168,7 +168,7 @@ void ImageManager::requestStored(ImageFile file) {
       });
 }
 
-void ImageManager::copyResource(ImageFile file) {
+void ImageManager::copyResource(const ImageFile& file) {
   NSFileManager& files = platform.fileManager;
   // What cannot be removed fails the copy, which is answered.
   if (files.fileExists(file->path)) files.removeItem(file->path);

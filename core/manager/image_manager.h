@@ -151,11 +151,11 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
   /// None when the data is no image.
   std::optional<ByteBuffer> jpegFromData(const ByteBuffer& data);
 
-  void requestMediumQuality(ImageFile file);
+  void requestMediumQuality(const ImageFile& file);
   void writeMediumQuality(ImageFileExport& file, const UIImage* image, const PHImageInfo* info);
-  void requestConverted(ImageFile file);
-  void requestStored(ImageFile file);
-  void copyResource(ImageFile file);
+  void requestConverted(const ImageFile& file);
+  void requestStored(const ImageFile& file);
+  void copyResource(const ImageFile& file);
   void replyCopied(const ImageFileExport& file, const std::optional<NSError>& error);
 
   void replyVideo(VideoExport video, std::shared_ptr<const AVAsset> asset);
