@@ -15,7 +15,7 @@ namespace quorvin {
 void ImageManager::createAlbum(const FlutterMethodCall& call, const ResultHolder& result) {
   std::string title;
   if (!Arguments(call.arguments).string("title", title)) {
-    return sendError(result, errors::kCode, std::string(errors::kErrorArguments));
+    return sendError(result, errors::kCode, errors::kErrorArguments);
   }
   const auto placeholder = std::make_shared<std::optional<PHObjectPlaceholder>>();
   platform.photoLibraryChanges.performChanges(
@@ -32,16 +32,14 @@ void ImageManager::createAlbum(const FlutterMethodCall& call, const ResultHolder
 void ImageManager::replyAlbum(const ResultHolder& result,
                               const std::optional<PHObjectPlaceholder>& placeholder) {
   if (!placeholder) {
-    return sendError(result, errors::kCode, std::string(errors::kCreateAlbumError),
-                     errors::kNilPlaceholder);
+    return sendError(result, errors::kCode, errors::kCreateAlbumError, errors::kNilPlaceholder);
   }
   const std::array identifiers{placeholder->localIdentifier};
   const auto album =
       platform.sharedPhotoLibrary.fetchAssetCollectionsWithLocalIdentifiers(identifiers, nullptr)
           ->firstObject();
   if (album == nullptr) {
-    return sendError(result, errors::kCode, std::string(errors::kCreateAlbumError),
-                     errors::kFetchResultError);
+    return sendError(result, errors::kCode, errors::kCreateAlbumError, errors::kFetchResultError);
   }
   sendResult(result, galleryToMap("user"_lit, *album, {}));
 }

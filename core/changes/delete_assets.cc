@@ -13,7 +13,7 @@ namespace quorvin {
 void ImageManager::deleteAssets(const FlutterMethodCall& call, const ResultHolder& result) {
   std::vector<std::string> assetIds;
   if (!Arguments(call.arguments).strings("assetIds", assetIds)) {
-    return sendError(result, errors::kCode, std::string(errors::kErrorArguments));
+    return sendError(result, errors::kCode, errors::kErrorArguments);
   }
   // Identifiers that nothing has are no fault: they are not among what is found.
   platform.photoLibraryChanges.performChanges(
@@ -29,8 +29,7 @@ void ImageManager::deleteAssets(const FlutterMethodCall& call, const ResultHolde
 
 void ImageManager::sendChangeError(const ResultHolder& result, std::string_view message,
                                    const std::optional<NSError>& error) {
-  sendError(result, errors::kCode, std::string(message),
-            error ? Value(error->localizedDescription) : Value());
+  sendError(result, errors::kCode, message, error ? Value(error->localizedDescription) : Value());
 }
 
 }  // namespace quorvin

@@ -40,7 +40,7 @@ void ImageManager::saveMedia(const FlutterMethodCall& call, const ResultHolder& 
   const Arguments read(call.arguments);
   auto save = std::make_shared<MediaSave>(MediaSave{.result = result, .isVideo = isVideo});
   if (!read.string("filePath", save->filePath)) {
-    return sendError(result, errors::kCode, std::string(errors::kErrorArguments));
+    return sendError(result, errors::kCode, errors::kErrorArguments);
   }
   std::array<std::string, 1> collectionId;
   // An identifier that is no text counts as none.
@@ -95,7 +95,7 @@ void ImageManager::replySaved(const MediaSave& save) {
 }
 
 void ImageManager::sendSaveError(const MediaSave& save, Literal details) {
-  sendError(save.result, errors::kCode, std::string(save.message()), details);
+  sendError(save.result, errors::kCode, save.message(), details);
 }
 
 }  // namespace quorvin

@@ -42,7 +42,7 @@ PHImageRequestOptions imageDataOptions() {
 void ImageManager::getImageData(const FlutterMethodCall& call, const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kErrorArguments));
+    return sendError(result, errors::kCode, errors::kErrorArguments);
   }
   const Asset asset = getPHAsset(arguments->assetId);
   if (asset == nullptr) {
@@ -64,11 +64,11 @@ void ImageManager::replyImageData(const ResultHolder& result, bool convertJpeg,
                                   std::optional<ByteBuffer> data,
                                   const std::optional<std::string>& typeIdentifier) {
   if (!data) {
-    return sendError(result, errors::kCode, std::string(errors::kFailedToLoadImageData));
+    return sendError(result, errors::kCode, errors::kFailedToLoadImageData);
   }
   if (convertJpeg && typeIdentifier == kHeic) {
     data = jpegFromData(*data);
-    if (!data) return sendError(result, errors::kCode, std::string(errors::kConversionFailed));
+    if (!data) return sendError(result, errors::kCode, errors::kConversionFailed);
   }
   sendResult(result, *std::move(data));
 }

@@ -80,7 +80,7 @@ void renameToJpeg(std::string& path) {
 void ImageManager::getImageUrl(const FlutterMethodCall& call, const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kErrorArguments));
+    return sendError(result, errors::kCode, errors::kErrorArguments);
   }
   const std::string& assetId = arguments->assetId;
   const Asset asset = getPHAsset(assetId);
@@ -89,12 +89,12 @@ void ImageManager::getImageUrl(const FlutterMethodCall& call, const ResultHolder
   }
   const std::string folder = temporaryFolder("image");
   if (const auto error = platform.fileManager.createDirectory(folder)) {
-    return sendError(result, errors::kCode, std::string(errors::kCreateTempDirFailed),
+    return sendError(result, errors::kCode, errors::kCreateTempDirFailed,
                      error->localizedDescription);
   }
   auto resource = photoResource(platform.assetResources.assetResourcesForAsset(*asset));
   if (resource == nullptr) {
-    return sendError(result, errors::kCode, std::string(errors::kNoPhotoResource));
+    return sendError(result, errors::kCode, errors::kNoPhotoResource);
   }
   const bool convert = arguments->convertJpeg && isHeic(*resource);
   // Never the folder itself, which could be removed with all that is in it.
@@ -124,17 +124,17 @@ void ImageManager::writeMediumQuality(ImageFileExport& file, const UIImage* imag
   if (info != nullptr) {
     if (info->isTrue(PHImageResultIsDegradedKey)) return;
     if (info->isTrue(PHImageCancelledKey)) {
-      return sendError(file.result, errors::kCode, std::string(errors::kImageRequestCancelled));
+      return sendError(file.result, errors::kCode, errors::kImageRequestCancelled);
     }
     if (const NSError* error = info->error(PHImageErrorKey)) {
-      return sendError(file.result, errors::kCode, std::string(errors::kFailedToGenerateImage),
+      return sendError(file.result, errors::kCode, errors::kFailedToGenerateImage,
                        error->localizedDescription);
     }
   }
   std::optional<ByteBuffer> jpeg;
   if (image != nullptr) jpeg = platform.imageCodec.UIImageJPEGRepresentation(*image, kBestQuality);
   if (!jpeg) {
-    return sendError(file.result, errors::kCode, std::string(errors::kFailedToGenerateJpeg));
+    return sendError(file.result, errors::kCode, errors::kFailedToGenerateJpeg);
   }
   renameToJpeg(file.path);
   writeImageData(*jpeg, file.path, *file.asset, file.result);
@@ -149,8 +149,7 @@ void ImageManager::requestConverted(const ImageFile& file) {
         std::optional<ByteBuffer> jpeg;
         if (data) jpeg = self->jpegFromData(*data);
         if (!jpeg) {
-          return self->sendError(file->result, errors::kCode,
-                                 std::string(errors::kConversionFailed));
+          return self->sendError(file->result, errors::kCode, errors::kConversionFailed);
         }
         renameToJpeg(file->path);
         self->writeImageData(*jpeg, file->path, *file->asset, file->result);

@@ -57,7 +57,7 @@ std::shared_ptr<const PHAssetResource> pairedVideo(const PHLivePhoto& livePhoto)
 void ImageManager::getLivePhotoUrl(const FlutterMethodCall& call, const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kInvalidArguments));
+    return sendError(result, errors::kCode, errors::kInvalidArguments);
   }
   const std::string& assetId = arguments->assetId;
   const Asset asset = getPHAsset(assetId);
@@ -84,10 +84,10 @@ void ImageManager::replyLivePhoto(const LivePhotoExport& request, const PHLivePh
   if (info != nullptr) {
     if (info->isTrue(PHImageResultIsDegradedKey)) return;
     if (info->isTrue(PHImageCancelledKey)) {
-      return sendError(result, errors::kCode, std::string(errors::kLivePhotoRequestCancelled));
+      return sendError(result, errors::kCode, errors::kLivePhotoRequestCancelled);
     }
     if (const NSError* error = info->error(PHImageErrorKey)) {
-      return sendError(result, errors::kCode, std::string(errors::kFailedToLoadLivePhoto),
+      return sendError(result, errors::kCode, errors::kFailedToLoadLivePhoto,
                        error->localizedDescription);
     }
   }
@@ -107,8 +107,7 @@ void ImageManager::writePairedVideo(const LivePhotoExport& request,
   NSFileManager& files = platform.fileManager;
   const std::string folder = temporaryFolder("livephoto");
   if (const auto error = files.createDirectory(folder)) {
-    return sendError(request.result, errors::kCode,
-                     std::string(errors::kFailedToCreateTempDirectory),
+    return sendError(request.result, errors::kCode, errors::kFailedToCreateTempDirectory,
                      error->localizedDescription);
   }
   const auto name = getResourceName(*request.asset);

@@ -26,7 +26,7 @@ void ImageManager::writeImageData(const ByteBuffer& data, const std::string& to,
   std::optional<NSError> error = platform.fileManager.writeAtomically(data, to);
   if (!error) error = stampFileDates(to, asset);
   if (error) {
-    return sendError(result, errors::kCode, std::string(errors::kFailedToSaveImage),
+    return sendError(result, errors::kCode, errors::kFailedToSaveImage,
                      error->localizedDescription);
   }
   sendResult(result, exportReply(to, true));

@@ -51,7 +51,7 @@ Value encoded(ImageCodec& codec, const UIImage* image, bool jpegFormat) {
 void ImageManager::getThumbnail(const FlutterMethodCall& call, const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kErrorArguments));
+    return sendError(result, errors::kCode, errors::kErrorArguments);
   }
   const Asset asset = getPHAsset(arguments->assetId);
   if (asset == nullptr) {
@@ -78,7 +78,7 @@ void ImageManager::replyThumbnail(const ResultHolder& result, bool jpegFormat, b
   replied = true;
   if (cancelled) return sendResult(result, {});
   if (error != nullptr) {
-    return sendError(result, errors::kCode, std::string(errors::kFailedToLoadThumbnail),
+    return sendError(result, errors::kCode, errors::kFailedToLoadThumbnail,
                      error->localizedDescription);
   }
   sendResult(result, encoded(platform.imageCodec, image, jpegFormat));

@@ -39,7 +39,7 @@ void ImageManager::exportVideo(VideoExport video) {
       videoFileName(getResourceName(*video.phAsset), video.assetId, video.videoExt);
   const std::string folder = temporaryFolder("video");
   if (const auto error = platform.fileManager.createDirectory(folder)) {
-    return sendError(video.result, errors::kCode, std::string(errors::kFailedToCreateVideoFolder),
+    return sendError(video.result, errors::kCode, errors::kFailedToCreateVideoFolder,
                      error->localizedDescription);
   }
   const std::string path = pathIn(folder, name);
@@ -48,8 +48,7 @@ void ImageManager::exportVideo(VideoExport video) {
   const auto session = platform.mediaFramework.exportSessionWithAsset(
       video.asset, presetFor(video.videoFormat, video.mediumQuality));
   if (session == nullptr) {
-    return sendError(video.result, errors::kCode,
-                     std::string(errors::kFailedToCreateExportSession));
+    return sendError(video.result, errors::kCode, errors::kFailedToCreateExportSession);
   }
   session->setOutputURL(path);
   session->setOutputFileType(outputFileType(*session, video.avFileType));
@@ -73,7 +72,7 @@ void ImageManager::replyExported(const VideoExport& video, const AVAssetExportSe
     case AVAssetExportSessionStatus::failed:
     case AVAssetExportSessionStatus::cancelled: {
       const auto error = session.error();
-      return sendError(video.result, errors::kCode, std::string(errors::kExportFailed),
+      return sendError(video.result, errors::kCode, errors::kExportFailed,
                        error ? Value(error->localizedDescription) : Value());
     }
     case AVAssetExportSessionStatus::unknown:

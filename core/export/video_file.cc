@@ -42,7 +42,7 @@ PHVideoRequestOptions videoOptions() {
 void ImageManager::getVideoUrl(const FlutterMethodCall& call, const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kErrorArguments));
+    return sendError(result, errors::kCode, errors::kErrorArguments);
   }
   const Asset phAsset = getPHAsset(arguments->assetId);
   if (phAsset == nullptr) {
@@ -67,12 +67,12 @@ void ImageManager::getVideoUrl(const FlutterMethodCall& call, const ResultHolder
 
 void ImageManager::replyVideo(VideoExport video, std::shared_ptr<const AVAsset> asset) {
   if (asset == nullptr) {
-    return sendError(video.result, errors::kCode, std::string(errors::kFailedToLoadAVAsset));
+    return sendError(video.result, errors::kCode, errors::kFailedToLoadAVAsset);
   }
   const auto* file = dynamic_cast<const AVURLAsset*>(asset.get());
   if (file != nullptr && video.videoFormat == VideoFormat::Original && !video.mediumQuality) {
     if (file->URL.empty()) {
-      return sendError(video.result, errors::kCode, std::string(errors::kUnexpectedAVAssetType));
+      return sendError(video.result, errors::kCode, errors::kUnexpectedAVAssetType);
     }
     return sendResult(video.result, exportReply(file->URL, false));
   }

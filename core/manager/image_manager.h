@@ -108,7 +108,7 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
   // queue, in order of submission.
 
   void sendResult(const ResultHolder& result, Value value);
-  void sendError(const ResultHolder& result, std::string_view code, std::string message,
+  void sendError(const ResultHolder& result, std::string_view code, std::string_view message,
                  Value details = {});
 
   // Lookup (manager/asset_lookup.cc)

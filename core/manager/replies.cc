@@ -11,10 +11,10 @@ void ImageManager::sendResult(const ResultHolder& result, Value value) {
       [result, value = std::move(value)]() mutable { (*result)(std::move(value)); });
 }
 
-void ImageManager::sendError(const ResultHolder& result, std::string_view code, std::string message,
-                             Value details) {
+void ImageManager::sendError(const ResultHolder& result, std::string_view code,
+                             std::string_view message, Value details) {
   platform.dispatch.mainQueue().async([result, code = std::string(code),
-                                       message = std::move(message),
+                                       message = std::string(message),
                                        details = std::move(details)]() mutable {
     (*result)(FlutterError::errorWithCode(std::move(code), std::move(message), std::move(details)));
   });

@@ -9,7 +9,7 @@ namespace quorvin {
 void ImageManager::getAssetInfo(const FlutterMethodCall& call, const ResultHolder& result) {
   std::string assetId;
   if (!Arguments(call.arguments).string("assetId", assetId)) {
-    return sendError(result, errors::kCode, std::string(errors::kErrorArguments));
+    return sendError(result, errors::kCode, errors::kErrorArguments);
   }
   const Asset asset = getPHAsset(assetId);
   if (asset == nullptr) {

@@ -58,7 +58,7 @@ PHFetchResult<PHAsset>::Objects cutPage(const PHFetchResult<PHAsset>& assets,
 void ImageManager::getAssetList(const FlutterMethodCall& call, const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kInvalidArguments));
+    return sendError(result, errors::kCode, errors::kInvalidArguments);
   }
   const PHFetchOptions options = pageOptions(*arguments);
   PHPhotoLibrary& library = platform.sharedPhotoLibrary;

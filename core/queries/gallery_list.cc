@@ -88,7 +88,7 @@ class GalleryList {
 void ImageManager::getGalleryList(const FlutterMethodCall& call, const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kInvalidArguments));
+    return sendError(result, errors::kCode, errors::kInvalidArguments);
   }
   PHPhotoLibrary& library = platform.sharedPhotoLibrary;
   GalleryList galleries(library, *arguments);

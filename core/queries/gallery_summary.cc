@@ -81,7 +81,7 @@ Summary summaryOfOneType(PHPhotoLibrary& library, const PHAssetCollection& galle
 void ImageManager::getGalleryAssetCount(const FlutterMethodCall& call, const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kInvalidArguments));
+    return sendError(result, errors::kCode, errors::kInvalidArguments);
   }
   PHFetchOptions sorted;
   sortByCreationDate(sorted, arguments->sort);
@@ -110,7 +110,7 @@ void ImageManager::getGalleryFirstAssetId(const FlutterMethodCall& call,
                                           const ResultHolder& result) {
   const auto arguments = readArguments(call);
   if (!arguments) {
-    return sendError(result, errors::kCode, std::string(errors::kInvalidArguments));
+    return sendError(result, errors::kCode, errors::kInvalidArguments);
   }
   PHFetchOptions options;
   options.fetchLimit = 1;

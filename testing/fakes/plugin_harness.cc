@@ -54,14 +54,14 @@ void ImageManagerPeer::sendResult(FlutterResult result, Value value) const {
   manager_->sendResult(hold(std::move(result)), std::move(value));
 }
 
-void ImageManagerPeer::sendError(FlutterResult result, std::string code,
-                                 std::string message) const {
-  manager_->sendError(hold(std::move(result)), code, std::move(message));
+void ImageManagerPeer::sendError(FlutterResult result, const std::string& code,
+                                 const std::string& message) const {
+  manager_->sendError(hold(std::move(result)), code, message);
 }
 
-void ImageManagerPeer::sendError(FlutterResult result, std::string code, std::string message,
-                                 Value details) const {
-  manager_->sendError(hold(std::move(result)), code, std::move(message), std::move(details));
+void ImageManagerPeer::sendError(FlutterResult result, const std::string& code,
+                                 const std::string& message, Value details) const {
+  manager_->sendError(hold(std::move(result)), code, message, std::move(details));
 }
 
 std::shared_ptr<FlutterMethodChannel> ImageManagerPeer::channel() const {

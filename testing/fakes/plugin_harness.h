@@ -27,8 +27,9 @@ class ImageManagerPeer {
   std::shared_ptr<const PHAsset> getPHAsset(const std::string& identifier) const;
   std::optional<std::string> getResourceName(const PHAsset& asset) const;
   void sendResult(FlutterResult result, Value value) const;
-  void sendError(FlutterResult result, std::string code, std::string message) const;
-  void sendError(FlutterResult result, std::string code, std::string message, Value details) const;
+  void sendError(FlutterResult result, const std::string& code, const std::string& message) const;
+  void sendError(FlutterResult result, const std::string& code, const std::string& message,
+                 Value details) const;
   std::shared_ptr<FlutterMethodChannel> channel() const;
   PHImageManager* imageManager() const;
 
