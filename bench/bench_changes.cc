@@ -168,22 +168,14 @@ void benchMark(benchmark::State& state, Rows& rows) {
 
 int main(int argc, char** argv) {
   using namespace quorvin;
-  std::vector<char*> options = {argv[0]};
-  std::vector<std::string> photographs;
-  for (int i = 1; i < argc; ++i) {
-    if (argv[i][0] == '-') {
-      options.push_back(argv[i]);
-    } else {
-      photographs.push_back(std::filesystem::absolute(argv[i]));
-    }
-  }
-
+  BenchArguments arguments(argc, argv);
   const BenchFolder folder;
   Report report;
   const std::string copies = folder / "copies";
   std::filesystem::create_directory(copies);
   BenchEngine saver(folder / "saved");
-  for (const std::string& photograph : photographs) {
+  for (const std::string& given : arguments.files) {
+    const std::string photograph = std::filesystem::absolute(given);
     report.compare(
         {"durable save of " + std::filesystem::path(photograph).filename().string(),
          "copy, fsync, fsync folder", kSavingGoal},
@@ -203,5 +195,5 @@ int main(int argc, char** argv) {
       {"1,000 assets deleted in one call", "marking in one transaction", kDeletingGoal},
       [&](auto& state) { benchDelete(state, engine, oursRows, assets); },
       [&](auto& state) { benchMark(state, rivalsRows); });
-  return report.run(static_cast<int>(options.size()), options.data());
+  return report.run(arguments);
 }

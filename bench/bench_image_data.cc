@@ -175,21 +175,12 @@ void compareStoredBytes(Report& report, const Subject& subject) {
 
 int main(int argc, char** argv) {
   using namespace quorvin;
-  std::vector<char*> options;
-  std::vector<std::string> photographs;
-  for (int i = 0; i < argc; ++i) {
-    if (i == 0 || argv[i][0] == '-') {
-      options.push_back(argv[i]);
-    } else {
-      photographs.emplace_back(argv[i]);
-    }
-  }
-
+  BenchArguments arguments(argc, argv);
   const BenchFolder folder;
   std::vector<std::unique_ptr<Subject>> subjects;
   std::vector<double> peaks;
   Report report;
-  for (const std::string& given : photographs) {
+  for (const std::string& given : arguments.files) {
     const std::string extension = std::filesystem::path(given).extension().string();
     const bool isHeic = extension == ".heic" || extension == ".HEIC";
     const std::string photograph = isHeic ? given : madeLonger(given, folder);
@@ -206,7 +197,7 @@ int main(int argc, char** argv) {
                              std::filesystem::file_size(photograph)));
     }
   }
-  const int status = report.run(static_cast<int>(options.size()), options.data());
+  const int status = report.run(arguments);
   for (const double peak : peaks) printPeak(peak);
   return status;
 }

@@ -63,20 +63,11 @@ int main(int argc, char** argv) {
   if (VIPS_INIT(argv[0]) != 0) return EXIT_FAILURE;
   vips_cache_set_max(0);
 
-  std::vector<char*> options;
-  std::vector<std::string> photographs;
-  for (int i = 0; i < argc; ++i) {
-    if (i == 0 || argv[i][0] == '-') {
-      options.push_back(argv[i]);
-    } else {
-      photographs.emplace_back(argv[i]);
-    }
-  }
-
+  BenchArguments arguments(argc, argv);
   const BenchFolder folder;
   std::vector<std::unique_ptr<BenchEngine>> engines;
   Report report;
-  for (const std::string& photograph : photographs) {
+  for (const std::string& photograph : arguments.files) {
     const std::string library = folder / std::to_string(engines.size());
     const std::string asset = importAlone(photograph, library);
     BenchEngine& engine = *engines.emplace_back(std::make_unique<BenchEngine>(library));
@@ -90,5 +81,5 @@ int main(int argc, char** argv) {
     report.compare({work, "libvips, one thread", 1.2}, ours,
                    [photograph](benchmark::State& state) { benchVips(state, photograph, 1); });
   }
-  return report.run(static_cast<int>(options.size()), options.data());
+  return report.run(arguments);
 }

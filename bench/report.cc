@@ -77,6 +77,16 @@ void printRow(const Comparison& comparison, double ours, double rivals) {
 
 }  // namespace
 
+BenchArguments::BenchArguments(int argc, char** argv) {
+  for (int i = 0; i < argc; ++i) {
+    if (i == 0 || argv[i][0] == '-') {
+      options.push_back(argv[i]);
+    } else {
+      files.emplace_back(argv[i]);
+    }
+  }
+}
+
 void Report::compare(Comparison comparison, std::function<void(benchmark::State&)> ours,
                      std::function<void(benchmark::State&)> rivals) {
   const auto add = [](const std::string& name, std::function<void(benchmark::State&)> body) {

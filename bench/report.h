@@ -10,6 +10,14 @@
 
 namespace quorvin {
 
+/// What a benchmark program was called with.
+struct BenchArguments {
+  std::vector<char*> options;      ///< the program's name and what begins with "-"
+  std::vector<std::string> files;  ///< the rest
+
+  BenchArguments(int argc, char** argv);
+};
+
 /// Two benchmarks of the same work.
 struct Comparison {
   std::string work;            ///< what both do
@@ -27,6 +35,9 @@ class Report {
   /// Runs all, repetitions of ours and the rivals' in random order, and prints for each pair the
   /// medians and their ratio. Takes the options of every benchmark program. The program's status.
   int run(int argc, char** argv) const;
+  int run(BenchArguments& arguments) const {
+    return run(static_cast<int>(arguments.options.size()), arguments.options.data());
+  }
 
  private:
   std::vector<Comparison> comparisons_;
