@@ -1,6 +1,7 @@
 // A folder of a test's own, and what lies in it.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/mount.h>
 
 #include <algorithm>
@@ -10,6 +11,8 @@
 #include <fstream>
 #include <string>
 #include <vector>
+
+#include "platform_linux/files/file_descriptor.h"
 
 namespace quorvin {
 
@@ -61,6 +64,17 @@ class SmallVolume {
 inline void writeFile(const std::string& path, const std::string& content) {
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   std::ofstream(path, std::ios::binary) << content;
+}
+
+/// Writes a file and opens it for reading and writing.
+inline FileDescriptor openedFile(const std::string& path, const std::string& content) {
+  writeFile(path, content);
+  return FileDescriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+}
+
+/// A file's content: more than is read or written at once.
+inline std::string largeContent(char last) {
+  return std::string(1'000'003, 'x') + last;
 }
 
 inline std::string readFile(const std::string& path) {

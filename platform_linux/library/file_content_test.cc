@@ -9,24 +9,12 @@
 namespace quorvin {
 namespace {
 
-struct Files {
-  TemporaryFolder folder;
-  FileDescriptor file(const std::string& name, const std::string& content) {
-    writeFile(folder / name, content);
-    return FileDescriptor(::open((folder / name).c_str(), O_RDWR | O_CLOEXEC));
-  }
-};
-
-std::string large(char last) {
-  return std::string(1'000'003, 'x') + last;
-}
-
 TEST(FileContent, TellsContentsApart) {
-  Files files;
-  const auto one = files.file("one", large('a'));
-  const auto same = files.file("same", large('a'));
-  const auto other = files.file("other", large('b'));
-  const auto shorter = files.file("shorter", std::string(1'000'003, 'x'));
+  const TemporaryFolder folder;
+  const auto one = openedFile(folder / "one", largeContent('a'));
+  const auto same = openedFile(folder / "same", largeContent('a'));
+  const auto other = openedFile(folder / "other", largeContent('b'));
+  const auto shorter = openedFile(folder / "shorter", std::string(1'000'003, 'x'));
   EXPECT_EQ(*hashContent(one.get()), *hashContent(same.get()));
   EXPECT_NE(*hashContent(one.get()), *hashContent(other.get()));
   EXPECT_EQ(hashContent(one.get())->size(), 16U);

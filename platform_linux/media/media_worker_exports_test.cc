@@ -13,6 +13,7 @@
 
 #include "platform_linux/media/media_worker_pool.h"
 #include "platform_linux/media/sealed_memory.h"
+#include "platform_linux/media/testing_pool.h"
 #include "platform_linux/media/testing_processes.h"
 
 namespace quorvin {
@@ -23,17 +24,6 @@ using std::chrono::seconds;
 
 constexpr auto kInterrupted = static_cast<std::int64_t>(LibraryErrorCode::operationInterrupted);
 constexpr auto kCancelled = static_cast<std::int64_t>(LibraryErrorCode::userCancelled);
-
-MediaWorkerOptions options(std::size_t size = 2) {
-  return {QUORVIN_TESTING_WORKER_PROGRAM, size, seconds(60), seconds(600)};
-}
-
-/// A file that holds what the testing worker is to do.
-FileDescriptor asking(std::string_view text) {
-  FileDescriptor file = makeMemoryFile(0);
-  EXPECT_EQ(::write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  return file;
-}
 
 std::string contentsOf(const FileDescriptor& file) {
   std::string text(100, '\0');
@@ -53,7 +43,7 @@ void waitForWorkers(std::size_t count) {
 }
 
 TEST(MediaWorkerExports, WriteToTheOutputThatTheyAreGiven) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const FileDescriptor output = makeMemoryFile(0);
   VideoExportRequest request;
   request.timeMap = {{seconds(0), seconds(1), seconds(4)}, {seconds(1), seconds(1), seconds(1)}};
@@ -62,7 +52,7 @@ TEST(MediaWorkerExports, WriteToTheOutputThatTheyAreGiven) {
 }
 
 TEST(MediaWorkerExports, PassOnTheContainers) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const auto both = pool.exportContainers(asking("answer"), VideoPreset::passthrough);
   ASSERT_TRUE(both);
   EXPECT_EQ(*both, (std::vector{VideoContainer::quickTime, VideoContainer::mpeg4}));
@@ -72,7 +62,7 @@ TEST(MediaWorkerExports, PassOnTheContainers) {
 }
 
 TEST(MediaWorkerExports, MayTakeLongerThanTheLimitAsLongAsTheyTellThatTheyGoOn) {
-  MediaWorkerOptions hasty = options();
+  MediaWorkerOptions hasty = testingPoolOptions();
   hasty.requestTimeLimit = milliseconds(200);
   MediaWorkerPool pool(hasty);
   std::stop_source stop;
@@ -87,7 +77,7 @@ TEST(MediaWorkerExports, MayTakeLongerThanTheLimitAsLongAsTheyTellThatTheyGoOn) 
 }
 
 TEST(MediaWorkerExports, EndWhenTheWorkerSaysNothingForTooLong) {
-  MediaWorkerOptions hasty = options();
+  MediaWorkerOptions hasty = testingPoolOptions();
   hasty.requestTimeLimit = milliseconds(50);
   MediaWorkerPool pool(hasty);
   for (const auto* text : {"hang", "tell and hang"}) {
@@ -100,7 +90,7 @@ TEST(MediaWorkerExports, EndWhenTheWorkerSaysNothingForTooLong) {
 }
 
 TEST(MediaWorkerExports, FailOnceAndForAllWhenTheWorkerDies) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   EXPECT_FALSE(exportAs(pool, "answer"));
   for (const auto* text : {"die", "tell and die"}) {
     const FileDescriptor output = makeMemoryFile(0);
@@ -112,7 +102,7 @@ TEST(MediaWorkerExports, FailOnceAndForAllWhenTheWorkerDies) {
 }
 
 TEST(MediaWorkerExports, PassOnTheWorkersOwnErrorAndKeepTheWorker) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const auto error = exportAs(pool, "error");
   ASSERT_TRUE(error);
   EXPECT_EQ(*error, workerError(LibraryErrorCode::invalidResource, "The file is broken."));
@@ -120,7 +110,7 @@ TEST(MediaWorkerExports, PassOnTheWorkersOwnErrorAndKeepTheWorker) {
 }
 
 TEST(MediaWorkerExports, BelieveNoAnswerThatMakesNoSense) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   for (const auto* lie : {"garbage", "no map", "too long", "nothing"}) {
     const auto error = exportAs(pool, lie);
     ASSERT_TRUE(error) << lie;
@@ -131,7 +121,7 @@ TEST(MediaWorkerExports, BelieveNoAnswerThatMakesNoSense) {
 }
 
 TEST(MediaWorkerExports, EndSoonWhenTheyAreStopped) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   std::stop_source stop;
   std::thread exporter([&] {
     const auto error = exportAs(pool, "tell and hang", stop.get_token());
@@ -147,7 +137,7 @@ TEST(MediaWorkerExports, EndSoonWhenTheyAreStopped) {
 }
 
 TEST(MediaWorkerExports, DoNotBeginWhenTheyAreStoppedBefore) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   std::stop_source stop;
   stop.request_stop();
   const auto error = exportAs(pool, "answer", stop.get_token());
@@ -157,7 +147,7 @@ TEST(MediaWorkerExports, DoNotBeginWhenTheyAreStoppedBefore) {
 }
 
 TEST(MediaWorkerExports, CanBeStoppedWhileTheyWaitForTheirTurn) {
-  MediaWorkerPool pool(options(1));
+  MediaWorkerPool pool(testingPoolOptions(1));
   std::stop_source first;
   std::thread running(
       [&] { EXPECT_EQ(exportAs(pool, "tell and hang", first.get_token())->code, kCancelled); });
@@ -172,7 +162,7 @@ TEST(MediaWorkerExports, CanBeStoppedWhileTheyWaitForTheirTurn) {
 }
 
 TEST(MediaWorkerExports, HoldUpNothingElse) {
-  MediaWorkerPool pool(options(1));
+  MediaWorkerPool pool(testingPoolOptions(1));
   std::stop_source stop;
   std::thread exporter([&] { exportAs(pool, "tell and hang", stop.get_token()); });
   waitForWorkers(1);
@@ -183,7 +173,7 @@ TEST(MediaWorkerExports, HoldUpNothingElse) {
 }
 
 TEST(MediaWorkerExports, AreRefusedForMapsThatCannotBePlayed) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   VideoExportRequest request;
   request.timeMap = {{seconds(0), seconds(1), seconds(1000)}};
   const auto error = pool.exportVideo(asking("answer"), makeMemoryFile(0), request, {});
@@ -193,7 +183,7 @@ TEST(MediaWorkerExports, AreRefusedForMapsThatCannotBePlayed) {
 }
 
 TEST(MediaWorkerExports, CarryTheLongestMap) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   VideoExportRequest request;
   for (std::size_t i = 0; i < kMaximumTimeMapSegments; ++i) {
     request.timeMap.push_back({std::chrono::hours(100) + seconds(i), seconds(1), seconds(2)});
@@ -204,7 +194,7 @@ TEST(MediaWorkerExports, CarryTheLongestMap) {
 }
 
 TEST(MediaWorkerExports, EndWhenThePoolIsShutDown) {
-  MediaWorkerPool pool(options(1));
+  MediaWorkerPool pool(testingPoolOptions(1));
   std::vector<std::future<bool>> answers;
   for (int i = 0; i < 3; ++i) {
     answers.push_back(std::async(std::launch::async, [&pool] {
@@ -221,7 +211,7 @@ TEST(MediaWorkerExports, EndWhenThePoolIsShutDown) {
 TEST(MediaWorkerExports, LeakNoDescriptor) {
   const std::size_t before = openDescriptors();
   {
-    MediaWorkerPool pool(options());
+    MediaWorkerPool pool(testingPoolOptions());
     for (const auto* text : {"answer", "tell", "die", "tell and die", "garbage", "error"}) {
       exportAs(pool, text);
       static_cast<void>(pool.exportContainers(asking(text), VideoPreset::highestQuality));

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform_linux/media/sealed_memory.h"
+#include "platform_linux/media/testing_pool.h"
 #include "platform_linux/media/testing_processes.h"
 
 namespace quorvin {
@@ -28,17 +29,6 @@ using std::chrono::seconds;
 
 constexpr std::int64_t kInterrupted =
     static_cast<std::int64_t>(LibraryErrorCode::operationInterrupted);
-
-MediaWorkerOptions options(std::size_t size = 2) {
-  return {QUORVIN_TESTING_WORKER_PROGRAM, size, seconds(60), seconds(600)};
-}
-
-/// A file that holds what the testing worker is to do.
-FileDescriptor asking(std::string_view text) {
-  FileDescriptor file = makeMemoryFile(0);
-  EXPECT_EQ(::write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  return file;
-}
 
 Result<MediaProbe> probe(MediaWorkerPool& pool, std::string_view text) {
   return pool.probe(asking(text), "a.jpg");
@@ -73,7 +63,7 @@ void expectInterrupted(const NSError& error) {
 }
 
 TEST(MediaWorkerPool, PassesOnWhatAProbeFound) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const auto result = pool.probe(asking("answer"), "IMG_1.JPG");
   ASSERT_TRUE(result);
   EXPECT_EQ(result->kind, MediaKind::image);
@@ -84,20 +74,20 @@ TEST(MediaWorkerPool, PassesOnWhatAProbeFound) {
 }
 
 TEST(MediaWorkerPool, SendsNamesThatAreNoTextAsTextOfTheSameLength) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const auto result = pool.probe(asking("answer"), "Caf\xe9.jpg");
   ASSERT_TRUE(result);
   EXPECT_EQ(result->burstIdentifier, "Caf?.jpg");
 }
 
 TEST(MediaWorkerPool, RefusesANameThatNoPacketHolds) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   EXPECT_FALSE(pool.probe(asking("answer"), std::string(70'000, 'a')));
   EXPECT_TRUE(children().empty());
 }
 
 TEST(MediaWorkerPool, HandsOverRenderedPixels) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const auto result = render(pool, "answer");
   ASSERT_TRUE(result);
   const RenderedImage& rendered = **result;
@@ -112,7 +102,7 @@ TEST(MediaWorkerPool, HandsOverRenderedPixels) {
 TEST(MediaWorkerPool, HandsOverEncodedBytesThatOutliveIt) {
   std::optional<Result<ByteBuffer>> result;
   {
-    MediaWorkerPool pool(options());
+    MediaWorkerPool pool(testingPoolOptions());
     result = encode(pool, "answer");
   }
   ASSERT_TRUE(*result);
@@ -120,7 +110,7 @@ TEST(MediaWorkerPool, HandsOverEncodedBytesThatOutliveIt) {
 }
 
 TEST(MediaWorkerPool, PassesOnTheWorkersOwnErrorAndKeepsTheWorker) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const std::string worker = report(pool, "answer");
   const auto result = probe(pool, "error");
   ASSERT_FALSE(result);
@@ -129,7 +119,7 @@ TEST(MediaWorkerPool, PassesOnTheWorkersOwnErrorAndKeepsTheWorker) {
 }
 
 TEST(MediaWorkerPool, StartsNoWorkerBeforeTheFirstRequestAndThenUsesItAgain) {
-  MediaWorkerPool pool(options(4));
+  MediaWorkerPool pool(testingPoolOptions(4));
   EXPECT_TRUE(children().empty());
   const std::string worker = report(pool, "answer");
   for (int i = 0; i < 10; ++i) EXPECT_EQ(report(pool, "answer"), worker);
@@ -138,7 +128,7 @@ TEST(MediaWorkerPool, StartsNoWorkerBeforeTheFirstRequestAndThenUsesItAgain) {
 
 TEST(MediaWorkerPool, GivesTheWorkerItsSocketAndNothingElseOfTheHosts) {
   const FileDescriptor inherited(::open("/proc/self/exe", O_RDONLY));  // not close-on-exec
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   // 4 is the request's file, 5 the listing itself.
   EXPECT_EQ(report(pool, "descriptors"), "0 1 2 3 4 5 ");
 }
@@ -147,7 +137,7 @@ TEST(MediaWorkerPool, GivesTheWorkerAnErrorOutputEvenWhenTheHostHasNone) {
   const FileDescriptor kept(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 10));
   ::close(STDERR_FILENO);
   {
-    MediaWorkerPool pool(options());
+    MediaWorkerPool pool(testingPoolOptions());
     EXPECT_EQ(report(pool, "descriptors"), "0 1 2 3 4 5 ");
   }
   ::dup2(kept.get(), STDERR_FILENO);
@@ -159,14 +149,14 @@ TEST(MediaWorkerPool, StartsWorkersWithUsualSignals) {
   ::sigaddset(&term, SIGTERM);
   ::pthread_sigmask(SIG_BLOCK, &term, nullptr);
   const auto before = ::signal(SIGPIPE, SIG_IGN);
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   EXPECT_EQ(report(pool, "signals"), "open default");
   ::signal(SIGPIPE, before);
   ::pthread_sigmask(SIG_UNBLOCK, &term, nullptr);
 }
 
 TEST(MediaWorkerPool, StartsWorkersAtTheHostsPriorityWhoeverAsksFirst) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const int priority = ::getpriority(PRIO_PROCESS, 0);
   std::thread([&pool, priority] {
     ::setpriority(PRIO_PROCESS, 0, 19);
@@ -176,7 +166,7 @@ TEST(MediaWorkerPool, StartsWorkersAtTheHostsPriorityWhoeverAsksFirst) {
 
 TEST(MediaWorkerPool, ShowsWorkersTheEnvironmentOfItsOwnBeginning) {
   ::setenv("QUORVIN_TESTING_WORKER", "early", 1);
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   ::setenv("QUORVIN_TESTING_WORKER", "late", 1);
   EXPECT_EQ(report(pool, "variable"), "early");
   ::unsetenv("QUORVIN_TESTING_WORKER");
@@ -201,7 +191,7 @@ TEST(MediaWorkerPool, FailsWhenTheProgramEndsBeforeItReadsAnything) {
 }
 
 TEST(MediaWorkerPool, AnswersARequestWhoseWorkerDiesWithAnErrorAndReplacesTheWorker) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   for (const auto* death : {"die", "exit"}) {
     const auto result = probe(pool, death);
     ASSERT_FALSE(result);
@@ -212,7 +202,7 @@ TEST(MediaWorkerPool, AnswersARequestWhoseWorkerDiesWithAnErrorAndReplacesTheWor
 }
 
 TEST(MediaWorkerPool, EndsAWorkerThatIsLateAndReplacesIt) {
-  MediaWorkerOptions hasty = options();
+  MediaWorkerOptions hasty = testingPoolOptions();
   hasty.requestTimeLimit = milliseconds(50);
   MediaWorkerPool pool(hasty);
   for (const auto* delay : {"hang", "stop"}) {
@@ -224,7 +214,7 @@ TEST(MediaWorkerPool, EndsAWorkerThatIsLateAndReplacesIt) {
 }
 
 TEST(MediaWorkerPool, LetsNobodyNoticeThatWorkersDiedWhileTheyWereIdle) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   const std::string worker = report(pool, "answer");
   killAndWait(std::stoi(worker));
   EXPECT_NE(report(pool, "answer"), worker);
@@ -232,7 +222,7 @@ TEST(MediaWorkerPool, LetsNobodyNoticeThatWorkersDiedWhileTheyWereIdle) {
 }
 
 TEST(MediaWorkerPool, BelievesNoAnswerThatMakesNoSense) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   for (const auto* lie : {"garbage", "no map", "too long", "path as extension"}) {
     const auto result = probe(pool, lie);
     ASSERT_FALSE(result) << lie;
@@ -242,7 +232,7 @@ TEST(MediaWorkerPool, BelievesNoAnswerThatMakesNoSense) {
 }
 
 TEST(MediaWorkerPool, BelievesNoPixelsThatAreNotWhatTheAnswerSays) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   for (const auto* lie :
        {"no memory", "ordinary file", "too small", "too large", "empty", "unsealed", "overflow"}) {
     const auto result = render(pool, lie);
@@ -253,7 +243,7 @@ TEST(MediaWorkerPool, BelievesNoPixelsThatAreNotWhatTheAnswerSays) {
 }
 
 TEST(MediaWorkerPool, BelievesNoEncodedBytesThatCouldChange) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   for (const auto* lie : {"no memory", "ordinary file", "empty", "unsealed"}) {
     const auto result = encode(pool, lie);
     ASSERT_FALSE(result) << lie;
@@ -262,7 +252,7 @@ TEST(MediaWorkerPool, BelievesNoEncodedBytesThatCouldChange) {
 }
 
 TEST(MediaWorkerPool, EndsWorkersThatHaveIdledForTooLong) {
-  MediaWorkerOptions brief = options();
+  MediaWorkerOptions brief = testingPoolOptions();
   brief.idleTimeLimit = milliseconds(1);
   MediaWorkerPool pool(brief);
   const pid_t worker = std::stoi(report(pool, "answer"));
@@ -273,7 +263,7 @@ TEST(MediaWorkerPool, EndsWorkersThatHaveIdledForTooLong) {
 }
 
 TEST(MediaWorkerPool, NeverRunsMoreWorkersThanItsSize) {
-  MediaWorkerPool pool(options(2));
+  MediaWorkerPool pool(testingPoolOptions(2));
   std::vector<std::thread> threads;
   std::atomic<std::size_t> most = 0;
   for (int i = 0; i < 8; ++i) {
@@ -292,7 +282,7 @@ TEST(MediaWorkerPool, NeverRunsMoreWorkersThanItsSize) {
 }
 
 TEST(MediaWorkerPool, EndsRequestsUnderWayAndWaitingWhenItIsShutDown) {
-  MediaWorkerPool pool(options(1));
+  MediaWorkerPool pool(testingPoolOptions(1));
   std::vector<std::future<bool>> answers;
   for (int i = 0; i < 3; ++i) {
     answers.push_back(std::async(std::launch::async, [&pool] {
@@ -307,7 +297,7 @@ TEST(MediaWorkerPool, EndsRequestsUnderWayAndWaitingWhenItIsShutDown) {
 }
 
 TEST(MediaWorkerPool, RefusesRequestsOnceItIsShutDown) {
-  MediaWorkerPool pool(options());
+  MediaWorkerPool pool(testingPoolOptions());
   EXPECT_TRUE(probe(pool, "answer"));
   pool.shutDown();
   const auto result = probe(pool, "answer");
@@ -320,7 +310,7 @@ TEST(MediaWorkerPool, LeavesTheEmbeddersOwnChildrenAlone) {
   const pid_t own = ::fork();
   if (own == 0) ::_exit(7);
   {
-    MediaWorkerPool pool(options());
+    MediaWorkerPool pool(testingPoolOptions());
     EXPECT_TRUE(probe(pool, "answer"));
     EXPECT_FALSE(probe(pool, "die"));
   }
@@ -332,7 +322,7 @@ TEST(MediaWorkerPool, LeavesTheEmbeddersOwnChildrenAlone) {
 TEST(MediaWorkerPool, WorksForAnEmbedderWhoReapsEveryChild) {
   const auto before = ::signal(SIGCHLD, SIG_IGN);
   {
-    MediaWorkerPool pool(options());
+    MediaWorkerPool pool(testingPoolOptions());
     EXPECT_TRUE(probe(pool, "answer"));
     EXPECT_FALSE(probe(pool, "die"));
     EXPECT_TRUE(probe(pool, "answer"));
@@ -366,7 +356,7 @@ void renderThroughSignals(MediaWorkerPool& pool, int signal) {
 TEST(MediaWorkerPool, OutlivesWorkersThatAreKilledOrStoppedUnderLoad) {
   const std::size_t before = openDescriptors();
   {
-    MediaWorkerOptions hasty = options(3);
+    MediaWorkerOptions hasty = testingPoolOptions(3);
     hasty.requestTimeLimit = milliseconds(200);
     MediaWorkerPool pool(hasty);
     renderThroughSignals(pool, SIGKILL);
@@ -381,7 +371,7 @@ TEST(MediaWorkerPool, OutlivesWorkersThatAreKilledOrStoppedUnderLoad) {
 TEST(MediaWorkerPool, LeaksNoDescriptorWhateverWorkersAnswer) {
   const std::size_t before = openDescriptors();
   {
-    MediaWorkerPool pool(options());
+    MediaWorkerPool pool(testingPoolOptions());
     for (const auto* text :
          {"answer", "die", "garbage", "too small", "unsealed", "ordinary file"}) {
       render(pool, text);
