@@ -12,13 +12,27 @@ class TrashCommand : public ToolFixture {
     words.insert(words.begin(), {"--library", library(), "trash"});
     return quorvin(words);
   }
-  /// Imports that many photos and deletes them all, as another program would.
+  Json call(const std::string& method, const Json& arguments) {
+    const Ran ran = quorvin({"--library", library(), "call", method, arguments.dump()});
+    EXPECT_EQ(ran.status, 0) << ran.out;
+    return Json::parse(ran.out)["result"];
+  }
+  /// Imports that many photos and deletes them all.
   void deletePhotos(int count) {
     EXPECT_EQ(quorvin({"--library", library(), "import", photos(count)}).status, 0);
-    EXPECT_EQ(run({"sqlite3", library() / "library.sqlite",
-                   "UPDATE assets SET trashed_ns = unixepoch() * 1000000000"})
-                  .status,
-              0);
+    const Json galleries = call("getGalleryList", {{"withAllPhotos", true},
+                                                   {"filterEmptyAsset", true},
+                                                   {"withSmartAlbum", true},
+                                                   {"mediaType", 0}});
+    const Json page = call("getAssetList", {{"collectionId", galleries.at(0).at("id")},
+                                            {"start", 0},
+                                            {"end", count},
+                                            {"sort", 0},
+                                            {"mediaType", 0}});
+    Json identifiers = Json::array();
+    for (const Json& asset : page) identifiers.push_back(asset.at("id"));
+    EXPECT_EQ(identifiers.size(), static_cast<std::size_t>(count));
+    EXPECT_EQ(call("deleteAssets", {{"assetIds", identifiers}}), true);
   }
   Json info() { return Json::parse(quorvin({"--library", library(), "info", "--json"}).out); }
 };
