@@ -224,7 +224,7 @@ Result<Null> Catalogue::change(const std::function<Result<Null>(Database&)>& bod
   }
   const std::string failure = "The change cannot be stored";
   if (!writer_->prepare("BEGIN IMMEDIATE").run()) return writer_->lastError(failure);
-  const auto outcome = body(*writer_);
+  auto outcome = body(*writer_);
   if (!outcome) {
     writer_->execute("ROLLBACK");
     return outcome;

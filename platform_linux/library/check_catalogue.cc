@@ -116,14 +116,12 @@ void checkLivePhotos(CheckRun& run, Database& database) {
 
 void checkListings(CheckRun& run, Database& database) {
   const std::string rule = "(burst_id IS NULL OR represents OR (burst_sel & 2) <> 0)";
+  const std::string repair = "UPDATE assets SET visible = " + rule + " WHERE visible <> " + rule;
   for (const std::string& identifier :
        texts(database, "SELECT ident FROM assets WHERE visible <> " + rule)) {
     run.find(FindingKind::wrongListing,
              "The asset “" + identifier + "” is listed where it should not be, or is not listed.",
-             [&] {
-               return changeBy(run.catalogue,
-                               "UPDATE assets SET visible = " + rule + " WHERE visible <> " + rule);
-             });
+             [&] { return changeBy(run.catalogue, repair); });
   }
 }
 
