@@ -20,8 +20,8 @@
 #include "bench/bench_engine.h"
 #include "bench/bench_import.h"
 #include "bench/report.h"
-#include "platform_linux/library/asset_files.h"
-#include "platform_linux/library/linux_asset_resource_manager.h"
+#include "platform_linux/library/fetch/asset_files.h"
+#include "platform_linux/resources/linux_asset_resource_manager.h"
 
 extern char** environ;
 

@@ -5,7 +5,7 @@
 
 #include "bench/bench_engine.h"
 #include "host/locations.h"
-#include "platform_linux/library/importer.h"
+#include "platform_linux/library/import/importer.h"
 #include "platform_linux/media/media_worker_pool.h"
 
 namespace quorvin {

@@ -14,9 +14,6 @@ endif()
 function(quorvin_test_compilation name)
   quorvin_target(${name})
   target_link_libraries(${name} PRIVATE GTest::gtest GTest::gtest_main)
-  target_compile_definitions(${name} PRIVATE
-    QUORVIN_GENERATED_MEDIA="${PROJECT_BINARY_DIR}/media"
-    QUORVIN_IMPORTED_LIBRARY="${PROJECT_BINARY_DIR}/library")
   # Most of a build is compiling tests: they are neither optimised nor fully described to debuggers,
   # and share what they all include.
   target_compile_options(${name} PRIVATE -O0 -g1 -pthread)

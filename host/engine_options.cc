@@ -10,7 +10,7 @@
 
 #include "codec/utf8.h"
 #include "host/locations.h"
-#include "platform_linux/errors.h"
+#include "platform_linux/errors/errors.h"
 
 namespace quorvin {
 namespace {

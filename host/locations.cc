@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform_linux/errors.h"
+#include "platform_linux/errors/errors.h"
 
 namespace quorvin {
 namespace {

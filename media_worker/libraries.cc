@@ -10,8 +10,8 @@ extern "C" {
 }
 
 #include "core/platform/foundation.h"
-#include "media_worker/hevc_decoder.h"
-#include "media_worker/metadata_file.h"
+#include "media_worker/metadata/metadata_file.h"
+#include "media_worker/reading/hevc_decoder.h"
 
 namespace quorvin {
 

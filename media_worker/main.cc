@@ -2,10 +2,10 @@
 
 #include <csignal>
 
+#include "media_protocol/wire.h"
 #include "media_worker/libraries.h"
 #include "media_worker/limits.h"
 #include "media_worker/serve.h"
-#include "platform_linux/media/worker_protocol.h"
 
 int main() {
   // A file that may not grow any more is an error of its export, and not the end of the worker.

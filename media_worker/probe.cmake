@@ -1,24 +1,24 @@
 # What a media file is and what its metadata says.
 add_library(quorvin_media_probe STATIC
-  metadata.cc
-  metadata_announced_movie.cc
-  metadata_creation_date.cc
-  metadata_dates.cc
-  metadata_file.cc
-  metadata_io.cc
-  metadata_maker_note.cc
-  metadata_movie.cc
-  probe.cc
-  probe_boxes.cc
-  probe_heif.cc
-  probe_motion_photo.cc
-  probe_movie.cc
-  probe_movie_type.cc
-  probe_name.cc
-  probe_orientation.cc
-  probe_picture.cc
-  probe_raw.cc
-  probe_signature.cc)
+  metadata/metadata.cc
+  metadata/metadata_announced_movie.cc
+  metadata/metadata_creation_date.cc
+  metadata/metadata_dates.cc
+  metadata/metadata_file.cc
+  metadata/metadata_io.cc
+  metadata/metadata_maker_note.cc
+  metadata/metadata_movie.cc
+  probe/probe.cc
+  probe/probe_heif.cc
+  probe/probe_motion_photo.cc
+  probe/probe_movie.cc
+  probe/probe_movie_type.cc
+  probe/probe_name.cc
+  probe/probe_picture.cc
+  probe/probe_raw.cc
+  reading/boxes.cc
+  reading/orientation.cc
+  reading/signature.cc)
 quorvin_target(quorvin_media_probe)
 target_link_libraries(quorvin_media_probe
   PUBLIC quorvin_media_protocol quorvin_media_worker
@@ -26,18 +26,18 @@ target_link_libraries(quorvin_media_probe
 
 quorvin_test(media_probe_tests NOT_FOR_RACES
   SOURCES
-    metadata_dates_test.cc
-    metadata_maker_note_test.cc
-    metadata_movie_test.cc
-    metadata_test.cc
-    probe_damage_test.cc
-    probe_motion_photo_test.cc
-    probe_movie_test.cc
-    probe_name_test.cc
-    probe_orientation_test.cc
-    probe_picture_test.cc
-    probe_raw_test.cc
-    probe_signature_test.cc
-    probe_test.cc
-    probe_test_media.cc
+    ${PROJECT_SOURCE_DIR}/testing/media/probe_test_media.cc
+    metadata/metadata_dates_test.cc
+    metadata/metadata_maker_note_test.cc
+    metadata/metadata_movie_test.cc
+    metadata/metadata_test.cc
+    probe/probe_damage_test.cc
+    probe/probe_motion_photo_test.cc
+    probe/probe_movie_test.cc
+    probe/probe_name_test.cc
+    probe/probe_picture_test.cc
+    probe/probe_raw_test.cc
+    probe/probe_test.cc
+    reading/orientation_test.cc
+    reading/signature_test.cc
   LIBRARIES quorvin_media_probe PkgConfig::VIPS PkgConfig::HEIF PkgConfig::EXIV2)

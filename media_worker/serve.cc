@@ -7,13 +7,13 @@
 #include <variant>
 
 #include "codec/standard_message_codec.h"
-#include "media_worker/encode.h"
-#include "media_worker/export.h"
+#include "media_protocol/wire.h"
+#include "media_worker/export/export.h"
 #include "media_worker/libraries.h"
 #include "media_worker/limits.h"
-#include "media_worker/probe.h"
-#include "media_worker/render.h"
-#include "platform_linux/media/worker_protocol.h"
+#include "media_worker/probe/probe.h"
+#include "media_worker/render/encode.h"
+#include "media_worker/render/render.h"
 
 namespace quorvin {
 

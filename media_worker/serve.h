@@ -2,9 +2,9 @@
 #pragma once
 
 #include "core/platform/value.h"
-#include "media_worker/export.h"
-#include "platform_linux/files/file_descriptor.h"
-#include "platform_linux/media/packet_socket.h"
+#include "media_protocol/packet_socket.h"
+#include "media_worker/export/export.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -8,9 +8,9 @@
 #include <thread>
 
 #include "codec/standard_message_codec.h"
-#include "media_worker/test_media.h"
-#include "platform_linux/media/sealed_memory.h"
-#include "platform_linux/media/worker_protocol.h"
+#include "media_protocol/sealed_memory.h"
+#include "media_protocol/wire.h"
+#include "testing/media/test_media.h"
 
 namespace quorvin {
 namespace {

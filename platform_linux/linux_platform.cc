@@ -7,10 +7,10 @@
 #include "platform_linux/files/linux_file_manager.h"
 #include "platform_linux/images/linux_image_codec.h"
 #include "platform_linux/images/linux_image_manager.h"
-#include "platform_linux/library/library.h"
-#include "platform_linux/library/library_changes.h"
-#include "platform_linux/library/linux_asset_resource_manager.h"
+#include "platform_linux/library/changes/library_changes.h"
+#include "platform_linux/library/fetch/library.h"
 #include "platform_linux/media/media_worker_pool.h"
+#include "platform_linux/resources/linux_asset_resource_manager.h"
 #include "platform_linux/videos/linux_media_framework.h"
 
 namespace quorvin {

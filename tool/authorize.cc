@@ -3,7 +3,7 @@
 #include <array>
 #include <string_view>
 
-#include "platform_linux/library/administration.h"
+#include "platform_linux/library/upkeep/administration.h"
 #include "tool/commands.h"
 #include "tool/status_names.h"
 #include "tool/text.h"

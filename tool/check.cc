@@ -1,5 +1,5 @@
 // quorvin check: whether the library is sound.
-#include "platform_linux/library/check.h"
+#include "platform_linux/library/upkeep/check.h"
 
 #include <algorithm>
 #include <csignal>

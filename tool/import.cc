@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/locations.h"
-#include "platform_linux/library/importer.h"
+#include "platform_linux/library/import/importer.h"
 #include "platform_linux/media/media_worker_pool.h"
 #include "tool/commands.h"
 #include "tool/progress_bar.h"

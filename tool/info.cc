@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "platform_linux/library/administration.h"
+#include "platform_linux/library/upkeep/administration.h"
 #include "tool/commands.h"
 #include "tool/json.h"
 #include "tool/readable.h"

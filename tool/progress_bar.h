@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "platform_linux/files/file_descriptor.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -1,5 +1,5 @@
 // quorvin trash: deleted assets, as long as they can be had back.
-#include "platform_linux/library/trash.h"
+#include "platform_linux/library/upkeep/trash.h"
 
 #include <cstdio>
 

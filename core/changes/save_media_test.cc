@@ -6,7 +6,7 @@
 #include <variant>
 
 #include "core/queries/asset_record.h"
-#include "testing/changes_fixture.h"
+#include "testing/fakes/changes_fixture.h"
 
 namespace quorvin {
 namespace {

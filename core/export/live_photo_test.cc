@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-#include "testing/export_fixture.h"
+#include "testing/fakes/export_fixture.h"
 
 namespace quorvin {
 namespace {

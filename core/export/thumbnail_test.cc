@@ -5,7 +5,7 @@
 #include <optional>
 #include <thread>
 
-#include "testing/plugin_fixture.h"
+#include "testing/fakes/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "testing/plugin_fixture.h"
+#include "testing/fakes/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -3,7 +3,7 @@
 #include <limits>
 #include <numeric>
 
-#include "testing/plugin_fixture.h"
+#include "testing/fakes/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -13,7 +13,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform_linux/files/file_descriptor.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 namespace {

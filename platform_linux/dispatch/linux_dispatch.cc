@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform_linux/errors.h"
+#include "platform_linux/errors/errors.h"
 
 namespace quorvin {
 

@@ -9,7 +9,7 @@
 #include "core/platform/dispatch.h"
 #include "core/platform/foundation.h"
 #include "core/platform/lock.h"
-#include "platform_linux/files/file_descriptor.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -5,8 +5,8 @@
 
 #include <cerrno>
 
-#include "platform_linux/files/file_descriptor.h"
-#include "platform_linux/files/testing_folder.h"
+#include "posix/file_descriptor.h"
+#include "testing/platform/testing_folder.h"
 
 namespace quorvin {
 namespace {

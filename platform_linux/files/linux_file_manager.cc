@@ -13,8 +13,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform_linux/errors/file_error.h"
 #include "platform_linux/files/copy_content.h"
-#include "platform_linux/files/file_error.h"
 #include "platform_linux/files/side_file.h"
 
 namespace quorvin {

@@ -11,10 +11,10 @@
 #include <csignal>
 #include <limits>
 
-#include "platform_linux/errors.h"
-#include "platform_linux/files/file_error.h"
-#include "platform_linux/files/testing_folder.h"
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/file_error.h"
 #include "testing/contracts/file_manager_contract.h"
+#include "testing/platform/testing_folder.h"
 
 namespace quorvin {
 namespace {

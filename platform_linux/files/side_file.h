@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform_linux/files/file_descriptor.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "codec/utf8.h"
-#include "platform_linux/files/file_descriptor.h"
-#include "platform_linux/files/file_error.h"
+#include "platform_linux/errors/file_error.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

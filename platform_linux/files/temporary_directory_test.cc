@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "platform_linux/files/testing_folder.h"
+#include "testing/platform/testing_folder.h"
 
 namespace quorvin {
 namespace {

@@ -7,7 +7,7 @@
 #include <span>
 #include <utility>
 
-#include "platform_linux/media/sealed_memory.h"
+#include "media_protocol/sealed_memory.h"
 
 namespace quorvin {
 

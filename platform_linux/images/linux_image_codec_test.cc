@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "platform_linux/images/testing_images.h"
+#include "testing/platform/testing_images.h"
 
 namespace quorvin {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform_linux/errors.h"
+#include "platform_linux/errors/errors.h"
 #include "platform_linux/images/stored_media.h"
 #include "platform_linux/images/target_size.h"
 

@@ -6,7 +6,7 @@
 
 #include "core/platform/image_manager.h"
 #include "platform_linux/images/image_requests.h"
-#include "platform_linux/library/asset_files.h"
+#include "platform_linux/library/fetch/asset_files.h"
 #include "platform_linux/media/media_service.h"
 
 namespace quorvin {

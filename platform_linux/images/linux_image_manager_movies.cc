@@ -1,7 +1,7 @@
 // The image manager's requests for videos and live photos.
 #include <utility>
 
-#include "platform_linux/errors.h"
+#include "platform_linux/errors/errors.h"
 #include "platform_linux/images/linux_image_manager.h"
 #include "platform_linux/images/stored_media.h"
 #include "platform_linux/images/target_size.h"

@@ -7,8 +7,8 @@
 #include <latch>
 #include <limits>
 
-#include "platform_linux/images/testing_images.h"
 #include "platform_linux/videos/linux_composition.h"
+#include "testing/platform/testing_images.h"
 
 namespace quorvin {
 namespace {

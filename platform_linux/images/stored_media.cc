@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform_linux/errors.h"
+#include "platform_linux/errors/errors.h"
 
 namespace quorvin {
 

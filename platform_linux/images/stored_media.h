@@ -6,8 +6,8 @@
 #include "core/platform/foundation.h"
 #include "core/platform/image_manager.h"
 #include "core/platform/value.h"
-#include "platform_linux/files/file_descriptor.h"
-#include "platform_linux/library/asset_files.h"
+#include "platform_linux/library/fetch/asset_files.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <string>
 
-#include "platform_linux/errors.h"
+#include "platform_linux/errors/errors.h"
 
 namespace quorvin {
 

@@ -9,10 +9,10 @@
 #include <thread>
 #include <vector>
 
-#include "platform_linux/library/administration.h"
-#include "platform_linux/library/library_lock.h"
-#include "platform_linux/library/staging.h"
-#include "platform_linux/library/testing_library.h"
+#include "platform_linux/library/catalogue/library_lock.h"
+#include "platform_linux/library/originals/staging.h"
+#include "platform_linux/library/upkeep/administration.h"
+#include "testing/platform/testing_library.h"
 
 namespace quorvin {
 namespace {

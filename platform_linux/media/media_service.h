@@ -1,7 +1,6 @@
 // What the media worker does for this process: it parses, renders and encodes media files.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,51 +9,10 @@
 #include "core/platform/foundation.h"
 #include "core/platform/image_codec.h"
 #include "core/platform/value.h"
-#include "platform_linux/files/file_descriptor.h"
+#include "media_protocol/requests.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
-
-enum class MediaKind : std::int64_t { image = 1, video = 2, audio = 3 };
-
-/// What a file is and what its metadata says.
-struct MediaProbe {
-  MediaKind kind = MediaKind::image;
-  std::string uniformTypeIdentifier;  ///< by content, never by name
-  std::string extension;              ///< by content, lower case, without a dot, for example "jpg"
-  std::int64_t pixelWidth = 0;        ///< upright, pixels; 0 for audio
-  std::int64_t pixelHeight = 0;
-  int orientation = 1;              ///< of the stored pixels, 1 to 8
-  double duration = 0;              ///< seconds; 0 for stills
-  double frameRate = 0;             ///< average frames a second of a video, else 0
-  double captureFrameRate = 0;      ///< a video that was stored already stretched: its capture rate
-  std::uint64_t mediaSubtypes = 0;  ///< bits of PHAssetMediaSubtype that the content shows
-  /// UTC, nanoseconds since 1970; none when the metadata has no valid date.
-  std::optional<std::int64_t> creationDate;
-  std::string contentIdentifier;  ///< pairs a still with its video; empty when there is none
-  std::string burstIdentifier;    ///< empty when there is none
-  bool burstPrimary = false;
-  bool frontCamera = false;
-  bool animated = false;
-  bool raw = false;
-  /// A movie inside a still (a motion photo): its first byte and length; length 0 for none.
-  std::int64_t embeddedMovieOffset = 0;
-  std::int64_t embeddedMovieLength = 0;
-};
-
-struct RenderRequest {
-  enum class Fit : std::int64_t { fit = 0, fill = 1, original = 2 };
-  MediaKind kind = MediaKind::image;
-  double targetWidth = 0;  ///< pixels; infinite: unconstrained
-  double targetHeight = 0;
-  Fit fit = Fit::fit;
-  /// `fill` only: cut to the target around the centre.
-  bool crop = false;
-  /// False: a rendering that shows what there is of a damaged file is good enough.
-  bool failOnDamage = false;
-  /// For an image that will be encoded again: its colours stay as they are, with the profile that
-  /// tells what they are. Without one, or if that cannot be, they become sRGB as always.
-  bool keepProfile = false;
-};
 
 /// A decoded image of this platform, in one sealed memory file.
 class RenderedImage : public UIImage {
@@ -83,8 +41,6 @@ class RenderedImage : public UIImage {
   int channels_;
   std::int64_t profileSize_;
 };
-
-enum class ImageFormat : std::int64_t { jpeg = 1, png = 2 };
 
 /// Calls wait for their answer on the calling thread; any thread, several at once. A worker that
 /// dies or is late is replaced, and its request answered with an error. The descriptions of errors

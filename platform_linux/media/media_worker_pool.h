@@ -15,12 +15,12 @@
 
 #include "core/platform/foundation.h"
 #include "core/platform/lock.h"
+#include "media_protocol/packet_socket.h"
+#include "media_protocol/wire.h"
 #include "platform_linux/media/media_service.h"
-#include "platform_linux/media/packet_socket.h"
 #include "platform_linux/media/turn_queue.h"
 #include "platform_linux/media/video_exporter.h"
 #include "platform_linux/media/worker_process.h"
-#include "platform_linux/media/worker_protocol.h"
 
 namespace quorvin {
 

@@ -17,9 +17,9 @@
 #include <thread>
 #include <vector>
 
-#include "platform_linux/media/sealed_memory.h"
-#include "platform_linux/media/testing_pool.h"
-#include "platform_linux/media/testing_processes.h"
+#include "media_protocol/sealed_memory.h"
+#include "testing/platform/testing_pool.h"
+#include "testing/platform/testing_processes.h"
 
 namespace quorvin {
 namespace {

@@ -15,9 +15,9 @@
 #include <thread>
 #include <vector>
 
+#include "media_protocol/sealed_memory.h"
 #include "platform_linux/media/media_worker_pool.h"
-#include "platform_linux/media/sealed_memory.h"
-#include "platform_linux/media/testing_processes.h"
+#include "testing/platform/testing_processes.h"
 
 namespace quorvin {
 namespace {

@@ -7,26 +7,10 @@
 #include <vector>
 
 #include "core/platform/foundation.h"
-#include "platform_linux/files/file_descriptor.h"
-#include "platform_linux/media/time_map.h"
+#include "media_protocol/requests.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
-
-enum class VideoPreset : std::int64_t {
-  passthrough = 1,     ///< the coded streams as they are
-  highestQuality = 2,  ///< encoded again at the size of the source
-  mediumQuality = 3,   ///< encoded again, small
-};
-
-enum class VideoContainer : std::int64_t { quickTime = 1, mpeg4 = 2 };
-
-struct VideoExportRequest {
-  VideoPreset preset = VideoPreset::passthrough;
-  VideoContainer container = VideoContainer::quickTime;
-  bool indexFirst = false;  ///< the index before the samples, so that playing can start early
-  TimeMap timeMap;          ///< empty: plays as it is
-  friend bool operator==(const VideoExportRequest&, const VideoExportRequest&) = default;
-};
 
 /// Calls wait for their end on the calling thread; any thread, several at once. The descriptions
 /// of errors are plain sentences.

@@ -13,7 +13,7 @@
 #include <optional>
 #include <system_error>
 
-#include "platform_linux/media/worker_protocol.h"
+#include "media_protocol/wire.h"
 
 extern "C" {  // which the header of glibc 2.36 leaves out
 #include <sys/pidfd.h>

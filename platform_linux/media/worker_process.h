@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "core/platform/foundation.h"
-#include "platform_linux/files/file_descriptor.h"
-#include "platform_linux/media/packet_socket.h"
+#include "media_protocol/packet_socket.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -4,8 +4,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform_linux/media/sealed_memory.h"
-#include "platform_linux/media/worker_protocol.h"
+#include "media_protocol/sealed_memory.h"
+#include "media_protocol/wire.h"
 
 namespace quorvin {
 

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "core/platform/value.h"
-#include "platform_linux/files/file_descriptor.h"
 #include "platform_linux/media/media_service.h"
 #include "platform_linux/media/video_exporter.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "core/platform/media.h"
-#include "platform_linux/media/time_map.h"
+#include "media_protocol/time_map.h"
 
 namespace quorvin {
 

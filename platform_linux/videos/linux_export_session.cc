@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform_linux/errors.h"
-#include "platform_linux/files/file_error.h"
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/file_error.h"
 #include "platform_linux/files/side_file.h"
 
 namespace quorvin {

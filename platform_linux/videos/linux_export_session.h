@@ -12,10 +12,10 @@
 #include "core/platform/foundation.h"
 #include "core/platform/lock.h"
 #include "core/platform/media.h"
+#include "media_protocol/time_map.h"
 #include "platform_linux/dispatch/work_threads.h"
-#include "platform_linux/files/file_descriptor.h"
-#include "platform_linux/media/time_map.h"
 #include "platform_linux/media/video_exporter.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -5,7 +5,7 @@
 
 #include <latch>
 
-#include "platform_linux/videos/testing_exports.h"
+#include "testing/platform/testing_exports.h"
 
 namespace quorvin {
 namespace {

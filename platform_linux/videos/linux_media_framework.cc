@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "platform_linux/files/file_descriptor.h"
 #include "platform_linux/videos/linux_composition.h"
 #include "platform_linux/videos/linux_export_session.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 

@@ -1,8 +1,8 @@
 // Which videos are slow motion, and how they play.
 #pragma once
 
+#include "media_protocol/time_map.h"
 #include "platform_linux/media/media_service.h"
-#include "platform_linux/media/time_map.h"
 
 namespace quorvin {
 

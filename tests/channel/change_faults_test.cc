@@ -4,7 +4,7 @@
 #include <fstream>
 #include <functional>
 
-#include "platform_linux/files/testing_folder.h"
+#include "testing/platform/testing_folder.h"
 #include "tests/channel/changes_fixture.h"
 
 namespace quorvin {

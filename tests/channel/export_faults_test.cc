@@ -4,7 +4,7 @@
 #include <variant>
 
 #include "codec/standard_method_codec.h"
-#include "platform_linux/files/testing_folder.h"
+#include "testing/platform/testing_folder.h"
 #include "tests/channel/exports_fixture.h"
 
 namespace quorvin {

@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "codec/standard_method_codec.h"
-#include "platform_linux/library/trash.h"
+#include "platform_linux/library/upkeep/trash.h"
 #include "tests/crash/changer_media.h"
 #include "tests/crash/faulty_files.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform_linux/files/file_descriptor.h"
+#include "posix/file_descriptor.h"
 #include "tests/crash/faulty_files.h"
 
 namespace quorvin {

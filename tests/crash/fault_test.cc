@@ -13,8 +13,8 @@
 #include <iostream>
 #include <string>
 
-#include "platform_linux/files/testing_folder.h"
-#include "platform_linux/library/testing_library.h"
+#include "testing/platform/testing_folder.h"
+#include "testing/platform/testing_library.h"
 #include "tests/crash/changer_process.h"
 #include "tests/crash/library_state.h"
 

@@ -1,9 +1,9 @@
 #include "tests/crash/library_state.h"
 
-#include "platform_linux/files/testing_folder.h"
-#include "platform_linux/library/check.h"
-#include "platform_linux/library/library.h"
-#include "platform_linux/library/trash.h"
+#include "platform_linux/library/fetch/library.h"
+#include "platform_linux/library/upkeep/check.h"
+#include "platform_linux/library/upkeep/trash.h"
+#include "testing/platform/testing_folder.h"
 
 namespace quorvin {
 namespace {

@@ -9,7 +9,7 @@
 #include <limits>
 #include <random>
 
-#include "platform_linux/files/testing_folder.h"
+#include "testing/platform/testing_folder.h"
 #include "tests/crash/changer_process.h"
 #include "tests/crash/ledger.h"
 #include "tests/crash/library_state.h"

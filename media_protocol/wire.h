@@ -1,0 +1,60 @@
+// What this process and its media workers say to each other.
+//
+// A worker has one end of an AF_UNIX SOCK_SEQPACKET socket as descriptor 3 and serves one request
+// at a time until the other end is closed. A request is one packet, a map in the channel's codec,
+// with one descriptor: the media file, or the sealed pixels; an export of a video has a second, the
+// file that it writes. A reply is one packet, with a sealed memory file where there are pixels or
+// encoded bytes; before that of an export come others, which tell that it goes on. A request that
+// fails is answered with an error, and the worker lives on.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "core/platform/value.h"
+#include "media_protocol/requests.h"
+#include "platform_linux/errors/errors.h"
+
+namespace quorvin {
+
+inline constexpr int kWorkerSocketDescriptor = 3;
+
+using WorkerRequest = std::variant<ProbeRequest, RenderRequest, EncodeRequest,
+                                   ExportContainersRequest, VideoExportRequest>;
+
+/// The turns into maps and back. Reading checks every key's presence, type and range, whatever
+/// the order and whatever else the map holds; none means that the map is no such message.
+Map requestToMap(const WorkerRequest& request);
+std::optional<WorkerRequest> requestFromMap(const Map& map);
+
+/// The reply to a probe.
+Map probeToMap(const MediaProbe& probe);
+std::optional<MediaProbe> probeFromMap(const Map& map);
+
+/// The reply to a render; the pixels go with the packet.
+Map layoutToMap(const PixelLayout& layout);
+std::optional<PixelLayout> layoutFromMap(const Map& map);
+
+/// The reply to a request for containers.
+Map containersToMap(const std::vector<VideoContainer>& containers);
+std::optional<std::vector<VideoContainer>> containersFromMap(const Map& map);
+
+/// What a worker says while an export goes on, and when it is done.
+enum class ExportState : std::int64_t { underWay = 1, done = 2 };
+Map exportStateToMap(ExportState state);
+std::optional<ExportState> exportStateFromMap(const Map& map);
+
+/// A failure inside the worker: one plain sentence, without the domain and code that
+/// `libraryError` adds for a person.
+NSError workerError(LibraryErrorCode code, std::string_view sentence);
+Map errorToMap(const NSError& error);
+/// The error that stands in place of any reply; none when the map is no error.
+std::optional<NSError> errorFromMap(const Map& map);
+
+}  // namespace quorvin

@@ -1,0 +1,143 @@
+#include "media_worker/export/export.h"
+
+extern "C" {
+#include <libavcodec/packet.h>
+#include <libavformat/avformat.h>
+}
+
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "media_protocol/wire.h"
+#include "media_worker/export/export_clock.h"
+#include "media_worker/export/export_source.h"
+#include "media_worker/export/export_track.h"
+#include "media_worker/export/movie_output.h"
+#include "media_worker/export/stream_copy.h"
+#include "media_worker/reading/frame_image.h"
+
+namespace quorvin {
+
+namespace {
+
+using Failure = std::optional<NSError>;
+
+/// One export. The members are in the order in which they need each other.
+class Export {
+ public:
+  Export(const VideoExportRequest& request, std::unique_ptr<ExportSource> source,
+         std::unique_ptr<MovieOutput> output, const ExportProgress& progress)
+      : request_(request),
+        progress_(progress),
+        source_(std::move(source)),
+        output_(std::move(output)),
+        clock_(source_->beginning(), request.timeMap) {}
+
+  Failure run() {
+    output_->describe(source_->context().metadata);
+    if (Failure failure = addPicture()) return failure;
+    if (Failure failure = addSounds()) return failure;
+    source_->readOnly(clock_.firstNeeded(), clock_.lastNeeded());
+    if (Failure failure = output_->begin(request_.indexFirst)) return failure;
+    if (Failure failure = pump()) return failure;
+    for (auto& [index, track] : tracks_) {
+      if (Failure failure = track->finish()) return failure;
+    }
+    if (Failure failure = source_->missingEnd()) return failure;
+    return output_->end();
+  }
+
+ private:
+  CodingQuality quality() const {
+    return request_.preset == VideoPreset::mediumQuality ? CodingQuality::low : CodingQuality::high;
+  }
+
+  bool copies(const AVStream& stream) const {
+    return request_.preset == VideoPreset::passthrough && canHoldCopyOf(stream, request_.container);
+  }
+
+  Failure addPicture() {
+    const AVStream& stream = source_->picture();
+    const SourceTrack track{stream, source_->endOf(stream)};
+    const bool copied = copies(stream) && canPlayCopied(track);
+    return add(stream, copied ? makeCopiedTrack(track, clock_, *output_)
+                              : makePictureTrack(track, clock_, quality(), *output_));
+  }
+
+  /// Copied pictures can play at other times, but not be left out: others may need them.
+  bool canPlayCopied(const SourceTrack& track) const {
+    if (clock_.keepsSpeed()) return true;
+    if (!track.end || !clock_.hasNoGaps()) return false;
+    const std::int64_t end = av_rescale_q(*track.end, track.stream.time_base, AV_TIME_BASE_Q);
+    const AVRational rate = track.stream.avg_frame_rate;
+    const std::int64_t frame = rate.num > 0 ? av_rescale(AV_TIME_BASE, rate.den, rate.num) : 0;
+    return track.stream.codecpar->video_delay == 0 || clock_.lastNeeded() > end - frame;
+  }
+
+  /// Passed through, all that there are; encoded, the one that plays by default. Sound of no known
+  /// kind is left out, for it is heard nowhere.
+  Failure addSounds() {
+    const AVStream* chosen = nullptr;
+    for (const AVStream* each : source_->sounds()) {
+      const bool copied = copies(*each) && clock_.keepsSpeed();
+      if (!copied && !canDecode(*each)) continue;
+      if (request_.preset == VideoPreset::passthrough) {
+        if (Failure failure = addSound(*each, copied)) return failure;
+      } else if (chosen == nullptr || isPreferred(*each, *chosen)) {
+        chosen = each;
+      }
+    }
+    return chosen == nullptr ? std::nullopt : addSound(*chosen, false);
+  }
+
+  Failure addSound(const AVStream& stream, bool copied) {
+    const SourceTrack track{stream, std::nullopt};
+    return add(stream, copied ? makeCopiedTrack(track, clock_, *output_)
+                              : makeSoundTrack(track, clock_, quality(), *output_));
+  }
+
+  static bool isPreferred(const AVStream& stream, const AVStream& other) {
+    return (stream.disposition & AV_DISPOSITION_DEFAULT) >
+           (other.disposition & AV_DISPOSITION_DEFAULT);
+  }
+
+  Failure add(const AVStream& stream, MadeTrack track) {
+    if (!track) return track.error();
+    source_->use(stream);
+    tracks_.emplace(stream.index, *std::move(track));
+    return std::nullopt;
+  }
+
+  Failure pump() {
+    const PacketPtr packet(av_packet_alloc());
+    if (!packet) return workerError(LibraryErrorCode::internal, "Memory ran out.");
+    for (;;) {
+      progress_();
+      const Result<bool> more = source_->read(*packet);
+      if (!more) return more.error();
+      if (!*more) return std::nullopt;
+      if (Failure failure = tracks_.at(packet->stream_index)->add(*packet)) return failure;
+    }
+  }
+
+  const VideoExportRequest& request_;
+  const ExportProgress& progress_;
+  const std::unique_ptr<ExportSource> source_;
+  const std::unique_ptr<MovieOutput> output_;
+  const ExportClock clock_;
+  std::map<int, std::unique_ptr<ExportTrack>> tracks_;  ///< by the source stream's index
+};
+
+}  // namespace
+
+std::optional<NSError> exportVideo(int source, int output, const VideoExportRequest& request,
+                                   const ExportProgress& progress) {
+  auto movie = ExportSource::open(source);
+  if (!movie) return movie.error();
+  auto written = MovieOutput::create(output, request.container, progress);
+  if (!written) return written.error();
+  return Export(request, *std::move(movie), *std::move(written), progress).run();
+}
+
+}  // namespace quorvin

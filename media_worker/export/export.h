@@ -1,0 +1,39 @@
+// Videos written anew: in another container, encoded again, or at another speed.
+//
+//   export.cc                  an export from its beginning to its end
+//   export_containers.cc       which containers an export can have
+//   export_source.h            the source: its tracks, its packets in bounds, what is missing of it
+//   export_clock.h             when a moment of the source plays
+//   export_track.h             what becomes of a track: copied, or encoded as picture or sound
+//     export_copied_track.cc     packets as they are
+//     export_picture_track.cc    decoded, shown upright, encoded as H.264
+//     export_picture_filter.h    from decoded frames to upright ones of the wanted size and colours
+//     export_sound_track.cc      decoded, made even, encoded as AAC
+//     export_sound_speed.h       slower or faster sound of the same pitch
+//   export_coding.h            decoders and encoders
+//   export_filter.h            chains of filters
+//   movie_output.h             the file that is written
+//   stream_copy.h              streams of it whose packets are copied
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "media_protocol/requests.h"
+
+namespace quorvin {
+
+/// Called many times a second, on the exporting thread, as long as an export gets on.
+using ExportProgress = std::function<void()>;
+
+/// In order. An error when the file cannot be read as a movie at all.
+Result<std::vector<VideoContainer>> exportContainers(int source, VideoPreset preset);
+
+/// Writes the whole movie to `output`, an empty regular file. Errors are one plain sentence; what
+/// stands in `output` then is of no use. Uses all processors.
+std::optional<NSError> exportVideo(int source, int output, const VideoExportRequest& request,
+                                   const ExportProgress& progress);
+
+}  // namespace quorvin

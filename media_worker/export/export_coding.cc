@@ -1,0 +1,138 @@
+#include "media_worker/export/export_coding.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+#include <algorithm>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "media_protocol/wire.h"
+#include "media_worker/export/export_track.h"
+#include "media_worker/export/stream_copy.h"
+
+namespace quorvin {
+
+namespace {
+
+constexpr unsigned kMostThreads = 16;
+
+/// Of so many packets one may be damaged.
+constexpr std::int64_t kPacketsPerFailure = 10;
+
+}  // namespace
+
+NSError outOfMemory() {
+  return workerError(LibraryErrorCode::internal, "Memory ran out.");
+}
+
+int codingThreads() {
+  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads));
+}
+
+ExportDecoder::ExportDecoder(const AVStream& source) : frame_(av_frame_alloc()) {
+  const AVCodec* codec = avcodec_find_decoder(source.codecpar->codec_id);
+  CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
+  if (!frame_ || !context) return;
+  if (avcodec_parameters_to_context(context.get(), source.codecpar) < 0) return;
+  context->thread_count = codingThreads();
+  context->max_pixels = kMaximumPixelCount;
+  context->pkt_timebase = source.time_base;
+  if (avcodec_open2(context.get(), codec, nullptr) >= 0) context_ = std::move(context);
+}
+
+Failure ExportDecoder::decode(const AVPacket* packet, const TakeFrame& take) {
+  if (packet != nullptr) ++packets_;
+  int code = avcodec_send_packet(context_.get(), packet);
+  while (code == AVERROR(EAGAIN)) {
+    if (Failure failure = takeFrames(take)) return failure;
+    code = avcodec_send_packet(context_.get(), packet);
+  }
+  if (code == AVERROR(ENOMEM)) return outOfMemory();
+  if (code < 0 && code != AVERROR_EOF) ++failures_;
+  return takeFrames(take);
+}
+
+Failure ExportDecoder::takeFrames(const TakeFrame& take) {
+  for (;;) {
+    const int code = avcodec_receive_frame(context_.get(), frame_.get());
+    if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return std::nullopt;
+    if (code == AVERROR(ENOMEM)) return outOfMemory();
+    if (code < 0) {
+      ++failures_;
+      continue;
+    }
+    ++frames_;
+    Failure failure = take(*frame_);
+    av_frame_unref(frame_.get());
+    if (failure) return failure;
+  }
+}
+
+Failure ExportDecoder::tooMuchDamage(std::string_view what) const {
+  const bool nothing = frames_ == 0 && packets_ > 0;
+  if (!nothing && failures_ <= std::max<std::int64_t>(packets_ / kPacketsPerFailure, 2)) {
+    return std::nullopt;
+  }
+  return workerError(LibraryErrorCode::invalidResource,
+                     std::string(what) + (nothing ? " cannot be decoded." : " is damaged."));
+}
+
+bool canDecode(const AVStream& source) {
+  return static_cast<bool>(ExportDecoder(source));
+}
+
+CodecContextPtr makeEncoder(const char* name) {
+  const AVCodec* codec = avcodec_find_encoder_by_name(name);
+  CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
+  // Containers of this kind hold the parameters once, in their index.
+  if (context) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  return context;
+}
+
+AVStream* addEncodedStream(AVCodecContext& encoder, const AVStream& source, MovieOutput& output) {
+  if (avcodec_open2(&encoder, nullptr, nullptr) < 0) return nullptr;
+  AVStream* stream = output.addStream();
+  if (stream == nullptr || avcodec_parameters_from_context(stream->codecpar, &encoder) < 0) {
+    return nullptr;
+  }
+  stream->time_base = encoder.time_base;
+  stream->avg_frame_rate = encoder.framerate;
+  stream->sample_aspect_ratio = encoder.sample_aspect_ratio;
+  stream->disposition = AV_DISPOSITION_DEFAULT;
+  copyLanguage(source, *stream);
+  return stream;
+}
+
+ExportEncoder::ExportEncoder(CodecContextPtr context, AVStream& stream, MovieOutput& output)
+    : context_(std::move(context)), stream_(stream), output_(output), packet_(av_packet_alloc()) {}
+
+Failure ExportEncoder::encode(const AVFrame* frame) {
+  if (!packet_) return outOfMemory();
+  if (frame != nullptr && frame->pkt_duration > 0) durations_[frame->pts] = frame->pkt_duration;
+  if (avcodec_send_frame(context_.get(), frame) < 0) {
+    return workerError(LibraryErrorCode::internal, "The video cannot be encoded.");
+  }
+  return writePackets();
+}
+
+Failure ExportEncoder::writePackets() {
+  for (;;) {
+    const int code = avcodec_receive_packet(context_.get(), packet_.get());
+    if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return std::nullopt;
+    if (code < 0) return workerError(LibraryErrorCode::internal, "The video cannot be encoded.");
+    const auto duration = durations_.find(packet_->pts);
+    if (duration != durations_.end()) {
+      packet_->duration = duration->second;
+      durations_.erase(duration);
+    }
+    av_packet_rescale_ts(packet_.get(), context_->time_base, stream_.time_base);
+    packet_->stream_index = stream_.index;
+    if (Failure failure = output_.write(*packet_)) return failure;
+  }
+}
+
+}  // namespace quorvin

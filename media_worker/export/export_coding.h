@@ -1,0 +1,79 @@
+// Decoders and encoders of an export's tracks.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string_view>
+
+#include "core/platform/foundation.h"
+#include "media_worker/export/movie_output.h"
+#include "media_worker/reading/frame_image.h"
+
+struct AVStream;
+
+namespace quorvin {
+
+using Failure = std::optional<NSError>;
+
+NSError outOfMemory();
+
+/// Decodes the packets of one stream, on all processors, through damage here and there. One thread
+/// at a time.
+class ExportDecoder {
+ public:
+  using TakeFrame = std::function<Failure(AVFrame&)>;
+
+  /// `source` outlives this. Not open when there is no decoder for it, or it refuses.
+  explicit ExportDecoder(const AVStream& source);
+  explicit operator bool() const { return context_ != nullptr; }
+
+  /// Hands over each frame that comes out; `packet` null: the rest of them. What does not decode is
+  /// counted and left out.
+  Failure decode(const AVPacket* packet, const TakeFrame& take);
+  /// The error of a track of which nothing, or too little, could be decoded. `what` begins a
+  /// sentence.
+  Failure tooMuchDamage(std::string_view what) const;
+
+ private:
+  Failure takeFrames(const TakeFrame& take);
+
+  CodecContextPtr context_;
+  FramePtr frame_;
+  std::int64_t packets_ = 0;
+  std::int64_t frames_ = 0;
+  std::int64_t failures_ = 0;
+};
+
+/// Encodes frames and writes the packets. One thread at a time.
+class ExportEncoder {
+ public:
+  /// `context` is open, `stream` one of the output's, made by `addEncodedStream`.
+  ExportEncoder(CodecContextPtr context, AVStream& stream, MovieOutput& output);
+
+  /// Times are in `timeBase`; `frame` null: writes what is still inside.
+  Failure encode(const AVFrame* frame);
+  AVCodecContext& context() const { return *context_; }
+
+ private:
+  Failure writePackets();
+
+  CodecContextPtr context_;
+  AVStream& stream_;
+  MovieOutput& output_;
+  PacketPtr packet_;
+  /// How long the frames inside are shown, by their time: encoders of pictures do not keep it.
+  std::map<std::int64_t, std::int64_t> durations_;
+};
+
+/// A context for the encoder of this name, not yet open; null when there is none.
+CodecContextPtr makeEncoder(const char* name);
+
+/// Opens the encoder and makes its stream; null when it refuses. `source` tells the language.
+AVStream* addEncodedStream(AVCodecContext& encoder, const AVStream& source, MovieOutput& output);
+
+/// How many threads a decoder gets: memory grows with them.
+int codingThreads();
+
+}  // namespace quorvin

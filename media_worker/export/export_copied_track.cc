@@ -1,0 +1,118 @@
+// A track whose packets are copied.
+extern "C" {
+#include <libavcodec/packet.h>
+#include <libavformat/avformat.h>
+}
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "media_protocol/wire.h"
+#include "media_worker/export/export_track.h"
+#include "media_worker/export/stream_copy.h"
+#include "media_worker/reading/frame_image.h"
+
+namespace quorvin {
+
+namespace {
+
+/// Packets that wait for the next one are no more than any codec needs to change their order.
+constexpr std::size_t kMostHeld = 64;
+
+class CopiedTrack final : public ExportTrack {
+ public:
+  CopiedTrack(const SourceTrack& source, const ExportClock& clock, AVStream& stream,
+              MovieOutput& output)
+      : source_(source.stream), end_(source.end), clock_(clock), stream_(stream), output_(output) {}
+
+  std::optional<NSError> add(AVPacket& packet) override {
+    PacketPtr copy(av_packet_clone(&packet));
+    if (!copy) return workerError(LibraryErrorCode::internal, "Memory ran out.");
+    giveMissingTimes(*copy);
+    // What is shown last is known only at the end: it waits, and so does what is decoded after it.
+    if (!held_.empty() && (copy->pts > held_.front()->pts || held_.size() >= kMostHeld)) {
+      if (auto failure = writeHeld()) return failure;
+    }
+    held_.push_back(std::move(copy));
+    return std::nullopt;
+  }
+
+  std::optional<NSError> finish() override {
+    if (end_ && !held_.empty() && *end_ > held_.front()->pts) {
+      held_.front()->duration = *end_ - held_.front()->pts;
+    }
+    return writeHeld();
+  }
+
+ private:
+  void giveMissingTimes(AVPacket& packet) {
+    if (packet.dts == AV_NOPTS_VALUE) packet.dts = any_ ? nextTime_ : firstDecoded(packet);
+    if (packet.pts == AV_NOPTS_VALUE) packet.pts = packet.dts;
+    packet.dts = std::min(packet.dts, packet.pts);
+    nextTime_ = packet.dts + packet.duration;
+    any_ = true;
+  }
+
+  /// Pictures that are shown in another order than they are decoded in are decoded so much earlier.
+  std::int64_t firstDecoded(const AVPacket& packet) const {
+    const std::int64_t shown = packet.pts == AV_NOPTS_VALUE ? 0 : packet.pts;
+    return shown - source_.codecpar->video_delay * packet.duration;
+  }
+
+  std::optional<NSError> writeHeld() {
+    for (const PacketPtr& each : std::exchange(held_, {})) {
+      if (isBeyondTheEnd(*each)) continue;
+      setTimes(*each);
+      each->stream_index = stream_.index;
+      each->pos = -1;
+      if (auto failure = output_.write(*each)) return failure;
+    }
+    return std::nullopt;
+  }
+
+  bool isBeyondTheEnd(const AVPacket& packet) const {
+    return !clock_.keepsSpeed() && played(packet.pts) >= clock_.end(stream_.time_base);
+  }
+
+  void setTimes(AVPacket& packet) {
+    const std::int64_t shown = played(packet.pts);
+    packet.duration = packet.duration > 0 ? played(packet.pts + packet.duration) - shown : 0;
+    packet.dts = played(packet.dts);
+    if (anyWritten_) packet.dts = std::max(packet.dts, lastDecoded_ + 1);
+    packet.pts = std::max(shown, packet.dts);
+    lastDecoded_ = packet.dts;
+    anyWritten_ = true;
+  }
+
+  std::int64_t played(std::int64_t time) const {
+    return clock_.extended(time, source_.time_base, stream_.time_base);
+  }
+
+  const AVStream& source_;
+  const std::optional<std::int64_t> end_;
+  const ExportClock& clock_;
+  AVStream& stream_;
+  MovieOutput& output_;
+  std::vector<PacketPtr> held_;  ///< the first one is shown last of all so far
+  std::int64_t nextTime_ = 0;    ///< of the source
+  bool any_ = false;
+  std::int64_t lastDecoded_ = 0;  ///< of the export
+  bool anyWritten_ = false;
+};
+
+}  // namespace
+
+MadeTrack makeCopiedTrack(const SourceTrack& source, const ExportClock& clock,
+                          MovieOutput& output) {
+  AVStream* stream = output.addStream();
+  if (stream == nullptr || !describeCopy(source.stream, output.context(), *stream)) {
+    return workerError(LibraryErrorCode::internal, "Memory ran out.");
+  }
+  if (!clock.keepsSpeed()) stream->time_base = kMappedTimeBase;
+  return std::unique_ptr<ExportTrack>(
+      std::make_unique<CopiedTrack>(source, clock, *stream, output));
+}
+
+}  // namespace quorvin

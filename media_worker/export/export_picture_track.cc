@@ -1,0 +1,197 @@
+// A track of pictures that is encoded again.
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/opt.h>
+}
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <utility>
+
+#include "media_protocol/wire.h"
+#include "media_worker/export/export_coding.h"
+#include "media_worker/export/export_picture_filter.h"
+#include "media_worker/export/export_track.h"
+#include "media_worker/reading/movie_input.h"
+
+namespace quorvin {
+
+namespace {
+
+/// What a small video is no larger than, in either direction: wide ones, and others.
+struct Bounds {
+  double longSide;
+  double shortSide;
+};
+constexpr Bounds kWide{568, 320};
+constexpr Bounds kOther{480, 360};
+constexpr double kWideAspect = 1.5;
+constexpr std::int64_t kSmallBitRate = 800'000;
+
+int even(double size) {
+  return std::max(2, static_cast<int>(size) / 2 * 2);
+}
+
+/// The nearest even size, no larger than the source.
+int scaledEven(double size, double scale) {
+  return std::min(even(size), even(std::round(size * scale / 2) * 2));
+}
+
+bool isHighDynamicRange(const AVCodecParameters& codec) {
+  return codec.color_trc == AVCOL_TRC_SMPTE2084 || codec.color_trc == AVCOL_TRC_ARIB_STD_B67;
+}
+
+PictureShape shapeOf(const AVStream& source, CodingQuality quality) {
+  const DisplayGeometry geometry = displayGeometry(source);
+  const auto width = static_cast<double>(geometry.width);
+  const auto height = static_cast<double>(geometry.height);
+  PictureShape shape;
+  shape.orientation = geometry.orientation;
+  shape.toneMapped = isHighDynamicRange(*source.codecpar) && canMapTones();
+  double scale = 1;
+  if (quality == CodingQuality::low) {
+    const auto [shorter, longer] = std::minmax(width, height);
+    const Bounds& bounds = longer / shorter >= kWideAspect ? kWide : kOther;
+    scale = std::min({1.0, bounds.longSide / longer, bounds.shortSide / shorter});
+  }
+  shape.width = scaledEven(width, scale);
+  shape.height = scaledEven(height, scale);
+  return shape;
+}
+
+void describeColours(AVCodecContext& encoder, const AVCodecParameters& codec, bool toneMapped) {
+  encoder.pix_fmt = AV_PIX_FMT_YUV420P;
+  encoder.color_range = AVCOL_RANGE_MPEG;
+  encoder.chroma_sample_location = codec.chroma_location;
+  encoder.color_primaries = toneMapped ? AVCOL_PRI_BT709 : codec.color_primaries;
+  encoder.color_trc = toneMapped ? AVCOL_TRC_BT709 : codec.color_trc;
+  const bool other = toneMapped || codec.color_space == AVCOL_SPC_RGB;
+  encoder.colorspace = other ? AVCOL_SPC_BT709 : codec.color_space;
+}
+
+void choose(AVCodecContext& encoder, CodingQuality quality) {
+  const bool high = quality == CodingQuality::high;
+  av_opt_set(encoder.priv_data, "preset", high ? "veryfast" : "fast", 0);
+  av_opt_set(encoder.priv_data, "profile", high ? "high" : "main", 0);
+  av_opt_set(encoder.priv_data, "crf", high ? "18" : "23", 0);
+  if (!high) {
+    encoder.rc_max_rate = kSmallBitRate;
+    encoder.rc_buffer_size = kSmallBitRate;  // a second
+  }
+}
+
+AVRational frameRateOf(const AVStream& source) {
+  for (const AVRational each : {source.avg_frame_rate, source.r_frame_rate}) {
+    if (each.num > 0 && each.den > 0) return each;
+  }
+  return {30, 1};
+}
+
+class PictureTrack final : public ExportTrack {
+ public:
+  PictureTrack(const SourceTrack& source, const ExportClock& clock, ExportDecoder decoder,
+               PictureShape shape, ExportEncoder encoder)
+      : source_(source.stream),
+        end_(source.end),
+        clock_(clock),
+        timeBase_(encoder.context().time_base),
+        usualDuration_(av_rescale_q(1, av_inv_q(frameRateOf(source_)), source_.time_base)),
+        decoder_(std::move(decoder)),
+        filter_(shape, timeBase_),
+        encoder_(std::move(encoder)) {}
+
+  Failure add(AVPacket& packet) override {
+    return decoder_.decode(&packet, [this](AVFrame& frame) { return hold(frame); });
+  }
+
+  Failure finish() override {
+    const auto take = [this](AVFrame& frame) { return hold(frame); };
+    if (Failure failure = decoder_.decode(nullptr, take)) return failure;
+    if (Failure failure = showHeld(end_)) return failure;
+    if (Failure failure = decoder_.tooMuchDamage("The video")) return failure;
+    const auto encode = [this](AVFrame& frame) { return encoder_.encode(&frame); };
+    if (Failure failure = filter_.filter(nullptr, encode)) return failure;
+    return encoder_.encode(nullptr);
+  }
+
+ private:
+  /// Keeps each frame until the next one tells how long it is shown.
+  Failure hold(AVFrame& frame) {
+    std::int64_t time = frame.best_effort_timestamp;
+    if (time == AV_NOPTS_VALUE) time = usualEnd_;
+    usualEnd_ = time + (frame.pkt_duration > 0 ? frame.pkt_duration : usualDuration_);
+    Failure failure = showHeld(time);
+    held_.reset(av_frame_clone(&frame));
+    if (!held_) return outOfMemory();
+    held_->pts = time;
+    return failure;
+  }
+
+  /// Shows the frame until that time of the source; its own idea of it counts when there is none.
+  Failure showHeld(std::optional<std::int64_t> until) {
+    const FramePtr frame = std::move(held_);
+    if (!frame) return std::nullopt;
+    const bool known = until && *until > frame->pts;
+    return show(*frame, known ? *until : std::max(usualEnd_, frame->pts + 1));
+  }
+
+  /// Gives the frame its times in the export; one that does not play goes no further.
+  Failure show(AVFrame& frame, std::int64_t sourceEnd) {
+    std::int64_t begin = clock_.played(frame.pts, source_.time_base, timeBase_);
+    const std::int64_t end = clock_.played(sourceEnd, source_.time_base, timeBase_);
+    if (!clock_.keepsSpeed() && end <= begin) return std::nullopt;
+    if (any_) begin = std::max(begin, lastShown_ + 1);
+    any_ = true;
+    lastShown_ = begin;
+    frame.pts = begin;
+    frame.pkt_duration = std::max<std::int64_t>(end - begin, 1);
+    frame.pict_type = AV_PICTURE_TYPE_NONE;
+    return filter_.filter(&frame, [this](AVFrame& each) { return encoder_.encode(&each); });
+  }
+
+  const AVStream& source_;
+  const std::optional<std::int64_t> end_;
+  const ExportClock& clock_;
+  const AVRational timeBase_;
+  const std::int64_t usualDuration_;  ///< of a frame, in the source's time base
+  ExportDecoder decoder_;
+  PictureFilter filter_;
+  ExportEncoder encoder_;
+  FramePtr held_;
+  std::int64_t usualEnd_ = 0;   ///< of the held frame, by its own duration, in the source
+  std::int64_t lastShown_ = 0;  ///< of the export
+  bool any_ = false;
+};
+
+}  // namespace
+
+MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock,
+                           CodingQuality quality, MovieOutput& output) {
+  const AVStream& source = track.stream;
+  ExportDecoder decoder(source);
+  CodecContextPtr context = makeEncoder("libx264");
+  if (!decoder || !context) {
+    return workerError(LibraryErrorCode::invalidResource,
+                       "The video is of a format that cannot be decoded.");
+  }
+  const PictureShape shape = shapeOf(source, quality);
+  context->width = shape.width;
+  context->height = shape.height;
+  context->sample_aspect_ratio = {1, 1};
+  context->time_base = clock.keepsSpeed() ? source.time_base : kMappedTimeBase;
+  context->framerate = frameRateOf(source);
+  context->thread_count = 0;
+  describeColours(*context, *source.codecpar, shape.toneMapped);
+  choose(*context, quality);
+  AVStream* stream = addEncodedStream(*context, source, output);
+  if (stream == nullptr) {
+    return workerError(LibraryErrorCode::invalidResource,
+                       "The video is of a size that cannot be encoded.");
+  }
+  return std::unique_ptr<ExportTrack>(std::make_unique<PictureTrack>(
+      track, clock, std::move(decoder), shape, ExportEncoder(std::move(context), *stream, output)));
+}
+
+}  // namespace quorvin

@@ -1,0 +1,113 @@
+#include "media_worker/metadata/metadata_file.h"
+
+#include <memory>
+
+#include "media_worker/metadata/metadata_io.h"
+
+namespace quorvin {
+namespace {
+
+/// Exif texts are zero-terminated, and padded at that.
+std::string cutAtZero(std::string text) {
+  text.resize(std::min(text.find('\0'), text.size()));
+  return text;
+}
+
+/// The prefixes by which this program asks for XMP of vocabularies that the library does not know,
+/// whatever prefixes a file gives them.
+constexpr std::pair<const char*, const char*> kNamespaces[] = {
+    {"http://ns.google.com/photos/1.0/camera/", "GCamera"},
+    {"http://ns.google.com/photos/1.0/container/", "Container"},
+    {"http://ns.google.com/photos/1.0/container/item/", "Item"},
+    {"http://ns.google.com/photos/1.0/depthmap/", "GDepth"},
+    {"http://ns.adobe.com/hdr-gain-map/1.0/", "hdrgm"},
+};
+
+// The library's interface still hands out the old standard smart pointer.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+std::unique_ptr<Exiv2::Image> open(const InputFile& file, int fd) {
+  Exiv2::BasicIo::AutoPtr io(new MetadataIo(file, fd));
+  return std::unique_ptr<Exiv2::Image>(Exiv2::ImageFactory::open(io).release());
+}
+#pragma GCC diagnostic pop
+
+}  // namespace
+
+void initializeMetadata() {
+  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+  Exiv2::LogMsg::setHandler(nullptr);
+  Exiv2::XmpParser::initialize();
+  Exiv2::enableBMFF(true);
+  for (const auto& [uri, prefix] : kNamespaces) Exiv2::XmpProperties::registerNs(uri, prefix);
+}
+
+void addExif(std::span<const std::uint8_t> block, FileMetadata& metadata) {
+  try {
+    Exiv2::ExifParser::decode(metadata.exif, block.data(),
+                              static_cast<std::uint32_t>(block.size()));
+  } catch (const std::exception&) {
+    // What was read before the damage stays.
+  }
+}
+
+void addXmp(const std::string& packet, FileMetadata& metadata) {
+  try {
+    Exiv2::XmpParser::decode(metadata.xmp, packet);
+  } catch (const std::exception&) {
+    // What was read before the damage stays.
+  }
+}
+
+FileMetadata readMetadata(const InputFile& file, int fd) {
+  FileMetadata metadata;
+  try {
+    const auto image = open(file, fd);
+    if (!image) return metadata;
+    try {
+      image->readMetadata();
+    } catch (const std::exception&) {
+      // What was read before the damage stays.
+    }
+    metadata.exif = image->exifData();
+    metadata.xmp = image->xmpData();
+    metadata.pixelWidth = image->pixelWidth();
+    metadata.pixelHeight = image->pixelHeight();
+  } catch (const std::exception&) {
+    // A kind of file without metadata, or with none that can be read.
+  }
+  return metadata;
+}
+
+std::optional<std::string> FileMetadata::exifText(const std::string& key) const {
+  try {
+    const auto found = exif.findKey(Exiv2::ExifKey(key));
+    if (found == exif.end() || found->count() == 0) return std::nullopt;
+    return cutAtZero(found->toString());
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<std::int64_t> FileMetadata::exifInteger(const std::string& key) const {
+  try {
+    const auto found = exif.findKey(Exiv2::ExifKey(key));
+    if (found == exif.end() || found->count() == 0) return std::nullopt;
+    const long value = found->toLong();
+    return found->value().ok() ? std::optional<std::int64_t>(value) : std::nullopt;
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<std::string> FileMetadata::xmpText(const std::string& key) const {
+  try {
+    const auto found = xmp.findKey(Exiv2::XmpKey(key));
+    if (found == xmp.end() || found->count() == 0) return std::nullopt;
+    return found->toString();
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace quorvin

@@ -1,0 +1,15 @@
+// What a media file is and what its metadata says.
+#pragma once
+
+#include <string>
+
+#include "core/platform/foundation.h"
+#include "media_protocol/requests.h"
+
+namespace quorvin {
+
+/// Reads the file from offset 0, whatever the descriptor's own offset, which stays as it is.
+/// `name` is the file's own name. An error is one plain sentence (`workerError`).
+Result<MediaProbe> probeFile(int fd, const std::string& name);
+
+}  // namespace quorvin

@@ -1,0 +1,137 @@
+#include "media_worker/probe/probe_picture.h"
+
+#include <string>
+
+#include "media_protocol/wire.h"
+#include "media_worker/reading/orientation.h"
+#include "media_worker/reading/vips_image.h"
+#include "media_worker/render/loaded_image.h"
+
+namespace quorvin {
+namespace {
+
+/// Formats that come only whole are not decoded beyond this many pixels just to look at them.
+constexpr std::int64_t kLargestTrial = 100'000'000;
+
+const char* loaderOf(PictureFormat format) {
+  switch (format) {
+    case PictureFormat::jpeg:
+      return "jpegload_source";
+    case PictureFormat::png:
+      return "pngload_source";
+    case PictureFormat::gif:
+      return "gifload_source";
+    case PictureFormat::webp:
+      return "webpload_source";
+    case PictureFormat::tiff:
+      return "tiffload_source";
+    default:
+      return nullptr;
+  }
+}
+
+ImagePtr openPicture(const InputFile& file, const char* loader) {
+  const SourcePtr source = sourceOf(file);
+  VipsImage* image = nullptr;
+  if (vips_call(loader, source.get(), &image, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+                VIPS_FAIL_ON_TRUNCATED, nullptr) != 0) {
+    return nullptr;
+  }
+  return ImagePtr(image);
+}
+
+int integerField(VipsImage* image, const char* name, int absent) {
+  int value = absent;
+  return vips_image_get_typeof(image, name) == G_TYPE_INT &&
+                 vips_image_get_int(image, name, &value) == 0
+             ? value
+             : absent;
+}
+
+bool comesWhole(VipsImage* image, PictureFormat format) {
+  return format == PictureFormat::gif || format == PictureFormat::webp ||
+         integerField(image, "interlaced", 0) != 0;
+}
+
+bool firstRowDecodes(VipsImage* image) {
+  const GObjectPtr<VipsRegion> region(vips_region_new(image));
+  const VipsRect row{0, 0, vips_image_get_width(image), 1};
+  return region && vips_region_prepare(region.get(), &row) == 0;
+}
+
+/// Animated PNGs announce their frames in a chunk before the pixels; libvips shows the first.
+bool isAnimatedPng(const InputFile& file) {
+  constexpr std::int64_t kFirstChunk = 8;
+  constexpr int kMostChunks = 1000;
+  std::int64_t position = kFirstChunk;
+  for (int count = 0; count < kMostChunks; ++count) {
+    std::uint8_t head[12];
+    if (file.readAt(position, head) < sizeof head) return false;
+    const std::string type(head + 4, head + 8);
+    const auto number = [&head](int at) {
+      return std::int64_t{head[at]} << 24 | head[at + 1] << 16 | head[at + 2] << 8 | head[at + 3];
+    };
+    if (type == "acTL") return number(8) > 1;
+    if (type == "IDAT") return false;
+    position += number(0) + 12;
+  }
+  return false;
+}
+
+/// Formats that FFmpeg alone decodes, and only whole.
+Result<MediaProbe> probeCodedPicture(const InputFile& file, PictureFormat format) {
+  RenderRequest request;
+  request.fit = RenderRequest::Fit::original;
+  const auto loaded = loadCodedPicture(file, format, request);
+  if (!loaded) return pictureError("The photo is damaged: it cannot be decoded.");
+  MediaProbe probe;
+  probe.orientation = loaded->orientation;
+  probe.pixelWidth = loaded->target.scaled.width;
+  probe.pixelHeight = loaded->target.scaled.height;
+  return probe;
+}
+
+}  // namespace
+
+NSError pictureError(std::string_view sentence) {
+  return workerError(LibraryErrorCode::invalidResource, sentence);
+}
+
+std::optional<NSError> sizeError(std::int64_t width, std::int64_t height) {
+  if (width <= 0 || height <= 0) {
+    return pictureError("The photo is damaged: its size cannot be read.");
+  }
+  if (height > kMaximumPixelCount / width) {
+    return pictureError("The photo is too large: " + std::to_string(width) + " × " +
+                        std::to_string(height) + " pixels.");
+  }
+  return std::nullopt;
+}
+
+Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
+  const char* loader = loaderOf(format);
+  if (loader == nullptr) return probeCodedPicture(file, format);
+  const ImagePtr image = openPicture(file, loader);
+  if (!image) {
+    vips_error_clear();
+    return pictureError("The photo is damaged: its header cannot be read.");
+  }
+  MediaProbe probe;
+  const int orientation = integerField(image.get(), VIPS_META_ORIENTATION, 1);
+  probe.orientation = orientation >= 1 && orientation <= 8 ? orientation : 1;
+  const std::int64_t width = vips_image_get_width(image.get());
+  const std::int64_t height = vips_image_get_page_height(image.get());
+  if (auto error = sizeError(width, height)) return *std::move(error);
+  std::tie(probe.pixelWidth, probe.pixelHeight) = uprightSize(width, height, probe.orientation);
+  const bool pages = format == PictureFormat::gif || format == PictureFormat::webp;
+  probe.animated = (pages && integerField(image.get(), VIPS_META_N_PAGES, 1) > 1) ||
+                   (format == PictureFormat::png && isAnimatedPng(file));
+  const bool tried = !comesWhole(image.get(), format) || width * height <= kLargestTrial;
+  if (tried && !firstRowDecodes(image.get())) {
+    vips_error_clear();
+    return pictureError("The photo is damaged: its first rows cannot be decoded.");
+  }
+  return probe;
+}
+
+}  // namespace quorvin

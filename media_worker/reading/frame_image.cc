@@ -1,0 +1,88 @@
+#include "media_worker/reading/frame_image.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/mem.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+#include "media_protocol/wire.h"
+
+namespace quorvin {
+
+namespace {
+
+using Scaler = std::unique_ptr<SwsContext, decltype([](SwsContext* s) { sws_freeContext(s); })>;
+
+/// The matrix of a frame's colours; an unmarked one is told by its height, as players do.
+int matrixOf(const AVFrame& frame) {
+  if (frame.colorspace != AVCOL_SPC_UNSPECIFIED && frame.colorspace != AVCOL_SPC_RGB) {
+    return frame.colorspace;
+  }
+  return frame.height >= 720 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+}
+
+}  // namespace
+
+void CodecContextFree::operator()(AVCodecContext* context) const {
+  avcodec_free_context(&context);
+}
+void FrameFree::operator()(AVFrame* frame) const {
+  av_frame_free(&frame);
+}
+void PacketFree::operator()(AVPacket* packet) const {
+  av_packet_free(&packet);
+}
+
+CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads) {
+  const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
+  CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
+  if (!context || avcodec_parameters_to_context(context.get(), &parameters) < 0) return nullptr;
+  context->thread_count = threads;
+  context->thread_type = FF_THREAD_SLICE;
+  context->max_pixels = kMaximumPixelCount;
+  return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
+}
+
+ImagePtr imageOfFrame(const AVFrame& frame) {
+  const auto stored = static_cast<AVPixelFormat>(frame.format);
+  const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(stored);
+  if (description == nullptr || frame.width <= 0 || frame.height <= 0) return nullptr;
+  const bool alpha = (description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+  const int channels = alpha ? 4 : 3;
+  // The exact conversion takes ten times as long, and shows in small pictures alone.
+  constexpr int kManyPixels = 1'000'000;
+  const int quality = frame.width >= kManyPixels / frame.height
+                          ? SWS_BILINEAR
+                          : SWS_BILINEAR | SWS_FULL_CHR_H_INT | SWS_ACCURATE_RND;
+  const Scaler scaler(sws_getContext(frame.width, frame.height, stored, frame.width, frame.height,
+                                     alpha ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24, quality, nullptr,
+                                     nullptr, nullptr));
+  if (!scaler) return nullptr;
+  const int fullRange = frame.color_range == AVCOL_RANGE_JPEG ? 1 : 0;
+  sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(matrixOf(frame)), fullRange,
+                           sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
+  // Rows are padded, for the conversion writes in whole vectors, and to whole pixels at that.
+  const int stride = (frame.width + 63) / 64 * 64 * channels;
+  const std::size_t size =
+      static_cast<std::size_t>(stride) * static_cast<std::size_t>(frame.height);
+  const std::shared_ptr<std::uint8_t> rows(static_cast<std::uint8_t*>(av_malloc(size + 64)),
+                                           av_free);
+  if (!rows) return nullptr;
+  std::uint8_t* const planes[4] = {rows.get()};
+  const int strides[4] = {stride};
+  if (sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, planes, strides) !=
+      frame.height) {
+    return nullptr;
+  }
+  ImagePtr image = imageOfRows(rows, rows.get(), frame.width, frame.height, channels,
+                               static_cast<std::size_t>(stride));
+  const AVFrameSideData* profile = av_frame_get_side_data(&frame, AV_FRAME_DATA_ICC_PROFILE);
+  if (image && profile != nullptr) {
+    vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, profile->data, profile->size);
+  }
+  return image;
+}
+
+}  // namespace quorvin

@@ -1,0 +1,111 @@
+#include "media_worker/reading/jpeg_decoder.h"
+
+// The library's header needs these first.
+#include <cstddef>
+#include <cstdio>
+// clang-format off
+#include <jpeglib.h>
+#include <jerror.h>
+// clang-format on
+
+#include <algorithm>
+#include <csetjmp>
+#include <memory>
+#include <vector>
+
+namespace quorvin {
+
+namespace {
+
+constexpr std::int64_t kMaximumFileSize = 512 << 20;
+/// Progressive files that need more passes are made to keep a decoder busy.
+constexpr int kMaximumScans = 200;
+
+/// One decompression. The library reports errors by a jump; nothing between `run` and the jump
+/// has a destructor.
+class Decoder {
+ public:
+  Decoder() {
+    state_.err = jpeg_std_error(&errors_);
+    state_.client_data = this;
+    errors_.error_exit = [](j_common_ptr state) {
+      std::longjmp(static_cast<Decoder*>(state->client_data)->failed_, 1);
+    };
+    errors_.emit_message = [](j_common_ptr state, int level) {
+      if (level < 0) static_cast<Decoder*>(state->client_data)->warn(state->err->msg_code);
+    };
+    progress_.progress_monitor = [](j_common_ptr state) {
+      const auto* decompression = reinterpret_cast<j_decompress_ptr>(state);
+      if (decompression->input_scan_number > kMaximumScans) state->err->error_exit(state);
+    };
+  }
+  Decoder(const Decoder&) = delete;
+  Decoder& operator=(const Decoder&) = delete;
+  ~Decoder() { jpeg_destroy_decompress(&state_); }
+
+  /// Decodes as many rows as there are into memory that it allocates.
+  void run(const std::vector<std::uint8_t>& file, int shrink) {
+    if (setjmp(failed_) != 0) {
+      damaged_ = true;
+      return;
+    }
+    jpeg_create_decompress(&state_);
+    state_.progress = &progress_;
+    jpeg_mem_src(&state_, file.data(), file.size());
+    jpeg_read_header(&state_, TRUE);
+    if (state_.num_components != 1 && state_.num_components != 3) return;
+    state_.out_color_space = state_.num_components == 1 ? JCS_GRAYSCALE : JCS_RGB;
+    state_.scale_num = 1;
+    state_.scale_denom = static_cast<unsigned>(shrink);
+    jpeg_start_decompress(&state_);
+    rowBytes_ = std::size_t{state_.output_width} * static_cast<unsigned>(state_.output_components);
+    pixels_.reset(new (std::nothrow) std::uint8_t[rowBytes_ * state_.output_height]);
+    if (pixels_ == nullptr) return;
+    while (state_.output_scanline < state_.output_height) {
+      JSAMPROW row = pixels_.get() + state_.output_scanline * rowBytes_;
+      jpeg_read_scanlines(&state_, &row, 1);
+    }
+    jpeg_finish_decompress(&state_);
+  }
+
+  bool isDamaged() const { return damaged_; }
+
+  /// What was decoded, the rest grey; null when that is nothing.
+  ImagePtr take() {
+    if (pixels_ == nullptr || state_.output_scanline == 0) return nullptr;
+    std::fill(pixels_.get() + state_.output_scanline * rowBytes_,
+              pixels_.get() + state_.output_height * rowBytes_, std::uint8_t{128});
+    const std::shared_ptr<const std::uint8_t[]> owner(std::move(pixels_));
+    ImagePtr image = imageOfRows(owner, owner.get(), state_.output_width, state_.output_height,
+                                 state_.output_components, rowBytes_);
+    if (image && state_.output_components == 1) image->Type = VIPS_INTERPRETATION_B_W;
+    return image;
+  }
+
+ private:
+  void warn(int code) {
+    damaged_ = damaged_ || code == JWRN_JPEG_EOF || code == JWRN_HIT_MARKER ||
+               code == JWRN_HUFF_BAD_CODE || code == JWRN_MUST_RESYNC;
+  }
+
+  jpeg_decompress_struct state_{};
+  jpeg_error_mgr errors_{};
+  jpeg_progress_mgr progress_{};
+  std::jmp_buf failed_{};
+  bool damaged_ = false;
+  std::size_t rowBytes_ = 0;
+  std::unique_ptr<std::uint8_t[]> pixels_;
+};
+
+}  // namespace
+
+ImagePtr decodeJpeg(const InputFile& file, int shrink, bool failOnDamage) {
+  if (file.size() > kMaximumFileSize) return nullptr;
+  const auto bytes = file.head(static_cast<std::size_t>(file.size()));
+  Decoder decoder;
+  decoder.run(bytes, shrink);
+  if (failOnDamage && decoder.isDamaged()) return nullptr;
+  return decoder.take();
+}
+
+}  // namespace quorvin

@@ -1,0 +1,14 @@
+// Decoding JPEG into memory.
+#pragma once
+
+#include "media_worker/reading/input_file.h"
+#include "media_worker/reading/vips_image.h"
+
+namespace quorvin {
+
+/// The picture of a grey or colour JPEG, `shrink` (1, 2, 4 or 8) times smaller in each direction,
+/// with 1 or 3 channels, in its own colour space and as stored. From a damaged file comes what
+/// there is, unless `failOnDamage`. Null when it fails and for other kinds of JPEG.
+ImagePtr decodeJpeg(const InputFile& file, int shrink, bool failOnDamage);
+
+}  // namespace quorvin

@@ -1,0 +1,41 @@
+// libvips images as owned values.
+#pragma once
+
+#include <vips/vips.h>
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "media_worker/reading/input_file.h"
+
+namespace quorvin {
+
+struct GObjectUnref {
+  void operator()(void* object) const { g_object_unref(object); }
+};
+template <class T>
+using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
+
+using ImagePtr = GObjectPtr<VipsImage>;
+using SourcePtr = GObjectPtr<VipsSource>;
+
+/// Puts the operation's result in the image's place. `operation(in, &out)` gives 0 on success;
+/// on failure the image stays as it is.
+template <class Operation>
+bool apply(ImagePtr& image, Operation&& operation) {
+  VipsImage* out = nullptr;
+  if (operation(image.get(), &out) != 0) return false;
+  image.reset(out);
+  return true;
+}
+
+/// A source that reads the file at its own offsets. `file` outlives it.
+SourcePtr sourceOf(const InputFile& file);
+
+/// Rows of 8-bit pixels in memory, `stride` bytes apart, without a copy of them if `stride` is a
+/// whole number of pixels. `owner` is kept for as long as the image lives. Null when it fails.
+ImagePtr imageOfRows(std::shared_ptr<const void> owner, const std::uint8_t* rows,
+                     std::int64_t width, std::int64_t height, int channels, std::size_t stride);
+
+}  // namespace quorvin

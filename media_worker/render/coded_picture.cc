@@ -1,0 +1,67 @@
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+#include "media_worker/reading/frame_image.h"
+#include "media_worker/render/loaded_image.h"
+
+namespace quorvin {
+
+namespace {
+
+// The whole file goes to the decoder as one packet.
+constexpr std::int64_t kMaximumFileSize = 512 << 20;
+
+AVCodecID codecOf(PictureFormat format) {
+  switch (format) {
+    case PictureFormat::bmp:
+      return AV_CODEC_ID_BMP;
+    case PictureFormat::jpeg2000:
+      return AV_CODEC_ID_JPEG2000;
+    case PictureFormat::jpegXl:
+      return AV_CODEC_ID_JPEGXL;
+    default:
+      return AV_CODEC_ID_NONE;
+  }
+}
+
+PacketPtr wholeFile(const InputFile& file) {
+  PacketPtr packet(av_packet_alloc());
+  if (!packet || file.size() > kMaximumFileSize ||
+      av_new_packet(packet.get(), static_cast<int>(file.size())) < 0) {
+    return nullptr;
+  }
+  const std::size_t read = file.readAt(0, {packet->data, static_cast<std::size_t>(packet->size)});
+  av_shrink_packet(packet.get(), static_cast<int>(read));
+  return packet;
+}
+
+FramePtr decode(AVCodecContext& decoder, const AVPacket& packet) {
+  FramePtr frame(av_frame_alloc());
+  if (!frame || avcodec_send_packet(&decoder, &packet) < 0) return nullptr;
+  avcodec_send_packet(&decoder, nullptr);
+  return avcodec_receive_frame(&decoder, frame.get()) < 0 ? nullptr : std::move(frame);
+}
+
+}  // namespace
+
+Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format,
+                                     const RenderRequest& request) {
+  AVCodecParameters parameters{};
+  parameters.codec_type = AVMEDIA_TYPE_VIDEO;
+  parameters.codec_id = codecOf(format);
+  parameters.format = -1;
+  const CodecContextPtr decoder = openDecoder(parameters);
+  const PacketPtr packet = decoder ? wholeFile(file) : nullptr;
+  const FramePtr frame = packet ? decode(*decoder, *packet) : nullptr;
+  if (!frame) return cannotDecode();
+  auto target = targetSize(request, {frame->width, frame->height});
+  if (!target) return target.error();
+  LoadedImage loaded;
+  loaded.image = imageOfFrame(*frame);
+  loaded.target = *target;
+  if (!loaded.image) return cannotDecode();
+  return loaded;
+}
+
+}  // namespace quorvin

@@ -1,0 +1,249 @@
+#include <libheif/heif.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include "media_protocol/wire.h"
+#include "media_worker/reading/boxes.h"
+#include "media_worker/reading/hevc_decoder.h"
+#include "media_worker/reading/planes.h"
+#include "media_worker/reading/signature.h"
+#include "media_worker/render/colour.h"
+#include "media_worker/render/loaded_image.h"
+
+namespace quorvin {
+
+namespace {
+
+template <auto free>
+struct Free {
+  template <class T>
+  void operator()(T* object) const {
+    free(object);
+  }
+};
+using Context = std::unique_ptr<heif_context, Free<heif_context_free>>;
+using Handle = std::unique_ptr<heif_image_handle, Free<heif_image_handle_release>>;
+using Options = std::unique_ptr<heif_decoding_options, Free<heif_decoding_options_free>>;
+using Nclx = std::unique_ptr<heif_color_profile_nclx, Free<heif_nclx_color_profile_free>>;
+using HeifImage = std::shared_ptr<const heif_image>;
+
+bool succeeded(const heif_error& error) {
+  return error.code == heif_error_Ok;
+}
+
+struct Reading {
+  InputFile file;
+  std::int64_t position = 0;
+
+  static std::int64_t tell(void* self) { return static_cast<Reading*>(self)->position; }
+
+  static int read(void* into, std::size_t size, void* self) {
+    auto& reading = *static_cast<Reading*>(self);
+    const std::size_t got =
+        reading.file.readAt(reading.position, {static_cast<std::uint8_t*>(into), size});
+    reading.position += static_cast<std::int64_t>(got);
+    return got == size ? 0 : -1;
+  }
+
+  static int seek(std::int64_t position, void* self) {
+    static_cast<Reading*>(self)->position = position;
+    return 0;
+  }
+
+  static heif_reader_grow_status waitForSize(std::int64_t size, void* self) {
+    return size <= static_cast<Reading*>(self)->file.size()
+               ? heif_reader_grow_status_size_reached
+               : heif_reader_grow_status_size_beyond_eof;
+  }
+};
+
+constexpr heif_reader kReader{1, Reading::tell, Reading::read, Reading::seek, Reading::waitForSize};
+
+/// Sizes are upright: the file's own turns count, and they alone.
+PixelSize sizeOf(const heif_image_handle* handle) {
+  return {heif_image_handle_get_width(handle), heif_image_handle_get_height(handle)};
+}
+
+/// Whether a preview shows the same cut of the picture, with at least the asked pixels.
+bool replaces(PixelSize preview, PixelSize primary, PixelSize asked) {
+  if (preview.width < asked.width || preview.height < asked.height) return false;
+  // A preview's sides are rounded to whole pixels, some to even ones.
+  const double width = static_cast<double>(primary.width) * static_cast<double>(preview.height) /
+                       static_cast<double>(primary.height);
+  return std::abs(width - static_cast<double>(preview.width)) < 2;
+}
+
+/// The smallest embedded preview that does, else the primary picture.
+Handle smallestSufficient(Handle primary, PixelSize asked) {
+  const PixelSize full = sizeOf(primary.get());
+  std::vector<heif_item_id> ids(
+      static_cast<std::size_t>(heif_image_handle_get_number_of_thumbnails(primary.get())));
+  heif_image_handle_get_list_of_thumbnail_IDs(primary.get(), ids.data(),
+                                              static_cast<int>(ids.size()));
+  Handle best;
+  for (const heif_item_id id : ids) {
+    heif_image_handle* found = nullptr;
+    if (!succeeded(heif_image_handle_get_thumbnail(primary.get(), id, &found))) continue;
+    Handle preview(found);
+    if (!replaces(sizeOf(found), full, asked)) continue;
+    if (!best || sizeOf(found).width < sizeOf(best.get()).width) best = std::move(preview);
+  }
+  return best ? std::move(best) : std::move(primary);
+}
+
+void attachProfile(const heif_image_handle* handle, VipsImage* image) {
+  const std::size_t size = heif_image_handle_get_raw_color_profile_size(handle);
+  std::vector<std::uint8_t> profile(size);
+  if (size > 0 && succeeded(heif_image_handle_get_raw_color_profile(handle, profile.data()))) {
+    vips_image_set_blob_copy(image, VIPS_META_ICC_NAME, profile.data(), size);
+  }
+}
+
+/// Null when it fails.
+HeifImage decodeTo(const heif_image_handle* handle, heif_chroma chroma,
+                   const heif_decoding_options& options) {
+  heif_image* decoded = nullptr;
+  if (!succeeded(heif_decode_image(handle, &decoded, heif_colorspace_RGB, chroma, &options))) {
+    return nullptr;
+  }
+  return {decoded, heif_image_release};
+}
+
+/// What the file says of its colours, besides a profile; null when that is nothing.
+Nclx coloursOf(const heif_image_handle* handle) {
+  heif_color_profile_nclx* colours = nullptr;
+  heif_image_handle_get_nclx_color_profile(handle, &colours);
+  return Nclx(colours);
+}
+
+/// Whether pixels of the picture come as planes of red, green and blue from our decoder of HEVC,
+/// with which we do the rest faster than libheif. Tiles may say by themselves what their picture
+/// does not say of its coding.
+HevcDecoding hevcDecoding(const InputFile& file, const heif_image_handle* handle) {
+  HevcDecoding decoding;
+  const auto head = file.head(kSignatureLength);
+  if (heif_image_handle_has_alpha_channel(handle) != 0 ||
+      heif_image_handle_get_luma_bits_per_pixel(handle) != 8 ||
+      pictureSignature(head).type.identifier == "public.avif") {
+    return decoding;
+  }
+  if (const Nclx colours = coloursOf(handle)) {
+    const auto matrix = yuvMatrixOf(colours->matrix_coefficients);
+    if (matrix) decoding.coding = YuvCoding{*matrix, colours->full_range_flag != 0};
+    decoding.toRgb = matrix.has_value();
+  } else {
+    decoding.toRgb = !namesColours(file);
+  }
+  return decoding;
+}
+
+ImagePtr unpremultiplied(ImagePtr image) {
+  const bool done =
+      apply(image,
+            [](VipsImage* in, VipsImage** out) { return vips_unpremultiply(in, out, nullptr); }) &&
+      apply(image, [](VipsImage* in, VipsImage** out) {
+        return vips_cast(in, out, VIPS_FORMAT_UCHAR, nullptr);
+      });
+  return done ? std::move(image) : nullptr;
+}
+
+/// RGB, or RGBA where there is alpha, upright, as libheif makes them.
+ImagePtr decodePixels(const heif_image_handle* handle, const heif_decoding_options& options) {
+  const bool alpha = heif_image_handle_has_alpha_channel(handle) != 0;
+  const HeifImage decoded =
+      decodeTo(handle, alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB, options);
+  int stride = 0;
+  const std::uint8_t* rows =
+      decoded ? heif_image_get_plane_readonly(decoded.get(), heif_channel_interleaved, &stride)
+              : nullptr;
+  if (rows == nullptr) return nullptr;
+  ImagePtr image = imageOfRows(decoded, rows, heif_image_get_primary_width(decoded.get()),
+                               heif_image_get_primary_height(decoded.get()), alpha ? 4 : 3,
+                               static_cast<std::size_t>(stride));
+  const bool premultiplied = alpha && heif_image_handle_is_premultiplied_alpha(handle) != 0;
+  return image && premultiplied ? unpremultiplied(std::move(image)) : std::move(image);
+}
+
+/// The turn that libheif may leave to us, who do it many times as fast; 1 when there is none, or
+/// when the file does more to the picture than to turn it.
+int turnOf(const InputFile& file, const heif_image_handle* handle) {
+  const int orientation = orientationOf(primaryTurn(file));
+  const auto [width, height] = uprightSize(heif_image_handle_get_ispe_width(handle),
+                                           heif_image_handle_get_ispe_height(handle), orientation);
+  return sizeOf(handle) == PixelSize{width, height} ? orientation : 1;
+}
+
+/// RGB, upright, in memory that can be handed over, of planes of 8 bits.
+std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int orientation,
+                                          heif_decoding_options& options) {
+  options.ignore_transformations = orientation == 1 ? 0 : 1;
+  const HeifImage decoded = decodeTo(handle, heif_chroma_444, options);
+  if (!decoded) return nullptr;
+  constexpr std::array kChannels{heif_channel_R, heif_channel_G, heif_channel_B};
+  RgbPicture picture{{},
+                     heif_image_get_width(decoded.get(), heif_channel_R),
+                     heif_image_get_height(decoded.get(), heif_channel_R)};
+  for (std::size_t i = 0; i < kChannels.size(); ++i) {
+    Plane& plane = picture.planes.at(i);
+    plane.data = heif_image_get_plane_readonly(decoded.get(), kChannels.at(i), &plane.stride);
+    if (plane.data == nullptr ||
+        heif_image_get_bits_per_pixel_range(decoded.get(), kChannels.at(i)) != 8 ||
+        heif_image_get_width(decoded.get(), kChannels.at(i)) != picture.width ||
+        heif_image_get_height(decoded.get(), kChannels.at(i)) != picture.height) {
+      return nullptr;
+    }
+  }
+  const auto [width, height] = uprightSize(picture.width, picture.height, orientation);
+  auto memory = PixelMemory::make({width, height, 3});
+  if (!memory || !interleaveUpright(picture, orientation, memory->data())) return nullptr;
+  return memory;
+}
+
+}  // namespace
+
+Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request) {
+  Reading reading{file};
+  const Context context(heif_context_alloc());
+  heif_context_set_max_decoding_threads(context.get(), decodingThreads());
+  heif_image_handle* found = nullptr;
+  if (!succeeded(heif_context_read_from_reader(context.get(), &kReader, &reading, nullptr)) ||
+      !succeeded(heif_context_get_primary_image_handle(context.get(), &found))) {
+    return cannotDecode();
+  }
+  Handle primary(found);
+  const PixelSize size = sizeOf(found);
+  if (!isDecodableSize(size.width, size.height)) return tooManyPixels();
+  auto target = targetSize(request, size);
+  if (!target) return target.error();
+  const bool mayReplace = target->scaled.width < size.width;
+  const Handle chosen =
+      mayReplace ? smallestSufficient(std::move(primary), target->scaled) : std::move(primary);
+
+  LoadedImage loaded;
+  loaded.target = *target;
+  const Options options(heif_decoding_options_alloc());
+  options->convert_hdr_to_8bit = 1;
+  options->strict_decoding = request.failOnDamage ? 1 : 0;
+  HevcDecoding decoding = hevcDecoding(file, chosen.get());
+  decoding.strict = request.failOnDamage;
+  const HevcDecodingScope scope(decoding);
+  if (decoding.toRgb) {
+    const int orientation = chosen.get() == found ? turnOf(file, found) : 1;
+    loaded.pixels = decodePlanes(chosen.get(), orientation, *options);
+    if (loaded.pixels) loaded.image = PixelMemory::imageOf(loaded.pixels);
+  } else {
+    loaded.image = decodePixels(chosen.get(), *options);
+  }
+  if (!loaded.image) return cannotDecode();
+  attachProfile(chosen.get(), loaded.image.get());
+  if (const Nclx colours = coloursOf(chosen.get())) {
+    nameColours(loaded.image.get(), {colours->color_primaries, colours->transfer_characteristics});
+  }
+  return loaded;
+}
+
+}  // namespace quorvin

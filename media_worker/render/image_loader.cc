@@ -1,0 +1,107 @@
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "media_protocol/wire.h"
+#include "media_worker/reading/jpeg_decoder.h"
+#include "media_worker/reading/orientation.h"
+#include "media_worker/render/loaded_image.h"
+
+namespace quorvin {
+
+namespace {
+
+/// How far a JPEG's decoder may shrink by itself: it averages blocks, so that the rest has to be
+/// left to a better filter.
+int jpegShrink(double wanted) {
+  constexpr double kLeftForFilter = 1.5;
+  for (const int shrink : {8, 4, 2}) {
+    if (wanted >= shrink * kLeftForFilter) return shrink;
+  }
+  return 1;
+}
+
+VipsFailOn failOn(const RenderRequest& request) {
+  return request.failOnDamage ? VIPS_FAIL_ON_ERROR : VIPS_FAIL_ON_NONE;
+}
+
+ImagePtr open(VipsSource* source, const RenderRequest& request) {
+  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "memory",
+                                             TRUE, "fail_on", failOn(request), nullptr));
+}
+
+ImagePtr openWebp(VipsSource* source, const RenderRequest& request, double scale) {
+  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "memory",
+                                             TRUE, "fail_on", failOn(request), "scale", scale,
+                                             nullptr));
+}
+
+/// Whether the JPEG is one that `decodeJpeg` decodes: libvips takes care of printers' inks.
+bool isScreenJpeg(VipsImage* header) {
+  return header->BandFmt == VIPS_FORMAT_UCHAR && (header->Bands == 1 || header->Bands == 3);
+}
+
+/// In the header's place, the same picture decoded and perhaps smaller.
+bool decodeSmaller(ImagePtr& header, const InputFile& file, const RenderRequest& request,
+                   double wanted) {
+  ImagePtr decoded = decodeJpeg(file, jpegShrink(wanted), request.failOnDamage);
+  if (!decoded) return false;
+  const void* profile = nullptr;
+  std::size_t size = 0;
+  if (vips_image_get_typeof(header.get(), VIPS_META_ICC_NAME) != 0 &&
+      vips_image_get_blob(header.get(), VIPS_META_ICC_NAME, &profile, &size) == 0) {
+    vips_image_set_blob_copy(decoded.get(), VIPS_META_ICC_NAME, profile, size);
+  }
+  header = std::move(decoded);
+  return true;
+}
+
+}  // namespace
+
+Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request,
+                              int orientation) {
+  const SourcePtr source = sourceOf(file);
+  const char* found = vips_foreign_find_load_source(source.get());
+  const std::string_view loader = found == nullptr ? "" : found;
+  LoadedImage loaded;
+  if (!loader.empty()) loaded.image = open(source.get(), request);
+  if (!loaded.image) return cannotDecode();
+
+  VipsImage* header = loaded.image.get();
+  const int width = vips_image_get_width(header);
+  const int height = vips_image_get_height(header);
+  if (!isDecodableSize(width, height)) return tooManyPixels();
+  const int stored = vips_image_get_orientation(header);
+  loaded.orientation = stored > 1 && stored <= 8 ? stored : orientation;
+  const auto [uprightWidth, uprightHeight] = uprightSize(width, height, loaded.orientation);
+  auto target = targetSize(request, {uprightWidth, uprightHeight});
+  if (!target) return target.error();
+  loaded.target = *target;
+
+  const double wanted = std::min(
+      static_cast<double>(uprightWidth) / static_cast<double>(loaded.target.scaled.width),
+      static_cast<double>(uprightHeight) / static_cast<double>(loaded.target.scaled.height));
+  if (loader.starts_with("VipsForeignLoadJpeg") && isScreenJpeg(header)) {
+    if (!decodeSmaller(loaded.image, file, request, wanted)) return cannotDecode();
+  } else if (loader.starts_with("VipsForeignLoadWebp") && wanted > 2) {
+    // Its decoder scales with a fair filter; twice the size is left to ours.
+    loaded.image = openWebp(source.get(), request, 2 / wanted);
+  }
+  if (!loaded.image) return cannotDecode();
+  return loaded;
+}
+
+NSError cannotDecode() {
+  return workerError(LibraryErrorCode::invalidResource, "The picture cannot be decoded.");
+}
+
+NSError tooManyPixels() {
+  return workerError(LibraryErrorCode::invalidResource,
+                     "The picture has more pixels than can be decoded.");
+}
+
+bool isDecodableSize(std::int64_t width, std::int64_t height) {
+  return width > 0 && height > 0 && height <= kMaximumPixelCount / width;
+}
+
+}  // namespace quorvin

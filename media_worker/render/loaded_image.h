@@ -1,0 +1,50 @@
+// A picture on its way from a file to a rendering.
+#pragma once
+
+#include <memory>
+
+#include "core/platform/foundation.h"
+#include "media_protocol/requests.h"
+#include "media_worker/reading/input_file.h"
+#include "media_worker/reading/signature.h"
+#include "media_worker/reading/vips_image.h"
+#include "media_worker/render/pixel_memory.h"
+#include "media_worker/render/target_size.h"
+#include "posix/file_descriptor.h"
+
+namespace quorvin {
+
+/// Pixels as stored, perhaps fewer than the file has: what the asked rendering needs. Decoding may
+/// still lie ahead, from top to bottom and once.
+struct LoadedImage {
+  ImagePtr image;       ///< in any format and colour space; its colour profile is attached
+  int orientation = 1;  ///< the turn that makes it upright, 1 to 8 as in Exif
+  TargetSize target;    ///< upright
+  FileDescriptor kept;  ///< what `image` reads from, when that is not the request's file
+  /// Where the pixels of `image` lie, when they can be handed over as they are.
+  std::shared_ptr<PixelMemory> pixels;
+};
+
+/// Loads formats that libvips reads well. `orientation` counts when the file names none. The file
+/// outlives the result, as in all of these.
+Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request,
+                              int orientation = 1);
+/// The primary picture of a HEIC, HEIF or AVIF file, or an embedded preview of the same picture
+/// where that has pixels enough.
+Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request);
+/// A picture in a format that FFmpeg alone decodes.
+Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format,
+                                     const RenderRequest& request);
+/// The best preview inside a raw photo; `fd` is the file's descriptor.
+Result<LoadedImage> loadRawPreview(const InputFile& file, int fd, const RenderRequest& request);
+/// The first frame of a video that is shown.
+Result<LoadedImage> loadPosterFrame(const InputFile& file, const RenderRequest& request);
+
+/// The error of a file that names no cause.
+NSError cannotDecode();
+/// The error of a picture whose header promises more pixels than are ever decoded.
+NSError tooManyPixels();
+/// Whether the header's size is one that is decoded.
+bool isDecodableSize(std::int64_t width, std::int64_t height);
+
+}  // namespace quorvin

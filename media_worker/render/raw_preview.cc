@@ -1,0 +1,98 @@
+#include <cmath>
+#include <exiv2/exiv2.hpp>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "media_protocol/sealed_memory.h"
+#include "media_protocol/wire.h"
+#include "media_worker/metadata/metadata_io.h"
+#include "media_worker/render/loaded_image.h"
+
+namespace quorvin {
+
+namespace {
+
+NSError noPreview() {
+  return workerError(LibraryErrorCode::requestNotSupportedForAsset,
+                     "The raw photo holds no preview that can be shown.");
+}
+
+bool isJpeg(const Exiv2::PreviewProperties& preview) {
+  return preview.mimeType_ == "image/jpeg";
+}
+
+bool hasAspectOf(const Exiv2::PreviewProperties& preview, const Exiv2::PreviewProperties& largest) {
+  const double width = static_cast<double>(largest.width_) * preview.height_ / largest.height_;
+  return std::abs(width - preview.width_) < 2;
+}
+
+/// The smallest preview with the pixels that the request needs of the largest; they come in the
+/// order of their sizes.
+std::optional<Exiv2::PreviewProperties> choose(std::span<const Exiv2::PreviewProperties> previews,
+                                               const RenderRequest& request, int orientation) {
+  const Exiv2::PreviewProperties* largest = nullptr;
+  for (const auto& preview : previews) {
+    if (isJpeg(preview) && preview.width_ > 0 && preview.height_ > 0) largest = &preview;
+  }
+  if (largest == nullptr) return std::nullopt;
+  const PixelSize full{largest->width_, largest->height_};
+  const bool turned = orientation >= 5;
+  const auto target = targetSize(request, turned ? full.turned() : full);
+  if (!target) return *largest;
+  const PixelSize needed = turned ? target->scaled.turned() : target->scaled;
+  for (const auto& preview : previews) {
+    if (isJpeg(preview) && preview.width_ >= needed.width && preview.height_ >= needed.height &&
+        hasAspectOf(preview, *largest)) {
+      return preview;
+    }
+  }
+  return *largest;
+}
+
+// The library's interface still hands out the old standard smart pointer.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+std::unique_ptr<Exiv2::Image> openMetadata(const InputFile& file, int fd) {
+  Exiv2::BasicIo::AutoPtr io(new MetadataIo(file, fd));
+  return std::unique_ptr<Exiv2::Image>(Exiv2::ImageFactory::open(io).release());
+}
+#pragma GCC diagnostic pop
+
+int orientationOf(const Exiv2::ExifData& exif) {
+  const auto found = Exiv2::orientation(exif);
+  const long value = found == exif.end() || found->count() == 0 ? 1 : found->toLong();
+  return value >= 1 && value <= 8 ? static_cast<int>(value) : 1;
+}
+
+FileDescriptor memoryOf(const Exiv2::PreviewImage& preview) {
+  FileDescriptor memory = makeMemoryFile(0);
+  const auto size = static_cast<ssize_t>(preview.size());
+  return memory && ::write(memory.get(), preview.pData(), preview.size()) == size
+             ? std::move(memory)
+             : FileDescriptor();
+}
+
+}  // namespace
+
+Result<LoadedImage> loadRawPreview(const InputFile& file, int fd, const RenderRequest& request) {
+  FileDescriptor memory;
+  int orientation = 1;
+  try {
+    const auto image = openMetadata(file, fd);
+    image->readMetadata();
+    orientation = orientationOf(image->exifData());
+    const Exiv2::PreviewManager manager(*image);
+    const auto chosen = choose(manager.getPreviewProperties(), request, orientation);
+    if (chosen) memory = memoryOf(manager.getPreviewImage(*chosen));
+  } catch (const std::exception&) {
+    return noPreview();
+  }
+  const auto preview = memory ? InputFile::open(memory.get()) : Result<InputFile>(noPreview());
+  if (!preview) return noPreview();
+  auto loaded = loadImage(*preview, request, orientation);
+  if (loaded) loaded->kept = std::move(memory);
+  return loaded;
+}
+
+}  // namespace quorvin

@@ -1,0 +1,132 @@
+#include "media_worker/render/render.h"
+
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "media_worker/probe/probe_raw.h"
+#include "media_worker/render/colour.h"
+#include "media_worker/render/loaded_image.h"
+#include "media_worker/render/pixel_memory.h"
+
+namespace quorvin {
+
+namespace {
+
+bool isRawPhoto(const InputFile& file, int fd) {
+  return rawTypeOf(readMetadata(file, fd)).has_value();
+}
+
+Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& request) {
+  if (request.kind == MediaKind::video) return loadPosterFrame(file, request);
+  if (request.kind == MediaKind::audio) {
+    return workerError(LibraryErrorCode::requestNotSupportedForAsset, "A sound has no picture.");
+  }
+  const auto format = pictureSignature(file.head(kSignatureLength)).format;
+  switch (format) {
+    case PictureFormat::jpeg:
+    case PictureFormat::png:
+    case PictureFormat::gif:
+    case PictureFormat::webp:
+      return loadImage(file, request);
+    case PictureFormat::tiff:
+      return isRawPhoto(file, fd) ? loadRawPreview(file, fd, request) : loadImage(file, request);
+    case PictureFormat::heif:
+      return loadHeif(file, request);
+    case PictureFormat::bmp:
+    case PictureFormat::jpeg2000:
+    case PictureFormat::jpegXl:
+      return loadCodedPicture(file, format, request);
+    case PictureFormat::raw:
+      return loadRawPreview(file, fd, request);
+    case PictureFormat::none:
+      break;
+  }
+  return workerError(LibraryErrorCode::invalidResource, "The file is not a photo.");
+}
+
+/// Scales stored pixels to `size`. Alpha is multiplied in for that, so that the colour of what is
+/// transparent does not bleed.
+bool scale(ImagePtr& image, PixelSize size) {
+  if (image->Xsize == size.width && image->Ysize == size.height) return true;
+  const VipsBandFormat format = image->BandFmt;
+  const bool alpha = vips_image_hasalpha(image.get()) != 0;
+  if (alpha && !apply(image, [](VipsImage* in, VipsImage** out) {
+        return vips_premultiply(in, out, nullptr);
+      })) {
+    return false;
+  }
+  const bool scaled = apply(image, [&](VipsImage* in, VipsImage** out) {
+    return vips_resize(in, out, static_cast<double>(size.width) / in->Xsize, "vscale",
+                       static_cast<double>(size.height) / in->Ysize, nullptr);
+  });
+  if (!scaled || !alpha) return scaled;
+  return apply(image, [](VipsImage* in,
+                         VipsImage** out) { return vips_unpremultiply(in, out, nullptr); }) &&
+         apply(image,
+               [&](VipsImage* in, VipsImage** out) { return vips_cast(in, out, format, nullptr); });
+}
+
+bool turn(ImagePtr& image, int orientation) {
+  if (orientation == 1) return true;
+  // Turning reads in another order than decoding gives.
+  return apply(image,
+               [](VipsImage* in, VipsImage** out) {
+                 *out = vips_image_copy_memory(in);
+                 return *out == nullptr ? -1 : 0;
+               }) &&
+         apply(image, [&](VipsImage* in, VipsImage** out) {
+           // The copy shares its pixels, and is ours to mark.
+           VipsImage* marked = nullptr;
+           if (vips_copy(in, &marked, nullptr) != 0) return -1;
+           const ImagePtr owned(marked);
+           vips_image_set_int(marked, VIPS_META_ORIENTATION, orientation);
+           return vips_autorot(marked, out, nullptr);
+         });
+}
+
+bool cut(ImagePtr& image, PixelSize size) {
+  if (image->Xsize == size.width && image->Ysize == size.height) return true;
+  return apply(image, [&](VipsImage* in, VipsImage** out) {
+    const int width = static_cast<int>(size.width);
+    const int height = static_cast<int>(size.height);
+    return vips_extract_area(in, out, (in->Xsize - width) / 2, (in->Ysize - height) / 2, width,
+                             height, nullptr);
+  });
+}
+
+/// Runs the pipeline, straight into the memory that the other process will map.
+std::shared_ptr<PixelMemory> writeOut(VipsImage* image) {
+  auto pixels = PixelMemory::make({image->Xsize, image->Ysize, image->Bands});
+  const ImagePtr out = pixels ? PixelMemory::imageOf(pixels) : nullptr;
+  return out && vips_image_write(image, out.get()) == 0 ? pixels : nullptr;
+}
+
+}  // namespace
+
+Result<RenderedPixels> renderFile(int fd, const RenderRequest& request) {
+  auto file = InputFile::open(fd);
+  if (!file) return file.error();
+  auto loaded = load(*file, fd, request);
+  if (!loaded) return loaded.error();
+  ImagePtr image = std::move(loaded->image);
+  const VipsImage* const asLoaded = image.get();
+  ColourTransformPtr colours;
+  const auto profile =
+      request.keepProfile ? profileToKeep(image.get()) : std::span<const std::uint8_t>();
+  const std::vector<std::uint8_t> kept(profile.begin(), profile.end());
+  const PixelSize scaled = loaded->target.scaled;
+  if (!scale(image, loaded->orientation >= 5 ? scaled.turned() : scaled) ||
+      (kept.empty() && !makeSrgb(image, colours)) || !turn(image, loaded->orientation) ||
+      !cut(image, loaded->target.cut)) {
+    return cannotDecode();
+  }
+  const bool areFinal = loaded->pixels && image.get() == asLoaded;
+  const auto pixels = areFinal ? std::move(loaded->pixels) : writeOut(image.get());
+  if (!pixels) return cannotDecode();
+  image.reset();
+  if (colours) colours->convert(pixels->data(), pixels->layout().pixelCount());
+  return pixels->handOver(kept);
+}
+
+}  // namespace quorvin

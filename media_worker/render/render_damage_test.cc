@@ -1,0 +1,200 @@
+// Damaged, hostile and foreign files.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "media_worker/render/render.h"
+#include "testing/media/test_media.h"
+
+namespace quorvin {
+namespace {
+
+/// A picture in which no part is like another, so that damage shows.
+Picture gradient() {
+  Picture picture(320, 240, 3);
+  for (int y = 0; y < picture.height; ++y) {
+    for (int x = 0; x < picture.width; ++x) {
+      picture.set(x, y, {x * 255 / 320, y * 255 / 240, (x * y) % 256, 255});
+    }
+  }
+  return picture;
+}
+
+struct Sample {
+  const char* name;
+  MediaKind kind;
+  Bytes (*make)();
+};
+
+const Sample kSamples[] = {
+    {"jpeg", MediaKind::image, [] { return saved(gradient(), ".jpg"); }},
+    {"progressive", MediaKind::image, [] { return saved(gradient(), ".jpg[interlace]"); }},
+    {"png", MediaKind::image, [] { return saved(gradient(), ".png"); }},
+    {"interlaced", MediaKind::image, [] { return saved(gradient(), ".png[interlace]"); }},
+    {"tiff", MediaKind::image, [] { return saved(gradient(), ".tif[compression=lzw]"); }},
+    {"webp", MediaKind::image, [] { return saved(gradient(), ".webp"); }},
+    {"gif", MediaKind::image, [] { return saved(gradient(), ".gif"); }},
+    {"heic", MediaKind::image, [] { return heif(gradient()); }},
+    {"avif", MediaKind::image, [] { return heif(gradient(), {.avif = true}); }},
+    {"mov", MediaKind::video,
+     [] {
+       return video({gradient(), gradient()});
+     }},
+    {"mkv", MediaKind::video, [] { return video({gradient()}, {.container = "matroska"}); }},
+};
+
+class RenderDamaged : public testing::TestWithParam<Sample> {
+ protected:
+  /// A picture of the right size or a reason, whatever the bytes.
+  void expectAnAnswer(const Bytes& file) {
+    for (const double size : {16.0, 10000.0}) {
+      RenderRequest request = fitInto(size, size);
+      request.kind = GetParam().kind;
+      std::string reason;
+      const Picture picture = rendered(file, request, &reason);
+      EXPECT_NE(picture.width == 0, reason.empty());
+    }
+  }
+};
+
+TEST_P(RenderDamaged, DecodesWhole) {
+  RenderRequest request = fitInto(10000, 10000);
+  request.kind = GetParam().kind;
+  request.failOnDamage = true;
+  const Picture picture = rendered(GetParam().make(), request);
+  EXPECT_EQ(picture.width, 320);
+  EXPECT_EQ(picture.height, 240);
+}
+
+TEST_P(RenderDamaged, AnswersWhenCutShort) {
+  const Bytes whole = GetParam().make();
+  for (const double part : {0.02, 0.2, 0.5, 0.8, 0.99}) {
+    const auto size = static_cast<std::ptrdiff_t>(static_cast<double>(whole.size()) * part);
+    expectAnAnswer(Bytes(whole.begin(), whole.begin() + size));
+  }
+}
+
+TEST_P(RenderDamaged, AnswersWhenBytesAreWrong) {
+  const Bytes whole = GetParam().make();
+  std::uint32_t random = 1;
+  for (int trial = 0; trial < 20; ++trial) {
+    Bytes damaged = whole;
+    for (int i = 0; i < 8; ++i) {
+      random = random * 1664525 + 1013904223;
+      damaged[(random >> 4) % damaged.size()] = static_cast<std::uint8_t>(random >> 24);
+    }
+    expectAnAnswer(damaged);
+  }
+}
+
+TEST_P(RenderDamaged, AnswersWhenOnlyTheBeginningIsRight) {
+  const Bytes whole = GetParam().make();
+  for (const std::size_t kept : {4U, 12U, 40U, 200U}) {
+    Bytes damaged(2000, 0x5a);
+    std::copy_n(whole.begin(), std::min(kept, whole.size()), damaged.begin());
+    expectAnAnswer(damaged);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, RenderDamaged, testing::ValuesIn(kSamples),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+std::string reasonFor(const Bytes& file, const RenderRequest& request) {
+  std::string reason;
+  EXPECT_EQ(rendered(file, request, &reason).width, 0);
+  return reason;
+}
+
+TEST(RenderDamagedJpeg, ShowsWhatThereIsUnlessToldToFail) {
+  Bytes file = saved(gradient(), ".jpg");
+  file.resize(file.size() / 2);
+  const Picture picture = rendered(file, original());
+  ASSERT_EQ(picture.width, 320);
+  EXPECT_TRUE(isNear(picture.at(160, 10), gradient().at(160, 10), 40));
+  RenderRequest strict = original();
+  strict.failOnDamage = true;
+  EXPECT_EQ(reasonFor(file, strict), "The picture cannot be decoded.");
+}
+
+TEST(RenderNothing, SaysThatTheFileIsEmpty) {
+  EXPECT_EQ(reasonFor({}, original()), "The file is empty.");
+  RenderRequest film = original();
+  film.kind = MediaKind::video;
+  EXPECT_EQ(reasonFor({}, film), "The file is empty.");
+}
+
+TEST(RenderNothing, SaysThatGarbageIsNoPhoto) {
+  EXPECT_EQ(reasonFor(Bytes(5000, 0x5a), original()), "The file is not a photo.");
+}
+
+TEST(RenderNothing, RefusesAFolder) {
+  const FileDescriptor folder(::open("/", O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(renderFile(folder.get(), original()).error().localizedDescription,
+            "It is not an ordinary file.");
+}
+
+TEST(RenderForeign, RefusesDrawingsAndDocuments) {
+  const std::string drawing =
+      "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'><rect width='9'/></svg>";
+  EXPECT_EQ(reasonFor(Bytes(drawing.begin(), drawing.end()), original()),
+            "The file is not a photo.");
+  const std::string document = "%PDF-1.4\n1 0 obj\n<<>>\nendobj\n";
+  EXPECT_EQ(reasonFor(Bytes(document.begin(), document.end()), original()),
+            "The file is not a photo.");
+}
+
+TEST(RenderForeign, RefusesScriptsThatNameOtherFiles) {
+  RenderRequest film = original();
+  film.kind = MediaKind::video;
+  for (const std::string script : {"ffconcat version 1.0\nfile '/etc/passwd'\n",
+                                   "#EXTM3U\n#EXTINF:1,\nhttp://localhost/a.ts\n"}) {
+    EXPECT_EQ(reasonFor(Bytes(script.begin(), script.end()), film),
+              "The file is not a photo, video or audio file that can be read.");
+  }
+}
+
+TEST(RenderLarge, ShrinksAPictureOfNearlyAGigapixel) {
+  ImagePtr black;
+  VipsImage* made = nullptr;
+  ASSERT_EQ(vips_black(&made, 30000, 30000, nullptr), 0);
+  black.reset(made);
+  const Bytes file = saved(black.get(), ".png[bitdepth=1]");
+  const Picture picture = rendered(file, fitInto(256, 256));
+  EXPECT_EQ(picture.width, 256);
+  EXPECT_EQ(picture.height, 256);
+}
+
+TEST(RenderLarge, RefusesMoreThanAGigapixelByTheHeader) {
+  Bytes file = saved(filled(16, 16, kRed), ".png");
+  // The header's width and height, and its checksum, of 60000 by 60000 pixels, 8-bit RGB.
+  const Bytes header{0, 0, 0xea, 0x60, 0, 0, 0xea, 0x60, 8, 2, 0, 0, 0};
+  std::copy(header.begin(), header.end(), file.begin() + 16);
+  uLong sum = crc32(0, file.data() + 12, 17);
+  for (int i = 3; i >= 0; --i, sum >>= 8) file[29 + static_cast<std::size_t>(i)] = sum & 0xff;
+  EXPECT_EQ(reasonFor(file, fitInto(256, 256)), "The picture has more pixels than can be decoded.");
+}
+
+TEST(RenderRealFiles, AnswersForEveryFile) {
+  const char* folder = std::getenv("QUORVIN_TEST_MEDIA");
+  if (folder == nullptr) GTEST_SKIP() << "QUORVIN_TEST_MEDIA names no folder";
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (!entry.is_regular_file()) continue;
+    std::ifstream in(entry.path(), std::ios::binary);
+    const Bytes bytes(std::istreambuf_iterator<char>(in), {});
+    for (const RenderRequest& request : {fitInto(256, 256), original()}) {
+      std::string reason;
+      const Picture picture = rendered(bytes, request, &reason);
+      EXPECT_NE(picture.width == 0, reason.empty()) << entry.path();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace quorvin

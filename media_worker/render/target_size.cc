@@ -1,0 +1,59 @@
+#include "media_worker/render/target_size.h"
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "media_protocol/wire.h"
+
+namespace quorvin {
+
+namespace {
+
+bool isOriginal(const RenderRequest& request) {
+  return request.fit == RenderRequest::Fit::original ||
+         (request.targetWidth == -1 && request.targetHeight == -1);
+}
+
+std::string text(double number) {
+  std::ostringstream out;
+  // Some NaN would print a sign.
+  out << (std::isnan(number) ? std::abs(number) : number);
+  return out.str();
+}
+
+std::int64_t scaledSide(std::int64_t side, double scale) {
+  return std::max<std::int64_t>(1, std::llround(static_cast<double>(side) * scale));
+}
+
+std::int64_t cutSide(std::int64_t side, double target) {
+  if (target >= static_cast<double>(side)) return side;
+  return scaledSide(1, target);
+}
+
+}  // namespace
+
+Result<TargetSize> targetSize(const RenderRequest& request, PixelSize upright) {
+  if (isOriginal(request)) return TargetSize{upright, upright};
+  // Written so that NaN fails.
+  if (!(request.targetWidth > 0 && request.targetHeight > 0)) {
+    return workerError(LibraryErrorCode::invalidResource,
+                       "The target size " + text(request.targetWidth) + " × " +
+                           text(request.targetHeight) + " is not valid.");
+  }
+  const double horizontal = request.targetWidth / static_cast<double>(upright.width);
+  const double vertical = request.targetHeight / static_cast<double>(upright.height);
+  const bool fill = request.fit == RenderRequest::Fit::fill;
+  const double scale =
+      std::min(fill ? std::max(horizontal, vertical) : std::min(horizontal, vertical), 1.0);
+  TargetSize size;
+  size.scaled = {scaledSide(upright.width, scale), scaledSide(upright.height, scale)};
+  size.cut = size.scaled;
+  if (fill && request.crop) {
+    size.cut = {cutSide(size.scaled.width, request.targetWidth),
+                cutSide(size.scaled.height, request.targetHeight)};
+  }
+  return size;
+}
+
+}  // namespace quorvin

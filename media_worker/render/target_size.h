@@ -1,0 +1,30 @@
+// The size of a rendering.
+#pragma once
+
+#include <cstdint>
+
+#include "core/platform/foundation.h"
+#include "media_protocol/requests.h"
+
+namespace quorvin {
+
+struct PixelSize {
+  std::int64_t width = 0;
+  std::int64_t height = 0;
+
+  PixelSize turned() const { return {height, width}; }
+  friend bool operator==(const PixelSize&, const PixelSize&) = default;
+};
+
+/// What becomes of an image: it is scaled, then cut around its centre. Neither size has an empty
+/// side or exceeds the one before.
+struct TargetSize {
+  PixelSize scaled;
+  PixelSize cut;  ///< as `scaled` where nothing is cut
+};
+
+/// `upright` is the image's full size, turned upright. Fit is as large as fits into the target,
+/// fill as small as covers it; nothing is enlarged. A target that is no size is an error.
+Result<TargetSize> targetSize(const RenderRequest& request, PixelSize upright);
+
+}  // namespace quorvin

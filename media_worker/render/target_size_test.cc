@@ -1,0 +1,99 @@
+#include "media_worker/render/target_size.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace quorvin {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+RenderRequest request(double width, double height, RenderRequest::Fit fit, bool crop = false) {
+  RenderRequest made;
+  made.targetWidth = width;
+  made.targetHeight = height;
+  made.fit = fit;
+  made.crop = crop;
+  return made;
+}
+
+PixelSize fit(PixelSize size, double width, double height) {
+  return targetSize(request(width, height, RenderRequest::Fit::fit), size)->scaled;
+}
+
+PixelSize fill(PixelSize size, double width, double height) {
+  return targetSize(request(width, height, RenderRequest::Fit::fill), size)->scaled;
+}
+
+PixelSize cut(PixelSize size, double width, double height) {
+  return targetSize(request(width, height, RenderRequest::Fit::fill, true), size)->cut;
+}
+
+TEST(TargetSize, FitsInside) {
+  EXPECT_EQ(fit({4000, 3000}, 256, 256), (PixelSize{256, 192}));
+  EXPECT_EQ(fit({3000, 4000}, 256, 256), (PixelSize{192, 256}));
+  EXPECT_EQ(fit({4000, 3000}, 100, 30), (PixelSize{40, 30}));
+}
+
+TEST(TargetSize, RoundsToTheNearestPixel) {
+  EXPECT_EQ(fit({1001, 667}, 100, 100), (PixelSize{100, 67}));
+  EXPECT_EQ(fit({667, 1001}, 100, 100), (PixelSize{67, 100}));
+}
+
+TEST(TargetSize, CoversWithoutCutting) {
+  EXPECT_EQ(fill({4000, 3000}, 256, 256), (PixelSize{341, 256}));
+  EXPECT_EQ(fill({3000, 4000}, 256, 256), (PixelSize{256, 341}));
+}
+
+TEST(TargetSize, CutsWhatExceedsTheTargetWhenAsked) {
+  EXPECT_EQ(cut({4000, 3000}, 256, 256), (PixelSize{256, 256}));
+  EXPECT_EQ(cut({4000, 3000}, 400.4, 100), (PixelSize{400, 100}));
+  EXPECT_EQ(cut({4000, 3000}, kInfinity, 100), (PixelSize{4000, 100}));
+}
+
+TEST(TargetSize, CutsASmallImageWithoutEnlargingIt) {
+  EXPECT_EQ(cut({40, 30}, 256, 10), (PixelSize{40, 10}));
+  EXPECT_EQ(cut({40, 30}, 256, 256), (PixelSize{40, 30}));
+}
+
+TEST(TargetSize, NeverEnlarges) {
+  EXPECT_EQ(fit({40, 30}, 256, 256), (PixelSize{40, 30}));
+  EXPECT_EQ(fill({40, 30}, 256, 256), (PixelSize{40, 30}));
+  EXPECT_EQ(fill({40, 300}, 256, 256), (PixelSize{40, 300}));
+}
+
+TEST(TargetSize, TakesInfinityForUnconstrained) {
+  EXPECT_EQ(fit({4000, 3000}, kInfinity, 300), (PixelSize{400, 300}));
+  EXPECT_EQ(fit({4000, 3000}, 400, kInfinity), (PixelSize{400, 300}));
+  EXPECT_EQ(fit({4000, 3000}, kInfinity, kInfinity), (PixelSize{4000, 3000}));
+}
+
+TEST(TargetSize, LeavesNoSideEmpty) {
+  EXPECT_EQ(fit({10000, 1}, 100, 100), (PixelSize{100, 1}));
+  EXPECT_EQ(fit({4000, 3000}, 0.1, 0.1), (PixelSize{1, 1}));
+  EXPECT_EQ(cut({4000, 3000}, 0.1, 0.1), (PixelSize{1, 1}));
+}
+
+TEST(TargetSize, KeepsTheOriginalSizeWhateverTheTarget) {
+  const PixelSize size{4000, 3000};
+  EXPECT_EQ(targetSize(request(0, kNaN, RenderRequest::Fit::original), size)->scaled, size);
+  EXPECT_EQ(fit(size, -1, -1), size);
+  EXPECT_EQ(fill(size, -1, -1), size);
+}
+
+TEST(TargetSize, RefusesWhatIsNoSize) {
+  const auto reason = [](double width, double height) {
+    const auto size = targetSize(request(width, height, RenderRequest::Fit::fit), {10, 10});
+    return size ? std::string() : size.error().localizedDescription;
+  };
+  EXPECT_EQ(reason(0, 0), "The target size 0 × 0 is not valid.");
+  EXPECT_EQ(reason(256.5, -1), "The target size 256.5 × -1 is not valid.");
+  EXPECT_EQ(reason(-1, 10), "The target size -1 × 10 is not valid.");
+  EXPECT_EQ(reason(-kNaN, 10), "The target size nan × 10 is not valid.");
+  EXPECT_EQ(reason(kInfinity, -kInfinity), "The target size inf × -inf is not valid.");
+}
+
+}  // namespace
+}  // namespace quorvin

@@ -1,0 +1,113 @@
+// The catalogue of one library: its connections, and what is kept of it in memory.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "core/platform/lock.h"
+#include "core/platform/photo_library.h"
+#include "core/platform/value.h"
+#include "platform_linux/library/catalogue/library_folder.h"
+#include "platform_linux/library/catalogue/library_lock.h"
+#include "platform_linux/library/catalogue/listing_cache.h"
+#include "platform_linux/library/catalogue/sqlite.h"
+
+namespace quorvin {
+
+struct CollectionRow {
+  std::int64_t row = 0;
+  std::shared_ptr<const PHAssetCollection> collection;
+};
+
+/// The small tables, as they were at one moment.
+struct Overview {
+  std::int64_t version = 0;  ///< of the catalogue; no two states share one
+  PHAuthorizationStatus status = PHAuthorizationStatus::notDetermined;
+  std::vector<CollectionRow> collections;  ///< by type, then in the order of listings
+  std::unordered_map<std::string_view, std::size_t> byIdentifier;
+
+  /// Null when there is none.
+  const CollectionRow* find(std::string_view identifier) const;
+};
+
+/// Any thread, several at once.
+class Catalogue : public std::enable_shared_from_this<Catalogue> {
+ public:
+  enum class Missing { make, refuse };
+  /// Opens the library at the path; makes, finishes, brings up to date and tidies it where that is
+  /// due. A library that this call makes has the status `statusWhenMade`.
+  static Result<std::shared_ptr<Catalogue>> open(
+      const std::string& path, Missing missing,
+      PHAuthorizationStatus statusWhenMade = PHAuthorizationStatus::notDetermined);
+  ~Catalogue();
+  Catalogue(const Catalogue&) = delete;
+  Catalogue& operator=(const Catalogue&) = delete;
+
+  const LibraryFolder& folder() const { return folder_; }
+
+  /// A connection for reading, lent until the lease goes.
+  class Reader {
+   public:
+    Reader(Catalogue& owner, std::unique_ptr<Database> database)
+        : owner_(owner), database_(std::move(database)) {}
+    ~Reader() { owner_.giveBack(std::move(database_)); }
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+    /// False when the catalogue could not be opened.
+    explicit operator bool() const { return database_ != nullptr; }
+    Database& operator*() { return *database_; }
+    Database* operator->() { return database_.get(); }
+
+   private:
+    Catalogue& owner_;
+    std::unique_ptr<Database> database_;
+  };
+  Reader reader() { return Reader(*this, borrow()); }
+
+  /// The present state, also after commits of other processes. Never null.
+  std::shared_ptr<const Overview> overview();
+
+  /// Row ids of listings that were made lately.
+  ListingCache& listings() { return listings_; }
+
+  /// Runs `body` as one durable transaction, as the only writer of all processes. What it returns
+  /// decides: an error rolls back. Waits a few seconds for another writer. `isUncertain`, if given,
+  /// becomes true when the change failed in such a way that the next opening may yet find it done.
+  Result<Null> change(const std::function<Result<Null>(Database&)>& body,
+                      bool* isUncertain = nullptr);
+
+ private:
+  Catalogue(LibraryFolder folder, LibraryLock presence);
+  static Result<Null> prepare(const LibraryFolder& folder, bool alone,
+                              PHAuthorizationStatus statusWhenMade);
+  std::unique_ptr<Database> borrow();
+  void giveBack(std::unique_ptr<Database> database);
+  std::int64_t currentVersion() QUORVIN_REQUIRES(watchLock_);
+  std::shared_ptr<const Overview> readOverview(std::int64_t version);
+  void closeCleanly();
+
+  const LibraryFolder folder_;
+  LibraryLock presence_;
+  ListingCache listings_;
+
+  NSLock poolLock_;
+  std::vector<std::unique_ptr<Database>> idle_ QUORVIN_GUARDED_BY(poolLock_);
+
+  // The number by which SQLite tells that something was committed holds for one connection only, so
+  // one and the same is asked each time.
+  NSLock watchLock_;
+  std::unique_ptr<Database> watch_ QUORVIN_GUARDED_BY(watchLock_);
+  std::shared_ptr<const Overview> overview_ QUORVIN_GUARDED_BY(watchLock_);
+
+  NSLock writerLock_;
+  std::unique_ptr<Database> writer_ QUORVIN_GUARDED_BY(writerLock_);
+};
+
+}  // namespace quorvin

@@ -1,0 +1,52 @@
+#include "platform_linux/library/catalogue/library_lock.h"
+
+#include <fcntl.h>
+
+#include <thread>
+
+#include "platform_linux/errors/errors.h"
+
+namespace quorvin {
+namespace {
+
+constexpr std::chrono::seconds kPatience{5};
+constexpr std::chrono::milliseconds kLookAgain{5};
+
+// Open-file-description locks: they belong to the descriptor, not to the process, so that two
+// holders within one process exclude each other as well.
+bool setLock(int fd, LibraryLock::Area area, LibraryLock::Mode mode) {
+  struct flock region = {};
+  region.l_type = mode == LibraryLock::Mode::exclusive ? F_WRLCK : F_RDLCK;
+  region.l_whence = SEEK_SET;
+  region.l_start = static_cast<off_t>(area);
+  region.l_len = 1;
+  return ::fcntl(fd, F_OFD_SETLK, &region) == 0;
+}
+
+}  // namespace
+
+std::optional<LibraryLock> LibraryLock::tryAcquire(const std::string& lockFile, Area area,
+                                                   Mode mode) {
+  FileDescriptor file(::open(lockFile.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+  if (!file || !setLock(file.get(), area, mode)) return std::nullopt;
+  return LibraryLock(std::move(file), area);
+}
+
+Result<LibraryLock> LibraryLock::acquire(const std::string& lockFile, Area area, Mode mode) {
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  for (;;) {
+    if (auto lock = tryAcquire(lockFile, area, mode)) return *std::move(lock);
+    if (std::chrono::steady_clock::now() >= deadline) {
+      return libraryError(
+          LibraryErrorCode::operationInterrupted,
+          "The library is in use by another program, which holds the lock “" + lockFile + "”.");
+    }
+    std::this_thread::sleep_for(kLookAgain);
+  }
+}
+
+bool LibraryLock::tryChange(Mode mode) {
+  return setLock(file_.get(), area_, mode);
+}
+
+}  // namespace quorvin

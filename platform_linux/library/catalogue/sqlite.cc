@@ -1,0 +1,219 @@
+#include "platform_linux/library/catalogue/sqlite.h"
+
+#include <sqlite3.h>
+
+#include <utility>
+
+#include "platform_linux/errors/errors.h"
+
+namespace quorvin {
+namespace {
+
+constexpr int kBusyTimeoutMilliseconds = 5000;
+// A catalogue uses a few dozen texts; more come from unusual fetch options.
+constexpr std::size_t kKeptStatements = 128;
+
+void collectRow(sqlite3_context* context, int, sqlite3_value** values) {
+  auto* into = *static_cast<std::vector<std::int64_t>**>(sqlite3_user_data(context));
+  if (into != nullptr) into->push_back(sqlite3_value_int64(values[0]));
+}
+
+void endCollecting(sqlite3_context* context) {
+  sqlite3_result_null(context);
+}
+
+}  // namespace
+
+Statement::Statement(Statement&& other) noexcept
+    : statement_(std::exchange(other.statement_, nullptr)),
+      status_(other.status_),
+      bound_(other.bound_) {}
+
+Statement::~Statement() {
+  rewind();
+}
+
+void Statement::rewind() {
+  if (statement_ == nullptr) return;
+  sqlite3_reset(statement_);
+  if (bound_ > 0) sqlite3_clear_bindings(statement_);
+  bound_ = 0;
+  status_ = SQLITE_OK;
+}
+
+void Statement::note(int status) {
+  if (status != SQLITE_OK && !failed()) status_ = status;
+}
+
+bool Statement::failed() const {
+  return status_ != SQLITE_OK && status_ != SQLITE_ROW && status_ != SQLITE_DONE;
+}
+
+bool Statement::next() {
+  if (failed()) return false;
+  status_ = sqlite3_step(statement_);
+  return status_ == SQLITE_ROW;
+}
+
+void Statement::bindNext(std::int64_t value) {
+  if (statement_ != nullptr) note(sqlite3_bind_int64(statement_, ++bound_, value));
+}
+
+void Statement::bindNext(double value) {
+  if (statement_ != nullptr) note(sqlite3_bind_double(statement_, ++bound_, value));
+}
+
+void Statement::bindNext(std::string_view value) {
+  if (statement_ == nullptr) return;
+  // A null pointer would bind NULL.
+  const char* data = value.data() == nullptr ? "" : value.data();
+  note(sqlite3_bind_text64(statement_, ++bound_, data, value.size(), SQLITE_STATIC, SQLITE_UTF8));
+}
+
+void Statement::bindNext(Blob value) {
+  if (statement_ == nullptr) return;
+  const char* data = value.bytes.data() == nullptr ? "" : value.bytes.data();
+  note(sqlite3_bind_blob64(statement_, ++bound_, data, value.bytes.size(), SQLITE_STATIC));
+}
+
+void Statement::bindNext(std::nullopt_t) {
+  if (statement_ != nullptr) note(sqlite3_bind_null(statement_, ++bound_));
+}
+
+bool Statement::isNull(int column) const {
+  return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+std::int64_t Statement::integer(int column) const {
+  return sqlite3_column_int64(statement_, column);
+}
+
+double Statement::real(int column) const {
+  return sqlite3_column_double(statement_, column);
+}
+
+std::string_view Statement::text(int column) const {
+  const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+  if (data == nullptr) return {};
+  return {data, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+std::string_view Statement::blob(int column) const {
+  const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+  if (data == nullptr) return {};
+  return {data, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+std::optional<std::int64_t> Statement::optionalInteger(int column) const {
+  if (isNull(column)) return std::nullopt;
+  return integer(column);
+}
+
+std::optional<std::string> Statement::optionalText(int column) const {
+  if (isNull(column)) return std::nullopt;
+  return std::string(text(column));
+}
+
+Result<std::unique_ptr<Database>> Database::open(const std::string& path, Use use) {
+  sqlite3* connection = nullptr;
+  // One thread at a time uses a connection, so it needs no lock of its own.
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
+                    SQLITE_OPEN_PRIVATECACHE | (use == Use::write ? SQLITE_OPEN_CREATE : 0);
+  const int status = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
+  std::unique_ptr<Database> database(new Database(connection));
+  if (status != SQLITE_OK || !database->configure(use)) {
+    return database->lastError("The catalogue “" + path + "” cannot be opened");
+  }
+  return database;
+}
+
+bool Database::configure(Use use) {
+  sqlite3_busy_timeout(connection_, kBusyTimeoutMilliseconds);
+  const auto set = [this](int option, int value) {
+    return sqlite3_db_config(connection_, option, value, nullptr) == SQLITE_OK;
+  };
+  // Whoever closes last must not checkpoint: it may not be the one writer.
+  if (!set(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1) || !set(SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0) ||
+      !set(SQLITE_DBCONFIG_DEFENSIVE, 1) || !set(SQLITE_DBCONFIG_DQS_DML, 0) ||
+      !set(SQLITE_DBCONFIG_DQS_DDL, 0) || !set(SQLITE_DBCONFIG_ENABLE_FKEY, 1)) {
+    return false;
+  }
+  const int flags = SQLITE_UTF8 | SQLITE_DIRECTONLY;
+  sqlite3_create_function_v2(connection_, "collect", 1, flags, &collecting_, nullptr, collectRow,
+                             endCollecting, nullptr);
+  return execute(
+      std::string("PRAGMA cell_size_check=ON; PRAGMA synchronous=FULL; PRAGMA cache_size=-16000;") +
+      (use == Use::write ? "PRAGMA wal_autocheckpoint=1000" : "PRAGMA wal_autocheckpoint=0"));
+}
+
+Database::~Database() {
+  for (const auto& [text, statement] : statements_) sqlite3_finalize(statement);
+  sqlite3_close(connection_);
+}
+
+Statement Database::prepare(std::string_view sql) {
+  if (const auto kept = statements_.find(sql); kept != statements_.end()) {
+    return Statement(kept->second, SQLITE_OK);
+  }
+  if (statements_.size() >= kKeptStatements) {
+    for (auto kept = statements_.begin(); kept != statements_.end();) {
+      if (sqlite3_stmt_busy(kept->second) != 0) {
+        ++kept;
+        continue;
+      }
+      sqlite3_finalize(kept->second);
+      kept = statements_.erase(kept);
+    }
+  }
+  sqlite3_stmt* statement = nullptr;
+  const int status = sqlite3_prepare_v3(connection_, sql.data(), static_cast<int>(sql.size()),
+                                        SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+  if (statement != nullptr) statements_.emplace(sql, statement);
+  return Statement(statement, status);
+}
+
+bool Database::execute(const std::string& sql) {
+  return sqlite3_exec(connection_, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+std::optional<std::int64_t> Database::integer(std::string_view sql) {
+  Statement statement = prepare(sql);
+  if (!statement.next()) return std::nullopt;
+  return statement.integer(0);
+}
+
+bool Database::collect(Statement& statement, std::vector<std::int64_t>& into) {
+  collecting_ = &into;
+  while (statement.next()) {
+  }
+  collecting_ = nullptr;
+  return !statement.failed();
+}
+
+bool Database::settleLog() {
+  const auto version = integer("PRAGMA user_version");
+  return version && execute("PRAGMA user_version=" + std::to_string(*version));
+}
+
+std::int64_t Database::lastInsertedRow() const {
+  return sqlite3_last_insert_rowid(connection_);
+}
+
+int Database::changedRows() const {
+  return sqlite3_changes(connection_);
+}
+
+bool Database::isDamaged() const {
+  const int code = sqlite3_errcode(connection_) & 0xFF;
+  return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
+}
+
+NSError Database::lastError(std::string_view sentence) const {
+  const int code = sqlite3_errcode(connection_) & 0xFF;
+  LibraryErrorCode told = LibraryErrorCode::internal;
+  if (code == SQLITE_FULL) told = LibraryErrorCode::notEnoughSpace;
+  if (code == SQLITE_BUSY) told = LibraryErrorCode::operationInterrupted;
+  return libraryError(told, std::string(sentence) + ": " + sqlite3_errmsg(connection_) + ".");
+}
+
+}  // namespace quorvin

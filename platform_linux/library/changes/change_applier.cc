@@ -1,0 +1,218 @@
+#include "platform_linux/library/changes/change_applier.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/system_error.h"
+#include "platform_linux/library/catalogue/asset_rows.h"
+#include "platform_linux/library/changes/change_transaction.h"
+#include "platform_linux/library/originals/file_content.h"
+
+namespace quorvin {
+namespace {
+
+bool hasCode(const NSError& error, LibraryErrorCode code) {
+  return error.code == static_cast<std::int64_t>(code);
+}
+
+// "The file “NAME” cannot be saved: REASON."
+NSError cannotSave(const std::string& path, LibraryErrorCode code, std::string reason) {
+  // The reason goes on in the same sentence.
+  if (reason.size() > 1 && std::islower(static_cast<unsigned char>(reason[1])) != 0) {
+    reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
+  }
+  const std::string name = std::filesystem::path(path).filename().string();
+  return libraryError(
+      code, "The file “" + validUtf8(name.empty() ? path : name) + "” cannot be saved: " + reason);
+}
+
+NSError cannotSave(const std::string& path, const NSError& error) {
+  return cannotSave(path, static_cast<LibraryErrorCode>(error.code), reasonOf(error));
+}
+
+// Of a file that cannot be opened: whatever the system said, it is either missing or no good.
+NSError cannotRead(const std::string& path, const NSError& error) {
+  if (hasCode(error, LibraryErrorCode::missingResource)) {
+    return cannotSave(path, LibraryErrorCode::missingResource, "There is no such file.");
+  }
+  return cannotSave(path, LibraryErrorCode::invalidResource, reasonOf(error));
+}
+
+const char* nameOf(MediaKind kind) {
+  switch (kind) {
+    case MediaKind::image:
+      return "a photo";
+    case MediaKind::video:
+      return "a video";
+    case MediaKind::audio:
+      return "a sound";
+  }
+  return "something else";
+}
+
+bool needsStaging(const std::vector<ChangeRequest>& requests) {
+  return std::any_of(requests.begin(), requests.end(), [](const ChangeRequest& request) {
+    return std::holds_alternative<CreateAsset>(request);
+  });
+}
+
+}  // namespace
+
+std::size_t ChangeApplier::countDeletions(const std::vector<ChangeRequest>& requests) {
+  std::vector<std::int64_t> rows;
+  Catalogue::Reader database = catalogue_.reader();
+  if (!database) return 0;
+  for (const ChangeRequest& request : requests) {
+    if (const auto* deletion = std::get_if<DeleteAssets>(&request)) {
+      appendRows(*database, *deletion, rows);
+    }
+  }
+  if (rows.empty()) return 0;
+  Statement count = database->prepare(
+      "SELECT count(*) FROM assets WHERE id IN (SELECT value FROM json_each(?))"
+      " AND trashed_ns IS NULL");
+  const std::string list = listOfRows(rows);
+  return count.bind(list).next() ? static_cast<std::size_t>(count.integer(0)) : 0;
+}
+
+std::optional<NSError> ChangeApplier::apply(const std::vector<ChangeRequest>& requests,
+                                            PHAuthorizationStatus status) {
+  if (requests.empty()) return std::nullopt;
+  std::vector<Creation> creations;
+  Result<Null> done = Null{};
+  bool isUncertain = false;
+  if (needsStaging(requests)) {
+    done = makeReady();
+    if (done) done = copyFiles(requests, creations);
+    if (done) done = placeFiles(creations);
+  }
+  if (done) {
+    done = catalogue_.change(
+        [&requests, &creations, status](Database& database) {
+          return store(database, requests, creations, status);
+        },
+        &isUncertain);
+  }
+  if (!creations.empty()) {
+    if (done || (!isUncertain && removeFiles(creations))) {
+      staging_->forget();
+    } else {
+      // The next opening sees which of the files are needed.
+      copies_.reset();
+      staging_.reset();
+    }
+  }
+  if (done) return std::nullopt;
+  return done.error();
+}
+
+bool ChangeApplier::removeFiles(const std::vector<Creation>& creations) {
+  bool gone = true;
+  for (const Creation& creation : creations) {
+    gone = OriginalCopies::remove(creation.main) && gone;
+    if (creation.pairedVideo) gone = OriginalCopies::remove(*creation.pairedVideo) && gone;
+  }
+  return gone;
+}
+
+Result<Null> ChangeApplier::store(Database& database, const std::vector<ChangeRequest>& requests,
+                                  const std::vector<Creation>& creations,
+                                  PHAuthorizationStatus status) {
+  ChangeTransaction transaction(database, status);
+  auto creation = creations.begin();
+  for (const ChangeRequest& request : requests) {
+    Result<Null> stored = Null{};
+    if (const auto* asset = std::get_if<CreateAsset>(&request)) {
+      stored = transaction.createAsset(asset->identifier, creation->file, creation->main,
+                                       creation->pairedVideo);
+      ++creation;
+    } else if (const auto* deletion = std::get_if<DeleteAssets>(&request)) {
+      stored = transaction.deleteAssets(*deletion);
+    } else if (const auto* album = std::get_if<CreateAlbum>(&request)) {
+      stored = transaction.createAlbum(*album);
+    } else {
+      stored = transaction.addToAlbum(std::get<AddToAlbum>(request));
+    }
+    if (!stored) return stored;
+  }
+  return transaction.finish();
+}
+
+Result<Null> ChangeApplier::makeReady() {
+  std::error_code error;
+  if (copies_ != nullptr && std::filesystem::is_directory(staging_->path(), error)) return Null{};
+  copies_.reset();
+  staging_.reset();
+  auto staging = Staging::begin(catalogue_.folder());
+  if (!staging) return staging.error();
+  staging_ = *std::move(staging);
+  copies_ = std::make_unique<OriginalCopies>(catalogue_.folder(), *staging_);
+  return Null{};
+}
+
+Result<Null> ChangeApplier::copyFiles(const std::vector<ChangeRequest>& requests,
+                                      std::vector<Creation>& creations) {
+  for (const ChangeRequest& request : requests) {
+    const auto* create = std::get_if<CreateAsset>(&request);
+    if (create == nullptr) continue;
+    auto creation = copyFile(*create);
+    if (!creation) return creation.error();
+    creations.push_back(*std::move(creation));
+  }
+  return Null{};
+}
+
+Result<ImportFile> ChangeApplier::look(const CreateAsset& request) {
+  const auto source = openSource(request.path);
+  if (!source) return cannotRead(request.path, source.error());
+  ImportFile file = describeSource(*source, request.path);
+  // This decodes as much as it takes to tell a sound file from a damaged one.
+  auto probe = media_.probe(*source, file.name);
+  if (!probe) return cannotSave(request.path, probe.error());
+  file.probe = *std::move(probe);
+  if (file.probe.kind != request.kind) {
+    return cannotSave(
+        request.path, LibraryErrorCode::invalidResource,
+        std::string("It is ") + nameOf(file.probe.kind) + ", not " + nameOf(request.kind) + ".");
+  }
+  if (file.probe.pixelWidth <= 0 || file.probe.pixelHeight <= 0) {
+    return cannotSave(request.path, LibraryErrorCode::invalidResource, "It shows no picture.");
+  }
+  return file;
+}
+
+Result<ChangeApplier::Creation> ChangeApplier::copyFile(const CreateAsset& request) {
+  auto file = look(request);
+  if (!file) return file.error();
+  const std::string uuid = request.identifier.substr(0, request.identifier.find('/'));
+  Creation creation;
+  creation.file = *std::move(file);
+  auto main = copies_->copyFile(creation.file, uuid, false);
+  if (!main) return cannotSave(request.path, main.error());
+  creation.main = *std::move(main);
+  if (creation.file.probe.embeddedMovieLength > 0) {
+    auto movie = copies_->copyEmbeddedMovie(creation.file, uuid);
+    if (!movie && hasCode(movie.error(), LibraryErrorCode::notEnoughSpace)) {
+      OriginalCopies::remove(creation.main);
+      return cannotSave(request.path, movie.error());
+    }
+    // The photo holds its movie anyway, so it is taken also when the part cannot be cut out.
+    if (movie) creation.pairedVideo = *std::move(movie);
+  }
+  return creation;
+}
+
+Result<Null> ChangeApplier::placeFiles(std::vector<Creation>& creations) {
+  std::vector<OriginalCopy*> copies;
+  for (Creation& creation : creations) {
+    copies.push_back(&creation.main);
+    if (creation.pairedVideo) copies.push_back(&*creation.pairedVideo);
+  }
+  return copies_->place(copies);
+}
+
+}  // namespace quorvin

@@ -1,0 +1,110 @@
+#include "platform_linux/library/changes/change_transaction.h"
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/library/catalogue/asset_rows.h"
+#include "platform_linux/library/upkeep/trash.h"
+
+namespace quorvin {
+
+void appendRows(Database& database, const DeleteAssets& request, std::vector<std::int64_t>& rows) {
+  rows.insert(rows.end(), request.rows.begin(), request.rows.end());
+  if (request.identifiers.empty()) return;
+  Statement find = database.prepare("SELECT id FROM assets WHERE ident = ?");
+  for (const std::string& identifier : request.identifiers) {
+    find.rewind();
+    if (find.bind(identifier).next()) rows.push_back(find.integer(0));
+  }
+}
+
+NSError ChangeTransaction::failure() const {
+  return database_.lastError("The change cannot be stored");
+}
+
+std::optional<NSError> ChangeTransaction::albumsClosed() const {
+  if (!isLimited_) return std::nullopt;
+  return libraryError(LibraryErrorCode::accessUserDenied,
+                      "Albums cannot be changed while access is limited to a selection of assets.");
+}
+
+Result<Null> ChangeTransaction::createAsset(const std::string& identifier, const ImportFile& file,
+                                            const OriginalCopy& main,
+                                            const std::optional<OriginalCopy>& pairedVideo) {
+  const NewAsset asset = newAssetOf(identifier, file);
+  const auto row = insertAsset(database_, asset);
+  if (!row || !insertResource(database_, *row, main.resource)) return failure();
+  if (pairedVideo && !insertPairedVideo(database_, *row, pairedVideo->resource)) return failure();
+  const std::string& burst = asset.probe.burstIdentifier;
+  if (!burst.empty()) newBurstMembers_.insert(burst);
+  if (isLimited_) {
+    // What an application adds itself it may see.
+    Statement select = database_.prepare("INSERT INTO limited_selection(asset) VALUES (?)");
+    if (!select.bind(*row).run()) return failure();
+  }
+  return Null{};
+}
+
+Result<Null> ChangeTransaction::deleteAssets(const DeleteAssets& request) {
+  std::vector<std::int64_t> rows;
+  appendRows(database_, request, rows);
+  const std::string list = listOfRows(rows);
+  if (isLimited_) {
+    Statement outside = database_.prepare(
+        "SELECT a.ident FROM assets AS a WHERE a.id IN (SELECT value FROM json_each(?))"
+        " AND a.trashed_ns IS NULL AND a.id NOT IN (SELECT asset FROM limited_selection) LIMIT 1");
+    if (outside.bind(list).next()) {
+      return libraryError(LibraryErrorCode::accessUserDenied,
+                          "Access to the asset “" + std::string(outside.text(0)) +
+                              "” is not granted, so it cannot be deleted.");
+    }
+    if (outside.failed()) return failure();
+  }
+  return trashAssets(database_, list) ? Result<Null>(Null{}) : failure();
+}
+
+Result<Null> ChangeTransaction::createAlbum(const CreateAlbum& request) {
+  if (auto closed = albumsClosed()) return *closed;
+  return insertAlbum(database_, request.identifier, request.title) ? Result<Null>(Null{})
+                                                                   : failure();
+}
+
+Result<Null> ChangeTransaction::addToAlbum(const AddToAlbum& request) {
+  if (auto closed = albumsClosed()) return *closed;
+  std::int64_t album = 0;
+  {
+    Statement find =
+        database_.prepare("SELECT id, type = 1 AND subtype = 2 FROM collections WHERE ident = ?");
+    if (!find.bind(request.album).next()) {
+      if (find.failed()) return failure();
+      return libraryError(LibraryErrorCode::identifierNotFound,
+                          "The album “" + request.album + "” is not in the library any more.");
+    }
+    if (find.integer(1) == 0) {
+      return libraryError(LibraryErrorCode::changeNotSupported,
+                          "Nothing can be added to the album “" + request.album + "”.");
+    }
+    album = find.integer(0);
+  }
+  for (const std::string& identifier : request.assets) {
+    Statement find =
+        database_.prepare("SELECT id FROM assets WHERE ident = ? AND trashed_ns IS NULL");
+    if (!find.bind(identifier).next()) {
+      if (find.failed()) return failure();
+      return libraryError(LibraryErrorCode::identifierNotFound,
+                          "The asset “" + identifier + "” is not in the library.");
+    }
+    if (!quorvin::addToAlbum(database_, album, find.integer(0))) return failure();
+  }
+  return Null{};
+}
+
+Result<Null> ChangeTransaction::finish() {
+  for (const std::string& burst : newBurstMembers_) {
+    // A burst that the library had keeps its representative.
+    const BurstChoice choice =
+        isRepresented(database_, burst) ? BurstChoice::keep : BurstChoice::anew;
+    if (!settleBurst(database_, burst, choice)) return failure();
+  }
+  return Null{};
+}
+
+}  // namespace quorvin

@@ -1,0 +1,47 @@
+// The requests of one change as writes to the catalogue.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "core/platform/photo_library.h"
+#include "core/platform/value.h"
+#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/changes/change_recorder.h"
+#include "platform_linux/library/originals/original_copies.h"
+
+namespace quorvin {
+
+/// Adds the row ids of the request's assets, those that the catalogue knows.
+void appendRows(Database& database, const DeleteAssets& request, std::vector<std::int64_t>& rows);
+
+/// Lives inside one transaction. After an error the transaction is to be rolled back.
+class ChangeTransaction {
+ public:
+  ChangeTransaction(Database& database, PHAuthorizationStatus status)
+      : database_(database), isLimited_(status == PHAuthorizationStatus::limited) {}
+
+  Result<Null> createAsset(const std::string& identifier, const ImportFile& file,
+                           const OriginalCopy& main,
+                           const std::optional<OriginalCopy>& pairedVideo);
+  /// Assets that are deleted already stay so.
+  Result<Null> deleteAssets(const DeleteAssets& request);
+  Result<Null> createAlbum(const CreateAlbum& request);
+  Result<Null> addToAlbum(const AddToAlbum& request);
+  /// After the last request.
+  Result<Null> finish();
+
+ private:
+  std::optional<NSError> albumsClosed() const;
+  NSError failure() const;
+
+  Database& database_;
+  const bool isLimited_;
+  std::set<std::string> newBurstMembers_;  ///< burst identifiers
+};
+
+}  // namespace quorvin

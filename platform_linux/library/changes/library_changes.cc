@@ -1,0 +1,63 @@
+#include "platform_linux/library/changes/library_changes.h"
+
+#include <utility>
+#include <vector>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/library/fetch/authorization.h"
+#include "platform_linux/library/fetch/library.h"
+
+namespace quorvin {
+
+LibraryChanges::LibraryChanges(const Library& library, MediaService& media,
+                               LibraryChangesOptions options)
+    : catalogue_(library.catalogue()),
+      authorization_(library.authorization()),
+      applier_(*catalogue_, media),
+      prompt_(std::move(options.deletionPrompt), options.mainQueue),
+      completions_("quorvin-changed", 1),
+      blocks_("quorvin-changes", 1) {}
+
+void LibraryChanges::performChanges(
+    std::function<void(PHChangeRequests&)> changeBlock,
+    std::function<void(bool success, std::optional<NSError> error)> completionHandler) {
+  blocks_.add([this, changeBlock = std::move(changeBlock),
+               completionHandler = std::move(completionHandler)] {
+    if (stop_.stop_requested()) return;
+    completions_.add([this, completionHandler, error = perform(changeBlock)] {
+      if (!stop_.stop_requested()) completionHandler(!error, error);
+    });
+  });
+}
+
+std::optional<NSError> LibraryChanges::perform(
+    const std::function<void(PHChangeRequests&)>& changeBlock) {
+  if (auto refused = refusal(authorization_->status())) return refused;
+  ChangeRecorder recorder(*catalogue_);
+  changeBlock(recorder);
+  const std::vector<ChangeRequest> requests = recorder.take();
+  if (requests.empty()) return std::nullopt;
+  if (!prompt_.isEmpty()) {
+    const std::size_t deletions = applier_.countDeletions(requests);
+    if (deletions > 0 && !prompt_.allows(deletions)) {
+      return libraryError(LibraryErrorCode::userCancelled, "The deletion was not allowed.");
+    }
+  }
+  // The block and the user may have taken their time.
+  const PHAuthorizationStatus status = authorization_->status();
+  if (auto refused = refusal(status)) return refused;
+  return applier_.apply(requests, status);
+}
+
+void LibraryChanges::beginShutDown() {
+  stop_.request_stop();
+  prompt_.withdraw();
+}
+
+void LibraryChanges::shutDown() {
+  beginShutDown();
+  blocks_.shutDown();
+  completions_.shutDown();
+}
+
+}  // namespace quorvin

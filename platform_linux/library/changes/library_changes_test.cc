@@ -1,0 +1,322 @@
+#include "platform_linux/library/changes/library_changes.h"
+
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <thread>
+
+#include "platform_linux/dispatch/linux_dispatch.h"
+#include "platform_linux/dispatch/main_queue.h"
+#include "testing/platform/testing_changes.h"
+
+namespace quorvin {
+namespace {
+
+struct LibraryChange : testing::Test, ChangeFixture {};
+
+TEST_F(LibraryChange, RunsItsBlockAndItsCompletionOnThreadsOfTheirOwn) {
+  std::thread::id block;
+  std::promise<std::thread::id> completion;
+  changes->performChanges([&block](PHChangeRequests&) { block = std::this_thread::get_id(); },
+                          [&completion](bool, const std::optional<NSError>&) {
+                            completion.set_value(std::this_thread::get_id());
+                          });
+  const std::thread::id completed = completion.get_future().get();
+  EXPECT_NE(block, std::this_thread::get_id());
+  EXPECT_NE(completed, std::this_thread::get_id());
+  EXPECT_NE(completed, block);
+}
+
+TEST_F(LibraryChange, ReturnsBeforeItsBlockHasRun) {
+  std::latch returned(1);
+  auto outcome = start([&returned](PHChangeRequests&) { returned.wait(); });
+  returned.count_down();
+  EXPECT_TRUE(outcome.get().success);
+}
+
+TEST_F(LibraryChange, QueuesBehindWhenItIsStartedInABlockOrACompletion) {
+  std::vector<std::string> order;
+  std::promise<void> done;
+  changes->performChanges(
+      [&](PHChangeRequests&) {
+        changes->performChanges([&order](PHChangeRequests&) { order.emplace_back("second"); },
+                                [](bool, const std::optional<NSError>&) {});
+        order.emplace_back("first");
+      },
+      [&](bool, const std::optional<NSError>&) {
+        changes->performChanges([&order](PHChangeRequests&) { order.emplace_back("third"); },
+                                [&done](bool, const std::optional<NSError>&) { done.set_value(); });
+      });
+  done.get_future().wait();
+  EXPECT_EQ(order, (std::vector<std::string>{"first", "second", "third"}));
+}
+
+TEST_F(LibraryChange, SucceedsWhenItAsksForNothing) {
+  for (const auto& outcome : {perform([](PHChangeRequests&) {}), deleteAssets({})}) {
+    EXPECT_TRUE(outcome.success);
+    EXPECT_FALSE(outcome.error);
+  }
+}
+
+TEST_F(LibraryChange, FailsWithoutAuthorisationBeforeItsBlockRuns) {
+  const auto codeWith = [this](PHAuthorizationStatus status) {
+    reopen(status);
+    bool ran = false;
+    const ChangeOutcome outcome = perform([&ran](PHChangeRequests&) { ran = true; });
+    EXPECT_FALSE(outcome.success);
+    EXPECT_FALSE(ran);
+    EXPECT_NE(outcome.text(), "");
+    return outcome.code();
+  };
+  EXPECT_EQ(codeWith(PHAuthorizationStatus::notDetermined), LibraryErrorCode::accessUserDenied);
+  EXPECT_EQ(codeWith(PHAuthorizationStatus::denied), LibraryErrorCode::accessUserDenied);
+  EXPECT_EQ(codeWith(PHAuthorizationStatus::restricted), LibraryErrorCode::accessRestricted);
+}
+
+TEST_F(LibraryChange, MakesAlbumsThatMayShareATitle) {
+  std::vector<std::string> albums;
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(
+        perform([&albums](PHChangeRequests& requests) {
+          albums.push_back(
+              requests.creationRequestForAssetCollectionWithTitle("Ferien é")->localIdentifier);
+        }).success);
+  }
+  EXPECT_NE(albums[0], albums[1]);
+  for (const std::string& album : albums) {
+    const auto found = findAlbum(album);
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->localizedTitle, "Ferien é");
+    EXPECT_EQ(found->assetCollectionSubtype, PHAssetCollectionSubtype::albumRegular);
+  }
+  const auto listed = library->fetchAssetCollectionsWithType(
+      PHAssetCollectionType::album, PHAssetCollectionSubtype::any, nullptr);
+  EXPECT_EQ(listed->objectAtIndexedSubscript(0)->localIdentifier, albums[0]);
+}
+
+TEST_F(LibraryChange, AddsAssetsToTheEndOfAnAlbumOnce) {
+  const std::string old = gardener.plant({.created = 9});
+  const std::string album = gardener.plantAlbum("Holidays");
+  gardener.addToAlbum(album, old);
+  const std::string asset = gardener.plant({.created = 1});
+  const auto add = [&](PHChangeRequests& requests) {
+    const std::vector<PHObjectPlaceholder> both = {{asset}, {old}};
+    EXPECT_TRUE(requests.addAssets(*findAlbum(album), both));
+  };
+  EXPECT_TRUE(perform(add).success);
+  EXPECT_TRUE(perform(add).success);
+  EXPECT_EQ(list(*findAlbum(album)), (std::vector<std::string>{old, asset}));
+}
+
+TEST_F(LibraryChange, TakesNothingIntoASmartAlbum) {
+  const std::vector<PHObjectPlaceholder> asset = {{gardener.plant({})}};
+  EXPECT_TRUE(perform([&](PHChangeRequests& requests) {
+                EXPECT_FALSE(requests.addAssets(*smart(203), asset));
+              }).success);
+}
+
+TEST_F(LibraryChange, FailsWholeWhenAnAlbumOrAnAssetIsGone) {
+  const std::string album = gardener.plantAlbum("Gone");
+  const std::string synced = gardener.plantAlbum("Synced", 5);
+  const std::string asset = gardener.plant({});
+  const auto goneAlbum = findAlbum(album);
+  const auto syncedAlbum = findAlbum(synced);
+  gardener.run("DELETE FROM collections WHERE ident = '" + album + "'");
+  const auto failing = [&](const PHAssetCollection& into, const std::string& what) {
+    return perform([&](PHChangeRequests& requests) {
+      requests.creationRequestForAssetCollectionWithTitle("New");
+      const std::vector<PHObjectPlaceholder> assets = {{what}};
+      EXPECT_TRUE(requests.addAssets(into, assets));
+    });
+  };
+  EXPECT_EQ(failing(*goneAlbum, asset).code(), LibraryErrorCode::identifierNotFound);
+  EXPECT_EQ(failing(*syncedAlbum, asset).code(), LibraryErrorCode::changeNotSupported);
+  const std::string holidays = gardener.plantAlbum("Holidays");
+  const auto unknown = failing(*findAlbum(holidays), "none");
+  EXPECT_EQ(unknown.code(), LibraryErrorCode::identifierNotFound);
+  EXPECT_NE(unknown.text().find("The asset “none” is not in the library."), std::string::npos);
+  EXPECT_EQ(gardener.text("SELECT count(*) FROM collections WHERE title = 'New'"), "0");
+}
+
+TEST_F(LibraryChange, IsSeenByTheNextFetchOfAnotherEngine) {
+  const auto other = open();
+  const std::string asset = gardener.plant({});
+  const std::vector<std::string> identifiers = {asset};
+  EXPECT_EQ(other->fetchAssetsWithLocalIdentifiers(identifiers, nullptr)->count(), 1U);
+  EXPECT_TRUE(deleteAssets({asset}).success);
+  EXPECT_EQ(other->fetchAssetsWithLocalIdentifiers(identifiers, nullptr)->count(), 0U);
+}
+
+TEST_F(LibraryChange, DeletesWhatAnotherEngineFetched) {
+  const auto other = open();
+  const std::vector<std::string> identifiers = {gardener.plant({}), gardener.plant({})};
+  const auto assets = other->fetchAssetsWithLocalIdentifiers(identifiers, nullptr);
+  EXPECT_TRUE(perform([&](PHChangeRequests& requests) { requests.deleteAssets(*assets); }).success);
+  EXPECT_TRUE(recents().empty());
+}
+
+TEST_F(LibraryChange, TakesDeletedAssetsOutOfEveryFetchAndKeepsTheirFiles) {
+  EXPECT_TRUE(saveImage(put("a.jpg", "image")).success);
+  const std::string album = gardener.plantAlbum("Holidays");
+  gardener.addToAlbum(album, saved);
+  const auto before = library->fetchAssetsInAssetCollection(*smart(209), nullptr);
+  EXPECT_TRUE(deleteAssets({saved}).success);
+  EXPECT_EQ(find(saved), nullptr);
+  EXPECT_TRUE(recents().empty());
+  EXPECT_TRUE(list(*findAlbum(album)).empty());
+  EXPECT_EQ(before->firstObject()->localIdentifier, saved);
+  EXPECT_FALSE(library->storedResources(saved));
+  EXPECT_EQ(filesBelow(folder / "library/originals"), originalsOf(saved));
+}
+
+TEST_F(LibraryChange, TakesTheDeletionOfDeletedAssetsForDone) {
+  const std::string asset = gardener.plant({});
+  const std::vector<std::string> identifiers = {asset};
+  const auto assets = library->fetchAssetsWithLocalIdentifiers(identifiers, nullptr);
+  const auto remove = [&](PHChangeRequests& requests) { requests.deleteAssets(*assets); };
+  EXPECT_TRUE(perform(remove).success);
+  const std::string when = gardener.text("SELECT trashed_ns FROM assets");
+  EXPECT_TRUE(perform(remove).success);
+  EXPECT_EQ(gardener.text("SELECT trashed_ns FROM assets"), when);
+}
+
+TEST_F(LibraryChange, GivesABurstANewRepresentativeWhenItsOwnIsDeleted) {
+  const auto member = [this](std::int64_t created, bool represents) {
+    return gardener.plant({.created = created, .burst = "B", .represents = represents});
+  };
+  const std::string first = member(1, false);
+  const std::string best = member(2, true);
+  const std::string last = member(3, false);
+  EXPECT_EQ(recents(), std::vector<std::string>{best});
+  EXPECT_TRUE(deleteAssets({best}).success);
+  EXPECT_EQ(recents(), std::vector<std::string>{first});
+  EXPECT_TRUE(deleteAssets({first, last}).success);
+  EXPECT_TRUE(recents().empty());
+}
+
+TEST_F(LibraryChange, DeletesWithLimitedAccessOnlyWhatWasSelected) {
+  const std::string selected = gardener.plant({});
+  const std::string other = gardener.plant({});
+  const std::vector<std::string> identifiers = {selected, other};
+  const auto both = library->fetchAssetsWithLocalIdentifiers(identifiers, nullptr);
+  gardener.run("INSERT INTO limited_selection SELECT id FROM assets WHERE ident = '" + selected +
+               "'");
+  reopen(PHAuthorizationStatus::limited);
+  const ChangeOutcome refused =
+      perform([&](PHChangeRequests& requests) { requests.deleteAssets(*both); });
+  EXPECT_EQ(refused.code(), LibraryErrorCode::accessUserDenied);
+  EXPECT_NE(find(selected), nullptr);
+  EXPECT_TRUE(deleteAssets({selected, other}).success);
+  EXPECT_EQ(gardener.text("SELECT ident FROM assets WHERE trashed_ns IS NULL"), other);
+}
+
+TEST_F(LibraryChange, LeavesAlbumsAloneWithLimitedAccess) {
+  const auto album = findAlbum(gardener.plantAlbum("Holidays"));
+  const std::vector<PHObjectPlaceholder> asset = {{gardener.plant({})}};
+  reopen(PHAuthorizationStatus::limited);
+  EXPECT_EQ(perform([](PHChangeRequests& requests) {
+              requests.creationRequestForAssetCollectionWithTitle("New");
+            }).code(),
+            LibraryErrorCode::accessUserDenied);
+  EXPECT_EQ(perform([&](PHChangeRequests& requests) { requests.addAssets(*album, asset); }).code(),
+            LibraryErrorCode::accessUserDenied);
+  EXPECT_EQ(gardener.text("SELECT count(*) FROM members"), "0");
+}
+
+struct DeletionPrompts : testing::Test, ChangeFixture {
+  std::unique_ptr<LinuxDispatch> dispatch = *LinuxDispatch::create();
+  std::vector<std::size_t> asked;
+
+  void ask(bool answer) {
+    reopen(PHAuthorizationStatus::authorized, {.deletionPrompt =
+                                                   [this, answer](std::size_t count) {
+                                                     asked.push_back(count);
+                                                     return answer;
+                                                   },
+                                               .mainQueue = &dispatch->mainQueue()});
+  }
+  ChangeOutcome deleteAndRunMainQueue(const std::vector<std::string>& identifiers) {
+    auto outcome = start([this, identifiers](PHChangeRequests& requests) {
+      requests.deleteAssets(*library->fetchAssetsWithLocalIdentifiers(identifiers, nullptr));
+    });
+    dispatch->mainQueue().run(-1);
+    return outcome.get();
+  }
+};
+
+TEST_F(DeletionPrompts, AskOnceForAllAssetsAndDeleteWhenAllowed) {
+  const std::vector<std::string> assets = {gardener.plant({}), gardener.plant({})};
+  ask(true);
+  EXPECT_TRUE(deleteAndRunMainQueue(assets).success);
+  EXPECT_EQ(asked, std::vector<std::size_t>{2});
+  EXPECT_TRUE(recents().empty());
+}
+
+TEST_F(DeletionPrompts, RefuseTheWholeChange) {
+  const std::string asset = gardener.plant({});
+  ask(false);
+  const ChangeOutcome outcome = deleteAndRunMainQueue({asset});
+  EXPECT_FALSE(outcome.success);
+  EXPECT_EQ(outcome.code(), LibraryErrorCode::userCancelled);
+  EXPECT_NE(find(asset), nullptr);
+}
+
+TEST_F(DeletionPrompts, StaySilentWhenNothingIsDeleted) {
+  ask(false);
+  EXPECT_TRUE(deleteAssets({}).success);
+  EXPECT_TRUE(deleteAssets({"unknown"}).success);
+  EXPECT_TRUE(saveImage(put("a.jpg", "image")).success);
+  EXPECT_TRUE(asked.empty());
+}
+
+TEST_F(DeletionPrompts, CountAsRefusedWhenTheMainQueueCloses) {
+  const std::string asset = gardener.plant({});
+  ask(true);
+  dispatch->mainQueue().close();
+  EXPECT_EQ(deleteAssets({asset}).code(), LibraryErrorCode::userCancelled);
+  EXPECT_TRUE(asked.empty());
+}
+
+TEST_F(DeletionPrompts, DoNotHoldUpAShutDown) {
+  const std::string asset = gardener.plant({});
+  ask(true);
+  std::latch inBlock(1);
+  const std::vector<std::string> identifiers = {asset};
+  changes->performChanges(
+      [&](PHChangeRequests& requests) {
+        requests.deleteAssets(*library->fetchAssetsWithLocalIdentifiers(identifiers, nullptr));
+        inBlock.count_down();
+      },
+      [](bool, const std::optional<NSError>&) { ADD_FAILURE() << "completed after the end"; });
+  inBlock.wait();
+  changes->shutDown();
+  dispatch->mainQueue().run(0);
+  EXPECT_TRUE(asked.empty());
+  EXPECT_NE(find(asset), nullptr);
+}
+
+TEST_F(LibraryChange, IsDroppedWithoutACallWhenItWaitsAtTheShutDown) {
+  std::latch running(1);
+  std::latch shuttingDown(1);
+  std::atomic<int> calls = 0;
+  changes->performChanges(
+      [&](PHChangeRequests& requests) {
+        requests.creationRequestForAssetCollectionWithTitle("Under way");
+        running.count_down();
+        shuttingDown.wait();
+      },
+      [&calls](bool, const std::optional<NSError>&) { ++calls; });
+  changes->performChanges([&calls](PHChangeRequests&) { ++calls; },
+                          [&calls](bool, const std::optional<NSError>&) { ++calls; });
+  running.wait();
+  changes->beginShutDown();
+  shuttingDown.count_down();
+  changes->shutDown();
+  changes->performChanges([&calls](PHChangeRequests&) { ++calls; },
+                          [&calls](bool, const std::optional<NSError>&) { ++calls; });
+  EXPECT_EQ(calls, 0);
+  EXPECT_EQ(gardener.text("SELECT title FROM collections WHERE type = 1"), "Under way");
+}
+
+}  // namespace
+}  // namespace quorvin

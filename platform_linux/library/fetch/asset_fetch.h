@@ -1,0 +1,55 @@
+// Runs fetches of assets, and what they found.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/platform/photo_library.h"
+#include "platform_linux/library/catalogue/catalogue.h"
+#include "platform_linux/library/fetch/asset_query.h"
+
+namespace quorvin {
+
+/// Fatal unless the range lies within `count`.
+void requireRange(IndexRange range, std::size_t count);
+
+/// A result that holds all its objects.
+template <class T>
+class LoadedResult final : public PHFetchResult<T> {
+ public:
+  using typename PHFetchResult<T>::Object;
+  explicit LoadedResult(std::vector<Object> objects) : objects_(std::move(objects)) {}
+
+  std::size_t count() const override { return objects_.size(); }
+  std::vector<Object> objectsAtIndexes(IndexRange range) const override {
+    requireRange(range, objects_.size());
+    return {objects_.begin() + static_cast<std::ptrdiff_t>(range.first),
+            objects_.begin() + static_cast<std::ptrdiff_t>(range.last)};
+  }
+
+ private:
+  const std::vector<Object> objects_;
+};
+
+/// One query, at once; a few rows are loaded with it, of many only the row ids. `version` is the
+/// catalogue's, read before.
+FetchResult<PHAsset> fetchAssets(const std::shared_ptr<Catalogue>& catalogue, std::int64_t version,
+                                 const AssetQuery& query);
+
+/// These rows, in this order.
+FetchResult<PHAsset> listAssets(std::shared_ptr<Catalogue> catalogue,
+                                std::vector<std::int64_t> rows);
+
+/// The row ids of a result that `catalogue` gave; none for results from elsewhere. Spares reading
+/// the assets.
+std::optional<std::vector<std::int64_t>> rowsOf(const PHFetchResult<PHAsset>& result,
+                                                const Catalogue& catalogue);
+
+/// The row ids, in their order, of the assets that have these identifiers and are not deleted.
+std::vector<std::int64_t> assetRows(Catalogue& catalogue, std::span<const std::string> identifiers);
+
+}  // namespace quorvin

@@ -1,0 +1,61 @@
+#include "platform_linux/library/fetch/authorization.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "platform_linux/errors/errors.h"
+
+namespace quorvin {
+
+Authorization::Authorization(std::shared_ptr<Catalogue> catalogue,
+                             std::optional<PHAuthorizationStatus> own,
+                             std::function<std::optional<PHAuthorizationStatus>()> prompt,
+                             DispatchQueue* mainQueue)
+    : catalogue_(std::move(catalogue)),
+      prompt_(std::move(prompt)),
+      mainQueue_(mainQueue),
+      own_(own) {}
+
+PHAuthorizationStatus Authorization::status(const Overview& overview) {
+  NSLockHolder holder(lock_);
+  return own_.value_or(overview.status);
+}
+
+void Authorization::request(std::function<void(PHAuthorizationStatus)> handler) {
+  if (mainQueue_ == nullptr) fatalError("Authorization is requested without a main queue");
+  mainQueue_->async(
+      [self = shared_from_this(), handler = std::move(handler)] { handler(self->decide()); });
+}
+
+PHAuthorizationStatus Authorization::decide() {
+  const PHAuthorizationStatus standing = status();
+  if (standing != PHAuthorizationStatus::notDetermined || !prompt_) return standing;
+  const std::optional<PHAuthorizationStatus> answer = prompt_();
+  if (!answer) return standing;
+  {
+    NSLockHolder holder(lock_);
+    if (own_) return *(own_ = answer);
+  }
+  storeStatus(*catalogue_, *answer);
+  return status();
+}
+
+std::optional<NSError> refusal(PHAuthorizationStatus status) {
+  if (isGranted(status)) return std::nullopt;
+  if (status == PHAuthorizationStatus::restricted) {
+    return libraryError(LibraryErrorCode::accessRestricted,
+                        "Access to the photo library is restricted.");
+  }
+  return libraryError(LibraryErrorCode::accessUserDenied,
+                      "Access to the photo library is not granted.");
+}
+
+Result<Null> storeStatus(Catalogue& catalogue, PHAuthorizationStatus status) {
+  return catalogue.change([status](Database& database) -> Result<Null> {
+    Statement store = database.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
+    if (store.bind(static_cast<std::int64_t>(status)).run()) return Null{};
+    return database.lastError("The authorisation cannot be stored");
+  });
+}
+
+}  // namespace quorvin

@@ -1,0 +1,50 @@
+// Whether this program may use the library.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "core/platform/dispatch.h"
+#include "core/platform/lock.h"
+#include "core/platform/photo_library.h"
+#include "platform_linux/library/catalogue/catalogue.h"
+
+namespace quorvin {
+
+/// Any thread. Outlives the library object for as long as a request is on its way.
+class Authorization : public std::enable_shared_from_this<Authorization> {
+ public:
+  Authorization(std::shared_ptr<Catalogue> catalogue, std::optional<PHAuthorizationStatus> own,
+                std::function<std::optional<PHAuthorizationStatus>()> prompt,
+                DispatchQueue* mainQueue);
+
+  PHAuthorizationStatus status() { return status(*catalogue_->overview()); }
+  /// The same, without a look at the catalogue.
+  PHAuthorizationStatus status(const Overview& overview);
+
+  void request(std::function<void(PHAuthorizationStatus)> handler);
+
+ private:
+  /// On the main queue: asks when nothing was decided yet, and keeps the answer.
+  PHAuthorizationStatus decide();
+
+  const std::shared_ptr<Catalogue> catalogue_;
+  const std::function<std::optional<PHAuthorizationStatus>()> prompt_;
+  DispatchQueue* const mainQueue_;
+  NSLock lock_;
+  std::optional<PHAuthorizationStatus> own_ QUORVIN_GUARDED_BY(lock_);
+};
+
+/// True for the statuses that open the library, wholly or in part.
+inline bool isGranted(PHAuthorizationStatus status) {
+  return status == PHAuthorizationStatus::authorized || status == PHAuthorizationStatus::limited;
+}
+
+/// Why the library stays shut with this status; none when it is granted.
+std::optional<NSError> refusal(PHAuthorizationStatus status);
+
+/// Keeps the status for all openers without one of their own.
+Result<Null> storeStatus(Catalogue& catalogue, PHAuthorizationStatus status);
+
+}  // namespace quorvin

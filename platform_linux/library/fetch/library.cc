@@ -1,0 +1,211 @@
+#include "platform_linux/library/fetch/library.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/library/catalogue/catalogue.h"
+#include "platform_linux/library/catalogue/smart_albums.h"
+#include "platform_linux/library/catalogue/time_maps.h"
+#include "platform_linux/library/fetch/asset_fetch.h"
+#include "platform_linux/library/fetch/asset_query.h"
+#include "platform_linux/library/fetch/authorization.h"
+
+namespace quorvin {
+namespace {
+
+const PHFetchOptions kDefaultOptions;
+
+const PHFetchOptions& orDefault(const PHFetchOptions* options) {
+  return options == nullptr ? kDefaultOptions : *options;
+}
+
+template <class T>
+FetchResult<T> nothing() {
+  return std::make_shared<LoadedResult<T>>(std::vector<std::shared_ptr<const T>>());
+}
+
+using Collections = std::vector<std::shared_ptr<const PHAssetCollection>>;
+
+FetchResult<PHAssetCollection> collectionResult(Collections found, const PHFetchOptions* options) {
+  const PHFetchOptions& wanted = orDefault(options);
+  if (wanted.predicate || !wanted.sortDescriptors.empty()) {
+    fatalError("Collections can be neither filtered nor sorted");
+  }
+  if (wanted.fetchLimit > 0 && found.size() > wanted.fetchLimit) found.resize(wanted.fetchLimit);
+  return std::make_shared<LoadedResult<PHAssetCollection>>(std::move(found));
+}
+
+// With limited access, the user's own albums do not exist.
+bool isOpen(const PHAssetCollection& collection, PHAuthorizationStatus status) {
+  return status == PHAuthorizationStatus::authorized ||
+         (status == PHAuthorizationStatus::limited &&
+          collection.assetCollectionType == PHAssetCollectionType::smartAlbum);
+}
+
+}  // namespace
+
+Result<std::unique_ptr<Library>> Library::open(LibraryOptions options) {
+  auto catalogue = Catalogue::open(options.path, Catalogue::Missing::make);
+  if (!catalogue) return catalogue.error();
+  auto authorization = std::make_shared<Authorization>(
+      *catalogue, options.authorization, std::move(options.prompt), options.mainQueue);
+  return std::unique_ptr<Library>(new Library(*std::move(catalogue), std::move(authorization)));
+}
+
+Library::Library(std::shared_ptr<Catalogue> catalogue, std::shared_ptr<Authorization> authorization)
+    : catalogue_(std::move(catalogue)), authorization_(std::move(authorization)) {}
+
+Library::~Library() = default;
+
+PHAuthorizationStatus Library::authorizationStatus() {
+  return authorization_->status();
+}
+
+void Library::requestAuthorization(std::function<void(PHAuthorizationStatus)> handler) {
+  authorization_->request(std::move(handler));
+}
+
+FetchResult<PHAsset> Library::fetchAssetsWithLocalIdentifiers(
+    std::span<const std::string> identifiers, const PHFetchOptions* options) {
+  const auto overview = catalogue_->overview();
+  const PHAuthorizationStatus status = authorization_->status(*overview);
+  if (!isGranted(status)) return nothing<PHAsset>();
+  auto rows = assetRows(*catalogue_, identifiers);
+  const PHFetchOptions& wanted = orDefault(options);
+  if (status == PHAuthorizationStatus::authorized && !wanted.predicate &&
+      wanted.sortDescriptors.empty()) {
+    if (wanted.fetchLimit > 0 && rows.size() > wanted.fetchLimit) rows.resize(wanted.fetchLimit);
+    return listAssets(catalogue_, std::move(rows));
+  }
+  return fetchAssets(catalogue_, overview->version,
+                     assetQuery({AssetScope::Rows{std::move(rows)}}, wanted,
+                                status == PHAuthorizationStatus::limited));
+}
+
+FetchResult<PHAsset> Library::fetchAssetsInAssetCollection(const PHAssetCollection& collection,
+                                                           const PHFetchOptions* options) {
+  const auto overview = catalogue_->overview();
+  const PHAuthorizationStatus status = authorization_->status(*overview);
+  const CollectionRow* row = overview->find(collection.localIdentifier);
+  if (row == nullptr || !isOpen(*row->collection, status)) return nothing<PHAsset>();
+  AssetScope scope{AssetScope::Album{row->row}};
+  if (row->collection->assetCollectionType == PHAssetCollectionType::smartAlbum) {
+    const SmartAlbum* album = findSmartAlbum(row->collection->assetCollectionSubtype);
+    if (album == nullptr) return nothing<PHAsset>();
+    scope.place = AssetScope::Smart{album};
+  }
+  return fetchAssets(
+      catalogue_, overview->version,
+      assetQuery(scope, orDefault(options), status == PHAuthorizationStatus::limited));
+}
+
+FetchResult<PHAsset> Library::fetchAssetsWithBurstIdentifier(const std::string& burstIdentifier,
+                                                             const PHFetchOptions* options) {
+  const auto overview = catalogue_->overview();
+  const PHAuthorizationStatus status = authorization_->status(*overview);
+  if (!isGranted(status)) return nothing<PHAsset>();
+  return fetchAssets(catalogue_, overview->version,
+                     assetQuery({AssetScope::Burst{burstIdentifier}}, orDefault(options),
+                                status == PHAuthorizationStatus::limited));
+}
+
+FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithType(
+    PHAssetCollectionType type, std::int64_t subtype, const PHFetchOptions* options) {
+  const auto overview = catalogue_->overview();
+  const PHAuthorizationStatus status = authorization_->status(*overview);
+  Collections found;
+  for (const CollectionRow& row : overview->collections) {
+    const PHAssetCollection& collection = *row.collection;
+    if (collection.assetCollectionType == type && isOpen(collection, status) &&
+        (subtype == PHAssetCollectionSubtype::any ||
+         subtype == collection.assetCollectionSubtype)) {
+      found.push_back(row.collection);
+    }
+  }
+  return collectionResult(std::move(found), options);
+}
+
+FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithLocalIdentifiers(
+    std::span<const std::string> identifiers, const PHFetchOptions* options) {
+  const auto overview = catalogue_->overview();
+  const PHAuthorizationStatus status = authorization_->status(*overview);
+  std::vector<const CollectionRow*> rows;
+  for (const std::string& identifier : identifiers) {
+    const CollectionRow* row = overview->find(identifier);
+    if (row != nullptr && isOpen(*row->collection, status)) rows.push_back(row);
+  }
+  // Each once, in the order of listings.
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  Collections found;
+  for (const CollectionRow* row : rows) found.push_back(row->collection);
+  return collectionResult(std::move(found), options);
+}
+
+PHAssetResources Library::assetResourcesForAsset(const PHAsset& asset) {
+  const auto stored = storedResources(asset.localIdentifier);
+  if (!stored) return {};
+  return {stored->begin(), stored->end()};
+}
+
+Result<StoredResources> Library::storedResources(const std::string& localIdentifier) {
+  const PHAuthorizationStatus status = authorization_->status();
+  if (auto refused = refusal(status)) return *std::move(refused);
+  const NSError gone = libraryError(LibraryErrorCode::missingResource,
+                                    "The asset “" + localIdentifier + "” is not in the library.");
+  Catalogue::Reader database = catalogue_->reader();
+  if (!database) return gone;
+  Statement rows = database->prepare(
+      status == PHAuthorizationStatus::limited
+          ? "SELECT r.type, r.name, r.uti, r.path, r.orientation FROM assets AS a "
+            "JOIN limited_selection AS l ON l.asset = a.id "
+            "LEFT JOIN resources AS r ON r.asset = a.id "
+            "WHERE a.ident = ? AND a.trashed_ns IS NULL ORDER BY r.pos"
+          : "SELECT r.type, r.name, r.uti, r.path, r.orientation FROM assets AS a "
+            "LEFT JOIN resources AS r ON r.asset = a.id "
+            "WHERE a.ident = ? AND a.trashed_ns IS NULL ORDER BY r.pos");
+  rows.bind(localIdentifier);
+  StoredResources resources;
+  bool found = false;
+  while (rows.next()) {
+    found = true;
+    if (rows.isNull(0)) continue;  // an asset without resources
+    resources.push_back(std::make_shared<const StoredResource>(
+        static_cast<PHAssetResourceType>(rows.integer(0)), std::string(rows.text(1)),
+        std::string(rows.text(2)),
+        catalogue_->folder().originals() + "/" + std::string(rows.text(3)),
+        static_cast<int>(rows.integer(4))));
+  }
+  if (!found) return gone;
+  return resources;
+}
+
+std::optional<NSError> Library::accessError(const StoredResource& resource) {
+  const PHAuthorizationStatus status = authorization_->status();
+  if (auto refused = refusal(status)) return refused;
+  const std::string originals = catalogue_->folder().originals() + "/";
+  const bool isOurs = resource.path.starts_with(originals);
+  const std::string path = isOurs ? resource.path.substr(originals.size()) : "";
+  if (Catalogue::Reader database = catalogue_->reader(); database && isOurs) {
+    Statement row =
+        database->prepare(status == PHAuthorizationStatus::limited
+                              ? "SELECT 1 FROM resources AS r JOIN assets AS a ON a.id = r.asset "
+                                "JOIN limited_selection AS l ON l.asset = a.id "
+                                "WHERE r.path = ? AND a.trashed_ns IS NULL"
+                              : "SELECT 1 FROM resources AS r JOIN assets AS a ON a.id = r.asset "
+                                "WHERE r.path = ? AND a.trashed_ns IS NULL");
+    if (row.bind(path).next()) return std::nullopt;
+  }
+  return libraryError(
+      LibraryErrorCode::missingResource,
+      "The asset of the file “" + resource.originalFilename + "” is not in the library.");
+}
+
+TimeMap Library::timeMap(const std::string& localIdentifier) {
+  Catalogue::Reader database = catalogue_->reader();
+  return database ? findTimeMap(*database, localIdentifier) : TimeMap();
+}
+
+}  // namespace quorvin

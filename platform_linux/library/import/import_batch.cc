@@ -1,0 +1,142 @@
+#include "platform_linux/library/import/import_batch.h"
+
+#include <utility>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/library/catalogue/identifiers.h"
+
+namespace quorvin {
+namespace {
+
+constexpr std::int64_t kMostBytes = 256LL * 1024 * 1024;
+constexpr std::size_t kMostParts = 64;
+
+}  // namespace
+
+ImportBatch::~ImportBatch() {
+  removeFiles(false);
+}
+
+bool ImportBatch::isFull() const {
+  return bytes_ >= kMostBytes || parts_ >= kMostParts;
+}
+
+Result<Null> ImportBatch::add(const std::vector<ImportFile>& files, const ImportUnit& unit,
+                              std::vector<std::pair<std::size_t, NSError>>& refused) {
+  const std::string uuid = newUuid();
+  Unit added{.identifier = uuid + "/L0/001", .main = {}, .pairedVideo = {}};
+  const auto isNoSpace = [](const NSError& error) {
+    return error.code == static_cast<std::int64_t>(LibraryErrorCode::notEnoughSpace);
+  };
+  const auto take = [&](std::size_t index, bool isPaired, std::optional<Part>& into) {
+    auto part = stage(files, index, uuid, isPaired);
+    if (part) {
+      into = *std::move(part);
+      return std::optional<NSError>();
+    }
+    if (isNoSpace(part.error())) return std::optional<NSError>(part.error());
+    refused.emplace_back(index, part.error());
+    return std::optional<NSError>();
+  };
+  const auto drop = [](const std::optional<Part>& part) {
+    if (part) OriginalCopies::remove(part->copy);
+  };
+  if (auto error = take(unit.main, false, added.main)) return *error;
+  if (unit.pairedVideo) {
+    // Without its still, a movie is an asset of its own.
+    if (auto error = take(*unit.pairedVideo, added.main.has_value(), added.pairedVideo)) {
+      drop(added.main);
+      return *error;
+    }
+    if (!added.main) std::swap(added.main, added.pairedVideo);
+  } else if (added.main && !added.main->existingAsset &&
+             files[unit.main].probe.embeddedMovieLength > 0) {
+    auto movie = stageEmbedded(files, unit.main, uuid);
+    if (!movie && isNoSpace(movie.error())) {
+      drop(added.main);
+      return movie.error();
+    }
+    // The photo holds its movie anyway, so it is taken also when the part cannot be cut out.
+    if (movie) added.pairedVideo = *std::move(movie);
+  }
+  if (added.main) units_.push_back(std::move(added));
+  return Null{};
+}
+
+Result<ImportBatch::Part> ImportBatch::stage(const std::vector<ImportFile>& files,
+                                             std::size_t index, const std::string& uuid,
+                                             bool isPaired) {
+  Part part;
+  part.index = index;
+  part.file = &files[index];
+  part.existingAsset = part.file->existingAsset;
+  ++parts_;
+  if (part.existingAsset) return part;
+  bytes_ += part.file->size;
+  auto copy = copies_.copyFile(*part.file, uuid, isPaired);
+  if (!copy) return copy.error();
+  part.copy = *std::move(copy);
+  return part;
+}
+
+Result<ImportBatch::Part> ImportBatch::stageEmbedded(const std::vector<ImportFile>& files,
+                                                     std::size_t index, const std::string& uuid) {
+  Part part;
+  part.index = index;
+  part.file = &files[index];
+  part.isEmbedded = true;
+  ++parts_;
+  auto copy = copies_.copyEmbeddedMovie(*part.file, uuid);
+  if (!copy) return copy.error();
+  part.copy = *std::move(copy);
+  bytes_ += part.copy.resource.size;
+  return part;
+}
+
+Result<Null> ImportBatch::place() {
+  std::vector<OriginalCopy*> copies;
+  for (Unit& unit : units_) {
+    for (std::optional<Part>* part : {&unit.main, &unit.pairedVideo}) {
+      if (*part && !(*part)->existingAsset) copies.push_back(&(*part)->copy);
+    }
+  }
+  return copies_.place(copies);
+}
+
+Result<ImportBatch::Committed> ImportBatch::commit() {
+  Committed committed;
+  bool isUncertain = false;
+  auto done = place();
+  if (done) {
+    done = catalogue_.change(
+        [this, &committed](Database& database) -> Result<Null> {
+          for (Unit& unit : units_) {
+            if (!store(database, unit, committed)) {
+              return database.lastError("The files cannot be stored");
+            }
+          }
+          return Null{};
+        },
+        &isUncertain);
+  }
+  if (isUncertain || !removeFiles(static_cast<bool>(done))) isAnyLeft_ = true;
+  if (!isAnyLeft_) staging_.forget();
+  units_.clear();
+  bytes_ = 0;
+  parts_ = 0;
+  if (!done) return done.error();
+  return committed;
+}
+
+bool ImportBatch::removeFiles(bool onlyUnneeded) {
+  bool gone = true;
+  for (Unit& unit : units_) {
+    for (const std::optional<Part>* part : {&unit.main, &unit.pairedVideo}) {
+      if (!*part || (onlyUnneeded && !(*part)->isUnneeded)) continue;
+      gone = OriginalCopies::remove((*part)->copy) && gone;
+    }
+  }
+  return gone;
+}
+
+}  // namespace quorvin

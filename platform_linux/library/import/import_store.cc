@@ -1,0 +1,115 @@
+// The rows of an import's units.
+#include <string>
+#include <utility>
+
+#include "platform_linux/library/import/import_batch.h"
+#include "platform_linux/library/originals/file_content.h"
+
+namespace quorvin {
+namespace {
+
+NewAsset newAsset(const std::string& identifier, const ImportFile& file) {
+  NewAsset asset = newAssetOf(identifier, file);
+  asset.sourceFolder = folderNumber(file.folder);
+  return asset;
+}
+
+}  // namespace
+
+// The same content may have come in meanwhile: earlier in this import, or by another one.
+void ImportBatch::findExisting(Database& database, Part& part) {
+  if (part.existingAsset) return;
+  const std::string originals = catalogue_.folder().originals() + "/";
+  for (const KnownContent& known :
+       findContent(database, part.copy.resource.size, part.copy.resource.hash)) {
+    const auto file = openSource(originals + known.path);
+    if (!file || !haveSameContent(file->get(), part.copy.content.get())) continue;
+    part.existingAsset = known.asset;
+    part.isUnneeded = true;
+    return;
+  }
+}
+
+bool ImportBatch::store(Database& database, Unit& unit, Committed& committed) {
+  findExisting(database, *unit.main);
+  if (unit.pairedVideo && !unit.pairedVideo->isEmbedded) findExisting(database, *unit.pairedVideo);
+  if (unit.main->isUnneeded && unit.pairedVideo && unit.pairedVideo->isEmbedded) {
+    // It goes with the photo that it was cut from.
+    unit.pairedVideo->isUnneeded = true;
+    unit.pairedVideo->existingAsset = unit.main->existingAsset;
+  }
+  const auto asset = storeUnit(database, unit, committed);
+  if (!asset) return false;
+  for (const std::optional<Part>* part : {&unit.main, &unit.pairedVideo}) {
+    if (*part && !(*part)->isEmbedded) {
+      committed.files.push_back({(*part)->index, !(*part)->existingAsset.has_value()});
+    }
+  }
+  if (album_) {
+    const auto album = albumWithTitle(database, *album_);
+    if (!album || !addToAlbum(database, *album, *asset)) return false;
+  }
+  const std::string burst = validUtf8(unit.main->file->probe.burstIdentifier);
+  return burst.empty() || settle(database, burst);
+}
+
+// Gives the row of the asset that the unit's main file belongs to.
+std::optional<std::int64_t> ImportBatch::storeUnit(Database& database, Unit& unit,
+                                                   Committed& committed) {
+  Part& main = *unit.main;
+  if (!unit.pairedVideo) return storeAlone(database, unit, main, committed);
+  Part& video = *unit.pairedVideo;
+  if (main.existingAsset && video.existingAsset) return main.existingAsset;
+  if (main.existingAsset) {
+    if (!isWaitingPhoto(database, *main.existingAsset)) {
+      return storeAlone(database, unit, video, committed) ? main.existingAsset : std::nullopt;
+    }
+    return insertPairedVideo(database, *main.existingAsset, video.copy.resource)
+               ? main.existingAsset
+               : std::nullopt;
+  }
+  if (video.existingAsset && isWaitingVideo(database, *video.existingAsset)) {
+    const NewAsset still = newAsset(unit.identifier, *main.file);
+    return joinStill(database, *video.existingAsset, still, main.copy.resource)
+               ? video.existingAsset
+               : std::nullopt;
+  }
+  const auto asset = insertAsset(database, newAsset(unit.identifier, *main.file));
+  if (!asset || !insertResource(database, *asset, main.copy.resource)) return std::nullopt;
+  ++committed.addedAssets;
+  if (video.existingAsset || insertPairedVideo(database, *asset, video.copy.resource)) return asset;
+  return std::nullopt;
+}
+
+// A file without a partner in this batch: the catalogue may hold the partner.
+std::optional<std::int64_t> ImportBatch::storeAlone(Database& database, Unit& unit, Part& part,
+                                                    Committed& committed) {
+  if (part.existingAsset) return part.existingAsset;
+  const NewAsset asset = newAsset(unit.identifier, *part.file);
+  const std::string& content = asset.probe.contentIdentifier;
+  if (part.file->probe.kind == MediaKind::video) {
+    const auto photo =
+        findWaitingPhoto(database, content, *asset.sourceFolder, part.copy.resource.name);
+    if (photo) {
+      return insertPairedVideo(database, *photo, part.copy.resource) ? photo : std::nullopt;
+    }
+  } else if (part.file->probe.kind == MediaKind::image) {
+    const auto video =
+        findWaitingVideo(database, content, *asset.sourceFolder, part.copy.resource.name);
+    if (video) {
+      return joinStill(database, *video, asset, part.copy.resource) ? video : std::nullopt;
+    }
+  }
+  const auto row = insertAsset(database, asset);
+  if (!row || !insertResource(database, *row, part.copy.resource)) return std::nullopt;
+  ++committed.addedAssets;
+  return row;
+}
+
+bool ImportBatch::settle(Database& database, const std::string& burst) {
+  if (!isRepresented(database, burst)) newBursts_.insert(burst);
+  return settleBurst(database, burst,
+                     newBursts_.contains(burst) ? BurstChoice::anew : BurstChoice::keep);
+}
+
+}  // namespace quorvin

@@ -1,0 +1,204 @@
+#include "platform_linux/library/import/importer.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/system_error.h"
+#include "platform_linux/library/catalogue/catalogue.h"
+#include "platform_linux/library/import/file_walk.h"
+#include "platform_linux/library/import/import_batch.h"
+#include "platform_linux/library/import/import_plan.h"
+#include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/library/originals/staging.h"
+
+namespace quorvin {
+namespace {
+
+// So many files are looked at before their copies are made: enough to see what belongs together,
+// few enough to show progress. What is cut apart here finds itself in the catalogue.
+constexpr std::size_t kFilesPlannedTogether = 256;
+
+class Import {
+ public:
+  Import(std::shared_ptr<Catalogue> catalogue, std::unique_ptr<Staging> staging,
+         MediaService& media, const ImportOptions& options, ImportObserver& observer)
+      : catalogue_(std::move(catalogue)),
+        staging_(std::move(staging)),
+        media_(media),
+        observer_(observer),
+        options_(options),
+        batch_(*catalogue_, *staging_, options_.albumTitle, bursts_) {}
+
+  Result<ImportSummary> run() {
+    std::vector<std::pair<std::string, std::string>> unreadable;
+    const std::vector<std::string> paths =
+        findFiles(options_.paths, catalogue_->folder().root,
+                  [&unreadable](const std::string& path, const std::string& reason) {
+                    unreadable.emplace_back(path, reason);
+                  });
+    observer_.filesFound(paths.size());
+    for (const auto& [path, reason] : unreadable) refuse(path, reason);
+    std::size_t next = 0;
+    while (next < paths.size()) {
+      const std::size_t first = next;
+      next = endOfGroup(paths, first);
+      if (auto error = importGroup({paths.begin() + static_cast<std::ptrdiff_t>(first),
+                                    paths.begin() + static_cast<std::ptrdiff_t>(next)})) {
+        return *error;
+      }
+    }
+    return summary_;
+  }
+
+ private:
+  static std::size_t endOfGroup(const std::vector<std::string>& paths, std::size_t first) {
+    std::size_t end = std::min(first + kFilesPlannedTogether, paths.size());
+    while (end < paths.size()) {
+      const std::filesystem::path last = paths[end - 1];
+      const std::filesystem::path next = paths[end];
+      if (!belongTogether(last.parent_path().string(), last.filename().string(),
+                          next.parent_path().string(), next.filename().string())) {
+        break;
+      }
+      ++end;
+    }
+    return end;
+  }
+
+  std::optional<NSError> importGroup(const std::vector<std::string>& paths) {
+    files_.clear();
+    for (const std::string& path : paths) {
+      auto file = look(path);
+      if (file) {
+        files_.push_back(*std::move(file));
+      } else {
+        refuse(path, reasonOf(file.error()));
+        observer_.fileDone(path);
+      }
+    }
+    for (const ImportUnit& unit : planImport(files_)) {
+      std::vector<std::pair<std::size_t, NSError>> refused;
+      const auto added = batch_.add(files_, unit, refused);
+      for (const auto& [index, error] : refused) {
+        refuse(files_[index].path, reasonOf(error));
+        observer_.fileDone(files_[index].path);
+      }
+      if (!added) {
+        refuse(files_[unit.main].path, reasonOf(added.error()));
+        auto error = commit();
+        return error ? error : stopped(added.error());
+      }
+      if (batch_.isFull()) {
+        if (auto error = commit()) return error;
+      }
+    }
+    return commit();
+  }
+
+  // What the file is; for one that the library holds, what the catalogue says of it.
+  Result<ImportFile> look(const std::string& path) {
+    const auto source = openSource(path);
+    if (!source) return source.error();
+    ImportFile file = describeSource(*source, path);
+    if (const auto known = recognise(source->get(), file); !known) return known.error();
+    if (file.existingAsset) return file;
+    auto probe = media_.probe(*source, file.name);
+    if (!probe) return probe.error();
+    file.probe = *std::move(probe);
+    return file;
+  }
+
+  // Only a file whose size the library knows is read for this.
+  Result<Null> recognise(int source, ImportFile& file) {
+    Catalogue::Reader database = catalogue_->reader();
+    if (!database) return catalogueUnreadable();
+    {
+      Statement sizes = database->prepare("SELECT 1 FROM resources WHERE size = ? LIMIT 1");
+      if (!sizes.bind(file.size).next()) return Null{};
+    }
+    const auto hash = hashContent(source);
+    if (!hash) return hash.error();
+    const std::string originals = catalogue_->folder().originals() + "/";
+    for (const KnownContent& known : findContent(*database, file.size, *hash)) {
+      const auto stored = openSource(originals + known.path);
+      if (!stored || !haveSameContent(source, stored->get())) continue;
+      describe(*database, known, file);
+      return Null{};
+    }
+    return Null{};
+  }
+
+  static NSError catalogueUnreadable() {
+    return libraryError(LibraryErrorCode::internal, "The catalogue cannot be read.");
+  }
+
+  static void describe(Database& database, const KnownContent& known, ImportFile& file) {
+    Statement row = database.prepare("SELECT content_id FROM assets WHERE id = ?");
+    if (row.bind(known.asset).next() && !row.isNull(0)) {
+      file.probe.contentIdentifier = row.text(0);
+    }
+    file.existingAsset = known.asset;
+    switch (known.type) {
+      case PHAssetResourceType::photo:
+        file.probe.kind = MediaKind::image;
+        break;
+      case PHAssetResourceType::audio:
+        file.probe.kind = MediaKind::audio;
+        break;
+      default:
+        file.probe.kind = MediaKind::video;
+        break;
+    }
+  }
+
+  std::optional<NSError> commit() {
+    if (batch_.isEmpty()) return std::nullopt;
+    const auto committed = batch_.commit();
+    if (!committed) return stopped(committed.error());
+    summary_.addedAssets += committed->addedAssets;
+    for (const ImportBatch::Outcome& outcome : committed->files) {
+      ++(outcome.isAdded ? summary_.addedFiles : summary_.skippedFiles);
+      observer_.fileDone(files_[outcome.file].path);
+    }
+    return std::nullopt;
+  }
+
+  void refuse(const std::string& path, const std::string& reason) {
+    ++summary_.refusedFiles;
+    observer_.problem(path, reason);
+  }
+
+  NSError stopped(const NSError& error) const {
+    return libraryError(static_cast<LibraryErrorCode>(error.code),
+                        "The import stopped after " + std::to_string(summary_.addedFiles) +
+                            " added files. " + reasonOf(error));
+  }
+
+  const std::shared_ptr<Catalogue> catalogue_;
+  const std::unique_ptr<Staging> staging_;
+  MediaService& media_;
+  ImportObserver& observer_;
+  const ImportOptions& options_;
+  std::vector<ImportFile> files_;
+  std::set<std::string> bursts_;
+  ImportBatch batch_;
+  ImportSummary summary_;
+};
+
+}  // namespace
+
+Result<ImportSummary> importIntoLibrary(const std::string& libraryPath, MediaService& media,
+                                        const ImportOptions& options, ImportObserver& observer) {
+  auto catalogue =
+      Catalogue::open(libraryPath, Catalogue::Missing::make, PHAuthorizationStatus::authorized);
+  if (!catalogue) return catalogue.error();
+  auto staging = Staging::begin((*catalogue)->folder());
+  if (!staging) return staging.error();
+  return Import(*std::move(catalogue), *std::move(staging), media, options, observer).run();
+}
+
+}  // namespace quorvin

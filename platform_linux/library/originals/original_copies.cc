@@ -1,0 +1,217 @@
+#include "platform_linux/library/originals/original_copies.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/system_error.h"
+#include "platform_linux/files/copy_content.h"
+#include "platform_linux/library/originals/file_content.h"
+
+namespace quorvin {
+namespace {
+
+PHAssetResourceType resourceType(MediaKind kind) {
+  switch (kind) {
+    case MediaKind::image:
+      return PHAssetResourceType::photo;
+    case MediaKind::video:
+      return PHAssetResourceType::video;
+    case MediaKind::audio:
+      return PHAssetResourceType::audio;
+  }
+  return PHAssetResourceType::photo;
+}
+
+// The source's own extension where it is a plain one, for players go by it; else the content's.
+std::string storedExtension(const ImportFile& file) {
+  const std::size_t stem = nameStem(file.name).size();
+  const std::string own = stem == file.name.size() ? "" : file.name.substr(stem + 1);
+  const bool isPlain =
+      !own.empty() && own.size() <= 10 && std::all_of(own.begin(), own.end(), [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+      });
+  const std::string extension = isPlain ? own : file.probe.extension;
+  return extension.empty() ? "" : "." + extension;
+}
+
+std::string fanOut(const std::string& uuid) {
+  return uuid.substr(0, 2);
+}
+
+std::int64_t modificationTime(const struct stat& status) {
+  return status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec;
+}
+
+bool isUnchanged(const struct stat& status, const ImportFile& file) {
+  return status.st_dev == file.device && status.st_ino == file.inode &&
+         status.st_size == file.size && modificationTime(status) == file.modified;
+}
+
+}  // namespace
+
+Result<FileDescriptor> openSource(const std::string& path) {
+  // The system would take what stands before it for the whole path.
+  if (path.find('\0') != std::string::npos) return systemError("The file cannot be read", ENOENT);
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status = {};
+  if (!file || ::fstat(file.get(), &status) != 0) {
+    return systemError("The file cannot be read", errno);
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return libraryError(LibraryErrorCode::invalidResource, "It is not a regular file.");
+  }
+  if (status.st_size == 0) {
+    return libraryError(LibraryErrorCode::invalidResource, "The file is empty.");
+  }
+  return file;
+}
+
+ImportFile describeSource(const FileDescriptor& source, const std::string& path) {
+  struct stat status = {};
+  ::fstat(source.get(), &status);
+  const std::filesystem::path asPath = path;
+  std::error_code error;
+  ImportFile file;
+  file.path = path;
+  file.folder =
+      std::filesystem::canonical(asPath.has_parent_path() ? asPath.parent_path() : ".", error)
+          .string();
+  file.name = asPath.filename().string();
+  file.size = status.st_size;
+  file.modified = modificationTime(status);
+  file.device = status.st_dev;
+  file.inode = status.st_ino;
+  return file;
+}
+
+NewAsset newAssetOf(const std::string& identifier, const ImportFile& file) {
+  NewAsset asset;
+  asset.identifier = identifier;
+  asset.probe = file.probe;
+  asset.probe.burstIdentifier = validUtf8(file.probe.burstIdentifier);
+  asset.probe.contentIdentifier = validUtf8(file.probe.contentIdentifier);
+  asset.modified = file.modified;
+  asset.added = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                    std::chrono::system_clock::now().time_since_epoch())
+                    .count();
+  return asset;
+}
+
+Result<OriginalCopy> OriginalCopies::copyFile(const ImportFile& file, const std::string& uuid,
+                                              bool isPaired) {
+  OriginalCopy copy;
+  copy.resource = {
+      .type = resourceType(file.probe.kind),
+      .name = validUtf8(file.name),
+      .uniformTypeIdentifier = validUtf8(file.probe.uniformTypeIdentifier),
+      .path = fanOut(uuid) + "/" + uuid + (isPaired ? "-9" : "") + storedExtension(file),
+      .size = file.size,
+      .hash = {},
+      .orientation = file.probe.orientation};
+  const auto source = openSource(file.path);
+  if (!source) return source.error();
+  if (auto copied = copyInto(copy, source->get(), 0, file.size); !copied) return copied.error();
+  struct stat status = {};
+  if (::fstat(source->get(), &status) != 0 || !isUnchanged(status, file)) {
+    remove(copy);
+    return libraryError(LibraryErrorCode::invalidResource, "The file changed while it was read.");
+  }
+  const struct timespec times[2] = {status.st_atim, status.st_mtim};
+  ::futimens(copy.content.get(), times);
+  return copy;
+}
+
+Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const ImportFile& file,
+                                                       const std::string& uuid) {
+  const std::int64_t offset = file.probe.embeddedMovieOffset;
+  const std::int64_t length = file.probe.embeddedMovieLength;
+  if (offset <= 0 || offset >= file.size || length > file.size - offset) {
+    return libraryError(LibraryErrorCode::invalidResource, "The movie lies outside the file.");
+  }
+  OriginalCopy copy;
+  copy.resource = {.type = PHAssetResourceType::pairedVideo,
+                   .name = validUtf8(nameStem(file.name) + ".MP4"),
+                   .uniformTypeIdentifier = "public.mpeg-4",
+                   .path = fanOut(uuid) + "/" + uuid + "-9.MP4",
+                   .size = length,
+                   .hash = {},
+                   .orientation = 1};
+  const auto source = openSource(file.path);
+  if (!source) return source.error();
+  if (auto copied = copyInto(copy, source->get(), offset, length); !copied) return copied.error();
+  return copy;
+}
+
+Result<Null> OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64_t offset,
+                                      std::int64_t length) {
+  copy.place = staging_.path() + "/" + std::to_string(number_++);
+  copy.content = FileDescriptor(
+      ::open(copy.place.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+  if (!copy.content) return systemError("The copy cannot be made", errno);
+  Result<Null> copied = Null{};
+  if (const auto failure = copyContent(source, offset, length, copy.content.get())) {
+    copied =
+        systemError(failure->isOfSource ? "The file cannot be read" : "The copy cannot be written",
+                    failure->errorNumber);
+  }
+  if (copied) {
+    // On its way to the disk while it is read once more.
+    ::sync_file_range(copy.content.get(), 0, 0, SYNC_FILE_RANGE_WRITE);
+    // Of the copy, which nobody can change any more.
+    auto hash = hashContent(copy.content.get());
+    if (hash) {
+      copy.resource.hash = *std::move(hash);
+    } else {
+      copied = hash.error();
+    }
+  }
+  if (copied && ::fchmod(copy.content.get(), 0444) != 0) {
+    copied = systemError("The copy cannot be made", errno);
+  }
+  if (!copied) remove(copy);
+  return copied;
+}
+
+Result<Null> OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
+  std::vector<std::string> paths;
+  paths.reserve(copies.size());
+  for (const OriginalCopy* copy : copies) paths.push_back(copy->resource.path);
+  for (const OriginalCopy* copy : copies) {
+    if (::fsync(copy->content.get()) != 0) {
+      return systemError("The copy of “" + copy->resource.name + "” cannot be made durable", errno);
+    }
+  }
+  if (auto announced = staging_.announce(paths); !announced) return announced;
+  const std::string originals = folder_.originals();
+  std::set<std::string> folders;
+  for (OriginalCopy* copy : copies) {
+    const std::string target = originals + "/" + copy->resource.path;
+    const std::string folder = target.substr(0, target.rfind('/'));
+    if (::mkdir(folder.c_str(), 0777) == 0) folders.insert(originals);
+    folders.insert(folder);
+    if (::rename(copy->place.c_str(), target.c_str()) != 0) {
+      return systemError("The copy of “" + copy->resource.name + "” cannot be stored", errno);
+    }
+    copy->place = target;
+  }
+  for (const std::string& folder : folders) {
+    if (auto synced = syncFolder(folder); !synced) return synced;
+  }
+  return Null{};
+}
+
+bool OriginalCopies::remove(const OriginalCopy& copy) {
+  return copy.place.empty() || ::unlink(copy.place.c_str()) == 0 || errno == ENOENT;
+}
+
+}  // namespace quorvin

@@ -1,0 +1,62 @@
+// Copies of files on their way to being originals of a library.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "core/platform/value.h"
+#include "platform_linux/library/catalogue/asset_rows.h"
+#include "platform_linux/library/import/import_plan.h"
+#include "platform_linux/library/originals/staging.h"
+#include "posix/file_descriptor.h"
+
+namespace quorvin {
+
+/// Opens a file for reading without waiting: a FIFO or a device is an error, as is an empty file.
+Result<FileDescriptor> openSource(const std::string& path);
+
+/// What the file system says of an open source. `path` is the one that it was opened by.
+ImportFile describeSource(const FileDescriptor& source, const std::string& path);
+
+/// The row of an asset that is made of this file, added now. It comes from no folder.
+NewAsset newAssetOf(const std::string& identifier, const ImportFile& file);
+
+/// A copy and the row that it will have.
+struct OriginalCopy {
+  NewResource resource;
+  std::string place;  ///< absolute path: in the staging folder, and once placed in `originals/`
+  FileDescriptor content;
+};
+
+/// One thread. The folder and the staging outlive it.
+class OriginalCopies {
+ public:
+  OriginalCopies(const LibraryFolder& folder, Staging& staging)
+      : folder_(folder), staging_(staging) {}
+
+  /// Copies the whole file into the staging folder, read-only and with the file's times. An error
+  /// when it is no longer what `file` says. `uuid` names the original.
+  Result<OriginalCopy> copyFile(const ImportFile& file, const std::string& uuid, bool isPaired);
+
+  /// Copies the movie inside a motion photo.
+  Result<OriginalCopy> copyEmbeddedMovie(const ImportFile& file, const std::string& uuid);
+
+  /// Makes the copies durable, lists them and moves them among the originals. After an error some
+  /// of them may be there.
+  Result<Null> place(const std::vector<OriginalCopy*>& copies);
+
+  /// Removes the copy from wherever it is. False when it is still there.
+  static bool remove(const OriginalCopy& copy);
+
+ private:
+  Result<Null> copyInto(OriginalCopy& copy, int source, std::int64_t offset, std::int64_t length);
+
+  const LibraryFolder& folder_;
+  Staging& staging_;
+  std::size_t number_ = 0;
+};
+
+}  // namespace quorvin

@@ -1,0 +1,202 @@
+#include "platform_linux/library/upkeep/check.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "testing/platform/testing_changes.h"
+
+namespace quorvin {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Check : testing::Test, ChangeFixture {
+  std::string path() const { return folder / "library"; }
+
+  CheckReport check(bool repair = false) {
+    const auto report = checkLibrary(path(), {.repair = repair});
+    EXPECT_TRUE(report) << report.error().localizedDescription;
+    return report ? *report : CheckReport{};
+  }
+  /// "kind" or, where it was repaired, "kind repaired", of each finding.
+  std::vector<std::string> kinds(bool repair = false) {
+    std::vector<std::string> found;
+    for (const LibraryFinding& finding : check(repair).findings) {
+      found.push_back(std::string(findingName(finding.kind)) +
+                      (finding.isRepaired ? " repaired" : ""));
+    }
+    return found;
+  }
+  using Kinds = std::vector<std::string>;
+  void expectRepairable(const std::string& kind) {
+    EXPECT_EQ(kinds(), Kinds{kind});
+    EXPECT_EQ(kinds(), Kinds{kind}) << "looking must change nothing";
+    EXPECT_EQ(kinds(true), Kinds{kind + " repaired"});
+    EXPECT_EQ(kinds(), Kinds{});
+  }
+
+  std::string saveMotionPhoto() {
+    const std::string still = "image movieat=64 moviesize=5";
+    EXPECT_TRUE(
+        saveImage(put("a.jpg", still + std::string(64 - still.size(), ' ') + "movie")).success);
+    return path() + "/originals/" + originalsOf(saved).front();
+  }
+};
+
+TEST_F(Check, FindsNothingInASoundLibrary) {
+  saveMotionPhoto();
+  EXPECT_TRUE(saveVideo(put("b.mov", "video")).success);
+  EXPECT_TRUE(deleteAssets({saved}).success);
+  EXPECT_TRUE(saveImage(put("c.jpg", "image burst=B")).success);
+  const CheckReport report = check();
+  EXPECT_EQ(report.assets, 3);
+  EXPECT_EQ(report.originals, 4);
+  EXPECT_EQ(report.bytes, 69 + 5 + 5 + 13);
+  EXPECT_TRUE(report.findings.empty()) << report.findings.front().sentence;
+}
+
+TEST_F(Check, FindsNothingInANewLibrary) {
+  EXPECT_EQ(kinds(true), Kinds{});
+  EXPECT_FALSE(fs::exists(path() + "/recovered"));
+}
+
+TEST_F(Check, TellsHowFarItIs) {
+  saveMotionPhoto();
+  std::vector<std::size_t> steps;
+  EXPECT_TRUE(checkLibrary(path(), {.originalsFound = [&](std::size_t n) { steps.push_back(n); },
+                                    .originalDone = [&] { steps.push_back(0); }}));
+  EXPECT_EQ(steps, (std::vector<std::size_t>{2, 0, 0}));
+}
+
+TEST_F(Check, FindsAMissingOriginalAndKeepsItsAsset) {
+  fs::remove(saveMotionPhoto());
+  const CheckReport report = check(true);
+  ASSERT_EQ(report.findings.size(), 1U);
+  EXPECT_EQ(report.findings[0].kind, FindingKind::missingOriginal);
+  EXPECT_FALSE(report.findings[0].isRepaired);
+  EXPECT_NE(report.findings[0].sentence.find("of “a.jpg” is missing."), std::string::npos);
+  EXPECT_NE(find(saved), nullptr);
+}
+
+TEST_F(Check, FindsAnOriginalOfAnotherSizeOrContent) {
+  const std::string original = saveMotionPhoto();
+  ::chmod(original.c_str(), 0644);
+  const std::string content = readFile(original);
+  writeFile(original, "x" + content.substr(1));
+  EXPECT_EQ(kinds(true), Kinds{"changedOriginal"});
+  writeFile(original, content + " ");
+  EXPECT_NE(check().findings.at(0).sentence.find("has 70 bytes instead of 69."), std::string::npos);
+  writeFile(original, content);
+  EXPECT_EQ(kinds(), Kinds{});
+}
+
+TEST_F(Check, FindsAnOriginalThatIsNoFile) {
+  const std::string original = saveMotionPhoto();
+  fs::remove(original);
+  fs::create_directory(original);
+  EXPECT_EQ(kinds(true), Kinds{"changedOriginal"});
+  fs::remove(original);
+  fs::create_symlink(folder / "in/a.jpg", original);
+  EXPECT_EQ(kinds(), Kinds{"unreadableOriginal"});
+}
+
+TEST_F(Check, MovesOriginalsOfNobodyAsideAndNeverRemovesThem) {
+  writeFile(path() + "/originals/AB/stray.jpg", "precious");
+  writeFile(path() + "/recovered/AB/stray.jpg", "found before");
+  expectRepairable("strayOriginal");
+  EXPECT_EQ(readFile(path() + "/recovered/AB/stray.jpg"), "found before");
+  EXPECT_EQ(readFile(path() + "/recovered/AB/stray 2.jpg"), "precious");
+}
+
+TEST_F(Check, LeavesOriginalsThatAreOnTheirWayIn) {
+  const auto staging = Staging::begin(library->catalogue()->folder());
+  ASSERT_TRUE((*staging)->announce({"AB/new.jpg"}));
+  writeFile(path() + "/originals/AB/new.jpg", "bytes");
+  EXPECT_EQ(kinds(true), Kinds{});
+  EXPECT_TRUE(fs::exists(path() + "/originals/AB/new.jpg"));
+}
+
+TEST_F(Check, RemovesPreviewsOfNobody) {
+  saveMotionPhoto();
+  const std::string uuid = saved.substr(0, 36);
+  writeFile(path() + "/derivatives/" + uuid.substr(0, 2) + "/" + uuid + "-256.jpg", "preview");
+  writeFile(path() + "/derivatives/AB/stray-256.jpg", "preview");
+  expectRepairable("strayDerivative");
+  EXPECT_EQ(filesBelow(path() + "/derivatives").size(), 1U);
+}
+
+TEST_F(Check, SettlesBursts) {
+  gardener.plant({.created = 1, .burst = "none"});
+  gardener.plant({.created = 1, .burst = "two", .represents = true});
+  const std::string second = gardener.plant({.created = 2, .burst = "two", .represents = true});
+  gardener.run(
+      "INSERT INTO resources SELECT id, 0, 1, 'a', 'u', 'p' || id, 0, x'00', 1 FROM assets");
+  // The originals of planted assets are missing.
+  EXPECT_EQ(kinds(true).size(), 2U + 3U);
+  EXPECT_EQ(gardener.text("SELECT sum(represents) FROM assets"), "2");
+  EXPECT_EQ(gardener.text("SELECT represents FROM assets WHERE ident = '" + second + "'"), "0");
+}
+
+TEST_F(Check, SettlesTheMarkOfLivePhotos) {
+  saveMotionPhoto();
+  gardener.run("UPDATE assets SET subtypes = 2");
+  expectRepairable("wrongLivePhoto");
+  EXPECT_EQ(gardener.text("SELECT subtypes FROM assets"), "10");
+  EXPECT_TRUE(saveImage(put("b.jpg", "image")).success);
+  gardener.run("UPDATE assets SET subtypes = 12 WHERE ident = '" + saved + "'");
+  expectRepairable("wrongLivePhoto");
+  EXPECT_EQ(find(saved)->mediaSubtypes, 4U);
+}
+
+TEST_F(Check, SettlesListings) {
+  EXPECT_TRUE(saveImage(put("b.jpg", "image")).success);
+  gardener.run("UPDATE assets SET visible = 0");
+  EXPECT_TRUE(recents().empty());
+  expectRepairable("wrongListing");
+  EXPECT_EQ(recents().size(), 1U);
+}
+
+TEST_F(Check, FindsAnAssetWithoutAnOriginal) {
+  gardener.plant({});
+  EXPECT_EQ(kinds(true), Kinds{"assetWithoutOriginal"});
+}
+
+TEST_F(Check, RemovesRowsOfNobodyAndSavesTheirOriginals) {
+  const std::string original = saveMotionPhoto();
+  const std::string relative = original.substr((path() + "/originals/").size());
+  gardener.run(
+      "PRAGMA foreign_keys=OFF; INSERT INTO members VALUES (1, 99, 0);"
+      "UPDATE resources SET asset = 99 WHERE type = 1; PRAGMA foreign_keys=ON");
+  EXPECT_EQ(kinds(true), (Kinds{"danglingRow repaired", "danglingRow repaired",
+                                "assetWithoutOriginal", "strayOriginal repaired"}));
+  EXPECT_TRUE(fs::exists(path() + "/recovered/" + relative));
+}
+
+TEST_F(Check, MakesDamagedIndexesAnew) {
+  EXPECT_TRUE(saveImage(put("b.jpg", "image")).success);
+  // An index that holds nothing, as if its pages had been lost.
+  gardener.run(
+      "PRAGMA writable_schema=ON;"
+      "UPDATE sqlite_schema SET sql = 'CREATE INDEX listed_by_date ON assets(created_ns, "
+      "id, media_type, trashed_ns, hidden, visible) WHERE hidden = 5' WHERE name = "
+      "'listed_by_date'; PRAGMA writable_schema=RESET");
+  gardener.run(
+      "REINDEX listed_by_date; PRAGMA writable_schema=ON;"
+      "UPDATE sqlite_schema SET sql = 'CREATE INDEX listed_by_date ON assets(created_ns, "
+      "id, media_type, trashed_ns, hidden, visible) WHERE trashed_ns IS NULL AND hidden ="
+      " 0 AND visible = 1' WHERE name = 'listed_by_date'; PRAGMA writable_schema=RESET");
+  const auto before = kinds();
+  ASSERT_FALSE(before.empty());
+  EXPECT_EQ(before.front(), "damagedCatalogue");
+  for (const std::string& kind : kinds(true)) EXPECT_EQ(kind, "damagedCatalogue repaired");
+  EXPECT_EQ(kinds(), Kinds{});
+}
+
+TEST(CheckOfNoLibrary, IsAnErrorAndMakesNone) {
+  TemporaryFolder folder;
+  EXPECT_FALSE(checkLibrary(folder / "library", {}));
+  EXPECT_FALSE(fs::exists(folder / "library"));
+}
+
+}  // namespace
+}  // namespace quorvin

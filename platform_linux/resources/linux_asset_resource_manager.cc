@@ -1,0 +1,76 @@
+#include "platform_linux/resources/linux_asset_resource_manager.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/file_error.h"
+#include "platform_linux/files/copy_content.h"
+#include "platform_linux/files/side_file.h"
+#include "posix/file_descriptor.h"
+
+namespace quorvin {
+
+namespace {
+
+NSError sourceError(const StoredResource& resource, int errorNumber) {
+  const bool isMissing = errorNumber == ENOENT || errorNumber == ENOTDIR;
+  const std::string name = "The file “" + resource.originalFilename + "” ";
+  return libraryError(
+      isMissing ? LibraryErrorCode::missingResource : LibraryErrorCode::invalidResource,
+      name + (isMissing ? "is missing from the library." : "cannot be read from the library."));
+}
+
+}  // namespace
+
+void LinuxAssetResourceManager::writeDataForAssetResource(
+    std::shared_ptr<const PHAssetResource> resource, const std::string& toFile,
+    const PHAssetResourceRequestOptions*,
+    std::function<void(std::optional<NSError>)> completionHandler) {
+  threads_.add([this, resource = std::move(resource), toFile,
+                completionHandler = std::move(completionHandler)] {
+    if (stop_.stop_requested()) return;
+    auto error = copy(*resource, toFile);
+    if (stop_.stop_requested()) return;
+    completionHandler(std::move(error));
+  });
+}
+
+void LinuxAssetResourceManager::shutDown() {
+  beginShutDown();
+  threads_.shutDown();
+}
+
+std::optional<NSError> LinuxAssetResourceManager::copy(const PHAssetResource& resource,
+                                                       const std::string& toFile) {
+  const auto* stored = dynamic_cast<const StoredResource*>(&resource);
+  if (stored == nullptr) {
+    return libraryError(LibraryErrorCode::invalidResource,
+                        "“" + resource.originalFilename + "” is no file of this library.");
+  }
+  if (auto error = assets_.accessError(*stored)) return error;
+  const FileDescriptor source(::open(stored->path.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat status = {};
+  if (!source || ::fstat(source.get(), &status) != 0) return sourceError(*stored, errno);
+
+  // Looked at first so that nothing is copied in vain; what comes meanwhile is kept all the same.
+  if (struct stat there = {}; ::lstat(toFile.c_str(), &there) == 0) {
+    return savingError(toFile, EEXIST);
+  }
+  SideFile side(toFile);
+  if (side.error() != 0) return savingError(toFile, side.error());
+  if (const auto failure =
+          copyContent(source.get(), 0, status.st_size, side.file().get(), stop_.get_token())) {
+    return failure->isOfSource ? sourceError(*stored, failure->errorNumber)
+                               : savingError(toFile, failure->errorNumber);
+  }
+  if (const int error = side.moveIntoPlace(SideFile::Existing::keep); error != 0) {
+    return savingError(toFile, error);
+  }
+  return std::nullopt;
+}
+
+}  // namespace quorvin

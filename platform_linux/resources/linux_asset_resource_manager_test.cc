@@ -1,0 +1,195 @@
+#include "platform_linux/resources/linux_asset_resource_manager.h"
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <future>
+#include <latch>
+#include <thread>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/file_error.h"
+#include "testing/platform/testing_library.h"
+
+namespace quorvin {
+namespace {
+
+/// Files that may be read as the test says.
+class ScriptedFiles final : public AssetFiles {
+ public:
+  std::function<std::optional<NSError>()> onAccess = [] { return std::nullopt; };
+
+  Result<StoredResources> storedResources(const std::string&) override { return StoredResources(); }
+  std::optional<NSError> accessError(const StoredResource&) override { return onAccess(); }
+  TimeMap timeMap(const std::string&) override { return {}; }
+};
+
+class LinuxAssetResourceManagerTest : public testing::Test {
+ protected:
+  std::shared_ptr<const StoredResource> stored(const std::string& content) {
+    const std::string path = folder / "original";
+    writeFile(path, content);
+    std::filesystem::permissions(path, std::filesystem::perms(0444));
+    return std::make_shared<const StoredResource>(PHAssetResourceType::photo, "IMG_1.JPG",
+                                                  "public.jpeg", path, 1);
+  }
+  std::optional<NSError> write(std::shared_ptr<const PHAssetResource> resource,
+                               const std::string& path) {
+    std::promise<std::optional<NSError>> done;
+    manager.writeDataForAssetResource(
+        std::move(resource), path, nullptr,
+        [&done](std::optional<NSError> error) { done.set_value(std::move(error)); });
+    return done.get_future().get();
+  }
+  static void expectError(const std::optional<NSError>& error, std::string_view domain,
+                          std::int64_t code, const std::string& description) {
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain, domain);
+    EXPECT_EQ(error->code, code);
+    EXPECT_EQ(error->localizedDescription, description);
+  }
+  static std::size_t openDescriptors() {
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+  }
+
+  TemporaryFolder folder;
+  ScriptedFiles files;
+  LinuxAssetResourceManager manager{files};
+};
+
+TEST_F(LinuxAssetResourceManagerTest, WritesANewFileThatMayBeChanged) {
+  const mode_t before = ::umask(0022);
+  EXPECT_FALSE(write(stored("photo"), folder / "copy"));
+  ::umask(before);
+  EXPECT_EQ(readFile(folder / "copy"), "photo");
+  struct stat status = {};
+  ASSERT_EQ(::stat((folder / "copy").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0644U);
+  EXPECT_EQ(filesBelow(folder.path()), (std::vector<std::string>{"copy", "original"}));
+}
+
+TEST_F(LinuxAssetResourceManagerTest, WritesAFileWithoutBytes) {
+  EXPECT_FALSE(write(stored(""), folder / "copy"));
+  EXPECT_EQ(readFile(folder / "copy"), "");
+}
+
+TEST_F(LinuxAssetResourceManagerTest, CompletesOnAThreadOfItsOwn) {
+  std::promise<std::thread::id> ranOn;
+  manager.writeDataForAssetResource(
+      stored("photo"), folder / "copy", nullptr,
+      [&ranOn](std::optional<NSError>) { ranOn.set_value(std::this_thread::get_id()); });
+  EXPECT_NE(ranOn.get_future().get(), std::this_thread::get_id());
+}
+
+TEST_F(LinuxAssetResourceManagerTest, KeepsAFileThatIsThere) {
+  writeFile(folder / "x/copy", "theirs");
+  expectError(write(stored("photo"), folder / "x/copy"), kFileErrorDomain, 516,
+              "The file “copy” couldn’t be saved in the folder “x” because an item with the same "
+              "name already exists.");
+  EXPECT_EQ(readFile(folder / "x/copy"), "theirs");
+}
+
+TEST_F(LinuxAssetResourceManagerTest, MakesNoFolder) {
+  expectError(write(stored("photo"), folder / "missing/copy"), kFileErrorDomain, 4,
+              "The file “copy” couldn’t be saved in the folder “missing” because there is no such "
+              "file or folder.");
+  EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
+}
+
+TEST_F(LinuxAssetResourceManagerTest, TellsThatTheOriginalIsMissing) {
+  const auto resource = stored("photo");
+  std::filesystem::remove(resource->path);
+  expectError(write(resource, folder / "copy"), kLibraryErrorDomain, 3303,
+              "The file “IMG_1.JPG” is missing from the library. (QuorvinLibraryErrorDomain error "
+              "3303.)");
+}
+
+TEST_F(LinuxAssetResourceManagerTest, WritesNoResourceOfAnotherLibrary) {
+  const auto foreign =
+      std::make_shared<const PHAssetResource>(PHAssetResourceType::photo, "a.jpg", "public.jpeg");
+  expectError(write(foreign, folder / "copy"), kLibraryErrorDomain, 3302,
+              "“a.jpg” is no file of this library. (QuorvinLibraryErrorDomain error 3302.)");
+}
+
+TEST_F(LinuxAssetResourceManagerTest, AsksForAccessAnew) {
+  const NSError refused = libraryError(LibraryErrorCode::accessUserDenied, "No.");
+  files.onAccess = [&refused] { return refused; };
+  EXPECT_EQ(write(stored("photo"), folder / "copy"), refused);
+  EXPECT_FALSE(std::filesystem::exists(folder / "copy"));
+}
+
+TEST_F(LinuxAssetResourceManagerTest, LeavesNothingBehindWhenThereIsNoSpace) {
+  SmallVolume volume("size=64k");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  const auto resource = stored(std::string(100'000, 'x'));
+  const auto error = write(resource, volume / "copy");
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, 640);
+  EXPECT_TRUE(filesBelow(volume.path()).empty());
+  EXPECT_FALSE(write(stored("small"), volume / "copy"));
+}
+
+TEST_F(LinuxAssetResourceManagerTest, LeaksNoDescriptor) {
+  const auto resource = stored("photo");
+  const std::size_t before = openDescriptors();
+  for (int i = 0; i < 20; ++i) {
+    write(resource, folder / "copy");
+    write(resource, folder / "missing/copy");
+  }
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(LinuxAssetResourceManagerTest, CompletesNothingOnceItIsShutDown) {
+  std::atomic<int> completions = 0;
+  std::latch underWay(2);
+  std::latch mayGoOn(1);
+  files.onAccess = [&underWay, &mayGoOn]() -> std::optional<NSError> {
+    underWay.count_down();
+    mayGoOn.wait();
+    return std::nullopt;
+  };
+  const auto resource = stored("photo");
+  const auto held = std::make_shared<int>();
+  for (int i = 0; i < 6; ++i) {
+    manager.writeDataForAssetResource(
+        resource, folder / ("copy" + std::to_string(i)), nullptr,
+        [&completions, held](std::optional<NSError>) { ++completions; });
+  }
+  underWay.wait();
+  manager.beginShutDown();
+  mayGoOn.count_down();
+  manager.shutDown();
+  manager.writeDataForAssetResource(resource, folder / "later", nullptr,
+                                    [&completions](std::optional<NSError>) { ++completions; });
+  EXPECT_EQ(completions, 0);
+  EXPECT_EQ(held.use_count(), 1);
+  EXPECT_EQ(filesBelow(folder.path()), std::vector<std::string>{"original"});
+}
+
+TEST(AccessToAResource, IsAskedOfTheLibraryAsItIsNow) {
+  TestLibrary test;
+  const std::string asset = test.gardener.plant({});
+  test.gardener.run(
+      "INSERT INTO resources SELECT id, 0, 1, 'a.jpg', 'public.jpeg', 'AB/a.jpg', 1,"
+      " x'00', 1 FROM assets");
+  const auto resources = test.library->storedResources(asset);
+  ASSERT_TRUE(resources);
+  const StoredResource& resource = *resources->front();
+  const auto codeOf = [](const std::optional<NSError>& error) { return error ? error->code : 0; };
+  EXPECT_EQ(codeOf(test.library->accessError(resource)), 0);
+  EXPECT_EQ(codeOf(test.open(PHAuthorizationStatus::denied)->accessError(resource)), 3311);
+  EXPECT_EQ(codeOf(test.open(PHAuthorizationStatus::restricted)->accessError(resource)), 3310);
+  const auto limited = test.open(PHAuthorizationStatus::limited);
+  EXPECT_EQ(codeOf(limited->accessError(resource)), 3303);
+  test.gardener.run("INSERT INTO limited_selection SELECT id FROM assets");
+  EXPECT_EQ(codeOf(limited->accessError(resource)), 0);
+  test.gardener.run("UPDATE assets SET trashed_ns = 1");
+  EXPECT_EQ(codeOf(test.library->accessError(resource)), 3303);
+}
+
+}  // namespace
+}  // namespace quorvin

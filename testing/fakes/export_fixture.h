@@ -1,0 +1,126 @@
+// What the tests of the exports share.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "testing/fakes/plugin_fixture.h"
+
+namespace quorvin {
+
+/// The reply for a file at `path`.
+inline Value exportReply(const std::string& path, bool deletable = true) {
+  return Map{{"url", path}, {"deletable", deletable}};
+}
+
+inline PHImageInfo infoOf(std::string_view key, PHImageInfo::Entry entry) {
+  PHImageInfo info;
+  info.set(key, std::move(entry));
+  return info;
+}
+
+/// Information that says all at once: cancelled, failed and degraded.
+inline PHImageInfo infoOfEverything(const NSError& error) {
+  PHImageInfo info;
+  info.set(PHImageCancelledKey, true);
+  info.set(PHImageErrorKey, error);
+  info.set(PHImageResultIsDegradedKey, true);
+  return info;
+}
+
+/// True when the date lies between `start` and now.
+inline bool isFrom(const std::optional<NSDate>& date, std::chrono::system_clock::time_point start) {
+  const auto seconds = [](std::chrono::system_clock::time_point time) {
+    return std::chrono::duration<double>(time.time_since_epoch()).count();
+  };
+  if (!date) return false;
+  return date->timeIntervalSince1970() >= seconds(start) - 0.001 &&
+         date->timeIntervalSince1970() <= seconds(std::chrono::system_clock::now()) + 0.001;
+}
+
+/// The plugin with one asset of each kind that is exported, and deliveries as the platform makes
+/// them: on a thread of its own, after which all queued work runs.
+class ExportTest : public PluginTest {
+ protected:
+  using Names = std::vector<std::string>;
+  using Takes = RequiredArgument::Takes;
+
+  void onPlatformThread(const std::function<void()>& delivery) {
+    std::thread(delivery).join();
+    plugin.runToEnd();
+  }
+
+  void deliverData(const std::optional<ByteBuffer>& data,
+                   const std::optional<std::string>& typeIdentifier = {},
+                   const std::optional<PHImageInfo>& info = {}, std::size_t index = 0,
+                   std::int64_t orientation = 1) {
+    const auto handler = images.dataRequests().at(index).handler;
+    onPlatformThread([&] { handler(data, typeIdentifier, orientation, info ? &*info : nullptr); });
+  }
+
+  void deliverImage(const std::shared_ptr<const UIImage>& image,
+                    const std::optional<PHImageInfo>& info = {}, std::size_t index = 0) {
+    const auto handler = images.imageRequests().at(index).handler;
+    onPlatformThread([&] { handler(image, info ? &*info : nullptr); });
+  }
+
+  void deliverVideo(const std::shared_ptr<const AVAsset>& asset,
+                    const std::optional<PHImageInfo>& info = {}, std::size_t index = 0) {
+    const auto handler = images.videoRequests().at(index).handler;
+    onPlatformThread([&] { handler(asset, info ? &*info : nullptr); });
+  }
+
+  void deliverLivePhoto(const std::shared_ptr<const PHLivePhoto>& livePhoto,
+                        const std::optional<PHImageInfo>& info = {}, std::size_t index = 0) {
+    const auto handler = images.livePhotoRequests().at(index).handler;
+    onPlatformThread([&] { handler(livePhoto, info ? &*info : nullptr); });
+  }
+
+  /// Ends the writing of a resource: with its file, or with an error.
+  void finishWrite(const std::optional<NSError>& error = {}, std::size_t index = 0) {
+    const FakeAssetResourceManager::Write write = plugin.platform.resourceManager.writes.at(index);
+    if (!error) files.addFile(write.path, storedBytes);
+    onPlatformThread([&] { write.finish(error); });
+  }
+
+  /// Ends an export session; a completed one leaves its file.
+  void finishExport(AVAssetExportSessionStatus status, const std::optional<NSError>& error = {},
+                    std::size_t index = 0) {
+    const auto session = media.sessions.at(index);
+    if (status == AVAssetExportSessionStatus::completed) {
+      files.addFile(session->outputPath, storedBytes);
+    }
+    onPlatformThread([&] { session->finish(status, error); });
+  }
+
+  /// The host lets go of the plugin. The manager stays while a request's handler needs it.
+  void letGoOfThePlugin() {
+    const std::weak_ptr<ImageManager> manager = SwiftQuorvinPluginPeer::manager(plugin.plugin());
+    plugin.registrar.registrations.clear();
+    EXPECT_FALSE(manager.expired());
+  }
+
+  NSFileAttributes attributesOf(const std::string& path) const {
+    const auto file = files.file(path);
+    EXPECT_TRUE(file) << path;
+    return file ? file->attributes : NSFileAttributes{};
+  }
+
+  FakeImageManager& images = plugin.platform.imageManager;
+  FakeAssetResourceLister& resources = plugin.platform.resources;
+  FakeImageCodec& codec = plugin.platform.codec;
+  FakeMediaFramework& media = plugin.platform.media;
+  FakeFileManager& files = plugin.platform.files;
+  const NSError failure{"Domain", 42, "The disk is on fire."};
+  const ByteBuffer storedBytes{{1, 2, 3, 4, 5}};
+};
+
+}  // namespace quorvin

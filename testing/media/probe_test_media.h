@@ -1,0 +1,75 @@
+// Media for the tests of probing, made when they run.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/platform/foundation.h"
+#include "media_protocol/requests.h"
+#include "media_worker/metadata/metadata_file.h"
+
+namespace quorvin {
+
+using Bytes = std::vector<std::uint8_t>;
+using Tags = std::vector<std::pair<std::string, std::string>>;
+
+/// Probes the bytes as a file of this name.
+Result<MediaProbe> probeBytes(const Bytes& bytes, const std::string& name = "file");
+
+/// The probe of media that must be good; fails the test, and gives an empty one, when it is not.
+MediaProbe probed(const Bytes& bytes, const std::string& name = "file");
+
+/// The sentence with which the bytes are refused; empty when they are not.
+std::string refusal(const Bytes& bytes, const std::string& name = "file");
+
+Bytes concatenated(std::initializer_list<Bytes> parts);
+Bytes bytesOf(const std::string& text);
+Bytes firstBytes(const Bytes& bytes, std::size_t count);
+
+/// A picture with some content, saved by libvips: ".jpg", ".png", ".gif", ".webp", ".tif", with
+/// its options ("[interlace]").
+Bytes savedPicture(const std::string& format, int width = 48, int height = 32);
+
+/// The picture with these tags, by their Exiv2 keys ("Exif.Photo.LensModel", "Xmp.xmp.CreateDate").
+Bytes withTags(const Bytes& picture, const Tags& exif, const Tags& xmp = {});
+
+/// The picture with an XMP packet around these properties of one rdf:Description.
+Bytes withXmpPacket(const Bytes& picture, const std::string& description);
+
+/// The picture with this maker note.
+Bytes withMakerNote(const Bytes& picture, const Bytes& note);
+
+struct NoteEntry {
+  std::uint16_t tag;
+  std::uint16_t type;  ///< 2: text, 3: short, 9: signed long
+  std::string text;    ///< of a text
+  std::int32_t number = 0;
+};
+
+/// A maker note of the phones whose notes are read.
+Bytes makerNote(const std::vector<NoteEntry>& entries);
+
+struct HeicOptions {
+  int width = 64;
+  int height = 48;
+  int orientation = 1;  ///< written as turns of the file
+  Bytes exif;           ///< a TIFF block
+  std::string xmp;
+  bool thumbnail = false;
+};
+Bytes heicPicture(const HeicOptions& options = {});
+
+/// What the ffmpeg program makes of these arguments, ahead of a file name with the extension.
+/// Fails the test when it makes nothing.
+Bytes ffmpegOutput(const std::string& arguments, const std::string& extension);
+
+/// A second of moving test picture, 64 x 48, with `arguments` for the output.
+Bytes movie(const std::string& arguments, const std::string& extension);
+
+/// Nanoseconds since 1970 of a UTC date "YYYY-MM-DDThh:mm:ss[.fraction]Z".
+std::int64_t utc(const std::string& text);
+
+}  // namespace quorvin
