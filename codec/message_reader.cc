@@ -123,6 +123,7 @@ bool MessageReader::readByteBuffer(Value& value) {
 bool MessageReader::readList(Value& value) {
   std::size_t size = 0;
   if (!readSize(size) || !has(size) || nesting_ == kMaximumNesting) return false;
+  if (!afford(size, sizeof(Value))) return false;
   List list;
   list.reserve(size);
   owed_ += size;
@@ -139,6 +140,7 @@ bool MessageReader::readList(Value& value) {
 bool MessageReader::readMap(Value& value) {
   std::size_t size = 0;
   if (!readSize(size) || !has(2 * size) || nesting_ == kMaximumNesting) return false;
+  if (!afford(size, sizeof(Map::value_type))) return false;
   Map map;
   map.reserve(size);
   owed_ += 2 * size;
@@ -152,6 +154,12 @@ bool MessageReader::readMap(Value& value) {
   }
   --nesting_;
   value = std::move(map);
+  return true;
+}
+
+bool MessageReader::afford(std::size_t count, std::size_t each) {
+  if (count > affordable_ / each) return false;
+  affordable_ -= count * each;
   return true;
 }
 

@@ -16,8 +16,9 @@ namespace quorvin {
 std::vector<std::uint8_t> encodeMessage(const Value& value);
 
 /// The value, or none when the message is malformed: an unknown type, a size beyond the end, text
-/// that is not UTF-8, nesting beyond `MessageReader::kMaximumNesting`, or trailing bytes. The bytes
-/// may come from anywhere. Any thread.
+/// that is not UTF-8, nesting beyond `MessageReader::kMaximumNesting`, lists and maps beyond what a
+/// message of its size may cost in memory, or trailing bytes. The bytes may come from anywhere. Any
+/// thread.
 std::optional<Value> decodeMessage(std::span<const std::uint8_t> message);
 
 }  // namespace quorvin

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <string>
 
@@ -156,6 +157,42 @@ TEST(StandardMessageCodec, BoundsWhatNestedListsMayClaimTogether) {
   }
   message.resize(kSize);
   EXPECT_EQ(decodeMessage(message), std::nullopt);
+}
+
+/// A list of `count` nulls, as a message.
+Bytes nulls(std::uint32_t count) {
+  Bytes message{12, 255, 0, 0, 0, 0};
+  std::memcpy(message.data() + 2, &count, sizeof count);
+  message.resize(message.size() + count);
+  return message;
+}
+
+TEST(StandardMessageCodec, TakesALongListOfSmallValues) {
+  const auto value = decodeMessage(nulls(300'000));
+  ASSERT_TRUE(value);
+  EXPECT_EQ(value->as<List>()->size(), 300'000u);
+}
+
+TEST(StandardMessageCodec, RefusesAListThatTakesManyTimesItsMessage) {
+  const std::size_t most = MessageReader::kFreeCost / (sizeof(Value) - MessageReader::kCostPerByte);
+  EXPECT_TRUE(decodeMessage(nulls(static_cast<std::uint32_t>(most))));
+  EXPECT_FALSE(decodeMessage(nulls(static_cast<std::uint32_t>(most + 100))));
+  EXPECT_FALSE(decodeMessage(nulls(20'000'000)));
+}
+
+TEST(StandardMessageCodec, CountsWhatAllListsOfAMessageTakeTogether) {
+  Bytes message{12, 40};
+  const Bytes part = nulls(100'000);  // each alone is well within the bound
+  for (int i = 0; i < 40; ++i) message.insert(message.end(), part.begin(), part.end());
+  EXPECT_FALSE(decodeMessage(message));
+}
+
+TEST(StandardMessageCodec, RefusesAMapThatTakesManyTimesItsMessage) {
+  Bytes message = nulls(10'000'000);
+  message[0] = 13;
+  const std::uint32_t pairs = 5'000'000;
+  std::memcpy(message.data() + 2, &pairs, sizeof pairs);
+  EXPECT_FALSE(decodeMessage(message));
 }
 
 TEST(StandardMessageCodec, TakesTheDeepestNestingAndRefusesOneMore) {

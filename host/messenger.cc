@@ -20,7 +20,7 @@ void Messenger::setMessageHandlerOnChannel(const std::string& channel,
 void Messenger::send(std::string_view channel, std::span<const std::uint8_t> message,
                      ReplyReceiver receiver) {
   const auto found = handlers_.find(channel);
-  if (closed_ || found == handlers_.end()) {
+  if (closed_ || found == handlers_.end() || message.size() > kMaximumMessageSize) {
     receiver({});
     return;
   }

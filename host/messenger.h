@@ -1,6 +1,7 @@
 // Carries the application's messages to channel handlers, and their replies back.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -17,6 +18,9 @@ namespace quorvin {
 /// The application's end of one message: called once, with no bytes when there is no answer.
 using ReplyReceiver = std::function<void(std::span<const std::uint8_t> message)>;
 
+/// No larger message is handed to a channel. Calls carry identifiers and paths, never contents.
+inline constexpr std::size_t kMaximumMessageSize = std::size_t{64} << 20;
+
 /// Every message is answered exactly once: by the channel's handler, of whose replies the first
 /// counts, or with no bytes by the messenger itself. Platform thread; a handler's reply may be
 /// destroyed on any thread. Receivers and handlers may send further messages.
@@ -30,7 +34,8 @@ class Messenger final : public FlutterBinaryMessenger {
   void setMessageHandlerOnChannel(const std::string& channel,
                                   FlutterBinaryMessageHandler handler) override;
 
-  /// Calls the channel's handler before it returns. `message` need not outlive the call.
+  /// Calls the channel's handler before it returns; one that is too large is answered with no bytes
+  /// in its place. `message` need not outlive the call.
   void send(std::string_view channel, std::span<const std::uint8_t> message,
             ReplyReceiver receiver);
 

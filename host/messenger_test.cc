@@ -55,6 +55,21 @@ TEST(Messenger, AnswersAnUnknownChannelWithNoBytes) {
   EXPECT_TRUE(handler.messages.empty());
 }
 
+TEST(Messenger, AnswersAMessageThatIsTooLargeWithNoBytes) {
+  Replies replies;
+  Handler handler;
+  Messenger messenger;
+  messenger.setMessageHandlerOnChannel("channel", handler.function());
+  Bytes message(kMaximumMessageSize);
+  messenger.send("channel", message, replies.receiver());
+  ASSERT_EQ(handler.messages.size(), 1u);
+  EXPECT_TRUE(replies.all.empty());
+  message.push_back(0);
+  messenger.send("channel", message, replies.receiver());
+  EXPECT_EQ(handler.messages.size(), 1u);
+  EXPECT_EQ(replies.all, std::vector<Bytes>{Bytes{}});
+}
+
 TEST(Messenger, LetsTheFirstReplyThroughAndDropsTheSecond) {
   Messenger messenger;
   Handler handler;

@@ -70,8 +70,8 @@ typedef struct QuorvinOptions {
 
 /* Receives the reply to one message: success or error in the standard method codec. Size 0 (and
  * `message` NULL) means that nobody implements the method, that there is no such channel, that the
- * message was no well-formed call, or that the engine ended before an answer came. `message` is
- * valid until the callback returns. */
+ * message was no well-formed call or was larger than 64 MiB, or that the engine ended before an
+ * answer came. `message` is valid until the callback returns. */
 typedef void (*QuorvinReplyCallback)(const uint8_t* message, size_t size, void* user_data);
 
 /* The version of this interface: 1. Programs made for it work with every library that says 1. */
