@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "core/platform/foundation.h"
 #include "platform_linux/dispatch/background_thread.h"
 #include "platform_linux/dispatch/work_item.h"
 
@@ -18,10 +17,18 @@ constexpr std::chrono::milliseconds kStall{5};
 BackgroundQueue::BackgroundQueue(std::chrono::milliseconds idleTime)
     : idleTime_(idleTime),
       processors_(std::max(std::thread::hardware_concurrency(), 1u)),
-      threadLimit_(std::max(processors_, kThreadLimit)) {}
+      threadLimit_(std::max(processors_, kThreadLimit)) {
+  NSLockHolder hold(lock_);
+  startWorker();
+}
 
 BackgroundQueue::~BackgroundQueue() {
   shutDown();
+}
+
+bool BackgroundQueue::hasThread() {
+  NSLockHolder hold(lock_);
+  return !workers_.empty();
 }
 
 void BackgroundQueue::async(std::function<void()> work) {
@@ -71,13 +78,10 @@ void BackgroundQueue::shutDown() {
 bool BackgroundQueue::startWorker() {
   auto worker = std::make_shared<Worker>();
   worker->thread = startThread("quorvin-work", [this, worker] { work(worker); });
-  if (worker->thread.joinable()) {
-    workers_.push_back(std::move(worker));
-    return true;
-  }
-  // The threads that there are will see to the work.
-  if (workers_.empty()) fatalError("No thread can be started for background work");
-  return false;
+  // Without another thread those that there are see to the work.
+  if (!worker->thread.joinable()) return false;
+  workers_.push_back(std::move(worker));
+  return true;
 }
 
 void BackgroundQueue::work(const std::shared_ptr<Worker>& worker) {
@@ -106,13 +110,15 @@ void BackgroundQueue::runFirst() {
   lock_.lock();
 }
 
-/// False when none came in time.
+/// False when none came in time. The last thread waits as long as it takes.
 bool BackgroundQueue::waitForWork(const std::shared_ptr<Worker>& worker) {
   const auto deadline = std::chrono::steady_clock::now() + idleTime_;
   worker->woken = false;
   idle_.push_back(worker);
   while (!worker->woken) {
-    if (!worker->wake.waitUntil(lock_, deadline) && !worker->woken) {
+    if (workers_.size() == 1) {
+      worker->wake.wait(lock_);
+    } else if (!worker->wake.waitUntil(lock_, deadline) && !worker->woken && workers_.size() > 1) {
       std::erase(idle_, worker);
       return false;
     }

@@ -19,13 +19,14 @@ namespace quorvin {
 /// A concurrent queue. Items begin in order of submission, run at the same time on threads of
 /// lowest priority, and finish in any order.
 ///
-/// Threads are started as work needs them, up to one a processor. When work waits and threads are
-/// blocked, so that processors would idle, the pool grows further: items that wait for one another
-/// do not bring it to a halt, up to `kThreadLimit` of them. A thread ends when it had nothing to
-/// do for a while.
+/// One thread is there from the start, so that work is done also when the system has no more to
+/// give. Others are started as work needs them, up to one a processor. When work waits and threads
+/// are blocked, so that processors would idle, the pool grows further: items that wait for one
+/// another do not bring it to a halt, up to `kThreadLimit` of them. All threads but one end when
+/// they had nothing to do for a while.
 ///
-/// An item must not throw: an exception that leaves it ends the process. Any thread may call any
-/// member, but an item must not call `shutDown` or destroy the queue.
+/// What an exception does that leaves an item, `runWorkItem` says. Any thread may call any member,
+/// but an item must not call `shutDown` or destroy the queue.
 class BackgroundQueue final : public DispatchQueue {
  public:
   static constexpr std::size_t kThreadLimit = 64;
@@ -34,6 +35,9 @@ class BackgroundQueue final : public DispatchQueue {
   /// Threads idle for `idleTime` end.
   explicit BackgroundQueue(std::chrono::milliseconds idleTime = kIdleTime);
   ~BackgroundQueue() override;
+
+  /// False when the system gave no thread to begin with: items may then wait for ever.
+  bool hasThread();
 
   /// Drops the item when the queue is shut down.
   void async(std::function<void()> work) override;

@@ -10,21 +10,24 @@
 #include <cstddef>
 #include <latch>
 #include <memory>
+#include <new>
+#include <semaphore>
 #include <set>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
 #include "platform_linux/dispatch/background_thread.h"
+#include "testing/platform/no_more_threads.h"
 
 namespace quorvin {
 namespace {
 
-/// Counts down when its thread ends.
+/// Tells when its thread ends.
 struct ThreadEnd {
-  std::latch* ended = nullptr;
+  std::shared_ptr<std::counting_semaphore<>> ended;
   ~ThreadEnd() {
-    if (ended) ended->count_down();
+    if (ended) ended->release();
   }
 };
 thread_local ThreadEnd threadEnd;
@@ -127,19 +130,16 @@ TEST(BackgroundQueue, DoesNotGrowWhileItsThreadsAreBusy) {
 }
 
 TEST(BackgroundQueue, AThreadEndsWhenItIsIdleForLong) {
-  std::latch ended(1);
+  const auto ended = std::make_shared<std::counting_semaphore<>>(0);
+  std::latch bothRun(2);
   BackgroundQueue queue(std::chrono::milliseconds(1));
-  queue.async([&ended] { threadEnd.ended = &ended; });
-  ended.wait();
-}
-
-TEST(BackgroundQueue, RunsWhatComesAfterAllThreadsEnded) {
-  BackgroundQueue queue(std::chrono::milliseconds(0));
-  for (int i = 0; i < 200; ++i) {
-    std::latch done(1);
-    queue.async([&done] { done.count_down(); });
-    done.wait();
+  for (int i = 0; i < 2; ++i) {
+    queue.async([&bothRun, ended] {
+      threadEnd.ended = ended;
+      bothRun.arrive_and_wait();
+    });
   }
+  ended->acquire();
 }
 
 TEST(BackgroundQueue, ShuttingDownWaitsForTheItemsThatRun) {
@@ -157,6 +157,46 @@ TEST(BackgroundQueue, ShuttingDownWaitsForTheItemsThatRun) {
   queue.shutDown();
   EXPECT_TRUE(finished);
   releaser.join();
+}
+
+TEST(BackgroundQueue, KeepsOneThreadHoweverLongItIsIdle) {
+  BackgroundQueue queue(std::chrono::milliseconds(0));
+  EXPECT_TRUE(queue.hasThread());
+  const NoMoreThreads none;  // one that ended could not be replaced
+  for (int i = 0; i < 200; ++i) {
+    std::latch done(1);
+    queue.async([&done] { done.count_down(); });
+    done.wait();
+  }
+}
+
+TEST(BackgroundQueue, RunsEverythingOnOneThreadWhenTheSystemHasNoMore) {
+  BackgroundQueue queue;
+  std::set<std::thread::id> threads;  // no two items at once, or the race shows
+  std::latch done(20);
+  std::latch begin(1);
+  const NoMoreThreads none;
+  queue.async([&begin] { begin.wait(); });
+  for (int i = 0; i < 20; ++i) {
+    queue.async([&threads, &done] {
+      threads.insert(std::this_thread::get_id());
+      done.count_down();
+    });
+  }
+  begin.count_down();
+  done.wait();
+  EXPECT_EQ(threads.size(), 1u);
+}
+
+TEST(BackgroundQueue, GoesOnAfterAnItemForWhichMemoryRanOut) {
+  BackgroundQueue queue;
+  const auto held = std::make_shared<int>();
+  std::latch done(1);
+  queue.async([held] { throw std::bad_alloc(); });
+  queue.async([&done] { done.count_down(); });
+  done.wait();
+  queue.shutDown();
+  EXPECT_EQ(held.use_count(), 1);
 }
 
 TEST(BackgroundQueue, ShuttingDownDropsWhatWaitsAndWhatComesLater) {

@@ -17,7 +17,12 @@ Result<std::unique_ptr<LinuxDispatch>> LinuxDispatch::create() {
         LibraryErrorCode::internal,
         std::string("The main queue has no event descriptor: ") + strerrordesc_np(errno) + ".");
   }
-  return std::unique_ptr<LinuxDispatch>(new LinuxDispatch(std::move(event)));
+  std::unique_ptr<LinuxDispatch> dispatch(new LinuxDispatch(std::move(event)));
+  if (!dispatch->backgroundQueue_.hasThread()) {
+    return libraryError(LibraryErrorCode::internal,
+                        "The system has no thread to give for background work.");
+  }
+  return dispatch;
 }
 
 }  // namespace quorvin

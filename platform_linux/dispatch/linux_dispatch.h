@@ -16,7 +16,7 @@ namespace quorvin {
 /// `mainQueue().close()`; destruction does both.
 class LinuxDispatch final : public Dispatch {
  public:
-  /// Fails when the process has no file descriptor left.
+  /// Fails when the process has no file descriptor or no thread left.
   static Result<std::unique_ptr<LinuxDispatch>> create();
 
   MainQueue& mainQueue() override { return mainQueue_; }

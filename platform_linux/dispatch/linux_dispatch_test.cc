@@ -6,6 +6,7 @@
 #include <latch>
 
 #include "testing/contracts/dispatch_contract.h"
+#include "testing/platform/no_more_threads.h"
 
 namespace quorvin {
 namespace {
@@ -49,6 +50,14 @@ TEST(LinuxDispatch, GoesAwayWithWorkInBothQueues) {
     });
   }
   dispatch.reset();
+}
+
+TEST(LinuxDispatch, FailsWithAReasonWhenTheSystemHasNoThreadToGive) {
+  const NoMoreThreads none;
+  const auto dispatch = LinuxDispatch::create();
+  ASSERT_FALSE(dispatch);
+  EXPECT_NE(dispatch.error().localizedDescription.find("no thread"), std::string::npos)
+      << dispatch.error().localizedDescription;
 }
 
 TEST(LinuxDispatch, FailsWithAReasonWhenTheProcessHasNoDescriptorLeft) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform_linux/dispatch/background_thread.h"
+#include "platform_linux/dispatch/work_item.h"
 
 namespace quorvin {
 
@@ -44,7 +45,7 @@ void WorkThreads::shutDown() {
 }
 
 void WorkThreads::serve() {
-  while (const std::function<void()> item = next()) item();
+  while (std::function<void()> item = next()) runWorkItem(item);
 }
 
 std::function<void()> WorkThreads::next() {

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <latch>
 #include <memory>
+#include <new>
 
 namespace quorvin {
 namespace {
@@ -45,6 +46,15 @@ TEST(WorkThreads, RunsWhatWaitsBeforeItIsShutDownAndNothingAfterwards) {
   EXPECT_FALSE(threads.add([&ran] { ++ran; }));
   threads.shutDown();
   EXPECT_EQ(ran, 10);
+}
+
+TEST(WorkThreads, GoesOnAfterAnItemForWhichMemoryRanOut) {
+  std::atomic<int> ran = 0;
+  WorkThreads threads("test", 1);
+  threads.add([] { throw std::bad_alloc(); });
+  threads.add([&ran] { ++ran; });
+  threads.shutDown();
+  EXPECT_EQ(ran, 1);
 }
 
 TEST(WorkThreads, LetsGoOfAnItemBeforeItIsShutDown) {
