@@ -1,5 +1,6 @@
 #include "media_worker/libraries.h"
 
+#include <libheif/heif.h>
 #include <malloc.h>
 #include <vips/vips.h>
 
@@ -37,6 +38,9 @@ void startLibraries() {
   vips_cache_set_max(0);
   av_log_set_level(AV_LOG_QUIET);
   initializeMetadata();
+  // From 1.16 on libheif's decoders may be plug-ins in a folder of its own, loaded by this alone.
+  // Ours comes after them, and goes before them.
+  heif_init(nullptr);
   registerHevcDecoder();
 }
 

@@ -5,7 +5,7 @@ add_library(quorvin_media_probe STATIC
   metadata/metadata_creation_date.cc
   metadata/metadata_dates.cc
   metadata/metadata_file.cc
-  metadata/metadata_io.cc
+  metadata/exiv2_file.cc
   metadata/metadata_maker_note.cc
   metadata/metadata_movie.cc
   probe/probe.cc

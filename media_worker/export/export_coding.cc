@@ -13,6 +13,7 @@ extern "C" {
 #include "media_protocol/wire.h"
 #include "media_worker/export/export_track.h"
 #include "media_worker/export/stream_copy.h"
+#include "media_worker/reading/ffmpeg_versions.h"
 
 namespace quorvin {
 
@@ -112,7 +113,7 @@ ExportEncoder::ExportEncoder(CodecContextPtr context, AVStream& stream, MovieOut
 
 Failure ExportEncoder::encode(const AVFrame* frame) {
   if (!packet_) return outOfMemory();
-  if (frame != nullptr && frame->pkt_duration > 0) durations_[frame->pts] = frame->pkt_duration;
+  if (frame != nullptr && durationOf(*frame) > 0) durations_[frame->pts] = durationOf(*frame);
   if (avcodec_send_frame(context_.get(), frame) < 0) {
     return workerError(LibraryErrorCode::internal, "The video cannot be encoded.");
   }

@@ -14,6 +14,7 @@ extern "C" {
 #include "media_worker/export/export_coding.h"
 #include "media_worker/export/export_picture_filter.h"
 #include "media_worker/export/export_track.h"
+#include "media_worker/reading/ffmpeg_versions.h"
 #include "media_worker/reading/movie_input.h"
 
 namespace quorvin {
@@ -121,7 +122,7 @@ class PictureTrack final : public ExportTrack {
   Failure hold(AVFrame& frame) {
     std::int64_t time = frame.best_effort_timestamp;
     if (time == AV_NOPTS_VALUE) time = usualEnd_;
-    usualEnd_ = time + (frame.pkt_duration > 0 ? frame.pkt_duration : usualDuration_);
+    usualEnd_ = time + (durationOf(frame) > 0 ? durationOf(frame) : usualDuration_);
     Failure failure = showHeld(time);
     held_.reset(av_frame_clone(&frame));
     if (!held_) return outOfMemory();
@@ -146,7 +147,7 @@ class PictureTrack final : public ExportTrack {
     any_ = true;
     lastShown_ = begin;
     frame.pts = begin;
-    frame.pkt_duration = std::max<std::int64_t>(end - begin, 1);
+    durationOf(frame) = std::max<std::int64_t>(end - begin, 1);
     frame.pict_type = AV_PICTURE_TYPE_NONE;
     return filter_.filter(&frame, [this](AVFrame& each) { return encoder_.encode(&each); });
   }

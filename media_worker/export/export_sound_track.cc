@@ -15,6 +15,7 @@ extern "C" {
 #include "media_worker/export/export_filter.h"
 #include "media_worker/export/export_sound_speed.h"
 #include "media_worker/export/export_track.h"
+#include "media_worker/reading/ffmpeg_versions.h"
 
 namespace quorvin {
 
@@ -100,9 +101,9 @@ class SoundTrack final : public ExportTrack {
   }
 
   void cutTheEnd() {
-    if (!held_ || held_->pkt_duration <= 0) return;
+    if (!held_ || durationOf(*held_) <= 0) return;
     const std::int64_t heard =
-        av_rescale_q(held_->pkt_duration, source_.time_base, {1, held_->sample_rate});
+        av_rescale_q(durationOf(*held_), source_.time_base, {1, held_->sample_rate});
     if (heard > 0 && heard < held_->nb_samples) held_->nb_samples = static_cast<int>(heard);
   }
 

@@ -39,7 +39,7 @@ bool isRunOut(int error) {
 }
 
 AVIOContext* newIo(void* opaque, int (*read)(void*, std::uint8_t*, int),
-                   int (*write)(void*, std::uint8_t*, int),
+                   int (*write)(void*, WrittenBytes, int),
                    std::int64_t (*seek)(void*, std::int64_t, int)) {
   auto* buffer = static_cast<unsigned char*>(av_malloc(kBlockSize));
   if (buffer == nullptr) return nullptr;
@@ -163,7 +163,7 @@ std::optional<NSError> MovieOutput::end() {
   return code < 0 || writeError_ != 0 ? std::optional(failure(code)) : std::nullopt;
 }
 
-int MovieOutput::writeBytes(void* self, std::uint8_t* bytes, int size) {
+int MovieOutput::writeBytes(void* self, WrittenBytes bytes, int size) {
   auto& output = *static_cast<MovieOutput*>(self);
   output.progress_();
   for (int done = 0; done < size;) {

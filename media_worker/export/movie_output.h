@@ -8,6 +8,7 @@
 
 #include "core/platform/foundation.h"
 #include "media_protocol/requests.h"
+#include "media_worker/reading/ffmpeg_versions.h"
 
 struct AVDictionary;
 struct AVFormatContext;
@@ -45,7 +46,7 @@ class MovieOutput {
   MovieOutput(int descriptor, std::function<void()> progress)
       : descriptor_(descriptor), progress_(std::move(progress)) {}
 
-  static int writeBytes(void* self, std::uint8_t* bytes, int size);
+  static int writeBytes(void* self, WrittenBytes bytes, int size);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);
   static int openToRead(AVFormatContext* context, AVIOContext** io, const char* url, int flags,
                         AVDictionary** options);

@@ -6,9 +6,8 @@ extern "C" {
 #include <libavutil/mem.h>
 }
 
-#include <algorithm>
-
 #include "media_worker/export/movie_output.h"
+#include "media_worker/reading/ffmpeg_versions.h"
 
 namespace quorvin {
 
@@ -18,14 +17,6 @@ namespace {
 bool beginsWith(AVFormatContext& movie, AVIOContext& io) {
   movie.pb = &io;
   return avformat_init_output(&movie, nullptr) >= 0;
-}
-
-void copySideData(const AVStream& source, AVStream& copy) {
-  for (int i = 0; i < source.nb_side_data; ++i) {
-    const AVPacketSideData& each = source.side_data[i];
-    std::uint8_t* data = av_stream_new_side_data(&copy, each.type, each.size);
-    if (data != nullptr) std::copy_n(each.data, each.size, data);
-  }
 }
 
 /// The four letters that name the codec in the container; 0 leaves the choice to the muxer.

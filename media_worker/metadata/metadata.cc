@@ -9,14 +9,13 @@
 namespace quorvin {
 namespace {
 
-constexpr long kLargestMakerNote = 1 << 20;
+constexpr std::size_t kLargestMakerNote = 1 << 20;
 
 MakerNote makerNote(const FileMetadata& file) {
   const auto found = file.exif.findKey(Exiv2::ExifKey("Exif.Photo.MakerNote"));
-  if (found == file.exif.end() || found->size() <= 0 || found->size() > kLargestMakerNote) {
-    return {};
-  }
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(found->size()));
+  const auto size = found == file.exif.end() ? 0 : static_cast<std::size_t>(found->size());
+  if (size == 0 || size > kLargestMakerNote) return {};
+  std::vector<std::uint8_t> bytes(size);
   found->copy(bytes.data(), Exiv2::bigEndian);
   return parseMakerNote(bytes);
 }

@@ -1,8 +1,7 @@
 #include "media_worker/metadata/metadata_file.h"
 
-#include <memory>
-
-#include "media_worker/metadata/metadata_io.h"
+#include "media_worker/metadata/exiv2_file.h"
+#include "media_worker/metadata/exiv2_versions.h"
 
 namespace quorvin {
 namespace {
@@ -22,15 +21,6 @@ constexpr std::pair<const char*, const char*> kNamespaces[] = {
     {"http://ns.google.com/photos/1.0/depthmap/", "GDepth"},
     {"http://ns.adobe.com/hdr-gain-map/1.0/", "hdrgm"},
 };
-
-// The library's interface still hands out the old standard smart pointer.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-std::unique_ptr<Exiv2::Image> open(const InputFile& file, int fd) {
-  Exiv2::BasicIo::AutoPtr io(new MetadataIo(file, fd));
-  return std::unique_ptr<Exiv2::Image>(Exiv2::ImageFactory::open(io).release());
-}
-#pragma GCC diagnostic pop
 
 }  // namespace
 
@@ -62,8 +52,7 @@ void addXmp(const std::string& packet, FileMetadata& metadata) {
 FileMetadata readMetadata(const InputFile& file, int fd) {
   FileMetadata metadata;
   try {
-    const auto image = open(file, fd);
-    if (!image) return metadata;
+    const auto image = openWithExiv2(file, fd);
     try {
       image->readMetadata();
     } catch (const std::exception&) {
@@ -93,8 +82,8 @@ std::optional<std::int64_t> FileMetadata::exifInteger(const std::string& key) co
   try {
     const auto found = exif.findKey(Exiv2::ExifKey(key));
     if (found == exif.end() || found->count() == 0) return std::nullopt;
-    const long value = found->toLong();
-    return found->value().ok() ? std::optional<std::int64_t>(value) : std::nullopt;
+    const std::int64_t value = integerOf(*found);
+    return found->value().ok() ? std::optional(value) : std::nullopt;
   } catch (const std::exception&) {
     return std::nullopt;
   }

@@ -12,6 +12,7 @@ extern "C" {
 #include <utility>
 
 #include "media_protocol/wire.h"
+#include "media_worker/reading/ffmpeg_versions.h"
 
 namespace quorvin {
 
@@ -111,7 +112,7 @@ DisplayGeometry displayGeometry(const AVStream& stream) {
     geometry.width = std::llround(static_cast<double>(geometry.width) * av_q2d(aspect));
   }
   if (geometry.width <= 0 || geometry.height <= 0) return {};
-  const std::uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+  const std::uint8_t* matrix = sideDataOf(stream, AV_PKT_DATA_DISPLAYMATRIX);
   if (matrix != nullptr) {
     geometry.orientation = orientationOf(reinterpret_cast<const std::int32_t*>(matrix));
   }

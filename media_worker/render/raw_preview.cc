@@ -1,12 +1,12 @@
 #include <cmath>
 #include <exiv2/exiv2.hpp>
-#include <memory>
 #include <optional>
 #include <span>
 
 #include "media_protocol/sealed_memory.h"
 #include "media_protocol/wire.h"
-#include "media_worker/metadata/metadata_io.h"
+#include "media_worker/metadata/exiv2_file.h"
+#include "media_worker/metadata/exiv2_versions.h"
 #include "media_worker/render/loaded_image.h"
 
 namespace quorvin {
@@ -22,9 +22,14 @@ bool isJpeg(const Exiv2::PreviewProperties& preview) {
   return preview.mimeType_ == "image/jpeg";
 }
 
-bool hasAspectOf(const Exiv2::PreviewProperties& preview, const Exiv2::PreviewProperties& largest) {
-  const double width = static_cast<double>(largest.width_) * preview.height_ / largest.height_;
-  return std::abs(width - preview.width_) < 2;
+PixelSize sizeOf(const Exiv2::PreviewProperties& preview) {
+  return {static_cast<std::int64_t>(preview.width_), static_cast<std::int64_t>(preview.height_)};
+}
+
+bool hasAspectOf(PixelSize preview, PixelSize largest) {
+  const double width = static_cast<double>(largest.width) * static_cast<double>(preview.height) /
+                       static_cast<double>(largest.height);
+  return std::abs(width - static_cast<double>(preview.width)) < 2;
 }
 
 /// The smallest preview with the pixels that the request needs of the largest; they come in the
@@ -36,32 +41,24 @@ std::optional<Exiv2::PreviewProperties> choose(std::span<const Exiv2::PreviewPro
     if (isJpeg(preview) && preview.width_ > 0 && preview.height_ > 0) largest = &preview;
   }
   if (largest == nullptr) return std::nullopt;
-  const PixelSize full{largest->width_, largest->height_};
+  const PixelSize full = sizeOf(*largest);
   const bool turned = orientation >= 5;
   const auto target = targetSize(request, turned ? full.turned() : full);
   if (!target) return *largest;
   const PixelSize needed = turned ? target->scaled.turned() : target->scaled;
   for (const auto& preview : previews) {
-    if (isJpeg(preview) && preview.width_ >= needed.width && preview.height_ >= needed.height &&
-        hasAspectOf(preview, *largest)) {
+    const PixelSize size = sizeOf(preview);
+    if (isJpeg(preview) && size.width >= needed.width && size.height >= needed.height &&
+        hasAspectOf(size, full)) {
       return preview;
     }
   }
   return *largest;
 }
 
-// The library's interface still hands out the old standard smart pointer.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-std::unique_ptr<Exiv2::Image> openMetadata(const InputFile& file, int fd) {
-  Exiv2::BasicIo::AutoPtr io(new MetadataIo(file, fd));
-  return std::unique_ptr<Exiv2::Image>(Exiv2::ImageFactory::open(io).release());
-}
-#pragma GCC diagnostic pop
-
 int orientationOf(const Exiv2::ExifData& exif) {
   const auto found = Exiv2::orientation(exif);
-  const long value = found == exif.end() || found->count() == 0 ? 1 : found->toLong();
+  const std::int64_t value = found == exif.end() || found->count() == 0 ? 1 : integerOf(*found);
   return value >= 1 && value <= 8 ? static_cast<int>(value) : 1;
 }
 
@@ -79,7 +76,7 @@ Result<LoadedImage> loadRawPreview(const InputFile& file, int fd, const RenderRe
   FileDescriptor memory;
   int orientation = 1;
   try {
-    const auto image = openMetadata(file, fd);
+    const auto image = openWithExiv2(file, fd);
     image->readMetadata();
     orientation = orientationOf(image->exifData());
     const Exiv2::PreviewManager manager(*image);

@@ -11,6 +11,7 @@ extern "C" {
 #include <cstring>
 #include <memory>
 
+#include "media_worker/reading/ffmpeg_versions.h"
 #include "media_worker/reading/frame_image.h"
 #include "testing/media/test_media.h"
 
@@ -44,12 +45,14 @@ class Film {
   AVCodecContext& encoder() { return *encoder_; }
   AVStream& stream() { return *stream_; }
 
-  void begin() {
+  /// The encoder and the stream are then described; the stream may be told more.
+  void open() {
     EXPECT_GE(avcodec_open2(encoder_.get(), nullptr, nullptr), 0);
     stream_->time_base = encoder_->time_base;
     EXPECT_GE(avcodec_parameters_from_context(stream_->codecpar, encoder_.get()), 0);
-    EXPECT_GE(avformat_write_header(format_, nullptr), 0);
   }
+
+  void begin() { EXPECT_GE(avformat_write_header(format_, nullptr), 0); }
 
   void add(const AVFrame* frame) {
     EXPECT_GE(avcodec_send_frame(encoder_.get(), frame), 0);
@@ -70,7 +73,7 @@ class Film {
   }
 
  private:
-  static int write(void* self, std::uint8_t* data, int size) {
+  static int write(void* self, WrittenBytes data, int size) {
     auto& film = *static_cast<Film*>(self);
     EXPECT_EQ(::pwrite(film.file_.get(), data, static_cast<std::size_t>(size), film.position_),
               size);
@@ -123,6 +126,7 @@ Bytes video(const std::vector<Picture>& frames, const VideoOptions& options) {
   film.encoder().global_quality = 2 * FF_QP2LAMBDA;
   film.encoder().sample_aspect_ratio = {options.aspectWidth, options.aspectHeight};
   film.stream().sample_aspect_ratio = film.encoder().sample_aspect_ratio;
+  film.open();
   if (options.orientation != 1) {
     // Rows: where the stored x and y axes point, by orientation.
     constexpr std::array<std::array<int, 4>, 8> kTurns{{{1, 0, 0, 1},
@@ -134,11 +138,10 @@ Bytes video(const std::vector<Picture>& frames, const VideoOptions& options) {
                                                         {0, -1, -1, 0},
                                                         {0, -1, 1, 0}}};
     const auto& turn = kTurns.at(static_cast<std::size_t>(options.orientation - 1));
-    auto* matrix = reinterpret_cast<std::int32_t*>(av_stream_new_side_data(
-        &film.stream(), AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t)));
     const std::int32_t whole[9] = {
         turn[0] << 16, turn[1] << 16, 0, turn[2] << 16, turn[3] << 16, 0, 0, 0, 1 << 30};
-    std::memcpy(matrix, whole, sizeof(whole));
+    std::memcpy(newSideData(film.stream(), AV_PKT_DATA_DISPLAYMATRIX, sizeof whole), whole,
+                sizeof whole);
   }
   film.begin();
   std::int64_t time = 0;
@@ -152,6 +155,7 @@ Bytes sound() {
   film.encoder().sample_fmt = AV_SAMPLE_FMT_S16;
   film.encoder().time_base = {1, 8000};
   av_channel_layout_default(&film.encoder().ch_layout, 1);
+  film.open();
   film.begin();
   FramePtr frame(av_frame_alloc());
   frame->format = AV_SAMPLE_FMT_S16;
