@@ -6,7 +6,7 @@
 #include "core/manager/arguments.h"
 #include "core/manager/errors.h"
 #include "core/manager/image_manager.h"
-#include "core/platform/library_changes.h"
+#include "core/platform/changes.h"
 
 namespace quorvin {
 

@@ -8,8 +8,8 @@
 #include "core/manager/arguments.h"
 #include "core/manager/errors.h"
 #include "core/manager/image_manager.h"
+#include "core/platform/changes.h"
 #include "core/platform/dispatch.h"
-#include "core/platform/library_changes.h"
 #include "core/queries/asset_record.h"
 
 namespace quorvin {

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "core/platform/changes.h"
 #include "core/platform/host.h"
-#include "core/platform/image_manager.h"
-#include "core/platform/library_changes.h"
+#include "core/platform/images.h"
 #include "core/platform/lock.h"
 #include "core/platform/photo_library.h"
 #include "core/platform/platform.h"

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "core/platform/foundation.h"
-#include "core/platform/image_manager.h"
+#include "core/platform/images.h"
 #include "core/platform/lock.h"
 
 namespace quorvin {

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <memory>
 
-#include "core/platform/image_manager.h"
+#include "core/platform/images.h"
 #include "platform_linux/images/image_requests.h"
 #include "platform_linux/library/fetch/asset_files.h"
 #include "platform_linux/media/media_service.h"

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "core/platform/foundation.h"
-#include "core/platform/image_manager.h"
+#include "core/platform/images.h"
 #include "core/platform/value.h"
 #include "platform_linux/library/fetch/asset_files.h"
 #include "posix/file_descriptor.h"

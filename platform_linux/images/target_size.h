@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "core/platform/foundation.h"
-#include "core/platform/image_manager.h"
+#include "core/platform/images.h"
 
 namespace quorvin {
 

@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-#include "core/platform/image_manager.h"
+#include "core/platform/images.h"
 #include "testing/fakes/event_log.h"
 
 namespace quorvin {

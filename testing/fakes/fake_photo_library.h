@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/library_changes.h"
+#include "core/platform/changes.h"
 #include "core/platform/photo_library.h"
 #include "testing/fakes/event_log.h"
 #include "testing/fakes/fake_dispatch.h"

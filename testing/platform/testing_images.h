@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/platform/image_manager.h"
+#include "core/platform/images.h"
 #include "media_protocol/sealed_memory.h"
 #include "media_protocol/wire.h"
 #include "platform_linux/errors/errors.h"

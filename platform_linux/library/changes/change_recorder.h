@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "core/platform/library_changes.h"
+#include "core/platform/changes.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/media/media_service.h"
 

@@ -7,8 +7,8 @@
 #include <optional>
 #include <stop_token>
 
+#include "core/platform/changes.h"
 #include "core/platform/dispatch.h"
-#include "core/platform/library_changes.h"
 #include "platform_linux/dispatch/work_threads.h"
 #include "platform_linux/library/changes/change_applier.h"
 #include "platform_linux/library/changes/deletion_prompt.h"

@@ -1,4 +1,4 @@
-#include "core/platform/image_manager.h"
+#include "core/platform/images.h"
 
 #include <gtest/gtest.h>
 
