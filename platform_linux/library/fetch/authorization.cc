@@ -21,10 +21,19 @@ PHAuthorizationStatus Authorization::status(const Overview& overview) {
   return own_.value_or(overview.status);
 }
 
-void Authorization::request(std::function<void(PHAuthorizationStatus)> handler) {
+void Authorization::request(Handler handler) {
   if (mainQueue_ == nullptr) fatalError("Authorization is requested without a main queue");
   mainQueue_->async(
-      [self = shared_from_this(), handler = std::move(handler)] { handler(self->decide()); });
+      [self = shared_from_this(), handler = std::move(handler)] { self->answer(handler); });
+}
+
+void Authorization::answer(Handler handler) {
+  waiting_.push_back(std::move(handler));
+  if (isAsking_) return;
+  isAsking_ = true;
+  const PHAuthorizationStatus status = decide();
+  isAsking_ = false;
+  for (const Handler& each : std::exchange(waiting_, {})) each(status);
 }
 
 PHAuthorizationStatus Authorization::decide() {

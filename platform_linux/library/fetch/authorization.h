@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "core/platform/dispatch.h"
 #include "core/platform/lock.h"
@@ -23,15 +24,23 @@ class Authorization : public std::enable_shared_from_this<Authorization> {
   /// The same, without a look at the catalogue.
   PHAuthorizationStatus status(const Overview& overview);
 
-  void request(std::function<void(PHAuthorizationStatus)> handler);
+  using Handler = std::function<void(PHAuthorizationStatus)>;
+  /// Calls the handler on the main queue, after the user was asked where nothing was decided yet.
+  /// While somebody is being asked, further requests wait for that answer: a question that runs the
+  /// main queue is not asked again inside itself.
+  void request(Handler handler);
 
  private:
+  /// On the main queue.
+  void answer(Handler handler);
   /// On the main queue: asks when nothing was decided yet, and keeps the answer.
   PHAuthorizationStatus decide();
 
   const std::shared_ptr<Catalogue> catalogue_;
   const std::function<std::optional<PHAuthorizationStatus>()> prompt_;
   DispatchQueue* const mainQueue_;
+  bool isAsking_ = false;         ///< on the main queue
+  std::vector<Handler> waiting_;  ///< for the answer; on the main queue
   NSLock lock_;
   std::optional<PHAuthorizationStatus> own_ QUORVIN_GUARDED_BY(lock_);
 };

@@ -104,6 +104,42 @@ TEST(Authorization, AnswersTwoRequestsWithOnePrompt) {
   EXPECT_EQ(test.asked, 1);
 }
 
+TEST(Authorization, AsksOneQuestionAtATimeWhenThePromptRunsTheQueue) {
+  Fixture test;
+  std::vector<int> told;
+  std::unique_ptr<Library> library;
+  const auto request = [&](int number) {
+    library->requestAuthorization([&told, number](Status status) {
+      EXPECT_EQ(status, Status::authorized);
+      told.push_back(number);
+    });
+  };
+  library = *Library::open({.path = test.folder / "library",
+                            .authorization = {},
+                            .prompt = [&]() -> std::optional<Status> {
+                              EXPECT_EQ(++test.asked, 1);
+                              request(3);
+                              test.queue.runAll();
+                              EXPECT_TRUE(told.empty()) << "nobody has answered yet";
+                              return Status::authorized;
+                            },
+                            .mainQueue = &test.queue});
+  request(1);
+  request(2);
+  test.queue.runAll();
+  EXPECT_EQ(told, (std::vector<int>{1, 2, 3}));
+  EXPECT_EQ(test.asked, 1);
+}
+
+TEST(Authorization, MayAskAgainWhenNobodyAnswered) {
+  Fixture test;
+  const auto library = test.open();
+  EXPECT_EQ(test.request(*library), Status::notDetermined);
+  test.answer = Status::limited;
+  EXPECT_EQ(test.request(*library), Status::limited);
+  EXPECT_EQ(test.asked, 2);
+}
+
 TEST(Authorization, DoesNotAskWhatWasDecided) {
   for (const Status status :
        {Status::restricted, Status::denied, Status::authorized, Status::limited}) {
