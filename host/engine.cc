@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "core/plugin/quorvin_plugin.h"
+#include "core/plugin/plugin.h"
 
 namespace quorvin {
 

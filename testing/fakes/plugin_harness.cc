@@ -4,7 +4,7 @@
 #include <thread>
 #include <utility>
 
-#include "core/plugin/quorvin_plugin.h"
+#include "core/plugin/plugin.h"
 
 namespace quorvin {
 namespace {

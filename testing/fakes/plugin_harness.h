@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "core/manager/image_manager.h"
-#include "core/plugin/swift_quorvin_plugin.h"
+#include "core/plugin/plugin.h"
 #include "testing/fakes/fake_host.h"
 #include "testing/fakes/fake_platform.h"
 #include "testing/fakes/recorded_reply.h"

@@ -1,4 +1,4 @@
-#include "core/plugin/swift_quorvin_plugin.h"
+#include "core/plugin/method_table.h"
 
 #include <gtest/gtest.h>
 

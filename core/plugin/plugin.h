@@ -9,6 +9,11 @@
 
 namespace quorvin {
 
+/// What a host's plugin registry calls, once per engine, on the platform thread.
+struct QuorvinPlugin {
+  static void registerWithRegistrar(FlutterPluginRegistrar& registrar);
+};
+
 /// The delegate of the channel "quorvin". It lives as long as the registrar keeps it, and work
 /// items that run its handlers keep it alive too.
 class SwiftQuorvinPlugin : public FlutterMethodCallDelegate,

@@ -1,4 +1,4 @@
-#include "core/plugin/quorvin_plugin.h"
+#include "core/plugin/plugin.h"
 
 #include <gtest/gtest.h>
 
