@@ -27,9 +27,11 @@ using Failure = std::optional<NSError>;
 class Export {
  public:
   Export(const VideoExportRequest& request, std::unique_ptr<ExportSource> source,
-         std::unique_ptr<MovieOutput> output, const ExportProgress& progress)
+         std::unique_ptr<MovieOutput> output, const ExportProgress& progress,
+         const ExportEncoders& encoders)
       : request_(request),
         progress_(progress),
+        encoders_(encoders),
         source_(std::move(source)),
         output_(std::move(output)),
         clock_(source_->beginning(), request.timeMap) {}
@@ -49,8 +51,9 @@ class Export {
   }
 
  private:
-  CodingQuality quality() const {
-    return request_.preset == VideoPreset::mediumQuality ? CodingQuality::low : CodingQuality::high;
+  Coding codingWith(const std::string& encoder) const {
+    const bool small = request_.preset == VideoPreset::mediumQuality;
+    return {small ? CodingQuality::low : CodingQuality::high, encoder};
   }
 
   bool copies(const AVStream& stream) const {
@@ -61,8 +64,9 @@ class Export {
     const AVStream& stream = source_->picture();
     const SourceTrack track{stream, source_->endOf(stream)};
     const bool copied = copies(stream) && canPlayCopied(track);
-    return add(stream, copied ? makeCopiedTrack(track, clock_, *output_)
-                              : makePictureTrack(track, clock_, quality(), *output_));
+    return add(stream,
+               copied ? makeCopiedTrack(track, clock_, *output_)
+                      : makePictureTrack(track, clock_, codingWith(encoders_.pictures), *output_));
   }
 
   /// Copied pictures can play at other times, but not be left out: others may need them.
@@ -93,8 +97,9 @@ class Export {
 
   Failure addSound(const AVStream& stream, bool copied) {
     const SourceTrack track{stream, std::nullopt};
-    return add(stream, copied ? makeCopiedTrack(track, clock_, *output_)
-                              : makeSoundTrack(track, clock_, quality(), *output_));
+    return add(stream, copied
+                           ? makeCopiedTrack(track, clock_, *output_)
+                           : makeSoundTrack(track, clock_, codingWith(encoders_.sounds), *output_));
   }
 
   static bool isPreferred(const AVStream& stream, const AVStream& other) {
@@ -123,6 +128,7 @@ class Export {
 
   const VideoExportRequest& request_;
   const ExportProgress& progress_;
+  const ExportEncoders& encoders_;
   const std::unique_ptr<ExportSource> source_;
   const std::unique_ptr<MovieOutput> output_;
   const ExportClock clock_;
@@ -132,12 +138,12 @@ class Export {
 }  // namespace
 
 std::optional<NSError> exportVideo(int source, int output, const VideoExportRequest& request,
-                                   const ExportProgress& progress) {
+                                   const ExportProgress& progress, const ExportEncoders& encoders) {
   auto movie = ExportSource::open(source);
   if (!movie) return movie.error();
   auto written = MovieOutput::create(output, request.container, progress);
   if (!written) return written.error();
-  return Export(request, *std::move(movie), *std::move(written), progress).run();
+  return Export(request, *std::move(movie), *std::move(written), progress, encoders).run();
 }
 
 }  // namespace quorvin

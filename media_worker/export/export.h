@@ -18,6 +18,7 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "core/platform/foundation.h"
@@ -31,9 +32,16 @@ using ExportProgress = std::function<void()>;
 /// In order. An error when the file cannot be read as a movie at all.
 Result<std::vector<VideoContainer>> exportContainers(int source, VideoPreset preset);
 
+/// The encoders of what is encoded again, as FFmpeg names them. Some systems lack one.
+struct ExportEncoders {
+  std::string pictures = "libx264";
+  std::string sounds = "aac";
+};
+
 /// Writes the whole movie to `output`, an empty regular file. Errors are one plain sentence; what
 /// stands in `output` then is of no use. Uses all processors.
 std::optional<NSError> exportVideo(int source, int output, const VideoExportRequest& request,
-                                   const ExportProgress& progress);
+                                   const ExportProgress& progress,
+                                   const ExportEncoders& encoders = {});
 
 }  // namespace quorvin

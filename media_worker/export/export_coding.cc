@@ -86,11 +86,16 @@ bool canDecode(const AVStream& source) {
   return static_cast<bool>(ExportDecoder(source));
 }
 
-CodecContextPtr makeEncoder(const char* name) {
-  const AVCodec* codec = avcodec_find_encoder_by_name(name);
-  CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
+Result<CodecContextPtr> makeEncoder(const std::string& name, std::string_view format) {
+  const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
+  if (codec == nullptr) {
+    return workerError(LibraryErrorCode::internal,
+                       "This system has no encoder of " + std::string(format) + ".");
+  }
+  CodecContextPtr context(avcodec_alloc_context3(codec));
+  if (!context) return outOfMemory();
   // Containers of this kind hold the parameters once, in their index.
-  if (context) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   return context;
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "core/platform/foundation.h"
@@ -67,8 +68,9 @@ class ExportEncoder {
   std::map<std::int64_t, std::int64_t> durations_;
 };
 
-/// A context for the encoder of this name, not yet open; null when there is none.
-CodecContextPtr makeEncoder(const char* name);
+/// A context for the encoder that FFmpeg knows by this name, not yet open. The error of a system
+/// whose FFmpeg lacks it names the format that it would make.
+Result<CodecContextPtr> makeEncoder(const std::string& name, std::string_view format);
 
 /// Opens the encoder and makes its stream; null when it refuses. `source` tells the language.
 AVStream* addEncodedStream(AVCodecContext& encoder, const AVStream& source, MovieOutput& output);

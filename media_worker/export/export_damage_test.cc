@@ -185,6 +185,21 @@ TEST(ExportDamage, LeavesNoDescriptorOpen) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
+TEST(ExportDamage, TellsThatTheSystemHasNoEncoder) {
+  const FileDescriptor source = goodFilm();
+  const auto exportedWith = [&source](VideoPreset preset, const ExportEncoders& encoders) {
+    return exported(source, preset, VideoContainer::quickTime, {}, encoders);
+  };
+  const Exported noPictures = exportedWith(VideoPreset::highestQuality, {.pictures = "none-such"});
+  ASSERT_TRUE(noPictures.error);
+  EXPECT_EQ(noPictures.error->code, static_cast<std::int64_t>(LibraryErrorCode::internal));
+  EXPECT_EQ(noPictures.reason(), "This system has no encoder of H.264.");
+  EXPECT_EQ(exportedWith(VideoPreset::mediumQuality, {.sounds = "none-such"}).reason(),
+            "This system has no encoder of AAC.");
+  // What is copied needs none.
+  EXPECT_EQ(exportedWith(VideoPreset::passthrough, {"none-such", "none-such"}).reason(), "");
+}
+
 TEST(ExportDamage, TellsThatItGetsOn) {
   const FileDescriptor source = goodFilm();
   for (const VideoPreset preset : kPresets) {

@@ -168,16 +168,18 @@ class PictureTrack final : public ExportTrack {
 
 }  // namespace
 
-MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock,
-                           CodingQuality quality, MovieOutput& output) {
+MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock, const Coding& coding,
+                           MovieOutput& output) {
   const AVStream& source = track.stream;
   ExportDecoder decoder(source);
-  CodecContextPtr context = makeEncoder("libx264");
-  if (!decoder || !context) {
+  if (!decoder) {
     return workerError(LibraryErrorCode::invalidResource,
                        "The video is of a format that cannot be decoded.");
   }
-  const PictureShape shape = shapeOf(source, quality);
+  auto encoder = makeEncoder(coding.encoder, "H.264");
+  if (!encoder) return encoder.error();
+  CodecContextPtr context = *std::move(encoder);
+  const PictureShape shape = shapeOf(source, coding.quality);
   context->width = shape.width;
   context->height = shape.height;
   context->sample_aspect_ratio = {1, 1};
@@ -185,7 +187,7 @@ MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock,
   context->framerate = frameRateOf(source);
   context->thread_count = 0;
   describeColours(*context, *source.codecpar, shape.toneMapped);
-  choose(*context, quality);
+  choose(*context, coding.quality);
   AVStream* stream = addEncodedStream(*context, source, output);
   if (stream == nullptr) {
     return workerError(LibraryErrorCode::invalidResource,

@@ -180,20 +180,23 @@ class SoundTrack final : public ExportTrack {
 
 }  // namespace
 
-MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, CodingQuality quality,
+MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, const Coding& coding,
                          MovieOutput& output) {
   const AVStream& source = track.stream;
   ExportDecoder decoder(source);
-  CodecContextPtr context = makeEncoder("aac");
-  if (!decoder || !context) {
+  if (!decoder) {
     return workerError(LibraryErrorCode::invalidResource,
                        "The sound of the video is of a format that cannot be decoded.");
   }
+  auto encoder = makeEncoder(coding.encoder, "AAC");
+  if (!encoder) return encoder.error();
+  CodecContextPtr context = *std::move(encoder);
   const int channels = std::min(source.codecpar->ch_layout.nb_channels, 2);
   context->sample_fmt = AV_SAMPLE_FMT_FLTP;
   context->sample_rate = rateFor(*source.codecpar);
   context->time_base = {1, context->sample_rate};
-  context->bit_rate = channels * (quality == CodingQuality::high ? kHighBitRate : kLowBitRate);
+  context->bit_rate =
+      channels * (coding.quality == CodingQuality::high ? kHighBitRate : kLowBitRate);
   av_channel_layout_default(&context->ch_layout, channels);
   AVStream* stream = addEncodedStream(*context, source, output);
   if (stream == nullptr) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "core/platform/foundation.h"
 #include "media_worker/export/export_clock.h"
@@ -42,12 +43,18 @@ enum class CodingQuality {
   low,   ///< small in size and bytes
 };
 
+/// How a track is encoded.
+struct Coding {
+  CodingQuality quality;
+  std::string encoder;  ///< as FFmpeg names it
+};
+
 /// Decoded, turned upright, with square pixels, in colours for every screen, H.264.
 MadeTrack makePictureTrack(const SourceTrack& source, const ExportClock& clock,
-                           CodingQuality quality, MovieOutput& output);
+                           const Coding& coding, MovieOutput& output);
 
 /// Decoded, at most two channels, AAC; slower and faster sound keeps its pitch.
-MadeTrack makeSoundTrack(const SourceTrack& source, const ExportClock& clock, CodingQuality quality,
+MadeTrack makeSoundTrack(const SourceTrack& source, const ExportClock& clock, const Coding& coding,
                          MovieOutput& output);
 
 /// Whether there is a decoder for the stream, and it takes it.

@@ -145,10 +145,10 @@ std::string nameOf(const FileDescriptor& file) {
 }
 
 Exported exported(const FileDescriptor& source, VideoPreset preset, VideoContainer container,
-                  const TimeMap& map) {
+                  const TimeMap& map, const ExportEncoders& encoders) {
   Exported result{makeMemoryFile(0), {}};
-  result.error =
-      exportVideo(source.get(), result.file.get(), {preset, container, true, map}, [] {});
+  result.error = exportVideo(
+      source.get(), result.file.get(), {preset, container, true, map}, [] {}, encoders);
   return result;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "media_protocol/requests.h"
+#include "media_worker/export/export.h"
 #include "testing/media/test_media.h"
 
 namespace quorvin {
@@ -26,7 +27,8 @@ struct Exported {
   std::string reason() const { return error ? error->localizedDescription : ""; }
 };
 Exported exported(const FileDescriptor& source, VideoPreset preset,
-                  VideoContainer container = VideoContainer::quickTime, const TimeMap& map = {});
+                  VideoContainer container = VideoContainer::quickTime, const TimeMap& map = {},
+                  const ExportEncoders& encoders = {});
 /// The containers' numbers, or nothing and a failed expectation.
 std::vector<VideoContainer> containersOf(const FileDescriptor& source, VideoPreset preset);
 
