@@ -11,11 +11,11 @@ extern "C" {
 
 #include "media_protocol/wire.h"
 #include "media_worker/export/export_clock.h"
-#include "media_worker/export/export_source.h"
 #include "media_worker/export/export_track.h"
 #include "media_worker/export/movie_output.h"
+#include "media_worker/export/source_movie.h"
 #include "media_worker/export/stream_copy.h"
-#include "media_worker/reading/frame_image.h"
+#include "media_worker/reading/ffmpeg_objects.h"
 
 namespace quorvin {
 
@@ -26,7 +26,7 @@ using Failure = std::optional<NSError>;
 /// One export. The members are in the order in which they need each other.
 class Export {
  public:
-  Export(const VideoExportRequest& request, std::unique_ptr<ExportSource> source,
+  Export(const VideoExportRequest& request, std::unique_ptr<SourceMovie> source,
          std::unique_ptr<MovieOutput> output, const ExportProgress& progress,
          const ExportEncoders& encoders)
       : request_(request),
@@ -129,7 +129,7 @@ class Export {
   const VideoExportRequest& request_;
   const ExportProgress& progress_;
   const ExportEncoders& encoders_;
-  const std::unique_ptr<ExportSource> source_;
+  const std::unique_ptr<SourceMovie> source_;
   const std::unique_ptr<MovieOutput> output_;
   const ExportClock clock_;
   std::map<int, std::unique_ptr<ExportTrack>> tracks_;  ///< by the source stream's index
@@ -139,7 +139,7 @@ class Export {
 
 std::optional<NSError> exportVideo(int source, int output, const VideoExportRequest& request,
                                    const ExportProgress& progress, const ExportEncoders& encoders) {
-  auto movie = ExportSource::open(source);
+  auto movie = SourceMovie::open(source);
   if (!movie) return movie.error();
   auto written = MovieOutput::create(output, request.container, progress);
   if (!written) return written.error();

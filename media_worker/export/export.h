@@ -2,7 +2,7 @@
 //
 //   export.cc                  an export from its beginning to its end
 //   export_containers.cc       which containers an export can have
-//   export_source.h            the source: its tracks, its packets in bounds, what is missing of it
+//   source_movie.h             the source: its tracks, its packets in bounds, what is missing of it
 //   export_clock.h             when a moment of the source plays
 //   export_track.h             what becomes of a track: copied, or encoded as picture or sound
 //     export_copied_track.cc     packets as they are

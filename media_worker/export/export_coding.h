@@ -10,7 +10,7 @@
 
 #include "core/platform/foundation.h"
 #include "media_worker/export/movie_output.h"
-#include "media_worker/reading/frame_image.h"
+#include "media_worker/reading/ffmpeg_objects.h"
 
 struct AVStream;
 

@@ -4,14 +4,14 @@ extern "C" {
 }
 
 #include "media_worker/export/export.h"
-#include "media_worker/export/export_source.h"
 #include "media_worker/export/export_track.h"
+#include "media_worker/export/source_movie.h"
 #include "media_worker/export/stream_copy.h"
 
 namespace quorvin {
 
 Result<std::vector<VideoContainer>> exportContainers(int source, VideoPreset preset) {
-  const auto movie = ExportSource::open(source);
+  const auto movie = SourceMovie::open(source);
   if (!movie) return movie.error();
   const bool decodes = canDecode((*movie)->picture());
   std::vector<VideoContainer> containers;

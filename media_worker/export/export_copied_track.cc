@@ -12,7 +12,7 @@ extern "C" {
 #include "media_protocol/wire.h"
 #include "media_worker/export/export_track.h"
 #include "media_worker/export/stream_copy.h"
-#include "media_worker/reading/frame_image.h"
+#include "media_worker/reading/ffmpeg_objects.h"
 
 namespace quorvin {
 

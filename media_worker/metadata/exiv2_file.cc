@@ -95,6 +95,7 @@ class DescriptorIo final : public Exiv2::BasicIo {
   Exiv2Count write(const Exiv2::byte*, Exiv2Count) override { return 0; }
   Exiv2Count write(BasicIo&) override { return 0; }
   int putb(Exiv2::byte) override { return EOF; }
+  void populateFakeData() override {}
   void transfer(BasicIo&) override {
     throw Exiv2::Error(Exiv2::ErrorCode::kerWritingImageFormatUnsupported, "");
   }

@@ -32,6 +32,9 @@ inline std::int64_t integerOf(const Exiv2::Exifdatum& datum) {
   return datum.toInt64();
 }
 
+/// HEIF and its kin are read unasked.
+inline void enableHeif() {}
+
 #else
 
 using Exiv2Count = long;
@@ -57,6 +60,11 @@ inline void cutTo(Exiv2::DataBuf& buffer, Exiv2Count size) {
 
 inline std::int64_t integerOf(const Exiv2::Exifdatum& datum) {
   return datum.toLong();
+}
+
+/// HEIF and its kin are read on demand.
+inline void enableHeif() {
+  Exiv2::enableBMFF(true);
 }
 
 #endif

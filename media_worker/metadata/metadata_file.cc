@@ -28,7 +28,7 @@ void initializeMetadata() {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
   Exiv2::LogMsg::setHandler(nullptr);
   Exiv2::XmpParser::initialize();
-  Exiv2::enableBMFF(true);
+  enableHeif();
   for (const auto& [uri, prefix] : kNamespaces) Exiv2::XmpProperties::registerNs(uri, prefix);
 }
 

@@ -1,17 +1,14 @@
 // The HEIF family: HEIC, AVIF and their kin.
-#include <libheif/heif.h>
-
 #include <algorithm>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
-#include <tuple>
 #include <vector>
 
 #include "core/platform/photo_library.h"
 #include "media_worker/probe/probe_picture.h"
 #include "media_worker/reading/boxes.h"
+#include "media_worker/reading/heif_file.h"
 
 namespace quorvin {
 namespace {
@@ -20,65 +17,27 @@ namespace {
 /// long.
 constexpr std::int64_t kLargestTrial = 4'000'000;
 
-struct HeifFree {
-  void operator()(heif_context* context) const { heif_context_free(context); }
-  void operator()(heif_image_handle* handle) const { heif_image_handle_release(handle); }
-  void operator()(heif_image* image) const { heif_image_release(image); }
-};
-using ContextPtr = std::unique_ptr<heif_context, HeifFree>;
-using HandlePtr = std::unique_ptr<heif_image_handle, HeifFree>;
-using HeifImagePtr = std::unique_ptr<heif_image, HeifFree>;
-
-/// What libheif reads from.
-struct Reading {
-  const InputFile& file;
-  std::int64_t position = 0;
-};
-
-constexpr heif_reader kReader = {
-    1,
-    [](void* self) { return static_cast<Reading*>(self)->position; },
-    [](void* into, std::size_t size, void* self) {
-      auto& reading = *static_cast<Reading*>(self);
-      const std::size_t got =
-          reading.file.readAt(reading.position, {static_cast<std::uint8_t*>(into), size});
-      reading.position += static_cast<std::int64_t>(got);
-      return got == size ? 0 : -1;
-    },
-    [](std::int64_t position, void* self) {
-      auto& reading = *static_cast<Reading*>(self);
-      if (position < 0 || position > reading.file.size()) return -1;
-      reading.position = position;
-      return 0;
-    },
-    [](std::int64_t size, void* self) {
-      return size > static_cast<Reading*>(self)->file.size()
-                 ? heif_reader_grow_status_size_beyond_eof
-                 : heif_reader_grow_status_size_reached;
-    },
-};
-
-HandlePtr thumbnailOf(const heif_image_handle* picture) {
+HeifHandle thumbnailOf(const heif_image_handle* picture) {
   heif_item_id id = 0;
   heif_image_handle* thumbnail = nullptr;
   if (heif_image_handle_get_list_of_thumbnail_IDs(picture, &id, 1) != 1 ||
-      heif_image_handle_get_thumbnail(picture, id, &thumbnail).code != heif_error_Ok) {
+      !succeeded(heif_image_handle_get_thumbnail(picture, id, &thumbnail))) {
     return nullptr;
   }
-  return HandlePtr(thumbnail);
+  return HeifHandle(thumbnail);
 }
 
 heif_error_code tryDecoding(const heif_image_handle* picture) {
   heif_image* image = nullptr;
   const heif_error error =
       heif_decode_image(picture, &image, heif_colorspace_undefined, heif_chroma_undefined, nullptr);
-  const HeifImagePtr owned(image);
+  const HeifPtr<heif_image> owned(image);
   return error.code;
 }
 
 /// A picture comes only whole, at a third of a second for a phone's: its thumbnail stands in.
 std::optional<NSError> decodingError(const heif_image_handle* picture, std::int64_t pixels) {
-  const HandlePtr thumbnail = thumbnailOf(picture);
+  const HeifHandle thumbnail = thumbnailOf(picture);
   if (!thumbnail && pixels > kLargestTrial) return std::nullopt;
   switch (tryDecoding(thumbnail ? thumbnail.get() : picture)) {
     case heif_error_Ok:
@@ -98,12 +57,12 @@ bool hasGainMap(const heif_image_handle* picture) {
   heif_image_handle_get_list_of_auxiliary_image_IDs(picture, filter, ids.data(), count);
   for (const heif_item_id id : ids) {
     heif_image_handle* handle = nullptr;
-    if (heif_image_handle_get_auxiliary_image_handle(picture, id, &handle).code != heif_error_Ok) {
+    if (!succeeded(heif_image_handle_get_auxiliary_image_handle(picture, id, &handle))) {
       continue;
     }
-    const HandlePtr auxiliary(handle);
+    const HeifHandle auxiliary(handle);
     const char* type = nullptr;
-    if (heif_image_handle_get_auxiliary_type(handle, &type).code != heif_error_Ok) continue;
+    if (!succeeded(heif_image_handle_get_auxiliary_type(handle, &type))) continue;
     const bool found = std::string_view(type).ends_with(":hdrgainmap");
     heif_image_handle_free_auxiliary_types(handle, &type);
     if (found) return true;
@@ -121,7 +80,7 @@ void readBlock(const heif_image_handle* picture, heif_item_id id, FileMetadata& 
                                          std::string_view("application/rdf+xml");
   if (size == 0 || size > kLargestBlock || !(exif || xmp)) return;
   std::vector<std::uint8_t> block(size);
-  if (heif_image_handle_get_metadata(picture, id, block.data()).code != heif_error_Ok) return;
+  if (!succeeded(heif_image_handle_get_metadata(picture, id, block.data()))) return;
   if (xmp) return addXmp({block.begin(), block.end()}, metadata);
   // Four bytes tell how far behind them the TIFF header stands.
   if (size < 4) return;
@@ -142,15 +101,10 @@ void readBlocks(const heif_image_handle* picture, FileMetadata& metadata) {
 
 Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata) {
   if (isCutShort(file)) return pictureError("The photo is damaged: the file is cut short.");
-  const ContextPtr context(heif_context_alloc());
-  Reading reading{file};
-  heif_image_handle* handle = nullptr;
-  if (heif_context_read_from_reader(context.get(), &kReader, &reading, nullptr).code !=
-          heif_error_Ok ||
-      heif_context_get_primary_image_handle(context.get(), &handle).code != heif_error_Ok) {
-    return pictureError("The photo is damaged: its header cannot be read.");
-  }
-  const HandlePtr picture(handle);
+  const auto opened = HeifFile::open(file);
+  const HeifHandle picture = opened ? opened->primary() : nullptr;
+  if (!picture) return pictureError("The photo is damaged: its header cannot be read.");
+  const heif_image_handle* handle = picture.get();
   MediaProbe probe;
   probe.pixelWidth = heif_image_handle_get_width(handle);
   probe.pixelHeight = heif_image_handle_get_height(handle);

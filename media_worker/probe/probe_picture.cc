@@ -3,9 +3,9 @@
 #include <string>
 
 #include "media_protocol/wire.h"
+#include "media_worker/reading/coded_picture.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/reading/vips_image.h"
-#include "media_worker/render/loaded_image.h"
 
 namespace quorvin {
 namespace {
@@ -80,14 +80,11 @@ bool isAnimatedPng(const InputFile& file) {
 
 /// Formats that FFmpeg alone decodes, and only whole.
 Result<MediaProbe> probeCodedPicture(const InputFile& file, PictureFormat format) {
-  RenderRequest request;
-  request.fit = RenderRequest::Fit::original;
-  const auto loaded = loadCodedPicture(file, format, request);
-  if (!loaded) return pictureError("The photo is damaged: it cannot be decoded.");
+  const ImagePtr image = decodeCodedPicture(file, format);
+  if (!image) return pictureError("The photo is damaged: it cannot be decoded.");
   MediaProbe probe;
-  probe.orientation = loaded->orientation;
-  probe.pixelWidth = loaded->target.scaled.width;
-  probe.pixelHeight = loaded->target.scaled.height;
+  probe.pixelWidth = image->Xsize;
+  probe.pixelHeight = image->Ysize;
   return probe;
 }
 

@@ -1,13 +1,13 @@
 #include "media_worker/reading/frame_image.h"
 
 extern "C" {
-#include <libavcodec/avcodec.h>
+#include <libavutil/frame.h>
 #include <libavutil/mem.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
 
-#include "media_protocol/wire.h"
+#include <memory>
 
 namespace quorvin {
 
@@ -24,26 +24,6 @@ int matrixOf(const AVFrame& frame) {
 }
 
 }  // namespace
-
-void CodecContextFree::operator()(AVCodecContext* context) const {
-  avcodec_free_context(&context);
-}
-void FrameFree::operator()(AVFrame* frame) const {
-  av_frame_free(&frame);
-}
-void PacketFree::operator()(AVPacket* packet) const {
-  av_packet_free(&packet);
-}
-
-CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads) {
-  const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
-  CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
-  if (!context || avcodec_parameters_to_context(context.get(), &parameters) < 0) return nullptr;
-  context->thread_count = threads;
-  context->thread_type = FF_THREAD_SLICE;
-  context->max_pixels = kMaximumPixelCount;
-  return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
-}
 
 ImagePtr imageOfFrame(const AVFrame& frame) {
   const auto stored = static_cast<AVPixelFormat>(frame.format);

@@ -1,5 +1,3 @@
-#include <libheif/heif.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -8,6 +6,7 @@
 
 #include "media_protocol/wire.h"
 #include "media_worker/reading/boxes.h"
+#include "media_worker/reading/heif_file.h"
 #include "media_worker/reading/hevc_decoder.h"
 #include "media_worker/reading/planes.h"
 #include "media_worker/reading/signature.h"
@@ -18,50 +17,8 @@ namespace quorvin {
 
 namespace {
 
-template <auto free>
-struct Free {
-  template <class T>
-  void operator()(T* object) const {
-    free(object);
-  }
-};
-using Context = std::unique_ptr<heif_context, Free<heif_context_free>>;
-using Handle = std::unique_ptr<heif_image_handle, Free<heif_image_handle_release>>;
-using Options = std::unique_ptr<heif_decoding_options, Free<heif_decoding_options_free>>;
-using Nclx = std::unique_ptr<heif_color_profile_nclx, Free<heif_nclx_color_profile_free>>;
-using HeifImage = std::shared_ptr<const heif_image>;
-
-bool succeeded(const heif_error& error) {
-  return error.code == heif_error_Ok;
-}
-
-struct Reading {
-  InputFile file;
-  std::int64_t position = 0;
-
-  static std::int64_t tell(void* self) { return static_cast<Reading*>(self)->position; }
-
-  static int read(void* into, std::size_t size, void* self) {
-    auto& reading = *static_cast<Reading*>(self);
-    const std::size_t got =
-        reading.file.readAt(reading.position, {static_cast<std::uint8_t*>(into), size});
-    reading.position += static_cast<std::int64_t>(got);
-    return got == size ? 0 : -1;
-  }
-
-  static int seek(std::int64_t position, void* self) {
-    static_cast<Reading*>(self)->position = position;
-    return 0;
-  }
-
-  static heif_reader_grow_status waitForSize(std::int64_t size, void* self) {
-    return size <= static_cast<Reading*>(self)->file.size()
-               ? heif_reader_grow_status_size_reached
-               : heif_reader_grow_status_size_beyond_eof;
-  }
-};
-
-constexpr heif_reader kReader{1, Reading::tell, Reading::read, Reading::seek, Reading::waitForSize};
+using SharedImage = std::shared_ptr<const heif_image>;
+using Nclx = HeifPtr<heif_color_profile_nclx>;
 
 /// Sizes are upright: the file's own turns count, and they alone.
 PixelSize sizeOf(const heif_image_handle* handle) {
@@ -78,17 +35,17 @@ bool replaces(PixelSize preview, PixelSize primary, PixelSize asked) {
 }
 
 /// The smallest embedded preview that does, else the primary picture.
-Handle smallestSufficient(Handle primary, PixelSize asked) {
+HeifHandle smallestSufficient(HeifHandle primary, PixelSize asked) {
   const PixelSize full = sizeOf(primary.get());
   std::vector<heif_item_id> ids(
       static_cast<std::size_t>(heif_image_handle_get_number_of_thumbnails(primary.get())));
   heif_image_handle_get_list_of_thumbnail_IDs(primary.get(), ids.data(),
                                               static_cast<int>(ids.size()));
-  Handle best;
+  HeifHandle best;
   for (const heif_item_id id : ids) {
     heif_image_handle* found = nullptr;
     if (!succeeded(heif_image_handle_get_thumbnail(primary.get(), id, &found))) continue;
-    Handle preview(found);
+    HeifHandle preview(found);
     if (!replaces(sizeOf(found), full, asked)) continue;
     if (!best || sizeOf(found).width < sizeOf(best.get()).width) best = std::move(preview);
   }
@@ -104,8 +61,8 @@ void attachProfile(const heif_image_handle* handle, VipsImage* image) {
 }
 
 /// Null when it fails.
-HeifImage decodeTo(const heif_image_handle* handle, heif_chroma chroma,
-                   const heif_decoding_options& options) {
+SharedImage decodeTo(const heif_image_handle* handle, heif_chroma chroma,
+                     const heif_decoding_options& options) {
   heif_image* decoded = nullptr;
   if (!succeeded(heif_decode_image(handle, &decoded, heif_colorspace_RGB, chroma, &options))) {
     return nullptr;
@@ -154,7 +111,7 @@ ImagePtr unpremultiplied(ImagePtr image) {
 /// RGB, or RGBA where there is alpha, upright, as libheif makes them.
 ImagePtr decodePixels(const heif_image_handle* handle, const heif_decoding_options& options) {
   const bool alpha = heif_image_handle_has_alpha_channel(handle) != 0;
-  const HeifImage decoded =
+  const SharedImage decoded =
       decodeTo(handle, alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB, options);
   int stride = 0;
   const std::uint8_t* rows =
@@ -181,7 +138,7 @@ int turnOf(const InputFile& file, const heif_image_handle* handle) {
 std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int orientation,
                                           heif_decoding_options& options) {
   options.ignore_transformations = orientation == 1 ? 0 : 1;
-  const HeifImage decoded = decodeTo(handle, heif_chroma_444, options);
+  const SharedImage decoded = decodeTo(handle, heif_chroma_444, options);
   if (!decoded) return nullptr;
   constexpr std::array kChannels{heif_channel_R, heif_channel_G, heif_channel_B};
   RgbPicture picture{{},
@@ -206,26 +163,21 @@ std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int o
 }  // namespace
 
 Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request) {
-  Reading reading{file};
-  const Context context(heif_context_alloc());
-  heif_context_set_max_decoding_threads(context.get(), decodingThreads());
-  heif_image_handle* found = nullptr;
-  if (!succeeded(heif_context_read_from_reader(context.get(), &kReader, &reading, nullptr)) ||
-      !succeeded(heif_context_get_primary_image_handle(context.get(), &found))) {
-    return cannotDecode();
-  }
-  Handle primary(found);
+  const auto opened = HeifFile::open(file);
+  HeifHandle primary = opened ? opened->primary() : nullptr;
+  if (!primary) return cannotDecode();
+  const heif_image_handle* const found = primary.get();
   const PixelSize size = sizeOf(found);
   if (!isDecodableSize(size.width, size.height)) return tooManyPixels();
-  auto target = targetSize(request, size);
+  auto target = renderingSize(request, size);
   if (!target) return target.error();
   const bool mayReplace = target->scaled.width < size.width;
-  const Handle chosen =
+  const HeifHandle chosen =
       mayReplace ? smallestSufficient(std::move(primary), target->scaled) : std::move(primary);
 
   LoadedImage loaded;
   loaded.target = *target;
-  const Options options(heif_decoding_options_alloc());
+  const HeifPtr<heif_decoding_options> options(heif_decoding_options_alloc());
   options->convert_hdr_to_8bit = 1;
   options->strict_decoding = request.failOnDamage ? 1 : 0;
   HevcDecoding decoding = hevcDecoding(file, chosen.get());

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "media_protocol/wire.h"
+#include "media_worker/reading/coded_picture.h"
 #include "media_worker/reading/jpeg_decoder.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/render/loaded_image.h"
@@ -74,7 +75,7 @@ Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& reques
   const int stored = vips_image_get_orientation(header);
   loaded.orientation = stored > 1 && stored <= 8 ? stored : orientation;
   const auto [uprightWidth, uprightHeight] = uprightSize(width, height, loaded.orientation);
-  auto target = targetSize(request, {uprightWidth, uprightHeight});
+  auto target = renderingSize(request, {uprightWidth, uprightHeight});
   if (!target) return target.error();
   loaded.target = *target;
 
@@ -88,6 +89,17 @@ Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& reques
     loaded.image = openWebp(source.get(), request, 2 / wanted);
   }
   if (!loaded.image) return cannotDecode();
+  return loaded;
+}
+
+Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format,
+                                     const RenderRequest& request) {
+  LoadedImage loaded;
+  loaded.image = decodeCodedPicture(file, format);
+  if (!loaded.image) return cannotDecode();
+  auto target = renderingSize(request, {loaded.image->Xsize, loaded.image->Ysize});
+  if (!target) return target.error();
+  loaded.target = *target;
   return loaded;
 }
 

@@ -9,7 +9,7 @@
 #include "media_worker/reading/signature.h"
 #include "media_worker/reading/vips_image.h"
 #include "media_worker/render/pixel_memory.h"
-#include "media_worker/render/target_size.h"
+#include "media_worker/render/rendering_size.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
@@ -17,10 +17,10 @@ namespace quorvin {
 /// Pixels as stored, perhaps fewer than the file has: what the asked rendering needs. Decoding may
 /// still lie ahead, from top to bottom and once.
 struct LoadedImage {
-  ImagePtr image;       ///< in any format and colour space; its colour profile is attached
-  int orientation = 1;  ///< the turn that makes it upright, 1 to 8 as in Exif
-  TargetSize target;    ///< upright
-  FileDescriptor kept;  ///< what `image` reads from, when that is not the request's file
+  ImagePtr image;        ///< in any format and colour space; its colour profile is attached
+  int orientation = 1;   ///< the turn that makes it upright, 1 to 8 as in Exif
+  RenderingSize target;  ///< upright
+  FileDescriptor kept;   ///< what `image` reads from, when that is not the request's file
   /// Where the pixels of `image` lie, when they can be handed over as they are.
   std::shared_ptr<PixelMemory> pixels;
 };

@@ -6,6 +6,7 @@ extern "C" {
 #include <utility>
 
 #include "media_protocol/wire.h"
+#include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/frame_image.h"
 #include "media_worker/reading/movie_input.h"
 #include "media_worker/render/loaded_image.h"
@@ -79,7 +80,7 @@ Result<LoadedImage> loadPosterFrame(const InputFile& file, const RenderRequest& 
     stream->sample_aspect_ratio = frame->sample_aspect_ratio;
   const DisplayGeometry geometry = displayGeometry(*stream);
   if (!isDecodableSize(geometry.width, geometry.height)) return tooManyPixels();
-  auto target = targetSize(request, {geometry.width, geometry.height});
+  auto target = renderingSize(request, {geometry.width, geometry.height});
   if (!target) return target.error();
 
   LoadedImage loaded;

@@ -43,7 +43,7 @@ std::optional<Exiv2::PreviewProperties> choose(std::span<const Exiv2::PreviewPro
   if (largest == nullptr) return std::nullopt;
   const PixelSize full = sizeOf(*largest);
   const bool turned = orientation >= 5;
-  const auto target = targetSize(request, turned ? full.turned() : full);
+  const auto target = renderingSize(request, turned ? full.turned() : full);
   if (!target) return *largest;
   const PixelSize needed = turned ? target->scaled.turned() : target->scaled;
   for (const auto& preview : previews) {

@@ -19,7 +19,7 @@ extern "C" {
 
 #include "media_protocol/sealed_memory.h"
 #include "media_worker/export/export.h"
-#include "media_worker/reading/frame_image.h"
+#include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/movie_input.h"
 
 namespace quorvin {

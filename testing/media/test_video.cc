@@ -11,8 +11,8 @@ extern "C" {
 #include <cstring>
 #include <memory>
 
+#include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/ffmpeg_versions.h"
-#include "media_worker/reading/frame_image.h"
 #include "testing/media/test_media.h"
 
 namespace quorvin {

@@ -1,4 +1,4 @@
-#include "media_worker/render/target_size.h"
+#include "media_worker/render/rendering_size.h"
 
 #include <gtest/gtest.h>
 
@@ -20,72 +20,72 @@ RenderRequest request(double width, double height, RenderRequest::Fit fit, bool 
 }
 
 PixelSize fit(PixelSize size, double width, double height) {
-  return targetSize(request(width, height, RenderRequest::Fit::fit), size)->scaled;
+  return renderingSize(request(width, height, RenderRequest::Fit::fit), size)->scaled;
 }
 
 PixelSize fill(PixelSize size, double width, double height) {
-  return targetSize(request(width, height, RenderRequest::Fit::fill), size)->scaled;
+  return renderingSize(request(width, height, RenderRequest::Fit::fill), size)->scaled;
 }
 
 PixelSize cut(PixelSize size, double width, double height) {
-  return targetSize(request(width, height, RenderRequest::Fit::fill, true), size)->cut;
+  return renderingSize(request(width, height, RenderRequest::Fit::fill, true), size)->cut;
 }
 
-TEST(TargetSize, FitsInside) {
+TEST(RenderingSize, FitsInside) {
   EXPECT_EQ(fit({4000, 3000}, 256, 256), (PixelSize{256, 192}));
   EXPECT_EQ(fit({3000, 4000}, 256, 256), (PixelSize{192, 256}));
   EXPECT_EQ(fit({4000, 3000}, 100, 30), (PixelSize{40, 30}));
 }
 
-TEST(TargetSize, RoundsToTheNearestPixel) {
+TEST(RenderingSize, RoundsToTheNearestPixel) {
   EXPECT_EQ(fit({1001, 667}, 100, 100), (PixelSize{100, 67}));
   EXPECT_EQ(fit({667, 1001}, 100, 100), (PixelSize{67, 100}));
 }
 
-TEST(TargetSize, CoversWithoutCutting) {
+TEST(RenderingSize, CoversWithoutCutting) {
   EXPECT_EQ(fill({4000, 3000}, 256, 256), (PixelSize{341, 256}));
   EXPECT_EQ(fill({3000, 4000}, 256, 256), (PixelSize{256, 341}));
 }
 
-TEST(TargetSize, CutsWhatExceedsTheTargetWhenAsked) {
+TEST(RenderingSize, CutsWhatExceedsTheTargetWhenAsked) {
   EXPECT_EQ(cut({4000, 3000}, 256, 256), (PixelSize{256, 256}));
   EXPECT_EQ(cut({4000, 3000}, 400.4, 100), (PixelSize{400, 100}));
   EXPECT_EQ(cut({4000, 3000}, kInfinity, 100), (PixelSize{4000, 100}));
 }
 
-TEST(TargetSize, CutsASmallImageWithoutEnlargingIt) {
+TEST(RenderingSize, CutsASmallImageWithoutEnlargingIt) {
   EXPECT_EQ(cut({40, 30}, 256, 10), (PixelSize{40, 10}));
   EXPECT_EQ(cut({40, 30}, 256, 256), (PixelSize{40, 30}));
 }
 
-TEST(TargetSize, NeverEnlarges) {
+TEST(RenderingSize, NeverEnlarges) {
   EXPECT_EQ(fit({40, 30}, 256, 256), (PixelSize{40, 30}));
   EXPECT_EQ(fill({40, 30}, 256, 256), (PixelSize{40, 30}));
   EXPECT_EQ(fill({40, 300}, 256, 256), (PixelSize{40, 300}));
 }
 
-TEST(TargetSize, TakesInfinityForUnconstrained) {
+TEST(RenderingSize, TakesInfinityForUnconstrained) {
   EXPECT_EQ(fit({4000, 3000}, kInfinity, 300), (PixelSize{400, 300}));
   EXPECT_EQ(fit({4000, 3000}, 400, kInfinity), (PixelSize{400, 300}));
   EXPECT_EQ(fit({4000, 3000}, kInfinity, kInfinity), (PixelSize{4000, 3000}));
 }
 
-TEST(TargetSize, LeavesNoSideEmpty) {
+TEST(RenderingSize, LeavesNoSideEmpty) {
   EXPECT_EQ(fit({10000, 1}, 100, 100), (PixelSize{100, 1}));
   EXPECT_EQ(fit({4000, 3000}, 0.1, 0.1), (PixelSize{1, 1}));
   EXPECT_EQ(cut({4000, 3000}, 0.1, 0.1), (PixelSize{1, 1}));
 }
 
-TEST(TargetSize, KeepsTheOriginalSizeWhateverTheTarget) {
+TEST(RenderingSize, KeepsTheOriginalSizeWhateverTheTarget) {
   const PixelSize size{4000, 3000};
-  EXPECT_EQ(targetSize(request(0, kNaN, RenderRequest::Fit::original), size)->scaled, size);
+  EXPECT_EQ(renderingSize(request(0, kNaN, RenderRequest::Fit::original), size)->scaled, size);
   EXPECT_EQ(fit(size, -1, -1), size);
   EXPECT_EQ(fill(size, -1, -1), size);
 }
 
-TEST(TargetSize, RefusesWhatIsNoSize) {
+TEST(RenderingSize, RefusesWhatIsNoSize) {
   const auto reason = [](double width, double height) {
-    const auto size = targetSize(request(width, height, RenderRequest::Fit::fit), {10, 10});
+    const auto size = renderingSize(request(width, height, RenderRequest::Fit::fit), {10, 10});
     return size ? std::string() : size.error().localizedDescription;
   };
   EXPECT_EQ(reason(0, 0), "The target size 0 × 0 is not valid.");

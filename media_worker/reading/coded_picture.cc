@@ -1,9 +1,13 @@
+#include "media_worker/reading/coded_picture.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
+#include <utility>
+
+#include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/frame_image.h"
-#include "media_worker/render/loaded_image.h"
 
 namespace quorvin {
 
@@ -45,8 +49,7 @@ FramePtr decode(AVCodecContext& decoder, const AVPacket& packet) {
 
 }  // namespace
 
-Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format,
-                                     const RenderRequest& request) {
+ImagePtr decodeCodedPicture(const InputFile& file, PictureFormat format) {
   AVCodecParameters parameters{};
   parameters.codec_type = AVMEDIA_TYPE_VIDEO;
   parameters.codec_id = codecOf(format);
@@ -54,14 +57,7 @@ Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format
   const CodecContextPtr decoder = openDecoder(parameters);
   const PacketPtr packet = decoder ? wholeFile(file) : nullptr;
   const FramePtr frame = packet ? decode(*decoder, *packet) : nullptr;
-  if (!frame) return cannotDecode();
-  auto target = targetSize(request, {frame->width, frame->height});
-  if (!target) return target.error();
-  LoadedImage loaded;
-  loaded.image = imageOfFrame(*frame);
-  loaded.target = *target;
-  if (!loaded.image) return cannotDecode();
-  return loaded;
+  return frame ? imageOfFrame(*frame) : nullptr;
 }
 
 }  // namespace quorvin

@@ -1,4 +1,4 @@
-#include "media_worker/render/target_size.h"
+#include "media_worker/render/rendering_size.h"
 
 #include <algorithm>
 #include <cmath>
@@ -33,8 +33,8 @@ std::int64_t cutSide(std::int64_t side, double target) {
 
 }  // namespace
 
-Result<TargetSize> targetSize(const RenderRequest& request, PixelSize upright) {
-  if (isOriginal(request)) return TargetSize{upright, upright};
+Result<RenderingSize> renderingSize(const RenderRequest& request, PixelSize upright) {
+  if (isOriginal(request)) return RenderingSize{upright, upright};
   // Written so that NaN fails.
   if (!(request.targetWidth > 0 && request.targetHeight > 0)) {
     return workerError(LibraryErrorCode::invalidResource,
@@ -46,7 +46,7 @@ Result<TargetSize> targetSize(const RenderRequest& request, PixelSize upright) {
   const bool fill = request.fit == RenderRequest::Fit::fill;
   const double scale =
       std::min(fill ? std::max(horizontal, vertical) : std::min(horizontal, vertical), 1.0);
-  TargetSize size;
+  RenderingSize size;
   size.scaled = {scaledSide(upright.width, scale), scaledSide(upright.height, scale)};
   size.cut = size.scaled;
   if (fill && request.crop) {

@@ -15,10 +15,10 @@ namespace quorvin {
 
 /// A movie with moving pictures, and the packets of those of its tracks that are used. Reading is
 /// bounded by the file's size: a small file can name the same bytes for ever. One thread at a time.
-class ExportSource {
+class SourceMovie {
  public:
   /// `fd` outlives the result. An error when the file is no movie, or holds no moving pictures.
-  static Result<std::unique_ptr<ExportSource>> open(int fd);
+  static Result<std::unique_ptr<SourceMovie>> open(int fd);
 
   AVFormatContext& context() const { return movie_->context(); }
   /// The track of moving pictures that is shown.
@@ -53,7 +53,7 @@ class ExportSource {
     std::int64_t end = 0;                     ///< of what was read, in the stream's time base
   };
 
-  explicit ExportSource(std::unique_ptr<MovieInput> movie, std::int64_t size);
+  explicit SourceMovie(std::unique_ptr<MovieInput> movie, std::int64_t size);
 
   /// Whether all of the track was read, as far as it is needed and its length is known.
   bool isWhole(const AVStream& stream, const Track& track) const;

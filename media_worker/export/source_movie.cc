@@ -1,4 +1,4 @@
-#include "media_worker/export/export_source.h"
+#include "media_worker/export/source_movie.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -12,7 +12,7 @@ extern "C" {
 #include <utility>
 
 #include "media_protocol/wire.h"
-#include "media_worker/reading/frame_image.h"
+#include "media_worker/reading/ffmpeg_objects.h"
 
 namespace quorvin {
 
@@ -58,7 +58,7 @@ bool isKnownPicture(const AVStream* stream) {
 
 }  // namespace
 
-Result<std::unique_ptr<ExportSource>> ExportSource::open(int fd) {
+Result<std::unique_ptr<SourceMovie>> SourceMovie::open(int fd) {
   const auto file = InputFile::open(fd);
   if (!file) return file.error();
   auto movie = MovieInput::open(*file);
@@ -69,10 +69,10 @@ Result<std::unique_ptr<ExportSource>> ExportSource::open(int fd) {
   if (!isKnownPicture((*movie)->videoStream())) {
     return refused("The file has no video track that can be read.");
   }
-  return std::unique_ptr<ExportSource>(new ExportSource(*std::move(movie), file->size()));
+  return std::unique_ptr<SourceMovie>(new SourceMovie(*std::move(movie), file->size()));
 }
 
-ExportSource::ExportSource(std::unique_ptr<MovieInput> movie, std::int64_t size)
+SourceMovie::SourceMovie(std::unique_ptr<MovieInput> movie, std::int64_t size)
     : movie_(std::move(movie)),
       bytesLeft_(kMostCopies * size),
       until_(std::numeric_limits<std::int64_t>::max()),
@@ -82,7 +82,7 @@ ExportSource::ExportSource(std::unique_ptr<MovieInput> movie, std::int64_t size)
   }
 }
 
-std::vector<AVStream*> ExportSource::sounds() const {
+std::vector<AVStream*> SourceMovie::sounds() const {
   std::vector<AVStream*> found;
   for (AVStream* each : std::span(context().streams, context().nb_streams)) {
     const AVCodecParameters& codec = *each->codecpar;
@@ -94,33 +94,33 @@ std::vector<AVStream*> ExportSource::sounds() const {
   return found;
 }
 
-bool ExportSource::hasPictures() {
+bool SourceMovie::hasPictures() {
   use(picture());
   const PacketPtr packet(av_packet_alloc());
   const auto found = read(*packet);
   return found && *found;
 }
 
-std::int64_t ExportSource::beginning() const {
+std::int64_t SourceMovie::beginning() const {
   // Times that an index gives are final; a recorded stream begins at any.
   // What comes before time 0 is not heard anywhere.
   if (hasIndex(context()) || context().start_time == AV_NOPTS_VALUE) return 0;
   return std::max<std::int64_t>(context().start_time, 0);
 }
 
-std::optional<std::int64_t> ExportSource::endOf(const AVStream& stream) const {
+std::optional<std::int64_t> SourceMovie::endOf(const AVStream& stream) const {
   const bool known =
       hasIndex(context()) && stream.duration > 0 && stream.start_time != AV_NOPTS_VALUE;
   return known ? std::optional(stream.start_time + stream.duration) : std::nullopt;
 }
 
-void ExportSource::use(const AVStream& stream) {
+void SourceMovie::use(const AVStream& stream) {
   const auto index = static_cast<std::size_t>(stream.index);
   tracks_[index].used = true;
   context().streams[index]->discard = AVDISCARD_DEFAULT;
 }
 
-void ExportSource::readOnly(std::int64_t from, std::int64_t until) {
+void SourceMovie::readOnly(std::int64_t from, std::int64_t until) {
   until_ = until;
   if (from <= 0) return;
   const AVStream& stream = picture();
@@ -129,7 +129,7 @@ void ExportSource::readOnly(std::int64_t from, std::int64_t until) {
   av_seek_frame(&context(), stream.index, time, AVSEEK_FLAG_BACKWARD);
 }
 
-Result<bool> ExportSource::read(AVPacket& packet) {
+Result<bool> SourceMovie::read(AVPacket& packet) {
   while (!isDone()) {
     av_packet_unref(&packet);
     const int code = av_read_frame(&context(), &packet);
@@ -148,7 +148,7 @@ Result<bool> ExportSource::read(AVPacket& packet) {
   return false;
 }
 
-void ExportSource::joinTimes(AVPacket& packet) {
+void SourceMovie::joinTimes(AVPacket& packet) {
   const auto index = static_cast<std::size_t>(packet.stream_index);
   const bool mayJump = (context().iformat->flags & AVFMT_TS_DISCONT) != 0;
   if (!mayJump || packet.dts == AV_NOPTS_VALUE || index >= tracks_.size()) return;
@@ -163,7 +163,7 @@ void ExportSource::joinTimes(AVPacket& packet) {
   next = decoded + joined_ + inMicroseconds(std::max<std::int64_t>(packet.duration, 0), timeBase);
 }
 
-bool ExportSource::note(const AVPacket& packet) {
+bool SourceMovie::note(const AVPacket& packet) {
   const auto index = static_cast<std::size_t>(packet.stream_index);
   if (index >= tracks_.size() || !tracks_[index].used) return false;
   Track& track = tracks_[index];
@@ -177,11 +177,11 @@ bool ExportSource::note(const AVPacket& packet) {
   return !track.done;
 }
 
-bool ExportSource::isDone() const {
+bool SourceMovie::isDone() const {
   return std::ranges::all_of(tracks_, [](const Track& each) { return each.done || !each.used; });
 }
 
-std::optional<NSError> ExportSource::missingEnd() const {
+std::optional<NSError> SourceMovie::missingEnd() const {
   std::int64_t end = 0;
   bool allUsed = true;
   for (std::size_t i = 0; i < tracks_.size(); ++i) {
@@ -200,7 +200,7 @@ std::optional<NSError> ExportSource::missingEnd() const {
   return whole ? std::nullopt : std::optional(endsEarly());
 }
 
-bool ExportSource::isWhole(const AVStream& stream, const Track& track) const {
+bool SourceMovie::isWhole(const AVStream& stream, const Track& track) const {
   const auto end = endOf(stream);
   if (!end) return true;
   const std::int64_t announced = inMicroseconds(*end, stream.time_base);

@@ -18,13 +18,13 @@ struct PixelSize {
 
 /// What becomes of an image: it is scaled, then cut around its centre. Neither size has an empty
 /// side or exceeds the one before.
-struct TargetSize {
+struct RenderingSize {
   PixelSize scaled;
   PixelSize cut;  ///< as `scaled` where nothing is cut
 };
 
 /// `upright` is the image's full size, turned upright. Fit is as large as fits into the target,
 /// fill as small as covers it; nothing is enlarged. A target that is no size is an error.
-Result<TargetSize> targetSize(const RenderRequest& request, PixelSize upright);
+Result<RenderingSize> renderingSize(const RenderRequest& request, PixelSize upright);
 
 }  // namespace quorvin

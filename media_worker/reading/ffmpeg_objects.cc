@@ -1,0 +1,33 @@
+#include "media_worker/reading/ffmpeg_objects.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+#include <utility>
+
+#include "media_protocol/requests.h"
+
+namespace quorvin {
+
+void CodecContextFree::operator()(AVCodecContext* context) const {
+  avcodec_free_context(&context);
+}
+void FrameFree::operator()(AVFrame* frame) const {
+  av_frame_free(&frame);
+}
+void PacketFree::operator()(AVPacket* packet) const {
+  av_packet_free(&packet);
+}
+
+CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads) {
+  const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
+  CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
+  if (!context || avcodec_parameters_to_context(context.get(), &parameters) < 0) return nullptr;
+  context->thread_count = threads;
+  context->thread_type = FF_THREAD_SLICE;
+  context->max_pixels = kMaximumPixelCount;
+  return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
+}
+
+}  // namespace quorvin

@@ -1,0 +1,30 @@
+// Owners of FFmpeg's objects.
+#pragma once
+
+#include <memory>
+
+struct AVCodecContext;
+struct AVCodecParameters;
+struct AVFrame;
+struct AVPacket;
+
+namespace quorvin {
+
+struct CodecContextFree {
+  void operator()(AVCodecContext* context) const;
+};
+struct FrameFree {
+  void operator()(AVFrame* frame) const;
+};
+struct PacketFree {
+  void operator()(AVPacket* packet) const;
+};
+using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextFree>;
+using FramePtr = std::unique_ptr<AVFrame, FrameFree>;
+using PacketPtr = std::unique_ptr<AVPacket, PacketFree>;
+
+/// An open decoder for the stream; null when there is none or it refuses. Threads share the work on
+/// each frame, where the stream allows.
+CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads = 1);
+
+}  // namespace quorvin
