@@ -2,10 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "core/platform/asset_resources.h"
 #include "core/platform/foundation.h"
@@ -33,9 +31,6 @@ struct NewAsset {
   std::optional<std::int64_t> sourceFolder;  ///< stands for the folder that the file came from
 };
 
-/// Row ids as the JSON list that statements with `json_each` take.
-std::string listOfRows(const std::vector<std::int64_t>& rows);
-
 /// The new asset's row id; none when writing failed.
 std::optional<std::int64_t> insertAsset(Database& database, const NewAsset& asset);
 
@@ -50,48 +45,5 @@ bool insertPairedVideo(Database& database, std::int64_t photo, NewResource video
 /// becomes. It keeps its identifier, its albums and its marks.
 bool joinStill(Database& database, std::int64_t video, const NewAsset& still,
                const NewResource& photo);
-
-enum class BurstChoice {
-  keep,  ///< a representative stays one unless the camera's own choice joins it
-  anew,  ///< the camera's choice, or else the first by date and name
-};
-/// Chooses who represents the burst; where nobody does, anew.
-bool settleBurst(Database& database, const std::string& burstIdentifier, BurstChoice choice);
-/// False also when the burst has no member.
-bool isRepresented(Database& database, const std::string& burstIdentifier);
-
-/// The photo without a video, not deleted, that this movie belongs to: by content identifier, else
-/// by names within the folder. A row id.
-std::optional<std::int64_t> findWaitingPhoto(Database& database,
-                                             const std::string& contentIdentifier,
-                                             std::int64_t folder, const std::string& movieName);
-/// The same for the movie of a photo.
-std::optional<std::int64_t> findWaitingVideo(Database& database,
-                                             const std::string& contentIdentifier,
-                                             std::int64_t folder, const std::string& photoName);
-/// What can be paired: a photo without a video, or a video alone.
-bool isWaitingPhoto(Database& database, std::int64_t asset);
-bool isWaitingVideo(Database& database, std::int64_t asset);
-
-/// A user album at the end of the list of albums. Its row id; none when writing failed.
-std::optional<std::int64_t> insertAlbum(Database& database, const std::string& identifier,
-                                        const std::string& title);
-
-/// An album of this title, the oldest if there are several; made when there is none. None when
-/// writing failed.
-std::optional<std::int64_t> albumWithTitle(Database& database, const std::string& title);
-
-/// Adds the asset to the end of the album, unless it is in it already.
-bool addToAlbum(Database& database, std::int64_t album, std::int64_t asset);
-
-/// An asset, not deleted, that holds this content.
-struct KnownContent {
-  std::int64_t asset = 0;
-  PHAssetResourceType type = PHAssetResourceType::photo;
-  std::string path;  ///< relative to `originals/`
-};
-/// The resources that have this size and hash. The bytes are still to be compared.
-std::vector<KnownContent> findContent(Database& database, std::int64_t size,
-                                      const std::string& hash);
 
 }  // namespace quorvin

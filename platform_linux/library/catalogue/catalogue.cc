@@ -1,120 +1,28 @@
 #include "platform_linux/library/catalogue/catalogue.h"
 
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "platform_linux/errors/errors.h"
-#include "platform_linux/library/catalogue/schema.h"
-#include "platform_linux/library/originals/staging.h"
-#include "platform_linux/library/upkeep/trash.h"
 
 namespace quorvin {
 namespace {
 
 constexpr std::size_t kIdleConnections = 8;
 
-// The write-ahead log is emptied by whoever closes a library last. What it still holds when nobody
-// has the library open was left by a stop in the middle.
-bool stoppedUncleanly(const LibraryFolder& folder) {
-  std::error_code error;
-  const auto size = std::filesystem::file_size(folder.catalogue() + "-wal", error);
-  return !error && size > 0;
-}
-
-Result<Null> checkIntegrity(Database& database, const LibraryFolder& folder) {
-  Statement check = database.prepare("PRAGMA quick_check(1)");
-  if (check.next() && check.text(0) == "ok") return Null{};
-  return libraryError(LibraryErrorCode::internal,
-                      "The catalogue “" + folder.catalogue() + "” is damaged.");
-}
-
-Result<Null> setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
-  auto lock = LibraryLock::acquire(folder.lockFile(), LibraryLock::Area::writer,
-                                   LibraryLock::Mode::exclusive);
-  if (!lock) return lock.error();
-  auto database = Database::open(folder.catalogue(), Database::Use::write);
-  if (!database) return database.error();
-  // Somebody else may have set it up meanwhile.
-  const auto state = catalogueState(**database);
-  if (!state) return state.error();
-  if (*state == CatalogueState::current) return Null{};
-  if (const auto done = migrate(**database); !done) return done.error();
-  if (*state == CatalogueState::empty) {
-    Statement store = (*database)->prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
-    if (!store.bind(static_cast<std::int64_t>(status)).run()) {
-      return (*database)->lastError("The library's authorisation cannot be stored");
-    }
-  }
-  (*database)->execute("PRAGMA wal_checkpoint(TRUNCATE)");
-  return syncFolder(folder.root);
-}
-
 }  // namespace
+
+NSError catalogueUnreadable() {
+  return libraryError(LibraryErrorCode::internal, "The catalogue cannot be read.");
+}
+
+bool writeStatus(Database& database, PHAuthorizationStatus status) {
+  Statement store = database.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
+  return store.bind(static_cast<std::int64_t>(status)).run();
+}
 
 const CollectionRow* Overview::find(std::string_view identifier) const {
   const auto found = byIdentifier.find(identifier);
   return found == byIdentifier.end() ? nullptr : &collections[found->second];
-}
-
-Result<std::shared_ptr<Catalogue>> Catalogue::open(const std::string& path, Missing missing,
-                                                   PHAuthorizationStatus statusWhenMade) {
-  auto folder = libraryFolderAt(path);
-  if (!folder) return folder.error();
-  const auto state = folderState(*folder);
-  if (!state) return state.error();
-  if (missing == Missing::refuse && *state != FolderState::catalogue) {
-    return libraryError(LibraryErrorCode::missingResource,
-                        "There is no photo library at “" + folder->root + "”.");
-  }
-  if (*state == FolderState::catalogue) {
-    // Before anything is made beside it: is it one of ours, and one that can be read?
-    auto database = Database::open(folder->catalogue(), Database::Use::read);
-    if (!database) return database.error();
-    const auto known = catalogueState(**database);
-    if (!known) return known.error();
-    const std::string named = "The catalogue “" + folder->catalogue() + "” ";
-    if (*known == CatalogueState::newer) {
-      return libraryError(LibraryErrorCode::invalidResource,
-                          named + "was made by a later version of this program.");
-    }
-    if (*known == CatalogueState::foreign) {
-      return libraryError(LibraryErrorCode::invalidResource,
-                          named + "is a database of something else.");
-    }
-  }
-  if (const auto made = makeFolders(*folder); !made) return made.error();
-  auto presence = LibraryLock::tryAcquire(folder->lockFile(), LibraryLock::Area::presence,
-                                          LibraryLock::Mode::exclusive);
-  const bool alone = presence.has_value();
-  if (!alone) {
-    auto shared = LibraryLock::acquire(folder->lockFile(), LibraryLock::Area::presence,
-                                       LibraryLock::Mode::shared);
-    if (!shared) return shared.error();
-    presence = *std::move(shared);
-  }
-  if (auto ready = prepare(*folder, alone, statusWhenMade); !ready) return ready.error();
-  presence->tryChange(LibraryLock::Mode::shared);
-  std::shared_ptr<Catalogue> catalogue(new Catalogue(*std::move(folder), *std::move(presence)));
-  purgeTrash(*catalogue);
-  return catalogue;
-}
-
-Result<Null> Catalogue::prepare(const LibraryFolder& folder, bool alone,
-                                PHAuthorizationStatus statusWhenMade) {
-  bool current = false;
-  if (auto database = Database::open(folder.catalogue(), Database::Use::read)) {
-    if (alone && stoppedUncleanly(folder)) {
-      if (auto sound = checkIntegrity(**database, folder); !sound) return sound.error();
-    }
-    const auto state = catalogueState(**database);
-    current = state && *state == CatalogueState::current;
-  }
-  if (!current) {
-    if (auto done = setUp(folder, statusWhenMade); !done) return done.error();
-  }
-  sweepStaging(folder);
-  return Null{};
 }
 
 Catalogue::Catalogue(LibraryFolder folder, LibraryLock presence)
@@ -140,7 +48,7 @@ void Catalogue::closeCleanly() {
                                             LibraryLock::Mode::exclusive);
   if (!lock) return;
   if (auto database = Database::open(folder_.catalogue(), Database::Use::read)) {
-    (*database)->execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    (*database)->emptyLog();
   }
 }
 
@@ -193,7 +101,9 @@ std::shared_ptr<const Overview> Catalogue::readOverview(std::int64_t version) {
   const ReadTransaction moment(*database);
   const auto status =
       database->integer("SELECT value FROM meta WHERE key = 'authorization'").value_or(0);
-  if (status >= 0 && status <= 4) overview->status = static_cast<PHAuthorizationStatus>(status);
+  if (status >= 0 && status <= static_cast<std::int64_t>(PHAuthorizationStatus::limited)) {
+    overview->status = static_cast<PHAuthorizationStatus>(status);
+  }
   Statement rows = database->prepare(
       "SELECT id, ident, type, subtype, title FROM collections ORDER BY type, pos, id");
   while (rows.next()) {

@@ -37,15 +37,18 @@ struct Overview {
   const CollectionRow* find(std::string_view identifier) const;
 };
 
-/// Any thread, several at once.
+/// What is told when no more is known than that reading failed.
+NSError catalogueUnreadable();
+
+/// Keeps the status for all openers without one of their own. Inside a change. False when writing
+/// failed.
+bool writeStatus(Database& database, PHAuthorizationStatus status);
+
+/// An open library's catalogue, as `openCatalogue` gives it. Any thread, several at once.
 class Catalogue : public std::enable_shared_from_this<Catalogue> {
  public:
-  enum class Missing { make, refuse };
-  /// Opens the library at the path; makes, finishes, brings up to date and tidies it where that is
-  /// due. A library that this call makes has the status `statusWhenMade`.
-  static Result<std::shared_ptr<Catalogue>> open(
-      const std::string& path, Missing missing,
-      PHAuthorizationStatus statusWhenMade = PHAuthorizationStatus::notDetermined);
+  /// `folder` holds a catalogue of the present version, and `presence` says that it is open.
+  Catalogue(LibraryFolder folder, LibraryLock presence);
   ~Catalogue();
   Catalogue(const Catalogue&) = delete;
   Catalogue& operator=(const Catalogue&) = delete;
@@ -84,9 +87,6 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
                       bool* isUncertain = nullptr);
 
  private:
-  Catalogue(LibraryFolder folder, LibraryLock presence);
-  static Result<Null> prepare(const LibraryFolder& folder, bool alone,
-                              PHAuthorizationStatus statusWhenMade);
   std::unique_ptr<Database> borrow();
   void giveBack(std::unique_ptr<Database> database);
   std::int64_t currentVersion() QUORVIN_REQUIRES(watchLock_);

@@ -2,10 +2,10 @@
 
 #include <array>
 #include <string>
+#include <string_view>
 
 #include "platform_linux/errors/errors.h"
 #include "platform_linux/library/catalogue/identifiers.h"
-#include "platform_linux/library/catalogue/smart_albums.h"
 #include "platform_linux/library/catalogue/sqlite.h"
 
 namespace quorvin {
@@ -114,46 +114,54 @@ CREATE INDEX listed_by_type ON assets(media_type, created_ns, id, trashed_ns, hi
   WHERE trashed_ns IS NULL AND hidden = 0 AND visible = 1;
 )";
 
-// Of a smart album's index, whose name is `listed_` and the subtype. The last column follows.
-constexpr const char* kAlbumIndexColumns =
-    " ON assets(created_ns, id, media_type, trashed_ns, hidden, visible, ";
+// The smart albums of version 1, in the order of listings. `smart_albums.h` says the same for the
+// present version; this stays as it is, for catalogues in the world were made by it.
+struct PlantedAlbum {
+  int subtype;
+  const char* title;
+  // Of its own index: the column that the condition looks at, and the condition. Null for albums
+  // that one of the general indexes serves.
+  const char* column;
+  const char* condition;
+};
+constexpr std::array<PlantedAlbum, 15> kPlantedAlbums = {{
+    {209, "Recents", nullptr, nullptr},
+    {203, "Favorites", "favorite", "favorite = 1"},
+    {202, "Videos", nullptr, nullptr},
+    {210, "Selfies", "front_camera", "front_camera = 1"},
+    {213, "Live Photos", "subtypes", "(subtypes & 8) <> 0"},
+    {201, "Panoramas", "subtypes", "(subtypes & 1) <> 0"},
+    {204, "Time-lapse", "subtypes", "(subtypes & 262144) <> 0"},
+    {208, "Slo-mo", "subtypes", "(subtypes & 131072) <> 0"},
+    {207, "Bursts", "burst_id", "burst_id IS NOT NULL"},
+    {211, "Screenshots", "subtypes", "(subtypes & 4) <> 0"},
+    {212, "Portrait", "subtypes", "(subtypes & 16) <> 0"},
+    {220, "Screen Recordings", "subtypes", "(subtypes & 524288) <> 0"},
+    {214, "Animated", "animated", "animated = 1"},
+    {217, "RAW", "raw", "raw = 1"},
+    {205, "Hidden", nullptr, nullptr},
+}};
 
+// An album's index is called `listed_` and the subtype.
 std::string albumIndexStatements() {
-  struct AlbumIndex {
-    int subtype;
-    const char* column;
-    const char* condition;
-  };
-  static constexpr std::array<AlbumIndex, 12> kIndexes = {{
-      {203, "favorite", "favorite = 1"},
-      {210, "front_camera", "front_camera = 1"},
-      {213, "subtypes", "(subtypes & 8) <> 0"},
-      {201, "subtypes", "(subtypes & 1) <> 0"},
-      {204, "subtypes", "(subtypes & 262144) <> 0"},
-      {208, "subtypes", "(subtypes & 131072) <> 0"},
-      {207, "burst_id", "burst_id IS NOT NULL"},
-      {211, "subtypes", "(subtypes & 4) <> 0"},
-      {212, "subtypes", "(subtypes & 16) <> 0"},
-      {220, "subtypes", "(subtypes & 524288) <> 0"},
-      {214, "animated", "animated = 1"},
-      {217, "raw", "raw = 1"},
-  }};
   std::string statements;
-  for (const AlbumIndex& index : kIndexes) {
-    statements += "CREATE INDEX listed_" + std::to_string(index.subtype) + kAlbumIndexColumns +
-                  index.column + ") WHERE trashed_ns IS NULL AND hidden = 0 AND visible = 1 AND " +
-                  index.condition + ";\n";
+  for (const PlantedAlbum& album : kPlantedAlbums) {
+    if (album.column == nullptr) continue;
+    statements += "CREATE INDEX listed_" + std::to_string(album.subtype) +
+                  " ON assets(created_ns, id, media_type, trashed_ns, hidden, visible, " +
+                  album.column + ") WHERE trashed_ns IS NULL AND hidden = 0 AND visible = 1 AND " +
+                  album.condition + ";\n";
   }
   return statements;
 }
 
 bool plantSmartAlbums(Database& database) {
   int position = 0;
-  for (const SmartAlbum& album : kSmartAlbums) {
+  for (const PlantedAlbum& album : kPlantedAlbums) {
     const std::string identifier = newCollectionIdentifier();
     Statement insert = database.prepare(
         "INSERT INTO collections(ident, type, subtype, title, pos) VALUES (?, 2, ?, ?, ?)");
-    insert.bind(identifier, album.subtype, album.title, position++);
+    insert.bind(identifier, album.subtype, std::string_view(album.title), position++);
     if (!insert.run()) return false;
   }
   return true;

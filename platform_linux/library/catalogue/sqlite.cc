@@ -195,6 +195,15 @@ bool Database::settleLog() {
   return version && execute("PRAGMA user_version=" + std::to_string(*version));
 }
 
+bool Database::isSound() {
+  Statement check = prepare("PRAGMA quick_check(1)");
+  return check.next() && check.text(0) == "ok";
+}
+
+void Database::emptyLog() {
+  execute("PRAGMA wal_checkpoint(TRUNCATE)");
+}
+
 std::int64_t Database::lastInsertedRow() const {
   return sqlite3_last_insert_rowid(connection_);
 }
@@ -214,6 +223,15 @@ NSError Database::lastError(std::string_view sentence) const {
   if (code == SQLITE_FULL) told = LibraryErrorCode::notEnoughSpace;
   if (code == SQLITE_BUSY) told = LibraryErrorCode::operationInterrupted;
   return libraryError(told, std::string(sentence) + ": " + sqlite3_errmsg(connection_) + ".");
+}
+
+std::string listOfRows(const std::vector<std::int64_t>& rows) {
+  std::string list = "[";
+  for (const std::int64_t row : rows) {
+    if (list.size() > 1) list += ',';
+    list += std::to_string(row);
+  }
+  return list + "]";
 }
 
 }  // namespace quorvin

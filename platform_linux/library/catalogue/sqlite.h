@@ -107,6 +107,11 @@ class Database {
   /// log is next read from its start. Makes it void by writing on in its place. What is read
   /// afterwards is what will be read ever after. False when that could not be made durable either.
   bool settleLog();
+  /// False when its pages or indexes contradict each other, or cannot be read.
+  bool isSound();
+  /// Brings the log's content into the file, where nobody is in the way. The caller holds the
+  /// writer lock.
+  void emptyLog();
   /// True when the last failure says that the file is no sound database.
   bool isDamaged() const;
 
@@ -132,5 +137,8 @@ class ReadTransaction {
  private:
   Database& database_;
 };
+
+/// Row ids as the JSON list that statements with `json_each` take.
+std::string listOfRows(const std::vector<std::int64_t>& rows);
 
 }  // namespace quorvin

@@ -8,7 +8,6 @@
 
 #include "platform_linux/errors/errors.h"
 #include "platform_linux/errors/system_error.h"
-#include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/library/changes/change_transaction.h"
 #include "platform_linux/library/originals/file_content.h"
 
@@ -166,10 +165,10 @@ Result<Null> ChangeApplier::copyFiles(const std::vector<ChangeRequest>& requests
   return Null{};
 }
 
-Result<ImportFile> ChangeApplier::look(const CreateAsset& request) {
+Result<SourceFile> ChangeApplier::look(const CreateAsset& request) {
   const auto source = openSource(request.path);
   if (!source) return cannotRead(request.path, source.error());
-  ImportFile file = describeSource(*source, request.path);
+  SourceFile file = describeSource(*source, request.path);
   // This decodes as much as it takes to tell a sound file from a damaged one.
   auto probe = media_.probe(*source, file.name);
   if (!probe) return cannotSave(request.path, probe.error());

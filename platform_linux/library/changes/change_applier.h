@@ -13,6 +13,7 @@
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/changes/change_recorder.h"
 #include "platform_linux/library/originals/original_copies.h"
+#include "platform_linux/library/originals/source_file.h"
 #include "platform_linux/library/originals/staging.h"
 
 namespace quorvin {
@@ -33,7 +34,7 @@ class ChangeApplier {
 
  private:
   struct Creation {
-    ImportFile file;
+    SourceFile file;
     OriginalCopy main;
     std::optional<OriginalCopy> pairedVideo;
   };
@@ -41,7 +42,7 @@ class ChangeApplier {
   Result<Null> makeReady();
   Result<Null> copyFiles(const std::vector<ChangeRequest>& requests,
                          std::vector<Creation>& creations);
-  Result<ImportFile> look(const CreateAsset& request);
+  Result<SourceFile> look(const CreateAsset& request);
   Result<Creation> copyFile(const CreateAsset& request);
   Result<Null> placeFiles(std::vector<Creation>& creations);
   /// False when one is still there.

@@ -1,10 +1,20 @@
 #include "platform_linux/library/changes/change_transaction.h"
 
 #include "platform_linux/errors/errors.h"
+#include "platform_linux/library/catalogue/album_rows.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
-#include "platform_linux/library/upkeep/trash.h"
+#include "platform_linux/library/catalogue/burst_rows.h"
+#include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/catalogue/trash_rows.h"
 
 namespace quorvin {
+namespace {
+
+constexpr auto kAlbumByIdentifier = sql("SELECT id, type = ") + kAlbumType +
+                                    " AND subtype = " + kRegularAlbum +
+                                    " FROM collections WHERE ident = ?";
+
+}  // namespace
 
 void appendRows(Database& database, const DeleteAssets& request, std::vector<std::int64_t>& rows) {
   rows.insert(rows.end(), request.rows.begin(), request.rows.end());
@@ -26,7 +36,7 @@ std::optional<NSError> ChangeTransaction::albumsClosed() const {
                       "Albums cannot be changed while access is limited to a selection of assets.");
 }
 
-Result<Null> ChangeTransaction::createAsset(const std::string& identifier, const ImportFile& file,
+Result<Null> ChangeTransaction::createAsset(const std::string& identifier, const SourceFile& file,
                                             const OriginalCopy& main,
                                             const std::optional<OriginalCopy>& pairedVideo) {
   const NewAsset asset = newAssetOf(identifier, file);
@@ -71,8 +81,7 @@ Result<Null> ChangeTransaction::addToAlbum(const AddToAlbum& request) {
   if (auto closed = albumsClosed()) return *closed;
   std::int64_t album = 0;
   {
-    Statement find =
-        database_.prepare("SELECT id, type = 1 AND subtype = 2 FROM collections WHERE ident = ?");
+    Statement find = database_.prepare(kAlbumByIdentifier);
     if (!find.bind(request.album).next()) {
       if (find.failed()) return failure();
       return libraryError(LibraryErrorCode::identifierNotFound,

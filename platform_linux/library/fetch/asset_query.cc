@@ -6,6 +6,7 @@
 
 #include "platform_linux/library/catalogue/asset_date.h"
 #include "platform_linux/library/catalogue/smart_albums.h"
+#include "platform_linux/library/catalogue/sql_text.h"
 #include "platform_linux/library/fetch/predicate.h"
 
 namespace quorvin {
@@ -77,13 +78,8 @@ void appendSmart(const SmartAlbum& album, const PHFetchOptions& options, bool li
 }
 
 void appendRows(const std::vector<std::int64_t>& rows, AssetQuery& query) {
-  std::string list = "[";
-  for (const std::int64_t row : rows) {
-    if (list.size() > 1) list += ',';
-    list += std::to_string(row);
-  }
   query.from = "FROM assets AS a WHERE a.id IN (SELECT value FROM json_each(?)) AND ";
-  query.values.emplace_back(list + "]");
+  query.values.emplace_back(listOfRows(rows));
   query.order = " ORDER BY a.id";
   query.isWorthKeeping = false;
 }
@@ -100,9 +96,7 @@ void appendPlace(const AssetScope& scope, const PHFetchOptions& options, bool li
   } else if (const auto* burst = std::get_if<AssetScope::Burst>(&scope.place)) {
     query.from = "FROM assets AS a WHERE a.burst_id = ? AND ";
     query.values.emplace_back(burst->identifier);
-    query.order =
-        " ORDER BY a.created_ns,"
-        " (SELECT r.name FROM resources AS r WHERE r.asset = a.id ORDER BY r.pos LIMIT 1), a.id";
+    query.order = kBurstOrder;
   } else {
     appendRows(std::get<AssetScope::Rows>(scope.place).rows, query);
   }

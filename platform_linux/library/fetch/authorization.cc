@@ -1,6 +1,5 @@
 #include "platform_linux/library/fetch/authorization.h"
 
-#include <cstdint>
 #include <utility>
 
 #include "platform_linux/errors/errors.h"
@@ -61,8 +60,7 @@ std::optional<NSError> refusal(PHAuthorizationStatus status) {
 
 Result<Null> storeStatus(Catalogue& catalogue, PHAuthorizationStatus status) {
   return catalogue.change([status](Database& database) -> Result<Null> {
-    Statement store = database.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
-    if (store.bind(static_cast<std::int64_t>(status)).run()) return Null{};
+    if (writeStatus(database, status)) return Null{};
     return database.lastError("The authorisation cannot be stored");
   });
 }

@@ -11,6 +11,7 @@
 #include "platform_linux/library/fetch/asset_fetch.h"
 #include "platform_linux/library/fetch/asset_query.h"
 #include "platform_linux/library/fetch/authorization.h"
+#include "platform_linux/library/opening/opening.h"
 
 namespace quorvin {
 namespace {
@@ -47,7 +48,7 @@ bool isOpen(const PHAssetCollection& collection, PHAuthorizationStatus status) {
 }  // namespace
 
 Result<std::unique_ptr<Library>> Library::open(LibraryOptions options) {
-  auto catalogue = Catalogue::open(options.path, Catalogue::Missing::make);
+  auto catalogue = openCatalogue(options.path, MissingLibrary::make);
   if (!catalogue) return catalogue.error();
   auto authorization = std::make_shared<Authorization>(
       *catalogue, options.authorization, std::move(options.prompt), options.mainQueue);

@@ -1,14 +1,11 @@
 #include "platform_linux/library/import/import_plan.h"
 
-#define XXH_INLINE_ALL
-#include <xxhash.h>
-
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <map>
 #include <unordered_map>
 #include <utility>
+
+#include "platform_linux/library/catalogue/pairing.h"
 
 namespace quorvin {
 namespace {
@@ -20,11 +17,6 @@ bool isStill(const ImportFile& file) {
 }
 bool isMovie(const ImportFile& file) {
   return file.probe.kind == MediaKind::video;
-}
-
-bool identifiersDiffer(const ImportFile& one, const ImportFile& other) {
-  return !one.probe.contentIdentifier.empty() && !other.probe.contentIdentifier.empty() &&
-         one.probe.contentIdentifier != other.probe.contentIdentifier;
 }
 
 void pair(Pairs& pairs, std::size_t still, std::size_t movie) {
@@ -83,7 +75,8 @@ void pairByName(const std::vector<ImportFile>& files, Pairs& pairs) {
           continue;
         }
         if (namesMakeAPair(files[still].name, files[movie].name) &&
-            !identifiersDiffer(files[still], files[movie])) {
+            !identifiersDiffer(files[still].probe.contentIdentifier,
+                               files[movie].probe.contentIdentifier)) {
           pair(pairs, still, movie);
         }
       }
@@ -91,71 +84,24 @@ void pairByName(const std::vector<ImportFile>& files, Pairs& pairs) {
   }
 }
 
-// "_BURST" and the digits after it; empty when the name has no such part.
-std::string burstToken(const std::string& name) {
-  constexpr std::string_view kMark = "_BURST";
-  const std::size_t start = name.find(kMark);
-  if (start == std::string::npos) return {};
-  std::size_t end = start + kMark.size();
-  while (end < name.size() && name[end] >= '0' && name[end] <= '9') ++end;
-  return end == start + kMark.size() ? std::string() : name.substr(start, end - start);
-}
-
-// The same each time for one folder and token, so that later members join.
-std::string burstIdentifier(const std::string& folderAndToken) {
-  const XXH128_hash_t hash = XXH3_128bits(folderAndToken.data(), folderAndToken.size());
-  std::array<char, 37> text;
-  std::snprintf(
-      text.data(), text.size(), "%08X-%04X-%04X-%04X-%012llX",
-      static_cast<unsigned>(hash.high64 >> 32), static_cast<unsigned>(hash.high64 >> 16 & 0xFFFF),
-      static_cast<unsigned>(hash.high64 & 0xFFFF), static_cast<unsigned>(hash.low64 >> 48),
-      static_cast<unsigned long long>(hash.low64 & 0xFFFFFFFFFFFF));
-  return text.data();
-}
-
 void markBurstsByName(std::vector<ImportFile>& files) {
-  std::map<std::string, std::vector<ImportFile*>> groups;
+  std::map<std::pair<std::string, std::string>, std::vector<ImportFile*>> groups;
   for (ImportFile& file : files) {
-    const std::string token = burstToken(file.name);
-    if (!token.empty() && isStill(file) && file.probe.burstIdentifier.empty()) {
-      groups[file.folder + "/" + token].push_back(&file);
+    const std::string mark = burstMark(file.name);
+    if (!mark.empty() && isStill(file) && file.probe.burstIdentifier.empty()) {
+      groups[{file.folder, mark}].push_back(&file);
     }
   }
-  for (const auto& [token, members] : groups) {
+  for (const auto& [place, members] : groups) {
     if (members.size() < 2) continue;
     for (ImportFile* member : members) {
-      member->probe.burstIdentifier = burstIdentifier(token);
-      member->probe.burstPrimary = member->name.find("_COVER") != std::string::npos;
+      member->probe.burstIdentifier = burstIdentifierOf(place.first, place.second);
+      member->probe.burstPrimary = isBurstCover(member->name);
     }
   }
 }
 
 }  // namespace
-
-std::string lowerCase(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
-}
-
-std::string nameStem(const std::string& name) {
-  const std::size_t dot = name.rfind('.');
-  return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
-}
-
-std::string lowerExtension(const std::string& name) {
-  const std::size_t stem = nameStem(name).size();
-  return stem == name.size() ? std::string() : lowerCase(name.substr(stem + 1));
-}
-
-bool namesMakeAPair(const std::string& still, const std::string& movie) {
-  const std::string extension = lowerExtension(still);
-  const bool isPhotoName =
-      extension == "heic" || extension == "heif" || extension == "jpg" || extension == "jpeg";
-  return isPhotoName && lowerExtension(movie) == "mov" &&
-         lowerCase(nameStem(still)) == lowerCase(nameStem(movie));
-}
 
 std::vector<ImportUnit> planImport(std::vector<ImportFile>& files) {
   Pairs pairs(files.size());
@@ -170,18 +116,6 @@ std::vector<ImportUnit> planImport(std::vector<ImportFile>& files) {
     units.push_back({.main = i, .pairedVideo = pairs[i]});
   }
   return units;
-}
-
-bool belongTogether(const std::string& folder, const std::string& name,
-                    const std::string& nextFolder, const std::string& nextName) {
-  if (folder != nextFolder) return false;
-  const std::string token = burstToken(name);
-  return lowerCase(nameStem(name)) == lowerCase(nameStem(nextName)) ||
-         (!token.empty() && token == burstToken(nextName));
-}
-
-std::int64_t folderNumber(const std::string& folder) {
-  return static_cast<std::int64_t>(XXH3_64bits(folder.data(), folder.size()));
 }
 
 }  // namespace quorvin

@@ -31,20 +31,5 @@ TEST(ImportPlan, GivesEachMovieToOneStillAlone) {
   EXPECT_NE(units[0].pairedVideo, units[1].pairedVideo);
 }
 
-TEST(ImportPlan, SplitsNamesAtTheLastDot) {
-  EXPECT_EQ(nameStem("a.tar.gz"), "a.tar");
-  EXPECT_EQ(lowerExtension("a.tar.GZ"), "gz");
-  EXPECT_EQ(nameStem(".jpg"), ".jpg");
-  EXPECT_EQ(lowerExtension(".jpg"), "");
-  EXPECT_EQ(lowerExtension("plain"), "");
-}
-
-TEST(ImportPlan, KeepsPartnersAndBurstsTogetherWhenItIsCut) {
-  EXPECT_TRUE(belongTogether("/in", "IMG_1.HEIC", "/in", "img_1.mov"));
-  EXPECT_TRUE(belongTogether("/in", "0_BURST7.jpg", "/in", "1_BURST7_COVER.jpg"));
-  EXPECT_FALSE(belongTogether("/in", "IMG_1.HEIC", "/other", "IMG_1.MOV"));
-  EXPECT_FALSE(belongTogether("/in", "IMG_1.HEIC", "/in", "IMG_2.MOV"));
-}
-
 }  // namespace
 }  // namespace quorvin

@@ -9,9 +9,13 @@
 #include "platform_linux/errors/errors.h"
 #include "platform_linux/errors/system_error.h"
 #include "platform_linux/library/catalogue/catalogue.h"
+#include "platform_linux/library/catalogue/pair_rows.h"
+#include "platform_linux/library/catalogue/pairing.h"
+#include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/import/file_walk.h"
 #include "platform_linux/library/import/import_batch.h"
 #include "platform_linux/library/import/import_plan.h"
+#include "platform_linux/library/opening/opening.h"
 #include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/staging.h"
 
@@ -103,7 +107,7 @@ class Import {
   Result<ImportFile> look(const std::string& path) {
     const auto source = openSource(path);
     if (!source) return source.error();
-    ImportFile file = describeSource(*source, path);
+    ImportFile file{describeSource(*source, path), {}};
     if (const auto known = recognise(source->get(), file); !known) return known.error();
     if (file.existingAsset) return file;
     auto probe = media_.probe(*source, file.name);
@@ -116,10 +120,7 @@ class Import {
   Result<Null> recognise(int source, ImportFile& file) {
     Catalogue::Reader database = catalogue_->reader();
     if (!database) return catalogueUnreadable();
-    {
-      Statement sizes = database->prepare("SELECT 1 FROM resources WHERE size = ? LIMIT 1");
-      if (!sizes.bind(file.size).next()) return Null{};
-    }
+    if (!isKnownSize(*database, file.size)) return Null{};
     const auto hash = hashContent(source);
     if (!hash) return hash.error();
     const std::string originals = catalogue_->folder().originals() + "/";
@@ -132,15 +133,8 @@ class Import {
     return Null{};
   }
 
-  static NSError catalogueUnreadable() {
-    return libraryError(LibraryErrorCode::internal, "The catalogue cannot be read.");
-  }
-
   static void describe(Database& database, const KnownContent& known, ImportFile& file) {
-    Statement row = database.prepare("SELECT content_id FROM assets WHERE id = ?");
-    if (row.bind(known.asset).next() && !row.isNull(0)) {
-      file.probe.contentIdentifier = row.text(0);
-    }
+    file.probe.contentIdentifier = contentIdentifierOf(database, known.asset);
     file.existingAsset = known.asset;
     switch (known.type) {
       case PHAssetResourceType::photo:
@@ -194,7 +188,7 @@ class Import {
 Result<ImportSummary> importIntoLibrary(const std::string& libraryPath, MediaService& media,
                                         const ImportOptions& options, ImportObserver& observer) {
   auto catalogue =
-      Catalogue::open(libraryPath, Catalogue::Missing::make, PHAuthorizationStatus::authorized);
+      openCatalogue(libraryPath, MissingLibrary::make, PHAuthorizationStatus::authorized);
   if (!catalogue) return catalogue.error();
   auto staging = Staging::begin((*catalogue)->folder());
   if (!staging) return staging.error();

@@ -6,15 +6,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <filesystem>
 #include <set>
-#include <system_error>
 #include <utility>
 
 #include "platform_linux/errors/errors.h"
 #include "platform_linux/errors/system_error.h"
 #include "platform_linux/files/copy_content.h"
+#include "platform_linux/library/catalogue/pairing.h"
 #include "platform_linux/library/originals/file_content.h"
 
 namespace quorvin {
@@ -33,7 +31,7 @@ PHAssetResourceType resourceType(MediaKind kind) {
 }
 
 // The source's own extension where it is a plain one, for players go by it; else the content's.
-std::string storedExtension(const ImportFile& file) {
+std::string storedExtension(const SourceFile& file) {
   const std::size_t stem = nameStem(file.name).size();
   const std::string own = stem == file.name.size() ? "" : file.name.substr(stem + 1);
   const bool isPlain =
@@ -48,66 +46,14 @@ std::string fanOut(const std::string& uuid) {
   return uuid.substr(0, 2);
 }
 
-std::int64_t modificationTime(const struct stat& status) {
-  return status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec;
-}
-
-bool isUnchanged(const struct stat& status, const ImportFile& file) {
+bool isUnchanged(const struct stat& status, const SourceFile& file) {
   return status.st_dev == file.device && status.st_ino == file.inode &&
          status.st_size == file.size && modificationTime(status) == file.modified;
 }
 
 }  // namespace
 
-Result<FileDescriptor> openSource(const std::string& path) {
-  // The system would take what stands before it for the whole path.
-  if (path.find('\0') != std::string::npos) return systemError("The file cannot be read", ENOENT);
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status = {};
-  if (!file || ::fstat(file.get(), &status) != 0) {
-    return systemError("The file cannot be read", errno);
-  }
-  if (!S_ISREG(status.st_mode)) {
-    return libraryError(LibraryErrorCode::invalidResource, "It is not a regular file.");
-  }
-  if (status.st_size == 0) {
-    return libraryError(LibraryErrorCode::invalidResource, "The file is empty.");
-  }
-  return file;
-}
-
-ImportFile describeSource(const FileDescriptor& source, const std::string& path) {
-  struct stat status = {};
-  ::fstat(source.get(), &status);
-  const std::filesystem::path asPath = path;
-  std::error_code error;
-  ImportFile file;
-  file.path = path;
-  file.folder =
-      std::filesystem::canonical(asPath.has_parent_path() ? asPath.parent_path() : ".", error)
-          .string();
-  file.name = asPath.filename().string();
-  file.size = status.st_size;
-  file.modified = modificationTime(status);
-  file.device = status.st_dev;
-  file.inode = status.st_ino;
-  return file;
-}
-
-NewAsset newAssetOf(const std::string& identifier, const ImportFile& file) {
-  NewAsset asset;
-  asset.identifier = identifier;
-  asset.probe = file.probe;
-  asset.probe.burstIdentifier = validUtf8(file.probe.burstIdentifier);
-  asset.probe.contentIdentifier = validUtf8(file.probe.contentIdentifier);
-  asset.modified = file.modified;
-  asset.added = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                    std::chrono::system_clock::now().time_since_epoch())
-                    .count();
-  return asset;
-}
-
-Result<OriginalCopy> OriginalCopies::copyFile(const ImportFile& file, const std::string& uuid,
+Result<OriginalCopy> OriginalCopies::copyFile(const SourceFile& file, const std::string& uuid,
                                               bool isPaired) {
   OriginalCopy copy;
   copy.resource = {
@@ -131,7 +77,7 @@ Result<OriginalCopy> OriginalCopies::copyFile(const ImportFile& file, const std:
   return copy;
 }
 
-Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const ImportFile& file,
+Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const SourceFile& file,
                                                        const std::string& uuid) {
   const std::int64_t offset = file.probe.embeddedMovieOffset;
   const std::int64_t length = file.probe.embeddedMovieLength;

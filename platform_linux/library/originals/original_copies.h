@@ -9,20 +9,11 @@
 #include "core/platform/foundation.h"
 #include "core/platform/value.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
-#include "platform_linux/library/import/import_plan.h"
+#include "platform_linux/library/originals/source_file.h"
 #include "platform_linux/library/originals/staging.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
-
-/// Opens a file for reading without waiting: a FIFO or a device is an error, as is an empty file.
-Result<FileDescriptor> openSource(const std::string& path);
-
-/// What the file system says of an open source. `path` is the one that it was opened by.
-ImportFile describeSource(const FileDescriptor& source, const std::string& path);
-
-/// The row of an asset that is made of this file, added now. It comes from no folder.
-NewAsset newAssetOf(const std::string& identifier, const ImportFile& file);
 
 /// A copy and the row that it will have.
 struct OriginalCopy {
@@ -39,10 +30,10 @@ class OriginalCopies {
 
   /// Copies the whole file into the staging folder, read-only and with the file's times. An error
   /// when it is no longer what `file` says. `uuid` names the original.
-  Result<OriginalCopy> copyFile(const ImportFile& file, const std::string& uuid, bool isPaired);
+  Result<OriginalCopy> copyFile(const SourceFile& file, const std::string& uuid, bool isPaired);
 
   /// Copies the movie inside a motion photo.
-  Result<OriginalCopy> copyEmbeddedMovie(const ImportFile& file, const std::string& uuid);
+  Result<OriginalCopy> copyEmbeddedMovie(const SourceFile& file, const std::string& uuid);
 
   /// Makes the copies durable, lists them and moves them among the originals. After an error some
   /// of them may be there.

@@ -13,6 +13,7 @@
 
 #include "platform_linux/errors/system_error.h"
 #include "platform_linux/library/catalogue/identifiers.h"
+#include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/sqlite.h"
 
 namespace quorvin {
@@ -55,11 +56,9 @@ std::vector<std::string> listedPaths(const fs::path& list) {
 bool removeUnnamed(Database& database, const LibraryFolder& folder,
                    const std::vector<std::string>& paths) {
   for (const std::string& path : paths) {
-    Statement named = database.prepare("SELECT 1 FROM resources WHERE path = ?");
-    named.bind(path);
-    const bool isNamed = named.next();
-    if (named.failed()) return false;
-    if (isNamed) continue;
+    const std::optional<bool> isNamed = isNamedOriginal(database, path);
+    if (!isNamed) return false;
+    if (*isNamed) continue;
     if (::unlink((folder.originals() + "/" + path).c_str()) != 0 && errno != ENOENT) return false;
   }
   return true;

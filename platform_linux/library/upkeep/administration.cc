@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
 #include "platform_linux/library/catalogue/asset_date.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/smart_albums.h"
 #include "platform_linux/library/fetch/asset_query.h"
 #include "platform_linux/library/fetch/authorization.h"
+#include "platform_linux/library/opening/opening.h"
 
 namespace quorvin {
 namespace {
@@ -69,13 +69,11 @@ AlbumSummary describeAlbum(Database& database, const CollectionRow& row) {
 }  // namespace
 
 Result<LibrarySummary> describeLibrary(const std::string& path) {
-  auto catalogue = Catalogue::open(path, Catalogue::Missing::refuse);
+  auto catalogue = openCatalogue(path, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
   const auto overview = (*catalogue)->overview();
   Catalogue::Reader database = (*catalogue)->reader();
-  if (!database) {
-    return libraryError(LibraryErrorCode::internal, "The catalogue cannot be read.");
-  }
+  if (!database) return catalogueUnreadable();
   const ReadTransaction moment(*database);
   LibrarySummary summary;
   summary.status = overview->status;
@@ -94,7 +92,7 @@ Result<LibrarySummary> describeLibrary(const std::string& path) {
 }
 
 Result<Null> storeAuthorization(const std::string& path, PHAuthorizationStatus status) {
-  auto catalogue = Catalogue::open(path, Catalogue::Missing::make);
+  auto catalogue = openCatalogue(path, MissingLibrary::make);
   if (!catalogue) return catalogue.error();
   return storeStatus(**catalogue, status);
 }

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "platform_linux/library/opening/opening.h"
 #include "platform_linux/library/upkeep/check_run.h"
 
 namespace quorvin {
@@ -16,7 +17,7 @@ std::string_view findingName(FindingKind kind) {
 }
 
 Result<CheckReport> checkLibrary(const std::string& path, const CheckOptions& options) {
-  auto catalogue = Catalogue::open(path, Catalogue::Missing::refuse);
+  auto catalogue = openCatalogue(path, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
   CheckRun run{**catalogue, options, {}};
   checkDatabase(run);

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform_linux/library/catalogue/asset_rows.h"
+#include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/upkeep/check_run.h"
 
 namespace quorvin {

@@ -1,0 +1,122 @@
+#include "platform_linux/library/catalogue/trash_rows.h"
+
+#include <set>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/library/catalogue/asset_date.h"
+#include "platform_linux/library/catalogue/burst_rows.h"
+
+namespace quorvin {
+namespace {
+
+using std::chrono::nanoseconds;
+
+std::set<std::string> burstsAmong(Database& database, const std::string& rows) {
+  Statement find = database.prepare(
+      "SELECT DISTINCT burst_id FROM assets WHERE id IN (SELECT value FROM json_each(?))"
+      " AND burst_id IS NOT NULL");
+  find.bind(rows);
+  std::set<std::string> bursts;
+  while (find.next()) bursts.emplace(find.text(0));
+  return bursts;
+}
+
+bool settleBursts(Database& database, const std::set<std::string>& bursts) {
+  for (const std::string& burst : bursts) {
+    if (!settleBurst(database, burst, BurstChoice::keep)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::int64_t presentTime() {
+  return std::chrono::duration_cast<nanoseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+bool trashAssets(Database& database, const std::string& rows) {
+  const std::set<std::string> bursts = burstsAmong(database, rows);
+  Statement trash = database.prepare(
+      "UPDATE assets SET trashed_ns = ? WHERE id IN (SELECT value FROM json_each(?))"
+      " AND trashed_ns IS NULL");
+  return trash.bind(presentTime(), rows).run() && settleBursts(database, bursts);
+}
+
+Result<Null> restoreAssets(Database& database, std::span<const std::string> identifiers) {
+  std::vector<std::int64_t> rows;
+  for (const std::string& identifier : identifiers) {
+    Statement find =
+        database.prepare("SELECT id FROM assets WHERE ident = ? AND trashed_ns IS NOT NULL");
+    if (!find.bind(identifier).next()) {
+      return libraryError(LibraryErrorCode::identifierNotFound,
+                          "The asset “" + identifier + "” is not in the trash.");
+    }
+    rows.push_back(find.integer(0));
+  }
+  const std::string list = listOfRows(rows);
+  Statement restored = database.prepare(
+      "UPDATE assets SET trashed_ns = NULL WHERE id IN (SELECT value FROM json_each(?))");
+  if (restored.bind(list).run() && settleBursts(database, burstsAmong(database, list))) {
+    return Null{};
+  }
+  return database.lastError("The assets cannot be restored");
+}
+
+std::optional<std::vector<TrashedAsset>> trashedAssets(Database& database) {
+  constexpr std::int64_t kStay = nanoseconds(kDaysInTrash).count();
+  Statement rows = database.prepare(
+      "SELECT a.ident, a.media_type, a.trashed_ns,"
+      " coalesce((SELECT r.name FROM resources AS r WHERE r.asset = a.id ORDER BY r.pos LIMIT 1),"
+      " ''), (SELECT coalesce(sum(r.size), 0) FROM resources AS r WHERE r.asset = a.id)"
+      " FROM assets AS a WHERE a.trashed_ns IS NOT NULL ORDER BY a.trashed_ns DESC, a.id");
+  std::vector<TrashedAsset> assets;
+  while (rows.next()) {
+    assets.push_back({.localIdentifier = std::string(rows.text(0)),
+                      .originalFilename = std::string(rows.text(3)),
+                      .mediaType = static_cast<PHAssetMediaType>(rows.integer(1)),
+                      .bytes = rows.integer(4),
+                      .deleted = dateFromNanoseconds(rows.integer(2)),
+                      .goneAfter = dateFromNanoseconds(rows.integer(2) + kStay)});
+  }
+  if (rows.failed()) return std::nullopt;
+  return assets;
+}
+
+bool isAnyTrashed(Database& database, std::int64_t until) {
+  Statement find = database.prepare("SELECT 1 FROM assets WHERE trashed_ns <= ? LIMIT 1");
+  return find.bind(until).next();
+}
+
+std::optional<DoomedAssets> doomedAssets(Database& database, std::int64_t until,
+                                         std::size_t atMost) {
+  DoomedAssets doomed;
+  Statement assets = database.prepare(
+      "SELECT id, ident FROM assets WHERE trashed_ns <= ? ORDER BY trashed_ns LIMIT ?");
+  assets.bind(until, static_cast<std::int64_t>(atMost));
+  while (assets.next()) {
+    const std::string_view identifier = assets.text(1);
+    doomed.rows.push_back(assets.integer(0));
+    doomed.uuids.emplace_back(identifier.substr(0, identifier.find('/')));
+  }
+  const std::string list = listOfRows(doomed.rows);
+  Statement files = database.prepare(
+      "SELECT path, size FROM resources WHERE asset IN (SELECT value FROM json_each(?))");
+  files.bind(list);
+  while (files.next()) {
+    doomed.originals.emplace_back(files.text(0));
+    doomed.bytes += files.integer(1);
+  }
+  if (assets.failed() || files.failed()) return std::nullopt;
+  return doomed;
+}
+
+bool dropAssets(Database& database, const DoomedAssets& doomed) {
+  const std::string list = listOfRows(doomed.rows);
+  Statement drop =
+      database.prepare("DELETE FROM assets WHERE id IN (SELECT value FROM json_each(?))");
+  return drop.bind(list).run();
+}
+
+}  // namespace quorvin

@@ -1,0 +1,142 @@
+// The steps, in their order. Look whether the folder is a library, or may become one, before
+// anything is made in it. Make the folders and the lock file. Announce the presence: whoever is
+// alone, and finds a log that nobody emptied, checks the catalogue's pages first. Make the tables,
+// or bring them up to date. Sweep what copies that were cut short left. Then others may come in as
+// well, and what has been deleted for long enough goes for good.
+#include "platform_linux/library/opening/opening.h"
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "platform_linux/errors/errors.h"
+#include "platform_linux/library/catalogue/library_folder.h"
+#include "platform_linux/library/catalogue/library_lock.h"
+#include "platform_linux/library/catalogue/schema.h"
+#include "platform_linux/library/catalogue/trash_rows.h"
+#include "platform_linux/library/originals/removal.h"
+#include "platform_linux/library/originals/staging.h"
+
+namespace quorvin {
+namespace {
+
+// Before anything is made beside it: is it a catalogue of ours, and one that can be read?
+Result<Null> checkOwner(const LibraryFolder& folder) {
+  auto database = Database::open(folder.catalogue(), Database::Use::read);
+  if (!database) return database.error();
+  const auto known = catalogueState(**database);
+  if (!known) return known.error();
+  const std::string named = "The catalogue “" + folder.catalogue() + "” ";
+  if (*known == CatalogueState::newer) {
+    return libraryError(LibraryErrorCode::invalidResource,
+                        named + "was made by a later version of this program.");
+  }
+  if (*known == CatalogueState::foreign) {
+    return libraryError(LibraryErrorCode::invalidResource,
+                        named + "is a database of something else.");
+  }
+  return Null{};
+}
+
+// The write-ahead log is emptied by whoever closes a library last. What it still holds when nobody
+// has the library open was left by a stop in the middle.
+bool stoppedUncleanly(const LibraryFolder& folder) {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(folder.catalogue() + "-wal", error);
+  return !error && size > 0;
+}
+
+Result<Null> checkIntegrity(Database& database, const LibraryFolder& folder) {
+  if (database.isSound()) return Null{};
+  return libraryError(LibraryErrorCode::internal,
+                      "The catalogue “" + folder.catalogue() + "” is damaged.");
+}
+
+Result<Null> setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
+  auto lock = LibraryLock::acquire(folder.lockFile(), LibraryLock::Area::writer,
+                                   LibraryLock::Mode::exclusive);
+  if (!lock) return lock.error();
+  auto database = Database::open(folder.catalogue(), Database::Use::write);
+  if (!database) return database.error();
+  // Somebody else may have set it up meanwhile.
+  const auto state = catalogueState(**database);
+  if (!state) return state.error();
+  if (*state == CatalogueState::current) return Null{};
+  if (const auto done = migrate(**database); !done) return done.error();
+  if (*state == CatalogueState::empty) {
+    if (!writeStatus(**database, status)) {
+      return (*database)->lastError("The library's authorisation cannot be stored");
+    }
+  }
+  (*database)->emptyLog();
+  return syncFolder(folder.root);
+}
+
+Result<Null> prepare(const LibraryFolder& folder, bool alone,
+                     PHAuthorizationStatus statusWhenMade) {
+  bool current = false;
+  if (auto database = Database::open(folder.catalogue(), Database::Use::read)) {
+    if (alone && stoppedUncleanly(folder)) {
+      if (auto sound = checkIntegrity(**database, folder); !sound) return sound.error();
+    }
+    const auto state = catalogueState(**database);
+    current = state && *state == CatalogueState::current;
+  }
+  if (!current) {
+    if (auto done = setUp(folder, statusWhenMade); !done) return done.error();
+  }
+  sweepStaging(folder);
+  return Null{};
+}
+
+// What was deleted 30 days ago or earlier goes for good. What cannot be done now is left to the
+// next opening.
+void purgeTrash(Catalogue& catalogue) {
+  const std::int64_t until = presentTime() - std::chrono::nanoseconds(kDaysInTrash).count();
+  {
+    Catalogue::Reader database = catalogue.reader();
+    if (!database || !isAnyTrashed(*database, until)) return;
+  }
+  // Opening does not wait for a writer.
+  const bool isFree =
+      LibraryLock::tryAcquire(catalogue.folder().lockFile(), LibraryLock::Area::writer,
+                              LibraryLock::Mode::exclusive)
+          .has_value();
+  if (isFree) removeTrashed(catalogue, until);
+}
+
+}  // namespace
+
+Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, MissingLibrary missing,
+                                                 PHAuthorizationStatus statusWhenMade) {
+  auto folder = libraryFolderAt(path);
+  if (!folder) return folder.error();
+  const auto state = folderState(*folder);
+  if (!state) return state.error();
+  if (missing == MissingLibrary::refuse && *state != FolderState::catalogue) {
+    return libraryError(LibraryErrorCode::missingResource,
+                        "There is no photo library at “" + folder->root + "”.");
+  }
+  if (*state == FolderState::catalogue) {
+    if (auto ours = checkOwner(*folder); !ours) return ours.error();
+  }
+  if (const auto made = makeFolders(*folder); !made) return made.error();
+  auto presence = LibraryLock::tryAcquire(folder->lockFile(), LibraryLock::Area::presence,
+                                          LibraryLock::Mode::exclusive);
+  const bool alone = presence.has_value();
+  if (!alone) {
+    auto shared = LibraryLock::acquire(folder->lockFile(), LibraryLock::Area::presence,
+                                       LibraryLock::Mode::shared);
+    if (!shared) return shared.error();
+    presence = *std::move(shared);
+  }
+  if (auto ready = prepare(*folder, alone, statusWhenMade); !ready) return ready.error();
+  presence->tryChange(LibraryLock::Mode::shared);
+  auto catalogue = std::make_shared<Catalogue>(*std::move(folder), *std::move(presence));
+  purgeTrash(*catalogue);
+  return catalogue;
+}
+
+}  // namespace quorvin

@@ -1,0 +1,66 @@
+// The rows go first and the files afterwards, for a row without its file would be a loss and a file
+// without its row is only waste. So that such waste is found after a crash, the names of the files
+// are listed in a staging folder before the rows go; whoever opens the library next removes those
+// of them that no row names.
+#include "platform_linux/library/originals/removal.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform_linux/library/catalogue/catalogue.h"
+#include "platform_linux/library/catalogue/trash_rows.h"
+#include "platform_linux/library/originals/derivatives.h"
+#include "platform_linux/library/originals/staging.h"
+
+namespace quorvin {
+namespace {
+
+// Nobody else is to wait for long, and there may be very many.
+constexpr std::size_t kAssetsAtOnce = 1000;
+
+Result<DoomedAssets> dropRows(Catalogue& catalogue, Staging& staging, std::int64_t until) {
+  DoomedAssets doomed;
+  const auto done = catalogue.change([&](Database& database) -> Result<Null> {
+    const auto failure = [&database] { return database.lastError("The trash cannot be emptied"); };
+    auto found = doomedAssets(database, until, kAssetsAtOnce);
+    if (!found) return failure();
+    doomed = *std::move(found);
+    if (doomed.rows.empty()) return Null{};
+    if (auto announced = staging.announce(doomed.originals); !announced) return announced;
+    return dropAssets(database, doomed) ? Result<Null>(Null{}) : failure();
+  });
+  if (!done) return done.error();
+  return doomed;
+}
+
+// False when an original is still there. Previews that are do no harm.
+bool removeFiles(const LibraryFolder& folder, const DoomedAssets& doomed) {
+  bool gone = true;
+  for (const std::string& path : doomed.originals) {
+    gone = (::unlink((folder.originals() + "/" + path).c_str()) == 0 || errno == ENOENT) && gone;
+  }
+  for (const std::string& uuid : doomed.uuids) removeDerivatives(folder, uuid);
+  return gone;
+}
+
+}  // namespace
+
+Result<EmptiedTrash> removeTrashed(Catalogue& catalogue, std::int64_t until) {
+  auto staging = Staging::begin(catalogue.folder());
+  if (!staging) return staging.error();
+  EmptiedTrash emptied;
+  bool gone = true;
+  for (;;) {
+    const auto doomed = dropRows(catalogue, **staging, until);
+    if (!doomed) return doomed.error();
+    gone = removeFiles(catalogue.folder(), *doomed) && gone;
+    // Else the next opening removes the rest.
+    if (gone) (*staging)->forget();
+    emptied.assets += doomed->rows.size();
+    emptied.bytes += doomed->bytes;
+    if (doomed->rows.size() < kAssetsAtOnce) return emptied;
+  }
+}
+
+}  // namespace quorvin

@@ -1,0 +1,21 @@
+// Removing deleted assets for good, with their files.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/platform/foundation.h"
+
+namespace quorvin {
+
+class Catalogue;
+
+struct EmptiedTrash {
+  std::size_t assets = 0;
+  std::int64_t bytes = 0;
+};
+
+/// Removes what was deleted at this time or earlier: nanoseconds since 1970.
+Result<EmptiedTrash> removeTrashed(Catalogue& catalogue, std::int64_t until);
+
+}  // namespace quorvin

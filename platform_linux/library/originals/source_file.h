@@ -1,0 +1,39 @@
+// A file outside the library that is to become an original.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <string>
+
+#include "core/platform/foundation.h"
+#include "platform_linux/library/catalogue/asset_rows.h"
+#include "platform_linux/media/media_service.h"
+#include "posix/file_descriptor.h"
+
+namespace quorvin {
+
+struct SourceFile {
+  std::string path;    ///< as it was found
+  std::string folder;  ///< absolute, without symbolic links
+  std::string name;    ///< bytes of the file system
+  std::int64_t size = 0;
+  std::int64_t modified = 0;  ///< nanoseconds since 1970
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  MediaProbe probe;
+};
+
+/// Opens a file for reading without waiting: a FIFO or a device is an error, as is an empty file.
+Result<FileDescriptor> openSource(const std::string& path);
+
+/// What the file system says of an open source. `path` is the one that it was opened by.
+SourceFile describeSource(const FileDescriptor& source, const std::string& path);
+
+/// Nanoseconds since 1970.
+std::int64_t modificationTime(const struct stat& status);
+
+/// The row of an asset that is made of this file, added now. It comes from no folder.
+NewAsset newAssetOf(const std::string& identifier, const SourceFile& file);
+
+}  // namespace quorvin
