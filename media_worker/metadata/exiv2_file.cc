@@ -118,7 +118,10 @@ class DescriptorIo final : public Exiv2::BasicIo {
 }  // namespace
 
 std::unique_ptr<Exiv2::Image> openWithExiv2(const InputFile& file, int fd) {
-  return openExiv2Image(std::make_unique<DescriptorIo>(file, fd));
+  auto image = openExiv2Image(std::make_unique<DescriptorIo>(file, fd));
+  // Some damaged files are told by nothing else.
+  if (!image) throw Exiv2::Error(Exiv2::ErrorCode::kerMemoryContainsUnknownImageType);
+  return image;
 }
 
 }  // namespace quorvin
