@@ -157,6 +157,12 @@ std::string AssetQuery::key() const {
   return key;
 }
 
+std::int64_t countAssets(Database& database, const AssetQuery& query) {
+  Statement count = database.prepare("SELECT count(*) " + query.from);
+  query.bind(count);
+  return count.next() ? count.integer(0) : 0;
+}
+
 std::shared_ptr<const PHAsset> assetFromRow(const Statement& row) {
   auto asset = std::make_shared<PHAsset>();
   asset->localIdentifier = row.text(0);

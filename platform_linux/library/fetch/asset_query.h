@@ -55,6 +55,9 @@ struct AssetQuery {
 /// `limitedAccess` leaves out what the user did not select for this program.
 AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bool limitedAccess);
 
+/// How many assets the fetch would find without its limit.
+std::int64_t countAssets(Database& database, const AssetQuery& query);
+
 /// The columns of a record, for `assetFromRow`.
 inline constexpr std::string_view kAssetColumns =
     "a.ident, a.media_type, a.subtypes, a.width, a.height, a.created_ns, a.modified_ns, "

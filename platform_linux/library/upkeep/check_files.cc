@@ -10,6 +10,8 @@
 #include <system_error>
 #include <vector>
 
+#include "platform_linux/library/catalogue/consistency.h"
+#include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/upkeep/check_run.h"
@@ -20,42 +22,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t kOriginalsAtOnce = 500;
-
-struct Original {
-  std::int64_t asset = 0;
-  std::int64_t position = 0;
-  std::string name;
-  std::string path;
-  std::int64_t size = 0;
-  std::string hash;
-};
-
-// The next originals behind the given one, in the catalogue's order.
-std::vector<Original> originalsAfter(Database& database, std::int64_t asset,
-                                     std::int64_t position) {
-  Statement rows = database.prepare(
-      "SELECT asset, pos, name, path, size, hash FROM resources WHERE (asset, pos) > (?, ?)"
-      " ORDER BY asset, pos LIMIT ?");
-  rows.bind(asset, position, kOriginalsAtOnce);
-  std::vector<Original> originals;
-  while (rows.next()) {
-    originals.push_back({rows.integer(0), rows.integer(1), std::string(rows.text(2)),
-                         std::string(rows.text(3)), rows.integer(4), std::string(rows.blob(5))});
-  }
-  return originals;
-}
-
 bool isNamed(Database& database, const std::string& path) {
-  Statement find = database.prepare("SELECT 1 FROM resources WHERE path = ?");
-  return find.bind(path).next();
+  return isNamedOriginal(database, path).value_or(false);
 }
 
 std::string reason(int errorNumber) {
   return std::generic_category().message(errorNumber) + ".";
 }
 
-void checkOriginal(CheckRun& run, Database& database, const Original& original) {
+void checkOriginal(CheckRun& run, Database& database, const OriginalRow& original) {
   const std::string named = "The original “" + original.path + "” of “" + original.name + "” ";
   const std::string path = run.catalogue.folder().originals() + "/" + original.path;
   const FileDescriptor file(
@@ -146,8 +121,7 @@ void checkStrayDerivatives(CheckRun& run, Database& database) {
   const LibraryFolder& folder = run.catalogue.folder();
   for (const std::string& path : filesIn(folder.derivatives())) {
     const std::string identifier = fs::path(path).filename().string().substr(0, kUuid) + "/L0/001";
-    Statement find = database.prepare("SELECT 1 FROM assets WHERE ident = ?");
-    if (find.bind(identifier).next()) continue;
+    if (isAsset(database, identifier)) continue;
     run.find(
         FindingKind::strayDerivative, "The preview “derivatives/" + path + "” belongs to no asset.",
         [&folder, &path] { return ::unlink((folder.derivatives() + "/" + path).c_str()) == 0; });
@@ -182,13 +156,13 @@ void checkLeftovers(CheckRun& run) {
 void checkOriginals(CheckRun& run) {
   Catalogue::Reader database = run.catalogue.reader();
   if (!database) return;
-  run.report.originals = database->integer("SELECT count(*) FROM resources").value_or(0);
+  run.report.originals = countOriginals(*database);
   if (run.options.originalsFound) {
     run.options.originalsFound(static_cast<std::size_t>(run.report.originals));
   }
-  std::vector<Original> originals = originalsAfter(*database, -1, 0);
+  std::vector<OriginalRow> originals = originalsAfter(*database, -1, 0);
   while (!originals.empty()) {
-    for (const Original& original : originals) {
+    for (const OriginalRow& original : originals) {
       checkOriginal(run, *database, original);
       if (run.options.originalDone) run.options.originalDone();
     }
