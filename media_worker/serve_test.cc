@@ -10,7 +10,8 @@
 #include "codec/standard_message_codec.h"
 #include "media_protocol/sealed_memory.h"
 #include "media_protocol/wire.h"
-#include "testing/media/test_media.h"
+#include "testing/media/coded_films.h"
+#include "testing/media/renderings.h"
 
 namespace quorvin {
 namespace {

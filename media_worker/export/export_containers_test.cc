@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "media_worker/export/export.h"
-#include "testing/media/test_movie.h"
+#include "testing/media/exported_movies.h"
 
 namespace quorvin {
 namespace {

@@ -5,7 +5,8 @@
 
 #include "media_protocol/sealed_memory.h"
 #include "media_worker/export/export.h"
-#include "testing/media/test_movie.h"
+#include "testing/media/coded_films.h"
+#include "testing/media/exported_movies.h"
 
 namespace quorvin {
 namespace {

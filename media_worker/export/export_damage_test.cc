@@ -12,7 +12,7 @@
 #include "media_protocol/sealed_memory.h"
 #include "media_worker/export/export.h"
 #include "platform_linux/errors/errors.h"
-#include "testing/media/test_movie.h"
+#include "testing/media/exported_movies.h"
 
 namespace quorvin {
 namespace {

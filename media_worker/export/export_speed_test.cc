@@ -2,10 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 #include "media_protocol/sealed_memory.h"
 #include "media_worker/export/export.h"
-#include "testing/media/test_movie.h"
+#include "testing/media/exported_movies.h"
 
 namespace quorvin {
 namespace {
@@ -25,6 +26,20 @@ FileDescriptor fastFilm() {
   return movie(film(120) + "-c:v libx264 -bf 2 -c:a aac");
 }
 
+/// The export, which must succeed.
+FileDescriptor played(const FileDescriptor& source, VideoPreset preset, const TimeMap& map) {
+  Exported result = exported(source, preset, kMov, map);
+  EXPECT_EQ(result.reason(), "");
+  return std::move(result.file);
+}
+
+/// Thirty frames of the source a second, at half the speed.
+void expectHalfSpeed(const std::vector<Shown>& frames) {
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    EXPECT_NEAR(frames[i].time, static_cast<double>(i) * 2 / 30, 0.002);
+  }
+}
+
 double slowed(double time) {
   if (time < 1) return time;
   return time < 2 ? 1 + (time - 1) * 4 : time + 3;
@@ -32,10 +47,9 @@ double slowed(double time) {
 
 TEST(ExportSpeed, CopiesPicturesAtNewTimes) {
   const FileDescriptor source = fastFilm();
-  const Exported result = exported(source, kPassthrough, kMov, kSlowMiddle);
-  ASSERT_EQ(result.reason(), "");
+  const FileDescriptor result = played(source, kPassthrough, kSlowMiddle);
   const TestMovie before = contentsOf(source);
-  const TestMovie after = contentsOf(result.file);
+  const TestMovie after = contentsOf(result);
   EXPECT_NEAR(after.duration, 6, 0.01);
   ASSERT_EQ(before.picture().packets.size(), after.picture().packets.size());
   double decoded = -1;
@@ -51,20 +65,19 @@ TEST(ExportSpeed, CopiesPicturesAtNewTimes) {
 
 TEST(ExportSpeed, EncodesPicturesAtNewTimes) {
   const FileDescriptor source = fastFilm();
-  const Exported result = exported(source, kHighest, kMov, kSlowMiddle);
-  ASSERT_EQ(result.reason(), "");
+  const FileDescriptor result = played(source, kHighest, kSlowMiddle);
   const auto before = shown(source);
-  const auto after = shown(result.file);
+  const auto after = shown(result);
   ASSERT_EQ(before.size(), after.size());
   for (std::size_t i = 0; i < before.size(); ++i) {
     EXPECT_NEAR(after[i].time, slowed(before[i].time), 0.0005);
   }
-  EXPECT_NEAR(contentsOf(result.file).duration, 6, 0.01);
+  EXPECT_NEAR(contentsOf(result).duration, 6, 0.01);
 }
 
 TEST(ExportSpeed, StretchesSoundAndKeepsItsPitch) {
   for (const VideoPreset preset : {kPassthrough, kHighest}) {
-    const auto samples = heard(exported(fastFilm(), preset, kMov, kSlowMiddle).file);
+    const auto samples = heard(played(fastFilm(), preset, kSlowMiddle));
     EXPECT_NEAR(static_cast<double>(samples.size()) / 48'000, 6, 0.03);
     EXPECT_NEAR(pitch(samples, 48'000, 0.2, 0.8), 440, 5);
     EXPECT_NEAR(pitch(samples, 48'000, 1.5, 4.5), 440, 10);
@@ -77,11 +90,10 @@ TEST(ExportSpeed, StretchesEveryChannel) {
       "-f lavfi -i testsrc2=s=160x120:r=120 -f lavfi -i "
       "\"aevalsrc=0.3*sin(880*PI*t)|0.3*sin(1760*PI*t):s=48000\" -t 3 -preset ultrafast "
       "-pix_fmt yuv420p -c:v libx264 -c:a aac");
-  const Exported result = exported(source, kPassthrough, kMov, kSlowMiddle);
-  ASSERT_EQ(result.reason(), "");
-  EXPECT_EQ(contentsOf(result.file).sound().channels, 2);
+  const FileDescriptor result = played(source, kPassthrough, kSlowMiddle);
+  EXPECT_EQ(contentsOf(result).sound().channels, 2);
   for (const int channel : {0, 1}) {
-    const auto samples = heard(result.file, channel);
+    const auto samples = heard(result, channel);
     EXPECT_NEAR(static_cast<double>(samples.size()) / 48'000, 6, 0.03);
     EXPECT_NEAR(pitch(samples, 48'000, 1.5, 4.5), channel == 0 ? 440 : 880, 20);
     EXPECT_NEAR(pitch(samples, 48'000, 5.2, 5.8), channel == 0 ? 440 : 880, 5);
@@ -90,18 +102,17 @@ TEST(ExportSpeed, StretchesEveryChannel) {
 
 TEST(ExportSpeed, PlaysFasterToo) {
   const TimeMap map{{milliseconds(0), milliseconds(3000), milliseconds(1000)}};
-  const Exported result = exported(fastFilm(), kPassthrough, kMov, map);
-  ASSERT_EQ(result.reason(), "");
-  EXPECT_NEAR(contentsOf(result.file).duration, 1, 0.01);
-  EXPECT_NEAR(pitch(heard(result.file), 48'000, 0.2, 0.8), 440, 10);
-  EXPECT_EQ(shown(result.file).size(), 360U);
+  const FileDescriptor result = played(fastFilm(), kPassthrough, map);
+  EXPECT_NEAR(contentsOf(result).duration, 1, 0.01);
+  EXPECT_NEAR(pitch(heard(result), 48'000, 0.2, 0.8), 440, 10);
+  EXPECT_EQ(shown(result).size(), 360U);
 }
 
 TEST(ExportSpeed, KeepsSoundWithPicturesAtEveryJoint) {
   // A tone that begins with the third second.
   const FileDescriptor source =
       movie(film(120) + "-af \"volume=0:enable='lt(t,2)'\" -c:v libx264 -c:a pcm_s16le");
-  EXPECT_NEAR(onset(heard(exported(source, kHighest, kMov, kSlowMiddle).file), 48'000), 5, 0.03);
+  EXPECT_NEAR(onset(heard(played(source, kHighest, kSlowMiddle)), 48'000), 5, 0.03);
 }
 
 TEST(ExportSpeed, PlaysOnlyWhatASegmentCovers) {
@@ -109,33 +120,29 @@ TEST(ExportSpeed, PlaysOnlyWhatASegmentCovers) {
   const TimeMap middle{{milliseconds(1200), milliseconds(1000), milliseconds(2000)}};
   const auto before = shown(source);
   for (const VideoPreset preset : {kPassthrough, kHighest}) {
-    const Exported result = exported(source, preset, kMov, middle);
-    ASSERT_EQ(result.reason(), "");
-    EXPECT_NEAR(contentsOf(result.file).duration, 2, 0.04);
-    const auto after = shown(result.file);
+    const FileDescriptor result = played(source, preset, middle);
+    EXPECT_NEAR(contentsOf(result).duration, 2, 0.04);
+    const auto after = shown(result);
     ASSERT_EQ(after.size(), 30U);
-    for (std::size_t i = 0; i < after.size(); ++i) {
-      EXPECT_NEAR(after[i].time, static_cast<double>(i) * 2 / 30, 0.002);
-    }
+    expectHalfSpeed(after);
     EXPECT_GT(psnr({after[0]}, {before[36]}), 30);
-    EXPECT_NEAR(static_cast<double>(heard(result.file).size()) / 48'000, 2, 0.03);
+    EXPECT_NEAR(static_cast<double>(heard(result).size()) / 48'000, 2, 0.03);
   }
 }
 
 TEST(ExportSpeed, HidesCopiedPicturesBeforeTheFirstThatPlays) {
   const FileDescriptor source = movie(film() + "-c:v libx264 -g 30 -bf 2 -c:a aac");
   const TimeMap end{{milliseconds(1200), milliseconds(1800), milliseconds(3600)}};
-  const Exported result = exported(source, kPassthrough, kMov, end);
-  ASSERT_EQ(result.reason(), "");
+  const FileDescriptor result = played(source, kPassthrough, end);
   const TestMovie before = contentsOf(source);
-  const TestMovie found = contentsOf(result.file);
+  const TestMovie found = contentsOf(result);
   EXPECT_EQ(found.picture().packets.back().bytes, before.picture().packets.back().bytes);
   EXPECT_NEAR(found.duration, 3.6, 0.01);
   const auto all = shown(source);
-  const auto after = shown(result.file);
+  const auto after = shown(result);
   ASSERT_EQ(after.size(), 54U);
+  expectHalfSpeed(after);
   for (std::size_t i = 0; i < after.size(); ++i) {
-    EXPECT_NEAR(after[i].time, static_cast<double>(i) * 2 / 30, 0.002);
     EXPECT_EQ(after[i].picture.pixels, all[36 + i].picture.pixels);
   }
 }
@@ -160,12 +167,11 @@ TEST(ExportSpeed, JoinsPartsBetweenWhichSomethingIsLeftOut) {
   const TimeMap ends{{milliseconds(0), milliseconds(500), milliseconds(500)},
                      {milliseconds(2500), milliseconds(500), milliseconds(500)}};
   for (const VideoPreset preset : {kPassthrough, kHighest}) {
-    const Exported result = exported(source, preset, kMov, ends);
-    ASSERT_EQ(result.reason(), "");
-    const auto after = shown(result.file);
+    const FileDescriptor result = played(source, preset, ends);
+    const auto after = shown(result);
     ASSERT_EQ(after.size(), 30U);
     EXPECT_NEAR(after.back().time, 29.0 / 30, 0.002);
-    EXPECT_NEAR(static_cast<double>(heard(result.file).size()) / 48'000, 1, 0.03);
+    EXPECT_NEAR(static_cast<double>(heard(result).size()) / 48'000, 1, 0.03);
   }
 }
 
@@ -175,10 +181,9 @@ TEST(ExportSpeed, FollowsManySegments) {
   for (int i = 0; i < 1000; ++i) {
     map.push_back({milliseconds(3 * i), milliseconds(3), milliseconds(i % 2 == 0 ? 3 : 6)});
   }
-  const Exported result = exported(source, kPassthrough, kMov, map);
-  ASSERT_EQ(result.reason(), "");
-  EXPECT_NEAR(contentsOf(result.file).duration, 4.5, 0.02);
-  EXPECT_EQ(shown(result.file).size(), 90U);
+  const FileDescriptor result = played(source, kPassthrough, map);
+  EXPECT_NEAR(contentsOf(result).duration, 4.5, 0.02);
+  EXPECT_EQ(shown(result).size(), 90U);
 }
 
 TEST(ExportSpeed, EndsSoundThatIsShorterThanThePicturesWhereItEnds) {
@@ -186,10 +191,9 @@ TEST(ExportSpeed, EndsSoundThatIsShorterThanThePicturesWhereItEnds) {
       "-f lavfi -i testsrc2=s=160x120:r=120:d=3 -f lavfi -i sine=440:r=48000:d=1.5 -preset "
       "ultrafast "
       "-pix_fmt yuv420p -c:v libx264 -c:a pcm_s16le");
-  const Exported result = exported(source, kPassthrough, kMov, kSlowMiddle);
-  ASSERT_EQ(result.reason(), "");
-  EXPECT_NEAR(contentsOf(result.file).picture().duration, 6, 0.01);
-  EXPECT_NEAR(contentsOf(result.file).sound().duration, 3, 0.03);
+  const FileDescriptor result = played(source, kPassthrough, kSlowMiddle);
+  EXPECT_NEAR(contentsOf(result).picture().duration, 6, 0.01);
+  EXPECT_NEAR(contentsOf(result).sound().duration, 3, 0.03);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <ctime>
 
 #include "core/platform/photo_library.h"
-#include "testing/media/probe_test_media.h"
+#include "testing/media/probes.h"
 
 namespace quorvin {
 namespace {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <random>
 
-#include "testing/media/probe_test_media.h"
+#include "testing/media/probes.h"
 
 namespace quorvin {
 namespace {
@@ -48,7 +48,7 @@ Bytes notedPhoto() {
                        makerNote({{0x000b, 2, "burst", 0}, {0x0011, 2, "content", 0}}));
 }
 
-Bytes smallMovie(const char* extension) {
+Bytes tinyMovie(const char* extension) {
   return ffmpegOutput(
       "-f lavfi -i color=red:s=16x16:r=5:d=0.4 -f lavfi -i sine=d=0.4 "
       "-pix_fmt yuv420p -c:a aac -b:a 16k",
@@ -87,21 +87,17 @@ TEST_P(Damaged, IsAnsweredAfterRandomChanges) {
 
 INSTANTIATE_TEST_SUITE_P(
     ProbeFile, Damaged,
-    testing::Values(Sample{"jpeg", notedPhoto, 600},
-                    Sample{"png", [] { return photo(".png"); }, 500},
-                    Sample{"webp", [] { return photo(".webp"); }, 400},
-                    Sample{"tiff", [] { return photo(".tif"); }, 600},
-                    Sample{"gif", [] { return savedPicture(".gif", 24, 16); }, 300},
-                    Sample{"heic",
-                           [] {
-                             return heicPicture({16, 16, 6, {}, "", true});
-                           },
-                           500},
-                    Sample{"mov", [] { return smallMovie("mov"); }, 500},
-                    Sample{"mkv", [] { return smallMovie("mkv"); }, 200},
-                    Sample{"avi", [] { return smallMovie("avi"); }, 200},
-                    Sample{"mp3", [] { return ffmpegOutput("-f lavfi -i sine=d=0.3", "mp3"); },
-                           100}),
+    testing::Values(
+        Sample{"jpeg", notedPhoto, 600}, Sample{"png", [] { return photo(".png"); }, 500},
+        Sample{"webp", [] { return photo(".webp"); }, 400},
+        Sample{"tiff", [] { return photo(".tif"); }, 600},
+        Sample{"gif", [] { return savedPicture(".gif", 24, 16); }, 300},
+        Sample{"heic",
+               [] { return heif(gradient(16, 16), {.orientation = 6, .thumbnailSize = 8}); }, 500},
+        Sample{"mov", [] { return tinyMovie("mov"); }, 500},
+        Sample{"mkv", [] { return tinyMovie("mkv"); }, 200},
+        Sample{"avi", [] { return tinyMovie("avi"); }, 200},
+        Sample{"mp3", [] { return ffmpegOutput("-f lavfi -i sine=d=0.3", "mp3"); }, 100}),
     [](const testing::TestParamInfo<Sample>& parameter) { return parameter.param.name; });
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "testing/media/probe_test_media.h"
+#include "testing/media/probes.h"
 
 namespace quorvin {
 namespace {
@@ -13,7 +13,7 @@ constexpr const char* kNamespaces =
     "xmlns:Item=\"http://ns.google.com/photos/1.0/container/item/\" ";
 
 const Bytes& clip() {
-  static const Bytes bytes = movie("", "mp4");
+  static const Bytes bytes = smallMovie("", "mp4");
   return bytes;
 }
 
@@ -70,7 +70,7 @@ TEST(MotionPhoto, IsFoundByTheOlderOffset) {
 }
 
 TEST(MotionPhoto, IsFoundInTheBoxOfAHeic) {
-  const Bytes still = heicPicture();
+  const Bytes still = smallHeic();
   const std::size_t size = clip().size() + 8;
   const Bytes head = {static_cast<std::uint8_t>(size >> 24),
                       static_cast<std::uint8_t>(size >> 16),

@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-
 #include "core/platform/photo_library.h"
-#include "testing/media/probe_test_media.h"
+#include "testing/media/coded_films.h"
+#include "testing/media/probes.h"
 
 namespace quorvin {
 namespace {
@@ -19,15 +18,10 @@ struct Container {
 class VideoContainer : public testing::TestWithParam<Container> {};
 
 TEST_P(VideoContainer, IsProbedByItsContentWhateverItsName) {
-  const Bytes bytes = movie(GetParam().options, GetParam().extension);
+  const Bytes bytes = smallMovie(GetParam().options, GetParam().extension);
   for (const char* name : {"movie.jpg", "movie.mp3"}) {
-    const MediaProbe probe = probed(bytes, name);
-    EXPECT_EQ(probe.kind, MediaKind::video);
-    EXPECT_EQ(probe.uniformTypeIdentifier, GetParam().identifier);
-    EXPECT_EQ(probe.extension, GetParam().extension);
-    EXPECT_EQ(probe.pixelWidth, 64);
-    EXPECT_EQ(probe.pixelHeight, 48);
-    EXPECT_EQ(probe.orientation, 1);
+    const MediaProbe probe = probedAs(
+        {MediaKind::video, GetParam().identifier, GetParam().extension, 64, 48}, bytes, name);
     EXPECT_NEAR(probe.duration, 1, 0.2);  // programme streams are estimated
     EXPECT_GT(probe.frameRate, 9);
     EXPECT_EQ(probe.mediaSubtypes, 0U);
@@ -48,12 +42,8 @@ class AudioContainer : public testing::TestWithParam<Container> {};
 
 TEST_P(AudioContainer, IsAnAudioItem) {
   const MediaProbe probe =
-      probed(ffmpegOutput("-f lavfi -i sine=d=1", GetParam().extension), "sound.mov");
-  EXPECT_EQ(probe.kind, MediaKind::audio);
-  EXPECT_EQ(probe.uniformTypeIdentifier, GetParam().identifier);
-  EXPECT_EQ(probe.extension, GetParam().extension);
-  EXPECT_EQ(probe.pixelWidth, 0);
-  EXPECT_EQ(probe.pixelHeight, 0);
+      probedAs({MediaKind::audio, GetParam().identifier, GetParam().extension},
+               ffmpegOutput("-f lavfi -i sine=d=1", GetParam().extension), "sound.mov");
   EXPECT_EQ(probe.frameRate, 0);
   EXPECT_NEAR(probe.duration, 1, 0.1);
 }
@@ -77,49 +67,20 @@ TEST(ProbeMovie, TakesACoverPictureForNoVideo) {
 }
 
 TEST(ProbeMovie, TakesSoundInAnMp4FileForAudio) {
-  const MediaProbe probe = probed(ffmpegOutput("-f lavfi -i sine=d=1", "mp4"));
-  EXPECT_EQ(probe.kind, MediaKind::audio);
-  EXPECT_EQ(probe.uniformTypeIdentifier, "public.m4a-audio");
-  EXPECT_EQ(probe.extension, "m4a");
+  probedAs({MediaKind::audio, "public.m4a-audio", "m4a"},
+           ffmpegOutput("-f lavfi -i sine=d=1", "mp4"));
 }
 
 TEST(ProbeMovie, MakesPixelsSquareByTheirAspect) {
-  const MediaProbe probe = probed(movie("-vf setsar=4/3", "mp4"));
+  const MediaProbe probe = probed(smallMovie("-vf setsar=4/3", "mp4"));
   EXPECT_EQ(probe.pixelWidth, 85);
   EXPECT_EQ(probe.pixelHeight, 48);
 }
 
-/// A display matrix of quarter turns in a movie's track header: a, b, c, d as 16.16 numbers.
-Bytes withMatrix(Bytes movie, const std::array<int, 4>& matrix) {
-  const std::string plain("\0\1\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\1\0\0", 20);
-  const std::string text(movie.begin(), movie.end());
-  const std::size_t track = text.find("tkhd");
-  const std::size_t at = track == std::string::npos ? track : text.find(plain, track);
-  EXPECT_NE(at, std::string::npos);
-  if (at == std::string::npos) return movie;
-  const std::array<std::size_t, 4> places = {0, 4, 12, 16};
-  for (std::size_t index = 0; index < matrix.size(); ++index) {
-    const auto number = static_cast<std::uint32_t>(matrix[index] * 65536);
-    for (std::size_t byte = 0; byte < 4; ++byte) {
-      movie[at + places[index] + byte] = static_cast<std::uint8_t>(number >> (24 - byte * 8));
-    }
-  }
-  return movie;
-}
-
 TEST(ProbeMovie, TurnsTheSizeUprightByTheDisplayMatrix) {
-  const Bytes plain = movie("", "mp4");
-  const std::array<std::array<int, 4>, 8> matrices = {{{1, 0, 0, 1},
-                                                       {-1, 0, 0, 1},
-                                                       {-1, 0, 0, -1},
-                                                       {1, 0, 0, -1},
-                                                       {0, 1, 1, 0},
-                                                       {0, 1, -1, 0},
-                                                       {0, -1, -1, 0},
-                                                       {0, -1, 1, 0}}};
   for (int orientation = 1; orientation <= 8; ++orientation) {
     const MediaProbe probe =
-        probed(withMatrix(plain, matrices[static_cast<std::size_t>(orientation - 1)]));
+        probed(video({filled(64, 48, kRed)}, {.orientation = orientation, .container = "mp4"}));
     EXPECT_EQ(probe.orientation, orientation);
     EXPECT_EQ(probe.pixelWidth, orientation >= 5 ? 48 : 64);
     EXPECT_EQ(probe.pixelHeight, orientation >= 5 ? 64 : 48);
@@ -127,12 +88,12 @@ TEST(ProbeMovie, TurnsTheSizeUprightByTheDisplayMatrix) {
 }
 
 TEST(ProbeMovie, ReadsTheAverageFrameRate) {
-  EXPECT_NEAR(probed(movie("-vf fps=30000/1001", "mov")).frameRate, 30000.0 / 1001, 0.01);
+  EXPECT_NEAR(probed(smallMovie("-vf fps=30000/1001", "mov")).frameRate, 30000.0 / 1001, 0.01);
 }
 
 TEST(ProbeMovie, KnowsSlowMotionByItsFrameRate) {
   const auto subtypes = [](const char* rate) {
-    return probed(movie(std::string("-vf fps=") + rate, "mov")).mediaSubtypes;
+    return probed(smallMovie(std::string("-vf fps=") + rate, "mov")).mediaSubtypes;
   };
   EXPECT_EQ(subtypes("120"), PHAssetMediaSubtype::videoHighFrameRate);
   EXPECT_EQ(subtypes("120000/1001"), PHAssetMediaSubtype::videoHighFrameRate);
@@ -142,7 +103,7 @@ TEST(ProbeMovie, KnowsSlowMotionByItsFrameRate) {
 
 TEST(ProbeMovie, KnowsSlowMotionThatIsStretchedAlready) {
   const MediaProbe slow = probed(
-      movie("-r 30 -movflags use_metadata_tags -metadata com.android.capture.fps=240", "mp4"));
+      smallMovie("-r 30 -movflags use_metadata_tags -metadata com.android.capture.fps=240", "mp4"));
   EXPECT_EQ(slow.mediaSubtypes, PHAssetMediaSubtype::videoHighFrameRate);
   EXPECT_EQ(slow.captureFrameRate, 240);
   EXPECT_NEAR(slow.frameRate, 30, 0.01);
@@ -150,41 +111,43 @@ TEST(ProbeMovie, KnowsSlowMotionThatIsStretchedAlready) {
 
 TEST(ProbeMovie, TakesACaptureRateThatTheMovieKeepsForNoStretch) {
   const MediaProbe plain = probed(
-      movie("-r 30 -movflags use_metadata_tags -metadata com.android.capture.fps=30", "mp4"));
+      smallMovie("-r 30 -movflags use_metadata_tags -metadata com.android.capture.fps=30", "mp4"));
   EXPECT_EQ(plain.mediaSubtypes, 0U);
   EXPECT_EQ(plain.captureFrameRate, 0);
-  const MediaProbe fast = probed(
-      movie("-r 120 -movflags use_metadata_tags -metadata com.android.capture.fps=120", "mp4"));
+  const MediaProbe fast = probed(smallMovie(
+      "-r 120 -movflags use_metadata_tags -metadata com.android.capture.fps=120", "mp4"));
   EXPECT_EQ(fast.mediaSubtypes, PHAssetMediaSubtype::videoHighFrameRate);
   EXPECT_EQ(fast.captureFrameRate, 0);
 }
 
 TEST(ProbeMovie, ReadsTheItemsOfPhones) {
   const MediaProbe probe =
-      probed(movie("-movflags use_metadata_tags "
-                   "-metadata com.maker.quicktime.creationdate=2017-05-01T12:34:56+0200 "
-                   "-metadata com.maker.quicktime.content.identifier=8D3C-1 "
-                   "-metadata creation_time=2018-01-01T00:00:00Z",
-                   "mov"));
+      probed(smallMovie("-movflags use_metadata_tags "
+                        "-metadata com.maker.quicktime.creationdate=2017-05-01T12:34:56+0200 "
+                        "-metadata com.maker.quicktime.content.identifier=8D3C-1 "
+                        "-metadata creation_time=2018-01-01T00:00:00Z",
+                        "mov"));
   EXPECT_EQ(probe.creationDate, utc("2017-05-01T10:34:56Z"));
   EXPECT_EQ(probe.contentIdentifier, "8D3C-1");
 }
 
 TEST(ProbeMovie, ReadsTheContainersDate) {
   for (const char* extension : {"mov", "mp4", "mkv"}) {
-    EXPECT_EQ(probed(movie("-metadata creation_time=2017-05-01T10:34:56Z", extension)).creationDate,
-              utc("2017-05-01T10:34:56Z"))
+    EXPECT_EQ(
+        probed(smallMovie("-metadata creation_time=2017-05-01T10:34:56Z", extension)).creationDate,
+        utc("2017-05-01T10:34:56Z"))
         << extension;
   }
 }
 
 TEST(ProbeMovie, TakesAContainersDateBefore1970ForNone) {
-  EXPECT_FALSE(probed(movie("-metadata creation_time=1965-01-01T00:00:00Z", "mov")).creationDate);
-  EXPECT_FALSE(probed(movie("", "mov")).creationDate);
+  EXPECT_FALSE(
+      probed(smallMovie("-metadata creation_time=1965-01-01T00:00:00Z", "mov")).creationDate);
+  EXPECT_FALSE(probed(smallMovie("", "mov")).creationDate);
 }
 
 TEST(ProbeMovie, KnowsTimeLapsesAndScreenRecordingsByTheirName) {
-  const Bytes bytes = movie("", "mp4");
+  const Bytes bytes = smallMovie("", "mp4");
   EXPECT_EQ(probed(bytes, "Timelapse 1.mp4").mediaSubtypes, PHAssetMediaSubtype::videoTimelapse);
   EXPECT_EQ(probed(bytes, "Screencast from today.mp4").mediaSubtypes,
             PHAssetMediaSubtype::videoScreenRecording);

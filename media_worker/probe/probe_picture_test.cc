@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/platform/photo_library.h"
-#include "testing/media/probe_test_media.h"
+#include "testing/media/probes.h"
 
 namespace quorvin {
 namespace {
@@ -19,13 +19,8 @@ class SavedPicture : public testing::TestWithParam<Saved> {};
 TEST_P(SavedPicture, IsProbedByItsContentWhateverItsName) {
   const Bytes bytes = savedPicture(GetParam().format, 48, 32);
   for (const char* name : {"picture.mov", "picture.jpg", "noname"}) {
-    const MediaProbe probe = probed(bytes, name);
-    EXPECT_EQ(probe.kind, MediaKind::image);
-    EXPECT_EQ(probe.uniformTypeIdentifier, GetParam().identifier);
-    EXPECT_EQ(probe.extension, GetParam().extension);
-    EXPECT_EQ(probe.pixelWidth, 48);
-    EXPECT_EQ(probe.pixelHeight, 32);
-    EXPECT_EQ(probe.orientation, 1);
+    const MediaProbe probe = probedAs(
+        {MediaKind::image, GetParam().identifier, GetParam().extension, 48, 32}, bytes, name);
     EXPECT_EQ(probe.duration, 0);
     EXPECT_FALSE(probe.animated);
     EXPECT_FALSE(probe.raw);
@@ -48,12 +43,8 @@ TEST(ProbePixels, ReadsPicturesThatFfmpegAloneDecodes) {
     const char* identifier;
   };
   for (const Coded& coded : {Coded{"bmp", "com.microsoft.bmp"}, Coded{"jp2", "public.jpeg-2000"}}) {
-    const MediaProbe probe = probed(ffmpegOutput(kPicture, coded.extension));
-    EXPECT_EQ(probe.kind, MediaKind::image);
-    EXPECT_EQ(probe.uniformTypeIdentifier, coded.identifier);
-    EXPECT_EQ(probe.extension, coded.extension);
-    EXPECT_EQ(probe.pixelWidth, 48);
-    EXPECT_EQ(probe.pixelHeight, 32);
+    probedAs({MediaKind::image, coded.identifier, coded.extension, 48, 32},
+             ffmpegOutput(kPicture, coded.extension));
   }
 }
 
@@ -105,21 +96,18 @@ TEST(ProbePixels, ReadsTheFirstPageOfSeveral) {
 }
 
 TEST(ProbeHeif, ReadsSizeAndType) {
-  const MediaProbe probe = probed(heicPicture(), "picture.jpg");
-  EXPECT_EQ(probe.kind, MediaKind::image);
-  EXPECT_EQ(probe.uniformTypeIdentifier, "public.heic");
-  EXPECT_EQ(probe.extension, "heic");
-  EXPECT_EQ(probe.pixelWidth, 64);
-  EXPECT_EQ(probe.pixelHeight, 48);
+  const MediaProbe probe =
+      probedAs({MediaKind::image, "public.heic", "heic", 64, 48}, smallHeic(), "picture.jpg");
+  EXPECT_EQ(probe.mediaSubtypes, 0U);
 }
 
 class HeicOrientation : public testing::TestWithParam<int> {};
 
 TEST_P(HeicOrientation, IsThatOfTheFilesOwnTurns) {
   const bool quarter = GetParam() >= 5;
-  HeicOptions options;
+  HeifOptions options;
   options.orientation = GetParam();
-  const MediaProbe probe = probed(heicPicture(options));
+  const MediaProbe probe = probed(smallHeic(options));
   EXPECT_EQ(probe.orientation, GetParam());
   EXPECT_EQ(probe.pixelWidth, quarter ? 48 : 64);
   EXPECT_EQ(probe.pixelHeight, quarter ? 64 : 48);
@@ -137,12 +125,12 @@ Bytes exifBlock(const Tags& tags) {
 }
 
 TEST(ProbeHeif, ReadsExifButNotItsOrientation) {
-  HeicOptions options;
+  HeifOptions options;
   options.exif = exifBlock({{"Exif.Image.Orientation", "6"},
                             {"Exif.Photo.DateTimeOriginal", "2017:05:01 12:34:56"},
                             {"Exif.Photo.OffsetTimeOriginal", "+02:00"},
                             {"Exif.Photo.LensModel", "front camera"}});
-  const MediaProbe probe = probed(heicPicture(options));
+  const MediaProbe probe = probed(smallHeic(options));
   EXPECT_EQ(probe.orientation, 1);
   EXPECT_EQ(probe.pixelWidth, 64);
   EXPECT_EQ(probe.creationDate, utc("2017-05-01T10:34:56Z"));
@@ -150,24 +138,33 @@ TEST(ProbeHeif, ReadsExifButNotItsOrientation) {
 }
 
 TEST(ProbeHeif, ReadsXmp) {
-  HeicOptions options;
-  options.xmp =
+  HeifOptions options;
+  options.xmp = xmpPacket(
       "xmlns:GCamera=\"http://ns.google.com/photos/1.0/camera/\" GCamera:BurstID=\"A1-7\" "
-      "GCamera:BurstPrimary=\"1\">";
-  const MediaProbe probe = probed(heicPicture(options));
+      "GCamera:BurstPrimary=\"1\">");
+  const MediaProbe probe = probed(smallHeic(options));
   EXPECT_EQ(probe.burstIdentifier, "A1-7");
   EXPECT_TRUE(probe.burstPrimary);
 }
 
 TEST(ProbeHeif, AcceptsAPictureWithAThumbnail) {
-  HeicOptions options;
-  options.thumbnail = true;
-  const MediaProbe probe = probed(heicPicture(options));
+  HeifOptions options;
+  options.thumbnailSize = 32;
+  const MediaProbe probe = probed(smallHeic(options));
   EXPECT_EQ(probe.pixelWidth, 64);
 }
 
+TEST(ProbeHeif, KnowsDepthAndGainMapsByTheirItems) {
+  const auto subtypes = [](const std::string& type) {
+    return probed(heicWithAuxiliary(gradient(64, 48), type)).mediaSubtypes;
+  };
+  EXPECT_EQ(subtypes("urn:mpeg:hevc:2015:auxid:2"), PHAssetMediaSubtype::photoDepthEffect);
+  EXPECT_EQ(subtypes("urn:example:auxiliary:hdrgainmap"), PHAssetMediaSubtype::photoHDR);
+  EXPECT_EQ(subtypes("urn:example:auxiliary:skinmatte"), 0U);
+}
+
 TEST(ProbeHeif, RefusesAFileThatIsCutShort) {
-  const Bytes whole = heicPicture();
+  const Bytes whole = smallHeic();
   EXPECT_EQ(refusal(firstBytes(whole, whole.size() - 1)),
             "The photo is damaged: the file is cut short.");
 }

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "testing/media/probe_test_media.h"
+#include "testing/media/probes.h"
 
 namespace quorvin {
 namespace {

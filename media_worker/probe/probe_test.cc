@@ -12,7 +12,7 @@
 
 #include "platform_linux/errors/errors.h"
 #include "posix/file_descriptor.h"
-#include "testing/media/probe_test_media.h"
+#include "testing/media/probes.h"
 
 namespace quorvin {
 namespace {
@@ -20,8 +20,8 @@ namespace {
 constexpr const char* kNoMedia = "The file is not a photo, video or audio file.";
 
 TEST(ProbeFile, NeitherReliesOnTheDescriptorsOffsetNorMovesIt) {
-  for (const Bytes& bytes : {savedPicture(".jpg"), savedPicture(".tif"), heicPicture(),
-                             movie("", "mov"), ffmpegOutput("-f lavfi -i sine=d=1", "mp3")}) {
+  for (const Bytes& bytes : {savedPicture(".jpg"), savedPicture(".tif"), smallHeic(),
+                             smallMovie("", "mov"), ffmpegOutput("-f lavfi -i sine=d=1", "mp3")}) {
     const FileDescriptor file(::memfd_create("media", MFD_CLOEXEC));
     ASSERT_EQ(::write(file.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     constexpr off_t kSomewhere = 7;
@@ -70,7 +70,7 @@ TEST(ProbeFile, RefusesWhatIsNoOrdinaryFile) {
 
 TEST(ProbeFile, SaysInOnePlainSentenceWhyAFileIsRefused) {
   const Bytes jpeg = savedPicture(".jpg");
-  const Bytes mp4 = movie("", "mp4");
+  const Bytes mp4 = smallMovie("", "mp4");
   struct Damaged {
     Bytes bytes;
     const char* reason;
@@ -79,7 +79,7 @@ TEST(ProbeFile, SaysInOnePlainSentenceWhyAFileIsRefused) {
       {firstBytes(jpeg, 20), "The photo is damaged: its header cannot be read."},
       {firstBytes(savedPicture(".png"), 30), "The photo is damaged: its header cannot be read."},
       {firstBytes(mp4, mp4.size() / 2), "The video or audio file is damaged."},
-      {firstBytes(heicPicture(), 40), "The photo is damaged: the file is cut short."},
+      {firstBytes(smallHeic(), 40), "The photo is damaged: the file is cut short."},
   };
   for (const Damaged& file : files) {
     const auto probe = probeBytes(file.bytes, "damaged");
@@ -119,7 +119,7 @@ TEST(ProbeFile, AcceptsAVideoWhoseEndIsMissingIfItsIndexComesFirst) {
 }
 
 TEST(ProbeFile, RefusesAVideoWithAnIndexAndNoPictures) {
-  const Bytes whole = movie("-movflags +faststart", "mp4");
+  const Bytes whole = smallMovie("-movflags +faststart", "mp4");
   const std::string text(whole.begin(), whole.end());
   const std::size_t pictures = text.find("mdat");
   ASSERT_NE(pictures, std::string::npos);

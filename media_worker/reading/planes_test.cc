@@ -7,7 +7,7 @@
 #include <tuple>
 #include <vector>
 
-#include "testing/media/test_media.h"
+#include "testing/media/pictures.h"
 
 namespace quorvin {
 namespace {

@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <string>
 
-#include "testing/media/test_media.h"
+#include "testing/media/heif_pictures.h"
+#include "testing/media/renderings.h"
 
 namespace quorvin {
 namespace {
@@ -67,13 +68,7 @@ TEST_P(Convert, ShowsThePicture) {
 }
 
 TEST_P(Convert, FailsWhenTheFileIsCutShort) {
-  Picture gradient(320, 240, 3);
-  for (int y = 0; y < gradient.height; ++y) {
-    for (int x = 0; x < gradient.width; ++x) {
-      gradient.set(x, y, {x * 255 / 320, y * 255 / 240, (x * y) % 256, 255});
-    }
-  }
-  const Bytes whole = GetParam().make(gradient);
+  const Bytes whole = GetParam().make(gradient(320, 240));
   ASSERT_FALSE(conversion(whole, ImageFormat::jpeg).empty());
   for (const double part : {0.1, 0.5, 0.9}) {
     const auto size = static_cast<std::ptrdiff_t>(static_cast<double>(whole.size()) * part);

@@ -7,7 +7,7 @@
 
 #include "media_protocol/sealed_memory.h"
 #include "media_worker/render/render.h"
-#include "testing/media/test_media.h"
+#include "testing/media/renderings.h"
 
 namespace quorvin {
 namespace {

@@ -11,20 +11,15 @@
 #include <iterator>
 
 #include "media_worker/render/render.h"
-#include "testing/media/test_media.h"
+#include "testing/media/coded_films.h"
+#include "testing/media/heif_pictures.h"
+#include "testing/media/renderings.h"
 
 namespace quorvin {
 namespace {
 
-/// A picture in which no part is like another, so that damage shows.
-Picture gradient() {
-  Picture picture(320, 240, 3);
-  for (int y = 0; y < picture.height; ++y) {
-    for (int x = 0; x < picture.width; ++x) {
-      picture.set(x, y, {x * 255 / 320, y * 255 / 240, (x * y) % 256, 255});
-    }
-  }
-  return picture;
+Picture detailed() {
+  return gradient(320, 240);
 }
 
 struct Sample {
@@ -34,20 +29,20 @@ struct Sample {
 };
 
 const Sample kSamples[] = {
-    {"jpeg", MediaKind::image, [] { return saved(gradient(), ".jpg"); }},
-    {"progressive", MediaKind::image, [] { return saved(gradient(), ".jpg[interlace]"); }},
-    {"png", MediaKind::image, [] { return saved(gradient(), ".png"); }},
-    {"interlaced", MediaKind::image, [] { return saved(gradient(), ".png[interlace]"); }},
-    {"tiff", MediaKind::image, [] { return saved(gradient(), ".tif[compression=lzw]"); }},
-    {"webp", MediaKind::image, [] { return saved(gradient(), ".webp"); }},
-    {"gif", MediaKind::image, [] { return saved(gradient(), ".gif"); }},
-    {"heic", MediaKind::image, [] { return heif(gradient()); }},
-    {"avif", MediaKind::image, [] { return heif(gradient(), {.avif = true}); }},
+    {"jpeg", MediaKind::image, [] { return saved(detailed(), ".jpg"); }},
+    {"progressive", MediaKind::image, [] { return saved(detailed(), ".jpg[interlace]"); }},
+    {"png", MediaKind::image, [] { return saved(detailed(), ".png"); }},
+    {"interlaced", MediaKind::image, [] { return saved(detailed(), ".png[interlace]"); }},
+    {"tiff", MediaKind::image, [] { return saved(detailed(), ".tif[compression=lzw]"); }},
+    {"webp", MediaKind::image, [] { return saved(detailed(), ".webp"); }},
+    {"gif", MediaKind::image, [] { return saved(detailed(), ".gif"); }},
+    {"heic", MediaKind::image, [] { return heif(detailed()); }},
+    {"avif", MediaKind::image, [] { return heif(detailed(), {.avif = true}); }},
     {"mov", MediaKind::video,
      [] {
-       return video({gradient(), gradient()});
+       return video({detailed(), detailed()});
      }},
-    {"mkv", MediaKind::video, [] { return video({gradient()}, {.container = "matroska"}); }},
+    {"mkv", MediaKind::video, [] { return video({detailed()}, {.container = "matroska"}); }},
 };
 
 class RenderDamaged : public testing::TestWithParam<Sample> {
@@ -113,11 +108,11 @@ std::string reasonFor(const Bytes& file, const RenderRequest& request) {
 }
 
 TEST(RenderDamagedJpeg, ShowsWhatThereIsUnlessToldToFail) {
-  Bytes file = saved(gradient(), ".jpg");
+  Bytes file = saved(detailed(), ".jpg");
   file.resize(file.size() / 2);
   const Picture picture = rendered(file, original());
   ASSERT_EQ(picture.width, 320);
-  EXPECT_TRUE(isNear(picture.at(160, 10), gradient().at(160, 10), 40));
+  EXPECT_TRUE(isNear(picture.at(160, 10), detailed().at(160, 10), 40));
   RenderRequest strict = original();
   strict.failOnDamage = true;
   EXPECT_EQ(reasonFor(file, strict), "The picture cannot be decoded.");

@@ -8,22 +8,10 @@
 #include <memory>
 #include <tuple>
 
-#include "testing/media/test_media.h"
+#include "testing/media/renderings.h"
 
 namespace quorvin {
 namespace {
-
-void expectQuadrants(const Picture& picture, int tolerance) {
-  ASSERT_GE(picture.width, 4);
-  const int left = picture.width / 4;
-  const int right = picture.width - 1 - left;
-  const int top = picture.height / 4;
-  const int bottom = picture.height - 1 - top;
-  EXPECT_TRUE(isNear(picture.at(left, top), kRed, tolerance));
-  EXPECT_TRUE(isNear(picture.at(right, top), kGreen, tolerance));
-  EXPECT_TRUE(isNear(picture.at(left, bottom), kBlue, tolerance));
-  EXPECT_TRUE(isNear(picture.at(right, bottom), kWhite, tolerance));
-}
 
 class RenderTurned : public testing::TestWithParam<std::tuple<const char*, int>> {};
 
@@ -220,7 +208,7 @@ TEST(RenderColour, MakesCmykRgb) {
 
 using Profile = std::unique_ptr<void, decltype([](void* profile) { cmsCloseProfile(profile); })>;
 
-Bytes bytesOf(const Profile& profile) {
+Bytes profileBytes(const Profile& profile) {
   cmsUInt32Number size = 0;
   cmsSaveProfileToMem(profile.get(), nullptr, &size);
   Bytes bytes(size);
@@ -253,7 +241,7 @@ TEST(RenderColour, LeavesWhatIsSrgbAlready) {
   for (int y = 0; y < 4; ++y) {
     for (int x = 0; x < 256; ++x) picture.set(x, y, {x, 255 - x, x / 2, 255});
   }
-  EXPECT_EQ(rendered(withProfile(picture, bytesOf(srgb), ".png"), original()).pixels,
+  EXPECT_EQ(rendered(withProfile(picture, profileBytes(srgb), ".png"), original()).pixels,
             picture.pixels);
 }
 
@@ -268,7 +256,7 @@ TEST(RenderColour, PassesOverAProfileOfAnotherKindOfColour) {
   const Profile grey(cmsCreateGrayProfile(cmsD50_xyY(), gamma));
   cmsFreeToneCurve(gamma);
   const Picture picture = quadrants(32, 32);
-  EXPECT_EQ(rendered(withProfile(picture, bytesOf(grey), ".png"), original()).pixels,
+  EXPECT_EQ(rendered(withProfile(picture, profileBytes(grey), ".png"), original()).pixels,
             picture.pixels);
 }
 

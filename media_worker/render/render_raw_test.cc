@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "testing/media/test_media.h"
+#include "testing/media/renderings.h"
 
 namespace quorvin {
 namespace {
@@ -45,9 +45,7 @@ TEST(RenderRaw, ShowsThePreviewUprightByTheRawPhotosOrientation) {
     const Picture picture = rendered(negative(preview, orientation), original());
     ASSERT_EQ(picture.width, 96) << orientation;
     ASSERT_EQ(picture.height, 64) << orientation;
-    EXPECT_TRUE(isNear(picture.at(24, 16), kRed, 12)) << orientation;
-    EXPECT_TRUE(isNear(picture.at(72, 16), kGreen, 12)) << orientation;
-    EXPECT_TRUE(isNear(picture.at(24, 48), kBlue, 12)) << orientation;
+    expectQuadrants(picture, 12);
   }
 }
 

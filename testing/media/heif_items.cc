@@ -1,9 +1,10 @@
+// HEIC files put together box by box: libheif's encoder makes no tiles and nothing auxiliary.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string_view>
 
-#include "testing/media/test_media.h"
+#include "testing/media/heif_pictures.h"
 
 namespace quorvin {
 
@@ -59,7 +60,8 @@ Picture tileOf(const Picture& picture, int left, int top, int side) {
   return tile;
 }
 
-constexpr std::size_t kGrid = 1;
+constexpr std::size_t kPrimary = 1;  ///< the item that is shown; the others are counted from it
+constexpr std::size_t kEssential = 0x80;
 
 BoxWriter itemInfo(std::size_t id, std::string_view type) {
   const BoxWriter content =
@@ -84,10 +86,9 @@ BoxWriter properties(const Picture& picture, int side, const Bytes& setup, int q
       .box("irot", BoxWriter().number(static_cast<std::size_t>(quarterTurns), 1));
   BoxWriter uses;
   uses.number(0, 4).number(tileCount + 1, 4);
-  constexpr std::size_t kEssential = 0x80;
-  uses.number(kGrid, 2).number(2, 1).number(1, 1).number(kEssential | 4, 1);
+  uses.number(kPrimary, 2).number(2, 1).number(1, 1).number(kEssential | 4, 1);
   for (std::size_t i = 0; i < tileCount; ++i) {
-    uses.number(kGrid + 1 + i, 2).number(2, 1).number(2, 1).number(kEssential | 3, 1);
+    uses.number(kPrimary + 1 + i, 2).number(2, 1).number(2, 1).number(kEssential | 3, 1);
   }
   return BoxWriter().box("ipco", list).box("ipma", uses);
 }
@@ -97,7 +98,7 @@ BoxWriter locations(const std::vector<Bytes>& items, std::size_t offset) {
   BoxWriter content;
   content.number(0, 4).number(0x4400, 2).number(items.size(), 2);
   for (std::size_t i = 0; i < items.size(); ++i) {
-    content.number(kGrid + i, 2)
+    content.number(kPrimary + i, 2)
         .number(0, 2)
         .number(1, 2)
         .number(offset, 4)
@@ -105,6 +106,30 @@ BoxWriter locations(const std::vector<Bytes>& items, std::size_t offset) {
     offset += items[i].size();
   }
   return content;
+}
+
+/// A file of these items, of which the first is the primary one. `infos`, `references` and
+/// `properties` are the contents of the boxes that describe them.
+Bytes fileOfItems(const std::vector<Bytes>& items, const BoxWriter& infos,
+                  const BoxWriter& references, const BoxWriter& properties) {
+  const BoxWriter handler = BoxWriter().number(0, 8).text("pict").number(0, 8).number(0, 5);
+  const auto meta = [&](std::size_t offset) {
+    BoxWriter content;
+    content.number(0, 4)
+        .box("hdlr", handler)
+        .box("pitm", BoxWriter().number(0, 4).number(kPrimary, 2))
+        .box("iloc", locations(items, offset))
+        .box("iinf", BoxWriter().number(0, 4).number(items.size(), 2).append(infos.bytes()))
+        .box("iref", BoxWriter().number(0, 4).append(references.bytes()))
+        .box("iprp", properties);
+    return content;
+  };
+  BoxWriter file;
+  file.box("ftyp", BoxWriter().text("heic").number(0, 4).text("mif1heic"));
+  const std::size_t data = file.bytes().size() + 8 + meta(0).bytes().size() + 8;
+  BoxWriter content;
+  for (const Bytes& item : items) content.append(item);
+  return file.box("meta", meta(data)).box("mdat", content).bytes();
 }
 
 }  // namespace
@@ -119,8 +144,6 @@ Bytes tiledHeic(const Picture& picture, int side, int quarterTurns) {
   grid.number(static_cast<std::size_t>(picture.height), 2);
   std::vector<Bytes> items{grid.bytes()};
   Bytes setup;
-  BoxWriter infos;
-  BoxWriter parts;
   for (int row = 0; row < rows; ++row) {
     for (int column = 0; column < columns; ++column) {
       const Bytes tile = heif(tileOf(picture, column * side, row * side, side));
@@ -129,30 +152,35 @@ Bytes tiledHeic(const Picture& picture, int side, int quarterTurns) {
     }
   }
   const std::size_t tileCount = items.size() - 1;
-  infos.number(0, 4).number(items.size(), 2).append(itemInfo(kGrid, "grid").bytes());
-  parts.number(kGrid, 2).number(tileCount, 2);
-  for (std::size_t id = kGrid + 1; id <= kGrid + tileCount; ++id) {
+  BoxWriter infos = itemInfo(kPrimary, "grid");
+  BoxWriter parts;
+  parts.number(kPrimary, 2).number(tileCount, 2);
+  for (std::size_t id = kPrimary + 1; id <= kPrimary + tileCount; ++id) {
     infos.append(itemInfo(id, "hvc1").bytes());
     parts.number(id, 2);
   }
-  const BoxWriter handler = BoxWriter().number(0, 8).text("pict").number(0, 8).number(0, 5);
-  const auto meta = [&](std::size_t offset) {
-    BoxWriter content;
-    content.number(0, 4)
-        .box("hdlr", handler)
-        .box("pitm", BoxWriter().number(0, 4).number(kGrid, 2))
-        .box("iloc", locations(items, offset))
-        .box("iinf", infos)
-        .box("iref", BoxWriter().number(0, 4).append(BoxWriter().box("dimg", parts).bytes()))
-        .box("iprp", properties(picture, side, setup, quarterTurns, tileCount));
-    return content;
-  };
-  BoxWriter file;
-  file.box("ftyp", BoxWriter().text("heic").number(0, 4).text("mif1heic"));
-  const std::size_t data = file.bytes().size() + 8 + meta(0).bytes().size() + 8;
-  BoxWriter content;
-  for (const Bytes& item : items) content.append(item);
-  return file.box("meta", meta(data)).box("mdat", content).bytes();
+  return fileOfItems(items, infos, BoxWriter().box("dimg", parts),
+                     properties(picture, side, setup, quarterTurns, tileCount));
+}
+
+Bytes heicWithAuxiliary(const Picture& picture, const std::string& type) {
+  const Bytes coded = heif(picture);
+  const Bytes data = contentOf(coded, "mdat");
+  constexpr std::size_t kAuxiliary = kPrimary + 1;
+  BoxWriter infos = itemInfo(kPrimary, "hvc1");
+  infos.append(itemInfo(kAuxiliary, "hvc1").bytes());
+  BoxWriter list;
+  list.box("ispe", sizeProperty(picture.width, picture.height))
+      .box("hvcC", BoxWriter().append(contentOf(coded, "hvcC")))
+      .box("auxC", BoxWriter().number(0, 4).text(type).number(0, 1));
+  BoxWriter uses;
+  uses.number(0, 4).number(2, 4);
+  uses.number(kPrimary, 2).number(2, 1).number(1, 1).number(kEssential | 2, 1);
+  uses.number(kAuxiliary, 2).number(3, 1).number(1, 1).number(kEssential | 2, 1);
+  uses.number(kEssential | 3, 1);
+  const BoxWriter belongs = BoxWriter().number(kAuxiliary, 2).number(1, 2).number(kPrimary, 2);
+  return fileOfItems({data, data}, infos, BoxWriter().box("auxl", belongs),
+                     BoxWriter().box("ipco", list).box("ipma", uses));
 }
 
 }  // namespace quorvin

@@ -1,4 +1,7 @@
+#include "testing/media/coded_films.h"
+
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -8,12 +11,12 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <array>
 #include <cstring>
 #include <memory>
 
 #include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/ffmpeg_versions.h"
-#include "testing/media/test_media.h"
 
 namespace quorvin {
 
@@ -116,7 +119,7 @@ FramePtr frameOf(const Picture& picture, std::int64_t time) {
 
 }  // namespace
 
-Bytes video(const std::vector<Picture>& frames, const VideoOptions& options) {
+Bytes video(const std::vector<Picture>& frames, const FilmOptions& options) {
   Film film(options.container, AV_CODEC_ID_MPEG4);
   film.encoder().width = frames.front().width;
   film.encoder().height = frames.front().height;

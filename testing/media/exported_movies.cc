@@ -1,6 +1,5 @@
-#include "testing/media/test_movie.h"
+#include "testing/media/exported_movies.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -12,7 +11,6 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <span>
@@ -121,18 +119,6 @@ float sampleAt(const AVFrame& frame, int channel, int index) {
 }
 
 }  // namespace
-
-FileDescriptor movie(const std::string& arguments, const std::string& extension) {
-  static int count = 0;
-  const std::string name = testing::TempDir() + "quorvin-" + std::to_string(::getpid()) + "-" +
-                           std::to_string(++count) + "." + extension;
-  const std::string command = "ffmpeg -nostdin -v error -y " + arguments + " " + name;
-  EXPECT_EQ(std::system(command.c_str()), 0) << command;
-  FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
-  EXPECT_TRUE(file) << command;
-  ::unlink(name.c_str());
-  return file;
-}
 
 std::string film(int rate, const std::string& inputs) {
   return "-f lavfi -i testsrc2=s=160x120:r=" + std::to_string(rate) +

@@ -1,10 +1,12 @@
+#include "testing/media/heif_pictures.h"
+
 #include <gtest/gtest.h>
 #include <libheif/heif.h>
 
 #include <algorithm>
 #include <memory>
 
-#include "testing/media/test_media.h"
+#include "media_worker/reading/heif_file.h"
 
 namespace quorvin {
 
@@ -65,9 +67,7 @@ HeifImage heifImage(const Picture& picture) {
                     heif_channel_interleaved, 8, fill);
 }
 
-using Nclx = std::unique_ptr<heif_color_profile_nclx, decltype([](heif_color_profile_nclx* nclx) {
-                               heif_nclx_color_profile_free(nclx);
-                             })>;
+using Nclx = HeifPtr<heif_color_profile_nclx>;
 
 Nclx nclxOf(const HeifOptions& options) {
   if (!options.coding) return nullptr;
@@ -116,10 +116,14 @@ Bytes heif(const Picture& picture, const HeifOptions& options) {
   heif_image_handle* primary = nullptr;
   expectDone(
       heif_context_encode_image(context.get(), image.get(), found, encoding.get(), &primary));
-  if (options.exifOrientation) {
-    const Bytes exif = exifOf(*options.exifOrientation);
+  const Bytes exif = options.exifOrientation ? exifOf(*options.exifOrientation) : options.exif;
+  if (!exif.empty()) {
     expectDone(heif_context_add_exif_metadata(context.get(), primary, exif.data(),
                                               static_cast<int>(exif.size())));
+  }
+  if (!options.xmp.empty()) {
+    expectDone(heif_context_add_XMP_metadata(context.get(), primary, options.xmp.data(),
+                                             static_cast<int>(options.xmp.size())));
   }
   if (options.thumbnailSize > 0) {
     const auto pixels = options.thumbnail ? heifImage(*options.thumbnail) : image;

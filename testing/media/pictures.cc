@@ -1,34 +1,14 @@
-#include "testing/media/test_media.h"
+#include "testing/media/pictures.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <lcms2.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <ostream>
-
-#include "media_protocol/sealed_memory.h"
-#include "media_worker/libraries.h"
-#include "media_worker/render/encode.h"
-#include "media_worker/render/render.h"
-
-// The encoder that makes the tests' HEIC files keeps some of its memory for good.
-extern "C" __attribute__((visibility("default"))) const char*
-__lsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier): the sanitizer's name
-extern "C" const char* __lsan_default_suppressions() {
-  return "leak:libx265";
-}  // NOLINT
+#include <memory>
+#include <utility>
 
 namespace quorvin {
-
-namespace {
-
-struct Libraries : testing::Environment {
-  void SetUp() override { startLibraries(); }
-};
-[[maybe_unused]] const auto* const kLibraries = testing::AddGlobalTestEnvironment(new Libraries);
-
-}  // namespace
 
 Picture::Picture(int width, int height, int channels)
     : width(width),
@@ -69,6 +49,16 @@ Picture quadrants(int width, int height, int channels) {
   return picture;
 }
 
+Picture gradient(int width, int height) {
+  Picture picture(width, height, 3);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      picture.set(x, y, {x * 255 / width, y * 255 / height, x * y * 255 / (width * height), 255});
+    }
+  }
+  return picture;
+}
+
 Picture stored(const Picture& upright, int orientation) {
   const bool turned = orientation >= 5;
   const int right = upright.width - 1;
@@ -101,10 +91,10 @@ ImagePtr vipsImage(const Picture& picture) {
   return image;
 }
 
-Bytes saved(VipsImage* image, const char* suffix) {
+Bytes saved(VipsImage* image, const std::string& suffix) {
   void* data = nullptr;
   std::size_t size = 0;
-  if (vips_image_write_to_buffer(image, suffix, &data, &size, nullptr) != 0) {
+  if (vips_image_write_to_buffer(image, suffix.c_str(), &data, &size, nullptr) != 0) {
     ADD_FAILURE() << "cannot save as " << suffix << ": " << vips_error_buffer();
     return {};
   }
@@ -114,82 +104,49 @@ Bytes saved(VipsImage* image, const char* suffix) {
   return bytes;
 }
 
-Bytes saved(const Picture& picture, const char* suffix, int orientation) {
+Bytes saved(const Picture& picture, const std::string& suffix, int orientation) {
   const ImagePtr image = vipsImage(picture);
   if (orientation != 1) vips_image_set_int(image.get(), VIPS_META_ORIENTATION, orientation);
   return saved(image.get(), suffix);
 }
 
-FileDescriptor fileOf(std::span<const std::uint8_t> bytes) {
-  FileDescriptor file = makeMemoryFile(0);
-  std::size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t n = ::write(file.get(), bytes.data() + written, bytes.size() - written);
-    if (n <= 0) {
-      ADD_FAILURE() << "cannot write a memory file";
-      break;
-    }
-    written += static_cast<std::size_t>(n);
-  }
-  return file;
-}
-
-Bytes contents(const FileDescriptor& file) {
-  Bytes bytes(static_cast<std::size_t>(std::max<off_t>(0, ::lseek(file.get(), 0, SEEK_END))));
-  EXPECT_EQ(::pread(file.get(), bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-  return bytes;
-}
-
-RenderRequest original() {
-  RenderRequest request;
-  request.fit = RenderRequest::Fit::original;
-  return request;
-}
-
-RenderRequest fitInto(double width, double height) {
-  RenderRequest request;
-  request.targetWidth = width;
-  request.targetHeight = height;
-  return request;
-}
-
-Picture rendered(const Bytes& file, const RenderRequest& request, std::string* reason) {
-  const FileDescriptor input = fileOf(file);
-  const auto result = renderFile(input.get(), request);
-  if (!result) {
-    if (reason != nullptr) *reason = result.error().localizedDescription;
-    return {};
-  }
-  EXPECT_EQ(sealedMemorySize(result->memory.get()), result->layout.byteCount());
-  Picture picture(static_cast<int>(result->layout.width), static_cast<int>(result->layout.height),
-                  result->layout.channels);
-  EXPECT_EQ(::pread(result->memory.get(), picture.pixels.data(), picture.pixels.size(), 0),
-            static_cast<ssize_t>(picture.pixels.size()));
-  return picture;
-}
-
-Bytes withProfile(const Picture& picture, const Bytes& profile, const char* suffix) {
-  const ImagePtr image = vipsImage(picture);
-  vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, profile.data(), profile.size());
-  return saved(image.get(), suffix);
-}
-
-Bytes conversion(const Bytes& file, ImageFormat format, std::string* reason) {
-  RenderRequest request = original();
-  request.failOnDamage = true;
-  request.keepProfile = true;
-  const FileDescriptor input = fileOf(file);
-  const auto pixels = renderFile(input.get(), request);
-  const auto encoded =
-      pixels ? encodePixels(pixels->memory.get(), {format, 1, pixels->layout}) : pixels.error();
-  if (encoded) return contents(*encoded);
-  if (reason != nullptr) *reason = encoded.error().localizedDescription;
-  return {};
-}
-
 bool isNear(Colour a, Colour b, int tolerance) {
   return std::equal(a.begin(), a.end(), b.begin(),
                     [=](int x, int y) { return std::abs(x - y) <= tolerance; });
+}
+
+void expectQuadrants(const Picture& picture, int tolerance) {
+  ASSERT_GE(picture.width, 4);
+  ASSERT_GE(picture.height, 4);
+  const int left = picture.width / 4;
+  const int right = picture.width - 1 - left;
+  const int top = picture.height / 4;
+  const int bottom = picture.height - 1 - top;
+  EXPECT_TRUE(isNear(picture.at(left, top), kRed, tolerance));
+  EXPECT_TRUE(isNear(picture.at(right, top), kGreen, tolerance));
+  EXPECT_TRUE(isNear(picture.at(left, bottom), kBlue, tolerance));
+  EXPECT_TRUE(isNear(picture.at(right, bottom), kWhite, tolerance));
+}
+
+Bytes wideProfile() {
+  const cmsCIExyY white{0.3127, 0.3290, 1};
+  const cmsCIExyYTRIPLE primaries{{0.64, 0.33, 1}, {0.21, 0.71, 1}, {0.15, 0.06, 1}};
+  cmsToneCurve* gamma = cmsBuildGamma(nullptr, 2.19921875);
+  cmsToneCurve* const curves[3] = {gamma, gamma, gamma};
+  const std::unique_ptr<void, decltype([](void* profile) { cmsCloseProfile(profile); })> profile(
+      cmsCreateRGBProfile(&white, &primaries, curves));
+  cmsFreeToneCurve(gamma);
+  cmsUInt32Number size = 0;
+  cmsSaveProfileToMem(profile.get(), nullptr, &size);
+  Bytes bytes(size);
+  cmsSaveProfileToMem(profile.get(), bytes.data(), &size);
+  return bytes;
+}
+
+Bytes withProfile(const Picture& picture, const Bytes& profile, const std::string& suffix) {
+  const ImagePtr image = vipsImage(picture);
+  vips_image_set_blob_copy(image.get(), VIPS_META_ICC_NAME, profile.data(), profile.size());
+  return saved(image.get(), suffix);
 }
 
 }  // namespace quorvin

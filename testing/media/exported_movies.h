@@ -9,12 +9,14 @@
 
 #include "media_protocol/requests.h"
 #include "media_worker/export/export.h"
-#include "testing/media/test_media.h"
+#include "testing/media/pictures.h"
 
 namespace quorvin {
 
-/// What ffmpeg makes by these arguments, but for the name of the file.
-FileDescriptor movie(const std::string& arguments, const std::string& extension = "mov");
+/// What the ffmpeg program makes by these arguments.
+inline FileDescriptor movie(const std::string& arguments, const std::string& extension = "mov") {
+  return ffmpegFile(arguments, extension);
+}
 /// The arguments for a moving picture of this many frames a second with a tone, three seconds long.
 /// `inputs` are those of further inputs.
 std::string film(int rate = 30, const std::string& inputs = "");

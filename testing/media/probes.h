@@ -1,19 +1,17 @@
-// Media for the tests of probing, made when they run.
+// Probes of files in memory, and pictures with metadata.
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "core/platform/foundation.h"
 #include "media_protocol/requests.h"
-#include "media_worker/metadata/metadata_file.h"
+#include "testing/media/heif_pictures.h"
 
 namespace quorvin {
 
-using Bytes = std::vector<std::uint8_t>;
 using Tags = std::vector<std::pair<std::string, std::string>>;
 
 /// Probes the bytes as a file of this name.
@@ -22,12 +20,20 @@ Result<MediaProbe> probeBytes(const Bytes& bytes, const std::string& name = "fil
 /// The probe of media that must be good; fails the test, and gives an empty one, when it is not.
 MediaProbe probed(const Bytes& bytes, const std::string& name = "file");
 
+/// What the content of a file says of it.
+struct ProbedContent {
+  MediaKind kind = MediaKind::image;
+  const char* identifier = "";
+  const char* extension = "";
+  std::int64_t width = 0;
+  std::int64_t height = 0;
+};
+/// The probe of media that must be good and be this, and stand upright.
+MediaProbe probedAs(const ProbedContent& content, const Bytes& bytes,
+                    const std::string& name = "file");
+
 /// The sentence with which the bytes are refused; empty when they are not.
 std::string refusal(const Bytes& bytes, const std::string& name = "file");
-
-Bytes concatenated(std::initializer_list<Bytes> parts);
-Bytes bytesOf(const std::string& text);
-Bytes firstBytes(const Bytes& bytes, std::size_t count);
 
 /// A picture with some content, saved by libvips: ".jpg", ".png", ".gif", ".webp", ".tif", with
 /// its options ("[interlace]").
@@ -35,6 +41,9 @@ Bytes savedPicture(const std::string& format, int width = 48, int height = 32);
 
 /// The picture with these tags, by their Exiv2 keys ("Exif.Photo.LensModel", "Xmp.xmp.CreateDate").
 Bytes withTags(const Bytes& picture, const Tags& exif, const Tags& xmp = {});
+
+/// An XMP packet around these properties of one rdf:Description.
+std::string xmpPacket(const std::string& description);
 
 /// The picture with an XMP packet around these properties of one rdf:Description.
 Bytes withXmpPacket(const Bytes& picture, const std::string& description);
@@ -52,22 +61,11 @@ struct NoteEntry {
 /// A maker note of the phones whose notes are read.
 Bytes makerNote(const std::vector<NoteEntry>& entries);
 
-struct HeicOptions {
-  int width = 64;
-  int height = 48;
-  int orientation = 1;  ///< written as turns of the file
-  Bytes exif;           ///< a TIFF block
-  std::string xmp;
-  bool thumbnail = false;
-};
-Bytes heicPicture(const HeicOptions& options = {});
+/// HEIC of 64 x 48 pixels.
+Bytes smallHeic(const HeifOptions& options = {});
 
-/// What the ffmpeg program makes of these arguments, ahead of a file name with the extension.
-/// Fails the test when it makes nothing.
-Bytes ffmpegOutput(const std::string& arguments, const std::string& extension);
-
-/// A second of moving test picture, 64 x 48, with `arguments` for the output.
-Bytes movie(const std::string& arguments, const std::string& extension);
+/// A second of moving test picture, 64 x 48, with `arguments` for the ffmpeg program's output.
+Bytes smallMovie(const std::string& arguments, const std::string& extension);
 
 /// Nanoseconds since 1970 of a UTC date "YYYY-MM-DDThh:mm:ss[.fraction]Z".
 std::int64_t utc(const std::string& text);
