@@ -1,5 +1,4 @@
 // createAlbum: a new user album.
-#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,7 +14,7 @@ namespace quorvin {
 void ImageManager::createAlbum(const FlutterMethodCall& call, const ResultHolder& result) {
   std::string title;
   if (!Arguments(call.arguments).string("title", title)) {
-    return sendError(result, errors::kCode, errors::kErrorArguments);
+    return fail(result, errors::kErrorArguments);
   }
   const auto placeholder = std::make_shared<std::optional<PHObjectPlaceholder>>();
   platform.photoLibraryChanges.performChanges(
@@ -24,24 +23,15 @@ void ImageManager::createAlbum(const FlutterMethodCall& call, const ResultHolder
       },
       [self = shared_from_this(), result, placeholder](bool success,
                                                        const std::optional<NSError>& error) {
-        if (!success) return self->sendChangeError(result, errors::kCreateAlbumError, error);
-        self->replyAlbum(result, *placeholder);
+        const auto failed = [&](Value details) {
+          self->fail(result, errors::kCreateAlbumError, std::move(details));
+        };
+        if (!success) return failed(errors::detailsOf(error));
+        if (!*placeholder) return failed(errors::kNilPlaceholder);
+        const Album album = self->fetchAlbum((*placeholder)->localIdentifier);
+        if (album == nullptr) return failed(errors::kFetchResultError);
+        self->sendResult(result, galleryToMap("user"_lit, *album, {}));
       });
-}
-
-void ImageManager::replyAlbum(const ResultHolder& result,
-                              const std::optional<PHObjectPlaceholder>& placeholder) {
-  if (!placeholder) {
-    return sendError(result, errors::kCode, errors::kCreateAlbumError, errors::kNilPlaceholder);
-  }
-  const std::array identifiers{placeholder->localIdentifier};
-  const auto album =
-      platform.sharedPhotoLibrary.fetchAssetCollectionsWithLocalIdentifiers(identifiers, nullptr)
-          ->firstObject();
-  if (album == nullptr) {
-    return sendError(result, errors::kCode, errors::kCreateAlbumError, errors::kFetchResultError);
-  }
-  sendResult(result, galleryToMap("user"_lit, *album, {}));
 }
 
 }  // namespace quorvin

@@ -13,7 +13,7 @@ namespace quorvin {
 void ImageManager::deleteAssets(const FlutterMethodCall& call, const ResultHolder& result) {
   std::vector<std::string> assetIds;
   if (!Arguments(call.arguments).strings("assetIds", assetIds)) {
-    return sendError(result, errors::kCode, errors::kErrorArguments);
+    return fail(result, errors::kErrorArguments);
   }
   // Identifiers that nothing has are no fault: they are not among what is found.
   platform.photoLibraryChanges.performChanges(
@@ -22,14 +22,11 @@ void ImageManager::deleteAssets(const FlutterMethodCall& call, const ResultHolde
             *self->platform.sharedPhotoLibrary.fetchAssetsWithLocalIdentifiers(assetIds, nullptr));
       },
       [self = shared_from_this(), result](bool success, const std::optional<NSError>& error) {
-        if (!success) return self->sendChangeError(result, errors::kDeletingAssetsError, error);
+        if (!success) {
+          return self->fail(result, errors::kDeletingAssetsError, errors::detailsOf(error));
+        }
         self->sendResult(result, true);
       });
-}
-
-void ImageManager::sendChangeError(const ResultHolder& result, std::string_view message,
-                                   const std::optional<NSError>& error) {
-  sendError(result, errors::kCode, message, error ? Value(error->localizedDescription) : Value());
 }
 
 }  // namespace quorvin

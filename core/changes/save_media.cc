@@ -14,88 +14,85 @@
 
 namespace quorvin {
 
-/// One call on its way into the library.
+/// One file on its way into the library.
 struct ImageManager::MediaSave {
+  std::shared_ptr<ImageManager> manager;
   ResultHolder result;
-  std::string filePath;
-  std::shared_ptr<const PHAssetCollection> album;  ///< null: none
   bool isVideo = false;
+  std::string filePath;
+  Album album;                                     ///< null: none
   std::optional<PHObjectPlaceholder> placeholder;  ///< written by the change block
 
-  std::string_view message() const {
-    return isVideo ? errors::kSaveVideoError : errors::kSaveImageError;
+  static void start(std::shared_ptr<ImageManager> manager, const FlutterMethodCall& call,
+                    const ResultHolder& result, bool isVideo) {
+    const auto save = std::make_shared<MediaSave>();
+    save->manager = std::move(manager);
+    save->result = result;
+    save->isVideo = isVideo;
+    if (!save->read(Arguments(call.arguments))) return;
+    save->manager->platform.photoLibraryChanges.performChanges(
+        [save](PHChangeRequests& requests) { save->request(requests); },
+        [save](bool success, const std::optional<NSError>& error) {
+          if (!success) return save->fail(errors::detailsOf(error));
+          save->reply();
+        });
+  }
+
+  void fail(Value details) const {
+    manager->fail(result, isVideo ? errors::kSaveVideoError : errors::kSaveImageError,
+                  std::move(details));
+  }
+
+  /// False when the call was answered.
+  bool read(const Arguments& from) {
+    if (!from.string("filePath", filePath)) {
+      manager->fail(result, errors::kErrorArguments);
+      return false;
+    }
+    std::string collectionId;
+    // An identifier that is no text counts as none.
+    if (!from.string("collectionId", collectionId)) return true;
+    album = manager->fetchAlbum(collectionId);
+    if (album == nullptr) fail(errors::kCollectionNotFound);
+    return album != nullptr;
+  }
+
+  // A fault is answered here, although the completion follows and may answer once more.
+  void request(PHChangeRequests& requests) {
+    placeholder = isVideo ? requests.creationRequestForAssetFromVideoAtFileURL(filePath)
+                          : requests.creationRequestForAssetFromImageAtFileURL(filePath);
+    if (!placeholder) return fail(errors::kCollectionRequestChangeError);
+    // Other albums, and an album that takes no change, do without the asset.
+    if (album == nullptr ||
+        album->assetCollectionSubtype != PHAssetCollectionSubtype::albumRegular) {
+      return;
+    }
+    requests.addAssets(*album, std::array{*placeholder});
+  }
+
+  void reply() const {
+    if (!placeholder) fatalError("a change succeeded without the asset that it was to create");
+    const std::string& identifier = placeholder->localIdentifier;
+    const Asset asset = manager->fetchAsset(identifier);
+    if (asset == nullptr) return fail(errors::kSavedAssetNotFound);
+    auto keepAndReply = [manager = manager, result = result, asset, identifier] {
+      {
+        const NSLockHolder held(manager->lock);
+        manager->assetMap.insert_or_assign(identifier, asset);
+      }
+      manager->sendResult(result, assetToMap(*asset));
+    };
+    if (isVideo) return keepAndReply();
+    manager->platform.dispatch.mainQueue().async(std::move(keepAndReply));
   }
 };
 
 void ImageManager::saveImage(const FlutterMethodCall& call, const ResultHolder& result) {
-  saveMedia(call, result, false);
+  MediaSave::start(shared_from_this(), call, result, false);
 }
 
 void ImageManager::saveVideo(const FlutterMethodCall& call, const ResultHolder& result) {
-  saveMedia(call, result, true);
-}
-
-void ImageManager::saveMedia(const FlutterMethodCall& call, const ResultHolder& result,
-                             bool isVideo) {
-  const Arguments read(call.arguments);
-  auto save = std::make_shared<MediaSave>(MediaSave{.result = result, .isVideo = isVideo});
-  if (!read.string("filePath", save->filePath)) {
-    return sendError(result, errors::kCode, errors::kErrorArguments);
-  }
-  std::array<std::string, 1> collectionId;
-  // An identifier that is no text counts as none.
-  if (read.string("collectionId", collectionId[0])) {
-    save->album = platform.sharedPhotoLibrary
-                      .fetchAssetCollectionsWithLocalIdentifiers(collectionId, nullptr)
-                      ->firstObject();
-    if (save->album == nullptr) return sendSaveError(*save, errors::kCollectionNotFound);
-  }
-  platform.photoLibraryChanges.performChanges(
-      [self = shared_from_this(), save](PHChangeRequests& requests) {
-        self->requestCreation(*save, requests);
-      },
-      [self = shared_from_this(), save](bool success, const std::optional<NSError>& error) {
-        if (!success) return self->sendChangeError(save->result, save->message(), error);
-        self->replySaved(*save);
-      });
-}
-
-// A fault is answered here, although the completion follows and may answer once more.
-void ImageManager::requestCreation(MediaSave& save, PHChangeRequests& requests) {
-  const auto placeholder = save.isVideo
-                               ? requests.creationRequestForAssetFromVideoAtFileURL(save.filePath)
-                               : requests.creationRequestForAssetFromImageAtFileURL(save.filePath);
-  if (!placeholder) return sendSaveError(save, errors::kCollectionRequestChangeError);
-  save.placeholder = placeholder;
-  // Other albums, and an album that takes no change, do without the asset.
-  if (save.album == nullptr ||
-      save.album->assetCollectionSubtype != PHAssetCollectionSubtype::albumRegular) {
-    return;
-  }
-  requests.addAssets(*save.album, std::array{*placeholder});
-}
-
-void ImageManager::replySaved(const MediaSave& save) {
-  if (!save.placeholder) fatalError("a change succeeded without the asset that it was to create");
-  const std::array identifiers{save.placeholder->localIdentifier};
-  const Asset asset =
-      platform.sharedPhotoLibrary.fetchAssetsWithLocalIdentifiers(identifiers, nullptr)
-          ->firstObject();
-  if (asset == nullptr) return sendSaveError(save, errors::kSavedAssetNotFound);
-  auto keepAndReply = [self = shared_from_this(), result = save.result, asset,
-                       identifier = identifiers[0]] {
-    {
-      const NSLockHolder held(self->lock);
-      self->assetMap.insert_or_assign(identifier, asset);
-    }
-    self->sendResult(result, assetToMap(*asset));
-  };
-  if (save.isVideo) return keepAndReply();
-  platform.dispatch.mainQueue().async(std::move(keepAndReply));
-}
-
-void ImageManager::sendSaveError(const MediaSave& save, Literal details) {
-  sendError(save.result, errors::kCode, save.message(), details);
+  MediaSave::start(shared_from_this(), call, result, true);
 }
 
 }  // namespace quorvin

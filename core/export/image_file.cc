@@ -5,44 +5,27 @@
 #include <utility>
 
 #include "core/export/file_names.h"
+#include "core/export/image_requests.h"
+#include "core/export/jpeg.h"
 #include "core/export/temporary_files.h"
 #include "core/manager/arguments.h"
 #include "core/manager/errors.h"
 #include "core/manager/image_manager.h"
 #include "core/platform/asset_resources.h"
-#include "core/platform/file_manager.h"
 
 namespace quorvin {
-
-/// One call on its way to its file.
-struct ImageManager::ImageFileExport {
-  ResultHolder result;
-  std::string assetId;
-  Asset asset;
-  std::shared_ptr<const PHAssetResource> resource;
-  std::string path;  ///< of the file; a conversion changes the extension
-};
-
 namespace {
-
-constexpr CGSize kMediumSize{1024, 1024};
-constexpr double kBestQuality = 1.0;
 
 struct ImageFileArguments {
   std::string assetId;
   bool convertJpeg = false;
   bool mediumQuality = false;
-};
 
-std::optional<ImageFileArguments> readArguments(const FlutterMethodCall& call) {
-  const Arguments read(call.arguments);
-  ImageFileArguments a;
-  if (!(read.string("assetId", a.assetId) && read.boolean("convertJpeg", a.convertJpeg) &&
-        read.boolean("mediumQuality", a.mediumQuality))) {
-    return std::nullopt;
+  bool read(const Arguments& from) {
+    return from.string("assetId", assetId) && from.boolean("convertJpeg", convertJpeg) &&
+           from.boolean("mediumQuality", mediumQuality);
   }
-  return a;
-}
+};
 
 std::shared_ptr<const PHAssetResource> photoResource(const PHAssetResources& resources) {
   const auto found = std::ranges::find_if(resources, [](const auto& resource) {
@@ -61,15 +44,6 @@ bool isHeic(const PHAssetResource& resource) {
   return type.find("heic") != std::string::npos || type.find("heif") != std::string::npos;
 }
 
-PHImageRequestOptions imageFileOptions() {
-  PHImageRequestOptions options;
-  options.version = PHImageRequestOptionsVersion::current;
-  options.deliveryMode = PHImageRequestOptionsDeliveryMode::highQualityFormat;
-  options.isSynchronous = false;
-  options.isNetworkAccessAllowed = true;
-  return options;
-}
-
 void renameToJpeg(std::string& path) {
   const std::string base = deletingPathExtension(path);
   path = appendingPathExtension(base, "jpg").value_or(base);
@@ -77,123 +51,137 @@ void renameToJpeg(std::string& path) {
 
 }  // namespace
 
+/// An image on its way to its file. Each delivery of its request is answered.
+class ImageManager::ImageFileExport : public std::enable_shared_from_this<ImageFileExport> {
+ public:
+  ImageFileExport(std::shared_ptr<ImageManager> manager, ResultHolder result, std::string assetId,
+                  Asset asset, std::shared_ptr<const PHAssetResource> resource, std::string path)
+      : manager_(std::move(manager)),
+        result_(std::move(result)),
+        assetId_(std::move(assetId)),
+        asset_(std::move(asset)),
+        resource_(std::move(resource)),
+        path_(std::move(path)) {}
+
+  void requestMediumQuality() {
+    images().requestImageForAsset(
+        asset_, kMediumSize, PHImageContentModeAspectFit,
+        finalImageOptions(PHImageRequestOptionsResizeMode::exact),
+        [self = shared_from_this()](const std::shared_ptr<const UIImage>& image,
+                                    const PHImageInfo* info) {
+          self->writeMediumQuality(image.get(), info);
+        });
+  }
+
+  void requestConverted() {
+    images().requestImageDataAndOrientationForAsset(
+        asset_, finalImageOptions(),
+        [self = shared_from_this()](const std::optional<ByteBuffer>& data,
+                                    const std::optional<std::string>&, std::int64_t,
+                                    const PHImageInfo*) { self->writeConverted(data); });
+  }
+
+  void requestStored() {
+    images().requestImageDataAndOrientationForAsset(
+        asset_, finalImageOptions(),
+        [self = shared_from_this()](const std::optional<ByteBuffer>& data,
+                                    const std::optional<std::string>&, std::int64_t,
+                                    const PHImageInfo*) {
+          if (data) return self->write(*data);
+          self->copyResource();
+        });
+  }
+
+ private:
+  PHImageManager& images() { return *manager_->imageManager; }
+  Platform& platform() { return manager_->platform; }
+
+  void fail(std::string_view text, Value details = {}) {
+    manager_->fail(result_, text, std::move(details));
+  }
+
+  void write(const ByteBuffer& data) { manager_->writeImageData(data, path_, *asset_, result_); }
+
+  void writeJpeg(const ByteBuffer& jpeg) {
+    renameToJpeg(path_);
+    write(jpeg);
+  }
+
+  void writeMediumQuality(const UIImage* image, const PHImageInfo* info) {
+    if (info != nullptr) {
+      if (info->isTrue(PHImageResultIsDegradedKey)) return;
+      if (info->isTrue(PHImageCancelledKey)) return fail(errors::kImageRequestCancelled);
+      if (const NSError* error = info->error(PHImageErrorKey)) {
+        return fail(errors::kFailedToGenerateImage, error->localizedDescription);
+      }
+    }
+    const auto jpeg = jpegOf(platform().imageCodec, image);
+    if (!jpeg) return fail(errors::kFailedToGenerateJpeg);
+    writeJpeg(*jpeg);
+  }
+
+  void writeConverted(const std::optional<ByteBuffer>& data) {
+    std::optional<ByteBuffer> jpeg;
+    if (data) jpeg = jpegOfData(platform().imageCodec, *data);
+    if (!jpeg) return fail(errors::kConversionFailed);
+    writeJpeg(*jpeg);
+  }
+
+  void copyResource() {
+    NSFileManager& files = platform().fileManager;
+    // What cannot be removed fails the copy, which is answered.
+    if (files.fileExists(path_)) files.removeItem(path_);
+    PHAssetResourceRequestOptions options;
+    options.isNetworkAccessAllowed = true;
+    platform().assetResourceManager.writeDataForAssetResource(
+        resource_, path_, &options,
+        [self = shared_from_this()](const std::optional<NSError>& error) {
+          self->replyCopied(error);
+        });
+  }
+
+  void replyCopied(const std::optional<NSError>& error) {
+    if (error) {
+      // The wording is that of live photos, for images too.
+      return fail(errors::withId(errors::kFailedToExportLivePhotoVideo, assetId_),
+                  error->localizedDescription);
+    }
+    // The file is there, so its path is replied all the same.
+    if (const auto stampError = stampFileDates(platform().fileManager, path_, *asset_)) {
+      fail(errors::withId(errors::kSaveTemporaryImageError, stampError->description()),
+           stampError->localizedDescription);
+    }
+    manager_->sendResult(result_, exportReply(path_, true));
+  }
+
+  const std::shared_ptr<ImageManager> manager_;
+  const ResultHolder result_;
+  const std::string assetId_;
+  const Asset asset_;
+  const std::shared_ptr<const PHAssetResource> resource_;
+  std::string path_;  ///< of the file; a JPEG changes the extension
+};
+
 void ImageManager::getImageUrl(const FlutterMethodCall& call, const ResultHolder& result) {
-  const auto arguments = readArguments(call);
-  if (!arguments) {
-    return sendError(result, errors::kCode, errors::kErrorArguments);
-  }
-  const std::string& assetId = arguments->assetId;
-  const Asset asset = getPHAsset(assetId);
-  if (asset == nullptr) {
-    return sendError(result, errors::kCode, errors::withId(errors::kAssetNotFound, assetId));
-  }
-  const std::string folder = temporaryFolder("image");
+  ImageFileArguments arguments;
+  if (!arguments.read(Arguments(call.arguments))) return fail(result, errors::kErrorArguments);
+  const Asset asset = findAsset(arguments.assetId, result);
+  if (asset == nullptr) return;
+  const std::string folder = temporaryFolder(platform.fileManager, "image");
   if (const auto error = platform.fileManager.createDirectory(folder)) {
-    return sendError(result, errors::kCode, errors::kCreateTempDirFailed,
-                     error->localizedDescription);
+    return fail(result, errors::kCreateTempDirFailed, error->localizedDescription);
   }
-  auto resource = photoResource(platform.assetResources.assetResourcesForAsset(*asset));
-  if (resource == nullptr) {
-    return sendError(result, errors::kCode, errors::kNoPhotoResource);
-  }
-  const bool convert = arguments->convertJpeg && isHeic(*resource);
+  const auto resource = photoResource(platform.assetResources.assetResourcesForAsset(*asset));
+  if (resource == nullptr) return fail(result, errors::kNoPhotoResource);
   // Never the folder itself, which could be removed with all that is in it.
   std::string name = getResourceName(*asset).value_or("");
-  if (name.empty()) name = "image-" + assetId;
-  const auto file = std::make_shared<ImageFileExport>(
-      ImageFileExport{result, assetId, asset, std::move(resource), pathIn(folder, name)});
+  if (name.empty()) name = "image-" + arguments.assetId;
   if (imageManager == nullptr) return;
-  if (arguments->mediumQuality) return requestMediumQuality(file);
-  if (convert) return requestConverted(file);
-  requestStored(file);
-}
-
-void ImageManager::requestMediumQuality(const ImageFile& file) {
-  PHImageRequestOptions options = imageFileOptions();
-  options.resizeMode = PHImageRequestOptionsResizeMode::exact;
-  imageManager->requestImageForAsset(
-      file->asset, kMediumSize, PHImageContentModeAspectFit, options,
-      [self = shared_from_this(), file](const std::shared_ptr<const UIImage>& image,
-                                        const PHImageInfo* info) {
-        self->writeMediumQuality(*file, image.get(), info);
-      });
-}
-
-void ImageManager::writeMediumQuality(ImageFileExport& file, const UIImage* image,
-                                      const PHImageInfo* info) {
-  if (info != nullptr) {
-    if (info->isTrue(PHImageResultIsDegradedKey)) return;
-    if (info->isTrue(PHImageCancelledKey)) {
-      return sendError(file.result, errors::kCode, errors::kImageRequestCancelled);
-    }
-    if (const NSError* error = info->error(PHImageErrorKey)) {
-      return sendError(file.result, errors::kCode, errors::kFailedToGenerateImage,
-                       error->localizedDescription);
-    }
-  }
-  std::optional<ByteBuffer> jpeg;
-  if (image != nullptr) jpeg = platform.imageCodec.UIImageJPEGRepresentation(*image, kBestQuality);
-  if (!jpeg) {
-    return sendError(file.result, errors::kCode, errors::kFailedToGenerateJpeg);
-  }
-  renameToJpeg(file.path);
-  writeImageData(*jpeg, file.path, *file.asset, file.result);
-}
-
-void ImageManager::requestConverted(const ImageFile& file) {
-  imageManager->requestImageDataAndOrientationForAsset(
-      file->asset, imageFileOptions(),
-      [self = shared_from_this(), file](const std::optional<ByteBuffer>& data,
-                                        const std::optional<std::string>&, std::int64_t,
-                                        const PHImageInfo*) {
-        std::optional<ByteBuffer> jpeg;
-        if (data) jpeg = self->jpegFromData(*data);
-        if (!jpeg) {
-          return self->sendError(file->result, errors::kCode, errors::kConversionFailed);
-        }
-        renameToJpeg(file->path);
-        self->writeImageData(*jpeg, file->path, *file->asset, file->result);
-      });
-}
-
-void ImageManager::requestStored(const ImageFile& file) {
-  imageManager->requestImageDataAndOrientationForAsset(
-      file->asset, imageFileOptions(),
-      [self = shared_from_this(), file](const std::optional<ByteBuffer>& data,
-                                        const std::optional<std::string>&, std::int64_t,
-                                        const PHImageInfo*) {
-        if (!data) return self->copyResource(file);
-        self->writeImageData(*data, file->path, *file->asset, file->result);
-      });
-}
-
-void ImageManager::copyResource(const ImageFile& file) {
-  NSFileManager& files = platform.fileManager;
-  // What cannot be removed fails the copy, which is answered.
-  if (files.fileExists(file->path)) files.removeItem(file->path);
-  PHAssetResourceRequestOptions options;
-  options.isNetworkAccessAllowed = true;
-  platform.assetResourceManager.writeDataForAssetResource(
-      file->resource, file->path, &options,
-      [self = shared_from_this(), file](const std::optional<NSError>& error) {
-        self->replyCopied(*file, error);
-      });
-}
-
-void ImageManager::replyCopied(const ImageFileExport& file, const std::optional<NSError>& error) {
-  if (error) {
-    // The wording is that of live photos, for images too.
-    return sendError(file.result, errors::kCode,
-                     errors::withId(errors::kFailedToExportLivePhotoVideo, file.assetId),
-                     error->localizedDescription);
-  }
-  // The file is there, so its path is replied all the same.
-  if (const auto stampError = stampFileDates(file.path, *file.asset)) {
-    sendError(file.result, errors::kCode,
-              errors::withId(errors::kSaveTemporaryImageError, stampError->description()),
-              stampError->localizedDescription);
-  }
-  sendResult(file.result, exportReply(file.path, true));
+  const auto file = std::make_shared<ImageFileExport>(shared_from_this(), result, arguments.assetId,
+                                                      asset, resource, pathIn(folder, name));
+  if (arguments.mediumQuality) return file->requestMediumQuality();
+  if (arguments.convertJpeg && isHeic(*resource)) return file->requestConverted();
+  file->requestStored();
 }
 
 }  // namespace quorvin

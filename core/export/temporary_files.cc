@@ -5,7 +5,6 @@
 
 #include "core/manager/errors.h"
 #include "core/manager/image_manager.h"
-#include "core/platform/file_manager.h"
 
 namespace quorvin {
 namespace {
@@ -17,26 +16,24 @@ NSDate now() {
 
 }  // namespace
 
-std::string ImageManager::temporaryFolder(std::string_view name) {
-  return platform.fileManager.NSTemporaryDirectory().append(name);
+std::string temporaryFolder(NSFileManager& files, std::string_view name) {
+  return files.NSTemporaryDirectory().append(name);
+}
+
+std::optional<NSError> stampFileDates(NSFileManager& files, const std::string& path,
+                                      const PHAsset& asset) {
+  return files.setAttributes({.NSFileCreationDate = asset.creationDate.value_or(now()),
+                              .NSFileModificationDate = asset.modificationDate.value_or(now())},
+                             path);
 }
 
 void ImageManager::writeImageData(const ByteBuffer& data, const std::string& to,
                                   const PHAsset& asset, const ResultHolder& result) {
-  std::optional<NSError> error = platform.fileManager.writeAtomically(data, to);
-  if (!error) error = stampFileDates(to, asset);
-  if (error) {
-    return sendError(result, errors::kCode, errors::kFailedToSaveImage,
-                     error->localizedDescription);
-  }
+  NSFileManager& files = platform.fileManager;
+  std::optional<NSError> error = files.writeAtomically(data, to);
+  if (!error) error = stampFileDates(files, to, asset);
+  if (error) return fail(result, errors::kFailedToSaveImage, error->localizedDescription);
   sendResult(result, exportReply(to, true));
-}
-
-std::optional<NSError> ImageManager::stampFileDates(const std::string& path, const PHAsset& asset) {
-  return platform.fileManager.setAttributes(
-      {.NSFileCreationDate = asset.creationDate.value_or(now()),
-       .NSFileModificationDate = asset.modificationDate.value_or(now())},
-      path);
 }
 
 }  // namespace quorvin

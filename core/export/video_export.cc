@@ -37,44 +37,35 @@ AVFileType outputFileType(const AVAssetExportSession& session, AVFileType wanted
 void ImageManager::exportVideo(VideoExport video) {
   const std::string name =
       videoFileName(getResourceName(*video.phAsset), video.assetId, video.videoExt);
-  const std::string folder = temporaryFolder("video");
+  const std::string folder = temporaryFolder(platform.fileManager, "video");
   if (const auto error = platform.fileManager.createDirectory(folder)) {
-    return sendError(video.result, errors::kCode, errors::kFailedToCreateVideoFolder,
-                     error->localizedDescription);
+    return fail(video.result, errors::kFailedToCreateVideoFolder, error->localizedDescription);
   }
   const std::string path = pathIn(folder, name);
   // Mostly there is nothing; what cannot be removed fails the export.
   platform.fileManager.removeItem(path);
   const auto session = platform.mediaFramework.exportSessionWithAsset(
       video.asset, presetFor(video.videoFormat, video.mediumQuality));
-  if (session == nullptr) {
-    return sendError(video.result, errors::kCode, errors::kFailedToCreateExportSession);
-  }
+  if (session == nullptr) return fail(video.result, errors::kFailedToCreateExportSession);
   session->setOutputURL(path);
   session->setOutputFileType(outputFileType(*session, video.avFileType));
   session->setShouldOptimizeForNetworkUse(true);
   // The handler holds the session until it has run; nothing else does.
-  session->exportAsynchronously(
-      [self = shared_from_this(), session, path, video = std::move(video)] {
-        self->replyExported(video, *session, path);
-      });
+  session->exportAsynchronously([self = shared_from_this(), session, path,
+                                 video = std::move(video)] { video.reply(*self, *session, path); });
 }
 
-void ImageManager::replyExported(const VideoExport& video, const AVAssetExportSession& session,
-                                 const std::string& path) {
+void ImageManager::VideoExport::reply(ImageManager& manager, const AVAssetExportSession& session,
+                                      const std::string& path) const {
   switch (session.status()) {
     case AVAssetExportSessionStatus::completed:
       // A file whose dates cannot be set is as good.
-      platform.fileManager.setAttributes({.NSFileCreationDate = video.creationDate,
-                                          .NSFileModificationDate = video.modificationDate},
-                                         path);
-      return sendResult(video.result, exportReply(path, true));
+      manager.platform.fileManager.setAttributes(
+          {.NSFileCreationDate = creationDate, .NSFileModificationDate = modificationDate}, path);
+      return manager.sendResult(result, exportReply(path, true));
     case AVAssetExportSessionStatus::failed:
-    case AVAssetExportSessionStatus::cancelled: {
-      const auto error = session.error();
-      return sendError(video.result, errors::kCode, errors::kExportFailed,
-                       error ? Value(error->localizedDescription) : Value());
-    }
+    case AVAssetExportSessionStatus::cancelled:
+      return manager.fail(result, errors::kExportFailed, errors::detailsOf(session.error()));
     case AVAssetExportSessionStatus::unknown:
     case AVAssetExportSessionStatus::waiting:
     case AVAssetExportSessionStatus::exporting:

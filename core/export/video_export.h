@@ -1,4 +1,4 @@
-// One export of a video.
+// One export of a video. getVideoUrl asks for it, exportVideo carries it out.
 #pragma once
 
 #include <memory>
@@ -22,6 +22,10 @@ struct ImageManager::VideoExport {
   std::optional<NSDate> creationDate;
   std::optional<NSDate> modificationDate;
   ResultHolder result;
+
+  /// Answers when the session has ended.
+  void reply(ImageManager& manager, const AVAssetExportSession& session,
+             const std::string& path) const;
 };
 
 }  // namespace quorvin

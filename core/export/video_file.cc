@@ -14,21 +14,18 @@ struct VideoFileArguments {
   std::string assetId;
   bool mediumQuality = false;
   VideoFormat videoFormat = VideoFormat::Original;
-};
 
-std::optional<VideoFileArguments> readArguments(const FlutterMethodCall& call) {
-  const Arguments read(call.arguments);
-  VideoFileArguments a;
-  std::int64_t rawFormat = 0;
-  if (!(read.string("assetId", a.assetId) && read.boolean("mediumQuality", a.mediumQuality) &&
-        read.integer("videoFormat", rawFormat))) {
-    return std::nullopt;
+  bool read(const Arguments& from) {
+    std::int64_t rawFormat = 0;
+    if (!(from.string("assetId", assetId) && from.boolean("mediumQuality", mediumQuality) &&
+          from.integer("videoFormat", rawFormat))) {
+      return false;
+    }
+    const auto format = videoFormatFromRawValue(rawFormat);
+    if (format) videoFormat = *format;
+    return format.has_value();
   }
-  const auto format = videoFormatFromRawValue(rawFormat);
-  if (!format) return std::nullopt;
-  a.videoFormat = *format;
-  return a;
-}
+};
 
 PHVideoRequestOptions videoOptions() {
   PHVideoRequestOptions options;
@@ -39,47 +36,49 @@ PHVideoRequestOptions videoOptions() {
 
 }  // namespace
 
-void ImageManager::getVideoUrl(const FlutterMethodCall& call, const ResultHolder& result) {
-  const auto arguments = readArguments(call);
-  if (!arguments) {
-    return sendError(result, errors::kCode, errors::kErrorArguments);
-  }
-  const Asset phAsset = getPHAsset(arguments->assetId);
-  if (phAsset == nullptr) {
-    return sendError(result, errors::kCode,
-                     errors::withId(errors::kAssetNotFound, arguments->assetId));
-  }
-  const bool isMp4 = arguments->videoFormat == VideoFormat::Mp4;
-  VideoExport video;
-  video.assetId = arguments->assetId;
-  video.phAsset = phAsset;
-  video.avFileType = isMp4 ? AVFileType::AVFileTypeMPEG4 : AVFileType::AVFileTypeQuickTimeMovie;
-  video.videoFormat = arguments->videoFormat;
-  video.videoExt = isMp4 ? "mp4" : "mov";
-  video.mediumQuality = arguments->mediumQuality;
-  video.result = result;
-  if (imageManager == nullptr) return;
-  imageManager->requestAVAssetForVideo(phAsset, videoOptions(),
-                                       [self = shared_from_this(), video = std::move(video)](
-                                           const std::shared_ptr<const AVAsset>& asset,
-                                           const PHImageInfo*) { self->replyVideo(video, asset); });
-}
+/// A video that is awaited.
+struct ImageManager::VideoRequest {
+  std::shared_ptr<ImageManager> manager;
+  ResultHolder result;
+  VideoFileArguments arguments;
+  Asset phAsset;
 
-void ImageManager::replyVideo(VideoExport video, std::shared_ptr<const AVAsset> asset) {
-  if (asset == nullptr) {
-    return sendError(video.result, errors::kCode, errors::kFailedToLoadAVAsset);
+  void deliver(const std::shared_ptr<const AVAsset>& asset) const {
+    if (asset == nullptr) return manager->fail(result, errors::kFailedToLoadAVAsset);
+    const auto* file = dynamic_cast<const AVURLAsset*>(asset.get());
+    const bool asItIs = arguments.videoFormat == VideoFormat::Original && !arguments.mediumQuality;
+    if (file == nullptr || !asItIs) return exportCopy(asset);
+    if (file->URL.empty()) return manager->fail(result, errors::kUnexpectedAVAssetType);
+    manager->sendResult(result, exportReply(file->URL, false));
   }
-  const auto* file = dynamic_cast<const AVURLAsset*>(asset.get());
-  if (file != nullptr && video.videoFormat == VideoFormat::Original && !video.mediumQuality) {
-    if (file->URL.empty()) {
-      return sendError(video.result, errors::kCode, errors::kUnexpectedAVAssetType);
-    }
-    return sendResult(video.result, exportReply(file->URL, false));
+
+  void exportCopy(const std::shared_ptr<const AVAsset>& asset) const {
+    const bool isMp4 = arguments.videoFormat == VideoFormat::Mp4;
+    manager->exportVideo(
+        {.assetId = arguments.assetId,
+         .asset = asset,
+         .phAsset = phAsset,
+         .avFileType = isMp4 ? AVFileType::AVFileTypeMPEG4 : AVFileType::AVFileTypeQuickTimeMovie,
+         .videoFormat = arguments.videoFormat,
+         .videoExt = isMp4 ? "mp4" : "mov",
+         .mediumQuality = arguments.mediumQuality,
+         .creationDate = phAsset->creationDate,
+         .modificationDate = phAsset->modificationDate,
+         .result = result});
   }
-  video.asset = std::move(asset);
-  video.creationDate = video.phAsset->creationDate;
-  video.modificationDate = video.phAsset->modificationDate;
-  exportVideo(std::move(video));
+};
+
+void ImageManager::getVideoUrl(const FlutterMethodCall& call, const ResultHolder& result) {
+  VideoFileArguments arguments;
+  if (!arguments.read(Arguments(call.arguments))) return fail(result, errors::kErrorArguments);
+  const Asset phAsset = findAsset(arguments.assetId, result);
+  if (phAsset == nullptr || imageManager == nullptr) return;
+  imageManager->requestAVAssetForVideo(
+      phAsset, videoOptions(),
+      [request = VideoRequest{shared_from_this(), result, arguments, phAsset}](
+          const std::shared_ptr<const AVAsset>& asset, const PHImageInfo*) {
+        request.deliver(asset);
+      });
 }
 
 }  // namespace quorvin

@@ -2,9 +2,11 @@
 // an identifier, a path, or an error's textual form.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "core/platform/foundation.h"
 #include "core/platform/value.h"
 
 namespace quorvin::errors {
@@ -70,6 +72,11 @@ inline constexpr Literal kSavedAssetNotFound = "Asset not found"_lit;
 /// The text followed by an identifier, a path, or an error's textual form.
 inline std::string withId(std::string_view text, std::string_view identifier) {
   return std::string(text).append(identifier);
+}
+
+/// The error's description; null without an error.
+inline Value detailsOf(const std::optional<NSError>& error) {
+  return error ? Value(error->localizedDescription) : Value();
 }
 
 }  // namespace quorvin::errors

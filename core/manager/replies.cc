@@ -1,6 +1,7 @@
 // Replies: every answer of a handler leaves through the main queue.
 #include <utility>
 
+#include "core/manager/errors.h"
 #include "core/manager/image_manager.h"
 #include "core/platform/dispatch.h"
 
@@ -18,6 +19,10 @@ void ImageManager::sendError(const ResultHolder& result, std::string_view code,
                                        details = std::move(details)]() mutable {
     (*result)(FlutterError::errorWithCode(std::move(code), std::move(message), std::move(details)));
   });
+}
+
+void ImageManager::fail(const ResultHolder& result, std::string_view text, Value details) {
+  sendError(result, errors::kCode, text, std::move(details));
 }
 
 }  // namespace quorvin

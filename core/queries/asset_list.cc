@@ -1,7 +1,5 @@
 // getAssetList: one page of a gallery's assets, as records.
 #include <algorithm>
-#include <array>
-#include <optional>
 
 #include "core/manager/arguments.h"
 #include "core/manager/errors.h"
@@ -18,18 +16,13 @@ struct AssetListArguments {
   std::int64_t end = 0;    // one past the last
   std::int64_t sort = 0;
   MediaType mediaType = MediaType::All;
-};
 
-std::optional<AssetListArguments> readArguments(const FlutterMethodCall& call) {
-  const Arguments read(call.arguments);
-  AssetListArguments a;
-  if (!(read.string("collectionId", a.collectionId) && read.integer("start", a.start) &&
-        read.integer("end", a.end) && read.integer("sort", a.sort) &&
-        readMediaType(read, "mediaType", a.mediaType) && a.end >= 1 && a.end > a.start)) {
-    return std::nullopt;
+  bool read(const Arguments& from) {
+    return from.string("collectionId", collectionId) && from.integer("start", start) &&
+           from.integer("end", end) && from.integer("sort", sort) &&
+           readMediaType(from, "mediaType", mediaType) && end >= 1 && end > start;
   }
-  return a;
-}
+};
 
 /// The filter `All` sets no predicate: the page then holds audio too.
 PHFetchOptions pageOptions(const AssetListArguments& arguments) {
@@ -56,19 +49,14 @@ PHFetchResult<PHAsset>::Objects cutPage(const PHFetchResult<PHAsset>& assets,
 }  // namespace
 
 void ImageManager::getAssetList(const FlutterMethodCall& call, const ResultHolder& result) {
-  const auto arguments = readArguments(call);
-  if (!arguments) {
-    return sendError(result, errors::kCode, errors::kInvalidArguments);
-  }
-  const PHFetchOptions options = pageOptions(*arguments);
-  PHPhotoLibrary& library = platform.sharedPhotoLibrary;
-  const auto gallery =
-      library
-          .fetchAssetCollectionsWithLocalIdentifiers(std::array{arguments->collectionId}, nullptr)
-          ->firstObject();
+  AssetListArguments arguments;
+  if (!arguments.read(Arguments(call.arguments))) return fail(result, errors::kInvalidArguments);
+  const Album gallery = fetchAlbum(arguments.collectionId);
   if (gallery == nullptr) return sendResult(result, List{});
 
-  const auto page = cutPage(*library.fetchAssetsInAssetCollection(*gallery, &options), *arguments);
+  const PHFetchOptions options = pageOptions(arguments);
+  const auto page = cutPage(
+      *platform.sharedPhotoLibrary.fetchAssetsInAssetCollection(*gallery, &options), arguments);
   List records;
   records.reserve(page.size());
   for (const Asset& asset : page) records.emplace_back(assetToMap(*asset));

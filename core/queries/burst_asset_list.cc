@@ -9,12 +9,12 @@ namespace quorvin {
 void ImageManager::getBurstAssetList(const FlutterMethodCall& call, const ResultHolder& result) {
   std::string assetId;
   if (!Arguments(call.arguments).string("assetId", assetId)) {
-    return sendError(result, errors::kCode, errors::kErrorArguments);
+    return fail(result, errors::kErrorArguments);
   }
   const Asset asset = getPHAsset(assetId);
   // A photo that represents no burst is as good as unknown here.
   if (asset == nullptr || !asset->representsBurst || !asset->burstIdentifier) {
-    return sendError(result, errors::kCode, errors::withId(errors::kAssetNotFound, assetId));
+    return fail(result, errors::withId(errors::kAssetNotFound, assetId));
   }
   List records;
   {

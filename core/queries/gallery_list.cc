@@ -17,19 +17,14 @@ struct GalleryListArguments {
   bool filterEmptyAsset = false;
   bool withSmartAlbum = false;
   MediaType mediaType = MediaType::All;
-};
 
-std::optional<GalleryListArguments> readArguments(const FlutterMethodCall& call) {
-  const Arguments read(call.arguments);
-  GalleryListArguments a;
-  if (!(read.boolean("withAllPhotos", a.withAllPhotos) &&
-        read.boolean("filterEmptyAsset", a.filterEmptyAsset) &&
-        read.boolean("withSmartAlbum", a.withSmartAlbum) &&
-        readMediaType(read, "mediaType", a.mediaType))) {
-    return std::nullopt;
+  bool read(const Arguments& from) {
+    return from.boolean("withAllPhotos", withAllPhotos) &&
+           from.boolean("filterEmptyAsset", filterEmptyAsset) &&
+           from.boolean("withSmartAlbum", withSmartAlbum) &&
+           readMediaType(from, "mediaType", mediaType);
   }
-  return a;
-}
+};
 
 PHFetchOptions countingOptions(MediaType mediaType) {
   PHFetchOptions options;
@@ -86,12 +81,10 @@ class GalleryList {
 }  // namespace
 
 void ImageManager::getGalleryList(const FlutterMethodCall& call, const ResultHolder& result) {
-  const auto arguments = readArguments(call);
-  if (!arguments) {
-    return sendError(result, errors::kCode, errors::kInvalidArguments);
-  }
+  GalleryListArguments arguments;
+  if (!arguments.read(Arguments(call.arguments))) return fail(result, errors::kInvalidArguments);
   PHPhotoLibrary& library = platform.sharedPhotoLibrary;
-  GalleryList galleries(library, *arguments);
+  GalleryList galleries(library, arguments);
   library
       .fetchAssetCollectionsWithType(PHAssetCollectionType::smartAlbum,
                                      PHAssetCollectionSubtype::any, nullptr)

@@ -1,7 +1,6 @@
 // getGalleryAssetCount and getGalleryFirstAssetId: one gallery's counts and its first asset.
-#include <array>
 #include <limits>
-#include <optional>
+#include <utility>
 
 #include "core/manager/arguments.h"
 #include "core/manager/errors.h"
@@ -21,23 +20,12 @@ struct GalleryArguments {
   std::string collectionId;
   std::int64_t sort = 0;
   MediaType mediaType = MediaType::All;
-};
 
-std::optional<GalleryArguments> readArguments(const FlutterMethodCall& call) {
-  const Arguments read(call.arguments);
-  GalleryArguments a;
-  if (!(read.string("collectionId", a.collectionId) && read.integer("sort", a.sort) &&
-        readMediaType(read, "mediaType", a.mediaType))) {
-    return std::nullopt;
+  bool read(const Arguments& from) {
+    return from.string("collectionId", collectionId) && from.integer("sort", sort) &&
+           readMediaType(from, "mediaType", mediaType);
   }
-  return a;
-}
-
-std::shared_ptr<const PHAssetCollection> findGallery(PHPhotoLibrary& library,
-                                                     const std::string& identifier) {
-  return library.fetchAssetCollectionsWithLocalIdentifiers(std::array{identifier}, nullptr)
-      ->firstObject();
-}
+};
 
 std::int64_t countOf(PHPhotoLibrary& library, const PHAssetCollection& gallery,
                      MediaType mediaType) {
@@ -79,22 +67,19 @@ Summary summaryOfOneType(PHPhotoLibrary& library, const PHAssetCollection& galle
 }  // namespace
 
 void ImageManager::getGalleryAssetCount(const FlutterMethodCall& call, const ResultHolder& result) {
-  const auto arguments = readArguments(call);
-  if (!arguments) {
-    return sendError(result, errors::kCode, errors::kInvalidArguments);
-  }
+  GalleryArguments arguments;
+  if (!arguments.read(Arguments(call.arguments))) return fail(result, errors::kInvalidArguments);
   PHFetchOptions sorted;
-  sortByCreationDate(sorted, arguments->sort);
-  PHPhotoLibrary& library = platform.sharedPhotoLibrary;
-  const auto gallery = findGallery(library, arguments->collectionId);
+  sortByCreationDate(sorted, arguments.sort);
+  const Album gallery = fetchAlbum(arguments.collectionId);
   if (gallery == nullptr) {
-    return sendError(result, errors::kCode,
-                     errors::withId(errors::kGalleryNotFound, arguments->collectionId));
+    return fail(result, errors::withId(errors::kGalleryNotFound, arguments.collectionId));
   }
+  PHPhotoLibrary& library = platform.sharedPhotoLibrary;
   const Summary summary =
-      arguments->mediaType == MediaType::All
+      arguments.mediaType == MediaType::All
           ? summaryOfAll(library, *gallery, std::move(sorted))
-          : summaryOfOneType(library, *gallery, std::move(sorted), arguments->mediaType);
+          : summaryOfOneType(library, *gallery, std::move(sorted), arguments.mediaType);
   std::string firstAssetId;
   if (summary.first != nullptr) {
     firstAssetId = summary.first->localIdentifier;
@@ -108,26 +93,22 @@ void ImageManager::getGalleryAssetCount(const FlutterMethodCall& call, const Res
 
 void ImageManager::getGalleryFirstAssetId(const FlutterMethodCall& call,
                                           const ResultHolder& result) {
-  const auto arguments = readArguments(call);
-  if (!arguments) {
-    return sendError(result, errors::kCode, errors::kInvalidArguments);
-  }
+  GalleryArguments arguments;
+  if (!arguments.read(Arguments(call.arguments))) return fail(result, errors::kInvalidArguments);
   PHFetchOptions options;
   options.fetchLimit = 1;
-  sortByCreationDate(options, arguments->sort);
-  PHPhotoLibrary& library = platform.sharedPhotoLibrary;
-  const auto gallery = findGallery(library, arguments->collectionId);
+  sortByCreationDate(options, arguments.sort);
+  const Album gallery = fetchAlbum(arguments.collectionId);
   if (gallery == nullptr) {
-    return sendError(result, errors::kCode,
-                     errors::withId(errors::kGalleryNotFound, arguments->collectionId));
+    return fail(result, errors::withId(errors::kGalleryNotFound, arguments.collectionId));
   }
-  options.predicate = arguments->mediaType == MediaType::All
+  PHPhotoLibrary& library = platform.sharedPhotoLibrary;
+  options.predicate = arguments.mediaType == MediaType::All
                           ? imageOrVideoPredicate(kImageOrVideoPredicate)
-                          : oneMediaTypePredicate(arguments->mediaType);
+                          : oneMediaTypePredicate(arguments.mediaType);
   const auto first = library.fetchAssetsInAssetCollection(*gallery, &options)->firstObject();
   if (first == nullptr) {
-    return sendError(result, errors::kCode,
-                     errors::withId(errors::kAssetNotFoundForGallery, arguments->collectionId));
+    return fail(result, errors::withId(errors::kAssetNotFoundForGallery, arguments.collectionId));
   }
   sendResult(result, first->localIdentifier);
 }
