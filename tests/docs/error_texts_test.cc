@@ -1,7 +1,7 @@
 // The documentation of the error texts, against the texts themselves.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -33,6 +33,32 @@ TEST(ErrorTexts, TheDocumentationListsEveryTextOfTheHeaderAndNoOther) {
       matches(contentsOf("docs/errors.md"), R"(\n\| `([^`]*)` \| [^|]* \| [^|]* \|)");
   EXPECT_GE(declared.size(), 6u);
   EXPECT_EQ(declared, documented);
+}
+
+/// The reasons of the fatal errors in the C++ files of a folder and below, but for those whose text
+/// is put together.
+std::set<std::string> fatalReasonsIn(const std::string& folder) {
+  std::set<std::string> reasons;
+  const std::filesystem::path root = std::filesystem::path(QUORVIN_SOURCE_DIR) / folder;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    const std::string path = entry.path().lexically_relative(QUORVIN_SOURCE_DIR);
+    if (!path.ends_with(".cc") || path.ends_with("_test.cc")) continue;
+    reasons.merge(matches(contentsOf(path), R"re(fatalError\(\s*"([^"]*)"\))re"));
+  }
+  return reasons;
+}
+
+TEST(ErrorTexts, TheDocumentationListsEveryReasonOfAFatalErrorOfThePluginAndNoneThatIsNone) {
+  const std::string documentation = contentsOf("docs/errors.md");
+  const auto start = documentation.find("## Fatal errors");
+  ASSERT_NE(start, std::string::npos);
+  const auto documented = matches(documentation.substr(start), R"(\n\| `([^`]*)` \| )");
+  const auto ofThePlugin = fatalReasonsIn("core");
+  EXPECT_EQ(ofThePlugin.size(), 4u);
+  auto all = fatalReasonsIn("platform_linux");
+  all.insert(ofThePlugin.begin(), ofThePlugin.end());
+  for (const auto& reason : ofThePlugin) EXPECT_TRUE(documented.contains(reason)) << reason;
+  for (const auto& reason : documented) EXPECT_TRUE(all.contains(reason)) << reason;
 }
 
 TEST(ErrorTexts, EveryMethodOfTheDispatchTableIsDocumented) {
