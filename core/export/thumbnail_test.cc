@@ -5,15 +5,10 @@
 #include <optional>
 #include <thread>
 
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/fakes/export_fixture.h"
 
 namespace quorvin {
 namespace {
-
-using Names = std::vector<std::string>;
-using Takes = RequiredArgument::Takes;
-
-const NSError kFailure{"Domain", 42, "The file does not decode."};
 
 Map thumbnail(bool jpegFormat = true, Value width = 256.0, Value height = 128.5,
               Value contentMode = 0) {
@@ -24,13 +19,7 @@ Map thumbnail(bool jpegFormat = true, Value width = 256.0, Value height = 128.5,
           {"jpegFormat", jpegFormat}};
 }
 
-PHImageInfo infoOf(std::string_view key, PHImageInfo::Entry entry) {
-  PHImageInfo info;
-  info.set(key, std::move(entry));
-  return info;
-}
-
-class GetThumbnail : public PluginTest {
+class GetThumbnail : public ExportTest {
  protected:
   GetThumbnail() {
     library.addAsset(photo("p"));
@@ -40,16 +29,11 @@ class GetThumbnail : public PluginTest {
   /// The call, with its request waiting for the test.
   RecordedReply request(const Map& call) { return plugin.answer("getThumbnail", call); }
 
-  /// One delivery to the request at `index`, as the platform makes it.
   void deliver(const std::shared_ptr<const UIImage>& delivered,
                const std::optional<PHImageInfo>& info = {}, std::size_t index = 0) {
-    const auto handler = images.imageRequests().at(index).handler;
-    std::thread([&] { handler(delivered, info ? &*info : nullptr); }).join();
-    plugin.runToEnd();
+    deliverImage(delivered, info, index);
   }
 
-  FakeImageManager& images = plugin.platform.imageManager;
-  FakeImageCodec& codec = plugin.platform.codec;
   const std::shared_ptr<const UIImage> image = std::make_shared<const FakeImage>("final");
 };
 
@@ -179,12 +163,6 @@ TEST_F(GetThumbnail, EncodesOnThePlatformsThreadAndRepliesOnTheMainQueue) {
   EXPECT_EQ(reply.answer().position.queue, &plugin.platform.dispatch.main);
 }
 
-TEST_F(GetThumbnail, TakesAnEmptyInfoForNone) {
-  const RecordedReply reply = request(thumbnail());
-  deliver(image, PHImageInfo());
-  EXPECT_EQ(reply.value(), Value(*codec.jpeg));
-}
-
 TEST_F(GetThumbnail, RepliesNullWhenTheRequestWasCancelled) {
   const RecordedReply reply = request(thumbnail());
   log.clear();
@@ -193,13 +171,11 @@ TEST_F(GetThumbnail, RepliesNullWhenTheRequestWasCancelled) {
   EXPECT_EQ(log.events(), (Names{"main.async", "reply getThumbnail"}));
 }
 
-TEST_F(GetThumbnail, IsCancelledByNothingButTrue) {
+TEST_F(GetThumbnail, TakesOnlyTrueAndErrorsForWhatTheySay) {
   std::size_t index = 0;
-  for (const PHImageInfo::Entry& entry :
-       {PHImageInfo::Entry(false), PHImageInfo::Entry(std::int64_t{1}), PHImageInfo::Entry(1.0),
-        PHImageInfo::Entry(std::string("true")), PHImageInfo::Entry(kFailure)}) {
+  for (const PHImageInfo& info : saysNothing()) {
     const RecordedReply reply = request(thumbnail());
-    deliver(image, infoOf(PHImageCancelledKey, entry), index++);
+    deliver(image, info, index++);
     EXPECT_EQ(reply.value(), Value(*codec.jpeg));
   }
 }
@@ -207,27 +183,16 @@ TEST_F(GetThumbnail, IsCancelledByNothingButTrue) {
 TEST_F(GetThumbnail, ReportsTheRequestsError) {
   const RecordedReply reply = request(thumbnail());
   log.clear();
-  deliver(image, infoOf(PHImageErrorKey, kFailure));
-  EXPECT_EQ(reply.error(), (FlutterError{"Error", "Failed to load thumbnail",
-                                         Value("The file does not decode.")}));
+  deliver(image, infoOf(PHImageErrorKey, failure));
+  EXPECT_EQ(reply.error(),
+            (FlutterError{"Error", "Failed to load thumbnail", Value("The disk is on fire.")}));
   EXPECT_EQ(log.events(), (Names{"main.async", "reply getThumbnail"}));
-}
-
-TEST_F(GetThumbnail, TakesOnlyAnErrorForAnError) {
-  std::size_t index = 0;
-  for (const PHImageInfo::Entry& entry :
-       {PHImageInfo::Entry(true), PHImageInfo::Entry(std::int64_t{1}),
-        PHImageInfo::Entry(std::string("failed"))}) {
-    const RecordedReply reply = request(thumbnail());
-    deliver(image, infoOf(PHImageErrorKey, entry), index++);
-    EXPECT_EQ(reply.value(), Value(*codec.jpeg));
-  }
 }
 
 TEST_F(GetThumbnail, PutsCancellationBeforeAnErrorAndAnErrorBeforeDegradation) {
   PHImageInfo all;
   all.set(PHImageResultIsDegradedKey, true);
-  all.set(PHImageErrorKey, kFailure);
+  all.set(PHImageErrorKey, failure);
   const RecordedReply failed = request(thumbnail());
   deliver(image, all, 0);
   EXPECT_EQ(failed.error().message, "Failed to load thumbnail");
@@ -249,17 +214,6 @@ TEST_F(GetThumbnail, SkipsDegradedImagesUntilTheFinalOne) {
   deliver(image, infoOf(PHImageResultIsDegradedKey, false));
   EXPECT_EQ(reply.value(), Value(*codec.jpeg));
   EXPECT_EQ(log.count("UIImageJPEGRepresentation final"), 1u);
-}
-
-TEST_F(GetThumbnail, TakesAnImageForFinalUnlessItIsFlaggedTrue) {
-  std::size_t index = 0;
-  for (const PHImageInfo::Entry& entry :
-       {PHImageInfo::Entry(false), PHImageInfo::Entry(std::int64_t{1}),
-        PHImageInfo::Entry(std::string("true"))}) {
-    const RecordedReply reply = request(thumbnail());
-    deliver(image, infoOf(PHImageResultIsDegradedKey, entry), index++);
-    EXPECT_EQ(reply.value(), Value(*codec.jpeg));
-  }
 }
 
 TEST_F(GetThumbnail, RepliesNullWithoutAnImage) {
@@ -285,13 +239,13 @@ TEST_F(GetThumbnail, IgnoresEveryDeliveryAfterItsReply) {
   for (std::size_t index = 0; index < 4; ++index) {
     const RecordedReply reply = request(thumbnail());
     const std::optional<PHImageInfo> firsts[] = {std::nullopt, infoOf(PHImageCancelledKey, true),
-                                                 infoOf(PHImageErrorKey, kFailure), PHImageInfo()};
+                                                 infoOf(PHImageErrorKey, failure), PHImageInfo()};
     deliver(index == 3 ? nullptr : image, firsts[index], index);
     EXPECT_EQ(reply.answerCount(), 1u);
     log.clear();
     deliver(image, {}, index);
     deliver(nullptr, infoOf(PHImageCancelledKey, true), index);
-    deliver(nullptr, infoOf(PHImageErrorKey, kFailure), index);
+    deliver(nullptr, infoOf(PHImageErrorKey, failure), index);
     deliver(image, infoOf(PHImageResultIsDegradedKey, true), index);
     EXPECT_EQ(log.events(), Names{});
     EXPECT_EQ(reply.answerCount(), 1u);

@@ -11,6 +11,36 @@ namespace {
 
 using Names = std::vector<std::string>;
 
+/// A call of clearAllCache on a thread of its own, while another thread holds the manager's lock.
+class ClearingMeanwhile {
+ public:
+  explicit ClearingMeanwhile(PluginHarness& plugin) : plugin_(plugin) {}
+
+  /// Returns when the call waits for the lock, or, without a reason to, when it is over.
+  void start() {
+    thread_ = std::thread([this] {
+      reply_.emplace(plugin_.call("clearAllCache"));
+      isOver_ = true;
+    });
+    while (!plugin_.manager().lockIsAwaited() && !isOver_) std::this_thread::yield();
+    EXPECT_FALSE(isOver_) << "it did not wait";
+  }
+
+  /// Waits for the call's end.
+  void end() {
+    ASSERT_TRUE(thread_.joinable());
+    thread_.join();
+    plugin_.runToEnd();
+    EXPECT_EQ(reply_->value(), Value(true));
+  }
+
+ private:
+  PluginHarness& plugin_;
+  std::optional<RecordedReply> reply_;
+  std::atomic<bool> isOver_ = false;
+  std::thread thread_;
+};
+
 class CachingControls : public PluginTest {
  protected:
   CachingControls() {
@@ -51,28 +81,32 @@ TEST_F(CachingControls, ClearAsksNothingOfTheLibrary) {
   EXPECT_EQ(log.events(), (Names{"main.async", "reply clearAllCache"}));
 }
 
-TEST_F(CachingControls, ClearWaitsWhileALookupHoldsTheLock) {
-  std::atomic<bool> clearing = false;
-  std::atomic<bool> lookupIsOver = false;
-  bool clearedDuringLookup = false;
-  std::thread clearingThread;
-  library.duringFetch = [&] {
-    library.duringFetch = nullptr;
-    clearingThread = std::thread([&] {
-      clearing = true;
-      const RecordedReply reply = plugin.call("clearAllCache");
-      clearedDuringLookup = !lookupIsOver;
-      while (!plugin.platform.dispatch.main.runNext()) std::this_thread::yield();
-      EXPECT_EQ(reply.value(), Value(true));
-    });
-    // The other thread gets every chance to run through.
-    while (!clearing) std::this_thread::yield();
-    for (int turn = 0; turn < 1000; ++turn) std::this_thread::yield();
-    lookupIsOver = true;
-  };
+TEST_F(CachingControls, ClearWaitsForALookup) {
+  ClearingMeanwhile clearing(plugin);
+  library.duringFetch = [&] { clearing.start(); };
   EXPECT_NE(plugin.manager().getPHAsset("a"), nullptr);
-  clearingThread.join();
-  EXPECT_FALSE(clearedDuringLookup);
+  clearing.end();
+}
+
+TEST_F(CachingControls, ClearWaitsForABurstListingAndThenEmptiesWhatThatCached) {
+  library.addAsset(burstMember("b1", "burst", true));
+  library.addAsset(burstMember("b2", "burst"));
+  ClearingMeanwhile clearing(plugin);
+  library.duringFetch = [&] {
+    if (log.events().back().starts_with("fetchAssetsWithBurstIdentifier")) clearing.start();
+  };
+  const RecordedReply listed = plugin.call("getBurstAssetList", Map{{"assetId", "b1"}});
+  EXPECT_TRUE(plugin.platform.dispatch.background.runNextOnNewThread());
+  clearing.end();
+  plugin.runToEnd();
+  EXPECT_EQ(listed.value().as<List>()->size(), 2u);
+  EXPECT_TRUE(plugin.manager().cachedIdentifiers().empty());
+}
+
+TEST_F(CachingControls, TheNextLookupAfterOneThatFoundNothingIsAnswered) {
+  EXPECT_EQ(plugin.answer("getAssetInfo", Map{{"assetId", "b"}}).error().message,
+            "Asset not found id = b");
+  EXPECT_NE(plugin.answer("getAssetInfo", Map{{"assetId", "a"}}).value().as<Map>(), nullptr);
 }
 
 TEST_F(CachingControls, TheOthersReplyTrueWhateverTheArguments) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
 namespace quorvin {
 namespace {
@@ -19,6 +20,16 @@ TEST(ImageInfo, IsTrueForNothingButTheBooleanTrue) {
   info.set("key", true);
   EXPECT_TRUE(info.isTrue("key"));
   EXPECT_FALSE(info.isTrue("other"));
+}
+
+TEST(ImageInfo, KeepsItsKeysApart) {
+  const std::string_view keys[] = {PHImageCancelledKey, PHImageErrorKey, PHImageResultIsDegradedKey,
+                                   PHImageResultIsInCloudKey, PHImageResultRequestIDKey};
+  for (const std::string_view set : keys) {
+    PHImageInfo info;
+    info.set(set, true);
+    for (const std::string_view asked : keys) EXPECT_EQ(info.isTrue(asked), asked == set) << asked;
+  }
 }
 
 TEST(ImageInfo, GivesErrorsOnly) {

@@ -38,7 +38,8 @@ TEST(FetchResult, VisitsEveryObjectInOrderBeforeItReturns) {
 }
 
 TEST(FetchResultDeathTest, StopsAtAnIndexOutOfRange) {
-  EXPECT_DEATH(resultOf({"a"}).objectAtIndexedSubscript(1), "Fatal error: ");
+  EXPECT_DEATH(resultOf({"a"}).objectAtIndexedSubscript(1),
+               "Fatal error: The range of a fetch result is out of bounds");
 }
 
 TEST(FetchOptions, StartWithoutAFilterAnOrderOrALimit) {

@@ -46,7 +46,8 @@ using GetAssetInfoDeathTest = GetAssetInfo;
 
 TEST_F(GetAssetInfoDeathTest, StopsAtADateBeyondItsRange) {
   library.addAsset(photo("far", -1e300));
-  EXPECT_DEATH(plugin.answer("getAssetInfo", Map{{"assetId", "far"}}), "Fatal error: ");
+  EXPECT_DEATH(plugin.answer("getAssetInfo", Map{{"assetId", "far"}}),
+               "Fatal error: a date is out of the range of milliseconds in 64 bits");
 }
 
 }  // namespace

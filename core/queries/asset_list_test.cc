@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <limits>
-#include <numeric>
+#include <thread>
 
 #include "testing/fakes/plugin_fixture.h"
 
@@ -241,6 +242,41 @@ TEST_F(GetAssetList, TakesTheLockOnlyWhenThePageIsLoaded) {
   EXPECT_FALSE(plugin.manager().lockIsHeld());
 }
 
+TEST_F(GetAssetList, StoresThePageUnderOneHoldOfTheLock) {
+  constexpr int kCount = 100;
+  addManyPhotos(kCount);
+  // Entries that tell when they are replaced.
+  std::atomic<int> replaced = 0;
+  std::atomic<int> attempts = 0;
+  std::atomic<bool> isOver = false;
+  const auto tell = [&](const PHAsset* asset) {
+    delete asset;
+    ++replaced;
+    // The other thread has tried once more before the loop goes on.
+    for (const int before = attempts; attempts < before + 2 && !isOver;) {
+      std::this_thread::yield();
+    }
+  };
+  for (int i = 0; i < kCount; ++i) {
+    plugin.manager().cache({new PHAsset(photo("m" + std::to_string(i))), tell});
+  }
+  // It takes the lock whenever it is free.
+  std::thread other([&, manager = plugin.manager()] {
+    while (!isOver) {
+      manager.tryWithLock([&] {
+        const int seen = replaced;
+        EXPECT_TRUE(seen == 0 || seen == kCount) << seen << " of the page were stored";
+      });
+      ++attempts;
+      std::this_thread::yield();
+    }
+  });
+  EXPECT_EQ(ids(page(0, kCount, 0, 0, "many")).size(), static_cast<std::size_t>(kCount));
+  isOver = true;
+  other.join();
+  EXPECT_EQ(replaced, kCount);
+}
+
 TEST_F(GetAssetList, LeavesOutHiddenAssetsAndUnpickedBurstMembers) {
   PHAsset hidden = photo("hidden");
   hidden.isHidden = true;
@@ -257,7 +293,8 @@ TEST_F(GetAssetListDeathTest, StopsAtAPageWithADateBeyondItsRange) {
   library.addAsset(photo("far", 1e300));
   library.addCollection(userAlbum("dates"), {"p1", "far"});
   EXPECT_EQ(ids(page(0, 1, 2, 0, "dates")), Names{"p1"});
-  EXPECT_DEATH(ids(page(0, 2, 2, 0, "dates")), "Fatal error: ");
+  EXPECT_DEATH(ids(page(0, 2, 2, 0, "dates")),
+               "Fatal error: a date is out of the range of milliseconds in 64 bits");
 }
 
 }  // namespace

@@ -100,10 +100,14 @@ TEST(AssetRecordDeathTest, StopsAtADateBeyondItsRange) {
   for (const double seconds :
        {9223372036854775.808, 1e300, -1e300, -9223372036854778.0, kInfinity, -kInfinity,
         std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::max()}) {
-    EXPECT_DEATH(assetToMap(createdAt(seconds)), "Fatal error: ") << seconds;
+    EXPECT_DEATH(assetToMap(createdAt(seconds)),
+                 "Fatal error: a date is out of the range of milliseconds in 64 bits")
+        << seconds;
     PHAsset modified;
     modified.modificationDate = NSDate(seconds);
-    EXPECT_DEATH(assetToMap(modified), "Fatal error: ") << seconds;
+    EXPECT_DEATH(assetToMap(modified),
+                 "Fatal error: a date is out of the range of milliseconds in 64 bits")
+        << seconds;
   }
 }
 

@@ -237,7 +237,8 @@ TEST_F(GetGalleryListDeathTest, StopsAtAnEmptyUserLibraryBehindTwoSmartAlbums) {
   library.addCollection(smartAlbum("one", 201), {"p"});
   library.addCollection(smartAlbum("two", kVideos), {"v"});
   library.addCollection(userLibrary(), {});
-  EXPECT_DEATH(galleries(arguments(0, true)), "Fatal error: ");
+  EXPECT_DEATH(galleries(arguments(0, true)),
+               "Fatal error: the gallery list has no record at the user library's position");
   EXPECT_EQ(ids(arguments(0, false)), (Names{"one", "two", "recents"}));
 }
 
@@ -247,7 +248,8 @@ TEST_F(GetGalleryListDeathTest, StopsWhenOnlyEmptyAlbumsFollowTheEmptyUserLibrar
   library.addCollection(userLibrary(), {});
   library.addCollection(smartAlbum("three", kFavorites), {});
   library.addCollection(userAlbum("album"), {"p"});
-  EXPECT_DEATH(galleries(arguments(0, true)), "Fatal error: ");
+  EXPECT_DEATH(galleries(arguments(0, true)),
+               "Fatal error: the gallery list has no record at the user library's position");
 }
 
 TEST_F(GetGalleryList, TouchesNeitherTheCacheNorTheLock) {

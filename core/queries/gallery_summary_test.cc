@@ -193,7 +193,8 @@ TEST_F(GetGalleryAssetCountDeathTest, StopsWhenTheSumOverflows) {
     if (event.ends_with("%d\" 1}")) return std::numeric_limits<std::int64_t>::max();
     return std::nullopt;
   };
-  EXPECT_DEATH(value(kCount, arguments("g", 0, 0)), "Fatal error: ");
+  EXPECT_DEATH(value(kCount, arguments("g", 0, 0)),
+               "Fatal error: the gallery's asset counts overflow their sum");
 }
 
 TEST_F(GetGalleryFirstAssetId, RepliesTheBareIdentifier) {

@@ -27,6 +27,31 @@ inline PHImageInfo infoOf(std::string_view key, PHImageInfo::Entry entry) {
   return info;
 }
 
+/// Information that says neither cancelled nor failed nor degraded: there is none, the keys hold
+/// something else, or it is of other keys.
+inline std::vector<PHImageInfo> saysNothing() {
+  const NSError error{"Domain", 7, "Ignored."};
+  std::vector<PHImageInfo> infos = {PHImageInfo()};
+  for (const std::string_view key : {PHImageResultIsDegradedKey, PHImageCancelledKey}) {
+    for (const PHImageInfo::Entry& entry :
+         {PHImageInfo::Entry(false), PHImageInfo::Entry(std::int64_t{1}), PHImageInfo::Entry(1.0),
+          PHImageInfo::Entry(std::string("true")), PHImageInfo::Entry(error)}) {
+      infos.push_back(infoOf(key, entry));
+    }
+  }
+  for (const PHImageInfo::Entry& entry :
+       {PHImageInfo::Entry(true), PHImageInfo::Entry(std::int64_t{1}),
+        PHImageInfo::Entry(std::string("failed"))}) {
+    infos.push_back(infoOf(PHImageErrorKey, entry));
+  }
+  for (const std::string_view key : {PHImageResultIsInCloudKey, PHImageResultRequestIDKey}) {
+    infos.push_back(infoOf(key, true));
+    infos.push_back(infoOf(key, std::int64_t{1}));
+    infos.push_back(infoOf(key, error));
+  }
+  return infos;
+}
+
 /// Information that says all at once: cancelled, failed and degraded.
 inline PHImageInfo infoOfEverything(const NSError& error) {
   PHImageInfo info;

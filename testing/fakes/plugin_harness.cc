@@ -1,6 +1,9 @@
 #include "testing/fakes/plugin_harness.h"
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -26,6 +29,20 @@ bool ImageManagerPeer::lockIsHeld() const {
   return held;
 }
 
+bool ImageManagerPeer::lockIsAwaited() const {
+  // The C library marks a mutex that somebody waits for with 2. Nobody else can tell.
+  static_assert(sizeof(NSLock) == sizeof(std::mutex));
+  const pthread_mutex_t& mutex = *reinterpret_cast<std::mutex&>(manager_->lock).native_handle();
+  return __atomic_load_n(&mutex.__data.__lock, __ATOMIC_ACQUIRE) == 2;
+}
+
+bool ImageManagerPeer::tryWithLock(const std::function<void()>& work) const {
+  if (!manager_->lock.tryLock()) return false;
+  work();
+  manager_->lock.unlock();
+  return true;
+}
+
 std::vector<std::string> ImageManagerPeer::cachedIdentifiers() const {
   std::vector<std::string> identifiers;
   {
@@ -40,6 +57,12 @@ std::shared_ptr<const PHAsset> ImageManagerPeer::cachedAsset(const std::string& 
   const NSLockHolder holder(manager_->lock);
   const auto found = manager_->assetMap.find(identifier);
   return found == manager_->assetMap.end() ? nullptr : found->second;
+}
+
+void ImageManagerPeer::cache(std::shared_ptr<const PHAsset> asset) const {
+  const NSLockHolder holder(manager_->lock);
+  const std::string& identifier = asset->localIdentifier;
+  manager_->assetMap.insert_or_assign(identifier, std::move(asset));
 }
 
 std::shared_ptr<const PHAsset> ImageManagerPeer::getPHAsset(const std::string& identifier) const {

@@ -1,6 +1,7 @@
 // The plugin, registered on the fake platform, and a view into its manager.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,9 +21,14 @@ class ImageManagerPeer {
 
   /// Asked from a thread of its own, so that the lock's holder may ask too.
   bool lockIsHeld() const;
+  /// True when a thread sleeps until the lock is free.
+  bool lockIsAwaited() const;
+  /// Runs `work` with the lock unless somebody holds it; false when somebody does.
+  bool tryWithLock(const std::function<void()>& work) const;
   /// Sorted.
   std::vector<std::string> cachedIdentifiers() const;
   std::shared_ptr<const PHAsset> cachedAsset(const std::string& identifier) const;
+  void cache(std::shared_ptr<const PHAsset> asset) const;
 
   std::shared_ptr<const PHAsset> getPHAsset(const std::string& identifier) const;
   std::optional<std::string> getResourceName(const PHAsset& asset) const;
