@@ -77,7 +77,7 @@ void benchCopy(benchmark::State& state, const std::string& from, const std::stri
 class LooseFiles final : public AssetFiles {
  public:
   Result<StoredResources> storedResources(const std::string&) override { return StoredResources(); }
-  std::optional<NSError> accessError(const StoredResource&) override { return std::nullopt; }
+  Done accessTo(const StoredResource&) override { return Null{}; }
   TimeMap timeMap(const std::string&) override { return {}; }
 };
 

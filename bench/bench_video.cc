@@ -51,7 +51,7 @@ void benchOurs(benchmark::State& state, MediaWorkerPool& pool, const Work& work,
         pool.exportVideo(opened(source, O_RDONLY), opened(output, O_RDWR | O_CREAT | O_EXCL),
                          {work.preset, VideoContainer::quickTime, true, {}}, {});
     if (error) {
-      state.SkipWithError(error->localizedDescription.c_str());
+      state.SkipWithError(error->reason.c_str());
       break;
     }
   }

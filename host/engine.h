@@ -8,10 +8,10 @@
 #include <string_view>
 #include <utility>
 
-#include "core/platform/foundation.h"
 #include "host/messenger.h"
 #include "host/plugin_registrar.h"
 #include "platform_linux/dispatch/main_queue.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/linux_platform.h"
 
 namespace quorvin {

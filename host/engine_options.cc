@@ -10,7 +10,7 @@
 
 #include "codec/utf8.h"
 #include "host/locations.h"
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 namespace {
@@ -22,9 +22,8 @@ constexpr std::int32_t kLastAuthorization =
 /// A caller of a later version may have this many bytes more, if they ask for nothing.
 constexpr std::size_t kGreatestStructSize = 1024;
 
-NSError optionError(std::string sentence) {
-  return {std::string(kLibraryErrorDomain), static_cast<std::int64_t>(LibraryErrorCode::internal),
-          std::move(sentence)};
+Failure optionFailure(std::string_view sentence) {
+  return {LibraryErrorCode::internal, sentence};
 }
 
 /// Where a caller's struct may end: behind any field that names something.
@@ -39,15 +38,16 @@ bool isStructSize(std::size_t size) {
 
 /// The caller's options, with defaults for the fields that the caller's version does not have.
 Result<QuorvinOptions> readStruct(const QuorvinOptions* given) {
-  if (given == nullptr) return optionError("The options are missing (NULL).");
+  if (given == nullptr) return optionFailure("The options are missing (NULL).");
   const std::size_t size = given->struct_size;
   if (!isStructSize(size)) {
-    return optionError("struct_size is " + std::to_string(size) + ", not sizeof(QuorvinOptions).");
+    return optionFailure("struct_size is " + std::to_string(size) +
+                         ", not sizeof(QuorvinOptions).");
   }
   const auto* bytes = reinterpret_cast<const unsigned char*>(given);
   if (size > sizeof *given && std::any_of(bytes + sizeof *given, bytes + size,
                                           [](unsigned char byte) { return byte != 0; })) {
-    return optionError("The options ask for something that this version does not have.");
+    return optionFailure("The options ask for something that this version does not have.");
   }
   QuorvinOptions options{};
   options.authorization = kStoredAuthorization;
@@ -57,12 +57,13 @@ Result<QuorvinOptions> readStruct(const QuorvinOptions* given) {
 
 Result<std::string> absolutePath(const char* given, std::string_view what) {
   const std::string_view path = given;
-  if (path.empty()) return optionError(std::string(what) + " is empty.");
+  if (path.empty()) return optionFailure(std::string(what) + " is empty.");
   // Replies carry paths, and they are text.
-  if (!isUtf8(path)) return optionError(std::string(what) + " is not UTF-8.");
+  if (!isUtf8(path)) return optionFailure(std::string(what) + " is not UTF-8.");
   std::error_code failed;
   const auto absolute = std::filesystem::absolute(path, failed);
-  if (failed) return optionError(std::string(what) + " cannot be used: " + failed.message() + ".");
+  if (failed)
+    return optionFailure(std::string(what) + " cannot be used: " + failed.message() + ".");
   return absolute.lexically_normal().string();
 }
 
@@ -102,13 +103,13 @@ Result<LinuxPlatformOptions> readEngineOptions(const QuorvinOptions* given) {
     read.temporaryPath = *std::move(temporaryPath);
   }
   if (options->system_version != nullptr) {
-    if (!isUtf8(options->system_version)) return optionError("The system version is not UTF-8.");
+    if (!isUtf8(options->system_version)) return optionFailure("The system version is not UTF-8.");
     read.systemVersion = options->system_version;
   }
   if (options->authorization < kStoredAuthorization ||
       options->authorization > kLastAuthorization) {
-    return optionError("The authorization is " + std::to_string(options->authorization) +
-                       ", not -1 to 4.");
+    return optionFailure("The authorization is " + std::to_string(options->authorization) +
+                         ", not -1 to 4.");
   }
   if (options->authorization != kStoredAuthorization) {
     read.authorization = static_cast<PHAuthorizationStatus>(options->authorization);

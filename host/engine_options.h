@@ -1,8 +1,8 @@
 // The options of the C interface as the platform takes them.
 #pragma once
 
-#include "core/platform/foundation.h"
 #include "include/quorvin/quorvin.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/linux_platform.h"
 
 namespace quorvin {

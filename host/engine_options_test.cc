@@ -19,7 +19,7 @@ QuorvinOptions goodOptions() {
 
 std::string refusal(const QuorvinOptions& options) {
   const auto read = readEngineOptions(&options);
-  return read ? "accepted" : read.error().localizedDescription;
+  return read ? "accepted" : read.error().reason;
 }
 
 TEST(EngineOptions, TakesEveryField) {
@@ -34,7 +34,7 @@ TEST(EngineOptions, TakesEveryField) {
   std::int32_t answer = 3;
   options.user_data = &answer;
   const auto read = readEngineOptions(&options);
-  ASSERT_TRUE(read) << read.error().localizedDescription;
+  ASSERT_TRUE(read) << read.error().reason;
   EXPECT_EQ(read->libraryPath, "/library");
   EXPECT_EQ(read->temporaryPath, "/tmp/x");
   EXPECT_EQ(read->systemVersion, "17.2");
@@ -81,7 +81,7 @@ TEST(EngineOptions, TakesTheShorterStructsOfOtherVersions) {
   options.authorization = 7;  // not seen either
   options.struct_size = offsetof(QuorvinOptions, temporary_path);
   const auto read = readEngineOptions(&options);
-  ASSERT_TRUE(read) << read.error().localizedDescription;
+  ASSERT_TRUE(read) << read.error().reason;
   EXPECT_EQ(read->libraryPath, "/library");
   EXPECT_EQ(read->temporaryPath, "");
   EXPECT_EQ(read->systemVersion, std::nullopt);
@@ -93,7 +93,7 @@ TEST(EngineOptions, AsksNobodyBeforeADeletionWhereTheFirstVersionsStructEnds) {
   options.confirm_deletion = [](std::size_t, void*) { return std::int32_t{1}; };
   options.struct_size = offsetof(QuorvinOptions, confirm_deletion);
   const auto read = readEngineOptions(&options);
-  ASSERT_TRUE(read) << read.error().localizedDescription;
+  ASSERT_TRUE(read) << read.error().reason;
   EXPECT_EQ(read->libraryPath, "/library");
   EXPECT_FALSE(read->deletionPrompt);
 }
@@ -124,7 +124,7 @@ TEST(EngineOptions, RefusesSizesThatNoVersionHas) {
 TEST(EngineOptions, RefusesNoOptions) {
   const auto read = readEngineOptions(nullptr);
   ASSERT_FALSE(read);
-  EXPECT_EQ(read.error().localizedDescription, "The options are missing (NULL).");
+  EXPECT_EQ(read.error().reason, "The options are missing (NULL).");
 }
 
 TEST(EngineOptions, RefusesStatusesThatDoNotExist) {

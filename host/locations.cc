@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 namespace {
@@ -68,9 +68,8 @@ Result<std::string> defaultLibraryPath() {
   if (data.empty()) {
     const std::string home = homeFolder();
     if (home.empty()) {
-      return NSError{std::string(kLibraryErrorDomain),
-                     static_cast<std::int64_t>(LibraryErrorCode::internal),
-                     "There is no default library: the user has no home folder."};
+      return Failure(LibraryErrorCode::internal,
+                     "There is no default library: the user has no home folder.");
     }
     data = home + "/.local/share";
   }

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "core/platform/foundation.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

@@ -38,7 +38,7 @@ class EnvironmentVariable {
 
 std::string libraryPath() {
   const auto path = defaultLibraryPath();
-  return path ? *path : path.error().localizedDescription;
+  return path ? *path : path.error().reason;
 }
 
 TEST(Locations, TheDefaultLibraryIsWithTheUsersData) {

@@ -11,6 +11,7 @@
 
 #include "host/engine.h"
 #include "host/engine_options.h"
+#include "platform_linux/errors/presented.h"
 
 using quorvin::Engine;
 
@@ -63,12 +64,13 @@ QuorvinEngine* quorvin_engine_create(const QuorvinOptions* options, char** error
   try {
     auto read = quorvin::readEngineOptions(options);
     if (!read) {
-      setError(error, read.error().localizedDescription.c_str());
+      // The caller's own mistake, which needs no mark.
+      setError(error, read.error().reason.c_str());
       return nullptr;
     }
     auto engine = Engine::create(*std::move(read));
     if (!engine) {
-      setError(error, engine.error().localizedDescription.c_str());
+      setError(error, quorvin::presented(engine.error()).localizedDescription.c_str());
       return nullptr;
     }
     return new QuorvinEngine{*std::move(engine)};

@@ -326,19 +326,15 @@ std::optional<ExportState> exportStateFromMap(const Map& map) {
   return whole ? std::optional(state) : std::nullopt;
 }
 
-NSError workerError(LibraryErrorCode code, std::string_view sentence) {
-  return {std::string(kLibraryErrorDomain), number(code), std::string(sentence)};
+Map errorToMap(const Failure& error) {
+  return {{kError, error.reason}, {kCode, error.code}};
 }
 
-Map errorToMap(const NSError& error) {
-  return {{kError, error.localizedDescription}, {kCode, error.code}};
-}
-
-std::optional<NSError> errorFromMap(const Map& map) {
+std::optional<Failure> errorFromMap(const Map& map) {
   const Reader reader(map);
-  NSError error{std::string(kLibraryErrorDomain), 0, {}};
-  const bool whole = reader.text(kError, error.localizedDescription) &&
-                     !error.localizedDescription.empty() && reader.value(kCode, error.code);
+  Failure error;
+  const bool whole =
+      reader.text(kError, error.reason) && !error.reason.empty() && reader.value(kCode, error.code);
   return whole ? std::optional(std::move(error)) : std::nullopt;
 }
 

@@ -16,10 +16,10 @@
 #include <variant>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 
@@ -50,11 +50,8 @@ enum class ExportState : std::int64_t { underWay = 1, done = 2 };
 Map exportStateToMap(ExportState state);
 std::optional<ExportState> exportStateFromMap(const Map& map);
 
-/// A failure inside the worker: one plain sentence, without the domain and code that
-/// `libraryError` adds for a person.
-NSError workerError(LibraryErrorCode code, std::string_view sentence);
-Map errorToMap(const NSError& error);
+Map errorToMap(const Failure& error);
 /// The error that stands in place of any reply; none when the map is no error.
-std::optional<NSError> errorFromMap(const Map& map);
+std::optional<Failure> errorFromMap(const Map& map);
 
 }  // namespace quorvin

@@ -252,12 +252,12 @@ TEST(WorkerProtocol, RefusesLayoutsOutOfRange) {
 }
 
 TEST(WorkerProtocol, ReadsAnErrorBack) {
-  const NSError error = workerError(LibraryErrorCode::invalidResource, "The file is empty.");
+  const Failure error = Failure(LibraryErrorCode::invalidResource, "The file is empty.");
   const auto read = errorFromMap(errorToMap(error));
   ASSERT_TRUE(read);
   EXPECT_EQ(*read, error);
   EXPECT_EQ(read->code, 3302);
-  EXPECT_EQ(read->localizedDescription, "The file is empty.");
+  EXPECT_EQ(read->reason, "The file is empty.");
 }
 
 TEST(WorkerProtocol, TakesNoOtherReplyForAnError) {

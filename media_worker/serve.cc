@@ -19,7 +19,7 @@ namespace quorvin {
 
 namespace {
 
-WorkerReply failure(const NSError& error) {
+WorkerReply failure(const Failure& error) {
   return {errorToMap(error), {}};
 }
 
@@ -31,7 +31,7 @@ struct Given {
 };
 
 WorkerReply malformed() {
-  return failure(workerError(LibraryErrorCode::internal, "The request is malformed."));
+  return failure(Failure(LibraryErrorCode::internal, "The request is malformed."));
 }
 
 WorkerReply perform(const ProbeRequest& request, const Given& given) {
@@ -96,9 +96,9 @@ WorkerReply answer(const Packet& request, const ExportProgress& progress) {
   try {
     return answerRequest(request, progress);
   } catch (const std::bad_alloc&) {
-    return failure(workerError(LibraryErrorCode::internal, "Memory ran out."));
+    return failure(Failure(LibraryErrorCode::internal, "Memory ran out."));
   } catch (const std::exception&) {
-    return failure(workerError(LibraryErrorCode::invalidResource, "The file cannot be read."));
+    return failure(Failure(LibraryErrorCode::invalidResource, "The file cannot be read."));
   }
 }
 

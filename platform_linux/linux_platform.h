@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "core/platform/foundation.h"
 #include "core/platform/photo_library.h"
 #include "core/platform/platform.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

@@ -127,7 +127,7 @@ int CallCommand::run() const {
   if (!value) return kUsage;
   const auto engine = openEngine(library);
   if (!engine) {
-    complain(plainSentence(engine.error()));
+    complain(engine.error().reason);
     return kFailure;
   }
   Answer answer;

@@ -67,7 +67,7 @@ int CheckCommand::run() const {
   bar.reset();
   std::signal(SIGPIPE, atBrokenPipe);
   if (!report) {
-    complain(plainSentence(report.error()));
+    complain(report.error().reason);
     return kFailure;
   }
   json ? printForPrograms(*report) : printForPeople(*report);

@@ -62,7 +62,7 @@ int ImportCommand::run() const {
   progress.end();
   std::signal(SIGPIPE, atBrokenPipe);
   if (!summary) {
-    complain(plainSentence(summary.error()));
+    complain(summary.error().reason);
     return kFailure;
   }
   printSummary(*summary);

@@ -136,7 +136,7 @@ void printForPrograms(const std::string& path, const LibrarySummary& library) {
 int InfoCommand::run() const {
   const auto summary = describeLibrary(library);
   if (!summary) {
-    complain(plainSentence(summary.error()));
+    complain(summary.error().reason);
     return kFailure;
   }
   json ? printForPrograms(library, *summary) : printForPeople(library, *summary);

@@ -58,7 +58,7 @@ class Tool {
     if (library_.empty()) {
       const auto path = defaultLibraryPath();
       if (!path) {
-        complain(plainSentence(path.error()));
+        complain(path.error().reason);
         return kFailure;
       }
       library_ = *path;

@@ -102,11 +102,4 @@ std::string counted(std::int64_t count, const char* one, const char* many) {
   return grouped(count) + " " + (count == 1 ? one : many);
 }
 
-std::string plainSentence(const NSError& error) {
-  std::string sentence = error.localizedDescription;
-  const std::string mark = " (" + error.domain + " error " + std::to_string(error.code) + ".)";
-  if (sentence.ends_with(mark)) sentence.resize(sentence.size() - mark.size());
-  return sentence;
-}
-
 }  // namespace quorvin

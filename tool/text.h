@@ -6,8 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "core/platform/foundation.h"
-
 namespace quorvin {
 
 /// The text with control characters, and bytes that are no UTF-8, as "\xNN": a file's name or an
@@ -26,8 +24,5 @@ std::string grouped(std::int64_t number);
 
 /// "1 file" or "2 files".
 std::string counted(std::int64_t count, const char* one, const char* many);
-
-/// The error's description without the mark of domain and code that may end it.
-std::string plainSentence(const NSError& error);
 
 }  // namespace quorvin

@@ -55,11 +55,5 @@ TEST(Counted, IsOneOrMany) {
   EXPECT_EQ(counted(1000, "file", "files"), "1,000 files");
 }
 
-TEST(PlainSentence, DropsTheMarkOfDomainAndCode) {
-  EXPECT_EQ(plainSentence({"Domain", 7, "It is broken. (Domain error 7.)"}), "It is broken.");
-  EXPECT_EQ(plainSentence({"Domain", 7, "It is broken."}), "It is broken.");
-  EXPECT_EQ(plainSentence({"Domain", 7, "Broken (Domain error 8.)"}), "Broken (Domain error 8.)");
-}
-
 }  // namespace
 }  // namespace quorvin

@@ -24,7 +24,7 @@ int TrashCommand::run() const {
 int TrashCommand::list() const {
   const auto assets = listTrash(library);
   if (!assets) {
-    complain(plainSentence(assets.error()));
+    complain(assets.error().reason);
     return kFailure;
   }
   for (const TrashedAsset& asset : *assets) {
@@ -38,14 +38,14 @@ int TrashCommand::list() const {
 int TrashCommand::restore() const {
   const auto restored = restoreFromTrash(library, identifiers);
   if (restored) return kSuccess;
-  complain(plainSentence(restored.error()));
+  complain(restored.error().reason);
   return kFailure;
 }
 
 int TrashCommand::empty() const {
   const auto emptied = emptyTrash(library);
   if (!emptied) {
-    complain(plainSentence(emptied.error()));
+    complain(emptied.error().reason);
     return kFailure;
   }
   std::printf("Removed %s, %s.\n",

@@ -1,10 +1,8 @@
-// Dates, errors and results of operations that can fail.
+// Dates and errors.
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
-#include <utility>
 
 namespace quorvin {
 
@@ -29,27 +27,6 @@ struct NSError {
   /// The textual form: domain, code and description in one line.
   std::string description() const;
   friend bool operator==(const NSError&, const NSError&) = default;
-};
-
-/// A value, or the error that stands in its place.
-template <class T>
-class Result {
- public:
-  Result(T value) : value_(std::move(value)) {}
-  Result(NSError error) : error_(std::move(error)) {}
-
-  explicit operator bool() const { return value_.has_value(); }
-  const T& operator*() const& { return *value_; }
-  T& operator*() & { return *value_; }
-  T&& operator*() && { return *std::move(value_); }
-  const T* operator->() const { return &*value_; }
-  T* operator->() { return &*value_; }
-  /// Meaningful only when there is no value.
-  const NSError& error() const { return error_; }
-
- private:
-  std::optional<T> value_;
-  NSError error_;
 };
 
 /// Prints the reason on standard error and stops the process. For programming errors and for

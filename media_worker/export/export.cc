@@ -21,8 +21,6 @@ namespace quorvin {
 
 namespace {
 
-using Failure = std::optional<NSError>;
-
 /// One export. The members are in the order in which they need each other.
 class Export {
  public:
@@ -36,17 +34,17 @@ class Export {
         output_(std::move(output)),
         clock_(source_->beginning(), request.timeMap) {}
 
-  Failure run() {
+  std::optional<Failure> run() {
     output_->describe(source_->context().metadata);
-    if (Failure failure = addPicture()) return failure;
-    if (Failure failure = addSounds()) return failure;
+    if (std::optional<Failure> failure = addPicture()) return failure;
+    if (std::optional<Failure> failure = addSounds()) return failure;
     source_->readOnly(clock_.firstNeeded(), clock_.lastNeeded());
-    if (Failure failure = output_->begin(request_.indexFirst)) return failure;
-    if (Failure failure = pump()) return failure;
+    if (std::optional<Failure> failure = output_->begin(request_.indexFirst)) return failure;
+    if (std::optional<Failure> failure = pump()) return failure;
     for (auto& [index, track] : tracks_) {
-      if (Failure failure = track->finish()) return failure;
+      if (std::optional<Failure> failure = track->finish()) return failure;
     }
-    if (Failure failure = source_->missingEnd()) return failure;
+    if (std::optional<Failure> failure = source_->missingEnd()) return failure;
     return output_->end();
   }
 
@@ -60,7 +58,7 @@ class Export {
     return request_.preset == VideoPreset::passthrough && canHoldCopyOf(stream, request_.container);
   }
 
-  Failure addPicture() {
+  std::optional<Failure> addPicture() {
     const AVStream& stream = source_->picture();
     const SourceTrack track{stream, source_->endOf(stream)};
     const bool copied = copies(stream) && canPlayCopied(track);
@@ -81,13 +79,13 @@ class Export {
 
   /// Passed through, all that there are; encoded, the one that plays by default. Sound of no known
   /// kind is left out, for it is heard nowhere.
-  Failure addSounds() {
+  std::optional<Failure> addSounds() {
     const AVStream* chosen = nullptr;
     for (const AVStream* each : source_->sounds()) {
       const bool copied = copies(*each) && clock_.keepsSpeed();
       if (!copied && !canDecode(*each)) continue;
       if (request_.preset == VideoPreset::passthrough) {
-        if (Failure failure = addSound(*each, copied)) return failure;
+        if (std::optional<Failure> failure = addSound(*each, copied)) return failure;
       } else if (chosen == nullptr || isPreferred(*each, *chosen)) {
         chosen = each;
       }
@@ -95,7 +93,7 @@ class Export {
     return chosen == nullptr ? std::nullopt : addSound(*chosen, false);
   }
 
-  Failure addSound(const AVStream& stream, bool copied) {
+  std::optional<Failure> addSound(const AVStream& stream, bool copied) {
     const SourceTrack track{stream, std::nullopt};
     return add(stream, copied
                            ? makeCopiedTrack(track, clock_, *output_)
@@ -107,22 +105,23 @@ class Export {
            (other.disposition & AV_DISPOSITION_DEFAULT);
   }
 
-  Failure add(const AVStream& stream, MadeTrack track) {
+  std::optional<Failure> add(const AVStream& stream, MadeTrack track) {
     if (!track) return track.error();
     source_->use(stream);
     tracks_.emplace(stream.index, *std::move(track));
     return std::nullopt;
   }
 
-  Failure pump() {
+  std::optional<Failure> pump() {
     const PacketPtr packet(av_packet_alloc());
-    if (!packet) return workerError(LibraryErrorCode::internal, "Memory ran out.");
+    if (!packet) return Failure(LibraryErrorCode::internal, "Memory ran out.");
     for (;;) {
       progress_();
       const Result<bool> more = source_->read(*packet);
       if (!more) return more.error();
       if (!*more) return std::nullopt;
-      if (Failure failure = tracks_.at(packet->stream_index)->add(*packet)) return failure;
+      if (std::optional<Failure> failure = tracks_.at(packet->stream_index)->add(*packet))
+        return failure;
     }
   }
 
@@ -137,7 +136,7 @@ class Export {
 
 }  // namespace
 
-std::optional<NSError> exportVideo(int source, int output, const VideoExportRequest& request,
+std::optional<Failure> exportVideo(int source, int output, const VideoExportRequest& request,
                                    const ExportProgress& progress, const ExportEncoders& encoders) {
   auto movie = SourceMovie::open(source);
   if (!movie) return movie.error();

@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 
 namespace quorvin {
@@ -40,7 +40,7 @@ struct ExportEncoders {
 
 /// Writes the whole movie to `output`, an empty regular file. Errors are one plain sentence; what
 /// stands in `output` then is of no use. Uses all processors.
-std::optional<NSError> exportVideo(int source, int output, const VideoExportRequest& request,
+std::optional<Failure> exportVideo(int source, int output, const VideoExportRequest& request,
                                    const ExportProgress& progress,
                                    const ExportEncoders& encoders = {});
 

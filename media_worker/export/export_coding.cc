@@ -26,8 +26,8 @@ constexpr std::int64_t kPacketsPerFailure = 10;
 
 }  // namespace
 
-NSError outOfMemory() {
-  return workerError(LibraryErrorCode::internal, "Memory ran out.");
+Failure outOfMemory() {
+  return Failure(LibraryErrorCode::internal, "Memory ran out.");
 }
 
 int codingThreads() {
@@ -45,11 +45,11 @@ ExportDecoder::ExportDecoder(const AVStream& source) : frame_(av_frame_alloc()) 
   if (avcodec_open2(context.get(), codec, nullptr) >= 0) context_ = std::move(context);
 }
 
-Failure ExportDecoder::decode(const AVPacket* packet, const TakeFrame& take) {
+std::optional<Failure> ExportDecoder::decode(const AVPacket* packet, const TakeFrame& take) {
   if (packet != nullptr) ++packets_;
   int code = avcodec_send_packet(context_.get(), packet);
   while (code == AVERROR(EAGAIN)) {
-    if (Failure failure = takeFrames(take)) return failure;
+    if (std::optional<Failure> failure = takeFrames(take)) return failure;
     code = avcodec_send_packet(context_.get(), packet);
   }
   if (code == AVERROR(ENOMEM)) return outOfMemory();
@@ -57,7 +57,7 @@ Failure ExportDecoder::decode(const AVPacket* packet, const TakeFrame& take) {
   return takeFrames(take);
 }
 
-Failure ExportDecoder::takeFrames(const TakeFrame& take) {
+std::optional<Failure> ExportDecoder::takeFrames(const TakeFrame& take) {
   for (;;) {
     const int code = avcodec_receive_frame(context_.get(), frame_.get());
     if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return std::nullopt;
@@ -67,19 +67,19 @@ Failure ExportDecoder::takeFrames(const TakeFrame& take) {
       continue;
     }
     ++frames_;
-    Failure failure = take(*frame_);
+    std::optional<Failure> failure = take(*frame_);
     av_frame_unref(frame_.get());
     if (failure) return failure;
   }
 }
 
-Failure ExportDecoder::tooMuchDamage(std::string_view what) const {
+std::optional<Failure> ExportDecoder::tooMuchDamage(std::string_view what) const {
   const bool nothing = frames_ == 0 && packets_ > 0;
   if (!nothing && failures_ <= std::max<std::int64_t>(packets_ / kPacketsPerFailure, 2)) {
     return std::nullopt;
   }
-  return workerError(LibraryErrorCode::invalidResource,
-                     std::string(what) + (nothing ? " cannot be decoded." : " is damaged."));
+  return Failure(LibraryErrorCode::invalidResource,
+                 std::string(what) + (nothing ? " cannot be decoded." : " is damaged."));
 }
 
 bool canDecode(const AVStream& source) {
@@ -89,8 +89,8 @@ bool canDecode(const AVStream& source) {
 Result<CodecContextPtr> makeEncoder(const std::string& name, std::string_view format) {
   const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
   if (codec == nullptr) {
-    return workerError(LibraryErrorCode::internal,
-                       "This system has no encoder of " + std::string(format) + ".");
+    return Failure(LibraryErrorCode::internal,
+                   "This system has no encoder of " + std::string(format) + ".");
   }
   CodecContextPtr context(avcodec_alloc_context3(codec));
   if (!context) return outOfMemory();
@@ -116,20 +116,20 @@ AVStream* addEncodedStream(AVCodecContext& encoder, const AVStream& source, Movi
 ExportEncoder::ExportEncoder(CodecContextPtr context, AVStream& stream, MovieOutput& output)
     : context_(std::move(context)), stream_(stream), output_(output), packet_(av_packet_alloc()) {}
 
-Failure ExportEncoder::encode(const AVFrame* frame) {
+std::optional<Failure> ExportEncoder::encode(const AVFrame* frame) {
   if (!packet_) return outOfMemory();
   if (frame != nullptr && durationOf(*frame) > 0) durations_[frame->pts] = durationOf(*frame);
   if (avcodec_send_frame(context_.get(), frame) < 0) {
-    return workerError(LibraryErrorCode::internal, "The video cannot be encoded.");
+    return Failure(LibraryErrorCode::internal, "The video cannot be encoded.");
   }
   return writePackets();
 }
 
-Failure ExportEncoder::writePackets() {
+std::optional<Failure> ExportEncoder::writePackets() {
   for (;;) {
     const int code = avcodec_receive_packet(context_.get(), packet_.get());
     if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return std::nullopt;
-    if (code < 0) return workerError(LibraryErrorCode::internal, "The video cannot be encoded.");
+    if (code < 0) return Failure(LibraryErrorCode::internal, "The video cannot be encoded.");
     const auto duration = durations_.find(packet_->pts);
     if (duration != durations_.end()) {
       packet_->duration = duration->second;
@@ -137,7 +137,7 @@ Failure ExportEncoder::writePackets() {
     }
     av_packet_rescale_ts(packet_.get(), context_->time_base, stream_.time_base);
     packet_->stream_index = stream_.index;
-    if (Failure failure = output_.write(*packet_)) return failure;
+    if (std::optional<Failure> failure = output_.write(*packet_)) return failure;
   }
 }
 

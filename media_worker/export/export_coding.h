@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_worker/export/movie_output.h"
 #include "media_worker/reading/ffmpeg_objects.h"
 
@@ -16,15 +16,13 @@ struct AVStream;
 
 namespace quorvin {
 
-using Failure = std::optional<NSError>;
-
-NSError outOfMemory();
+Failure outOfMemory();
 
 /// Decodes the packets of one stream, on all processors, through damage here and there. One thread
 /// at a time.
 class ExportDecoder {
  public:
-  using TakeFrame = std::function<Failure(AVFrame&)>;
+  using TakeFrame = std::function<std::optional<Failure>(AVFrame&)>;
 
   /// `source` outlives this. Not open when there is no decoder for it, or it refuses.
   explicit ExportDecoder(const AVStream& source);
@@ -32,13 +30,13 @@ class ExportDecoder {
 
   /// Hands over each frame that comes out; `packet` null: the rest of them. What does not decode is
   /// counted and left out.
-  Failure decode(const AVPacket* packet, const TakeFrame& take);
+  std::optional<Failure> decode(const AVPacket* packet, const TakeFrame& take);
   /// The error of a track of which nothing, or too little, could be decoded. `what` begins a
   /// sentence.
-  Failure tooMuchDamage(std::string_view what) const;
+  std::optional<Failure> tooMuchDamage(std::string_view what) const;
 
  private:
-  Failure takeFrames(const TakeFrame& take);
+  std::optional<Failure> takeFrames(const TakeFrame& take);
 
   CodecContextPtr context_;
   FramePtr frame_;
@@ -54,11 +52,11 @@ class ExportEncoder {
   ExportEncoder(CodecContextPtr context, AVStream& stream, MovieOutput& output);
 
   /// Times are in `timeBase`; `frame` null: writes what is still inside.
-  Failure encode(const AVFrame* frame);
+  std::optional<Failure> encode(const AVFrame* frame);
   AVCodecContext& context() const { return *context_; }
 
  private:
-  Failure writePackets();
+  std::optional<Failure> writePackets();
 
   CodecContextPtr context_;
   AVStream& stream_;

@@ -27,9 +27,9 @@ class CopiedTrack final : public ExportTrack {
               MovieOutput& output)
       : source_(source.stream), end_(source.end), clock_(clock), stream_(stream), output_(output) {}
 
-  std::optional<NSError> add(AVPacket& packet) override {
+  std::optional<Failure> add(AVPacket& packet) override {
     PacketPtr copy(av_packet_clone(&packet));
-    if (!copy) return workerError(LibraryErrorCode::internal, "Memory ran out.");
+    if (!copy) return Failure(LibraryErrorCode::internal, "Memory ran out.");
     giveMissingTimes(*copy);
     // What is shown last is known only at the end: it waits, and so does what is decoded after it.
     if (!held_.empty() && (copy->pts > held_.front()->pts || held_.size() >= kMostHeld)) {
@@ -39,7 +39,7 @@ class CopiedTrack final : public ExportTrack {
     return std::nullopt;
   }
 
-  std::optional<NSError> finish() override {
+  std::optional<Failure> finish() override {
     if (end_ && !held_.empty() && *end_ > held_.front()->pts) {
       held_.front()->duration = *end_ - held_.front()->pts;
     }
@@ -61,7 +61,7 @@ class CopiedTrack final : public ExportTrack {
     return shown - source_.codecpar->video_delay * packet.duration;
   }
 
-  std::optional<NSError> writeHeld() {
+  std::optional<Failure> writeHeld() {
     for (const PacketPtr& each : std::exchange(held_, {})) {
       if (isBeyondTheEnd(*each)) continue;
       setTimes(*each);
@@ -108,7 +108,7 @@ MadeTrack makeCopiedTrack(const SourceTrack& source, const ExportClock& clock,
                           MovieOutput& output) {
   AVStream* stream = output.addStream();
   if (stream == nullptr || !describeCopy(source.stream, output.context(), *stream)) {
-    return workerError(LibraryErrorCode::internal, "Memory ran out.");
+    return Failure(LibraryErrorCode::internal, "Memory ran out.");
   }
   if (!clock.keepsSpeed()) stream->time_base = kMappedTimeBase;
   return std::unique_ptr<ExportTrack>(

@@ -7,9 +7,9 @@ namespace quorvin {
 
 namespace {
 
-NSError cannotFilter() {
-  return workerError(LibraryErrorCode::invalidResource,
-                     "The video holds pictures or sounds of a kind that cannot be converted.");
+Failure cannotFilter() {
+  return Failure(LibraryErrorCode::invalidResource,
+                 "The video holds pictures or sounds of a kind that cannot be converted.");
 }
 
 }  // namespace
@@ -18,10 +18,11 @@ void FilterGraphFree::operator()(AVFilterGraph* graph) const {
   filterLibrary()->avfilter_graph_free(&graph);
 }
 
-Failure FilterChain::open(Kind kind, std::string_view source, std::string_view filters) {
+std::optional<Failure> FilterChain::open(Kind kind, std::string_view source,
+                                         std::string_view filters) {
   const FilterLibrary* library = filterLibrary();
   if (library == nullptr) {
-    return workerError(LibraryErrorCode::internal, "FFmpeg's library of filters is missing.");
+    return Failure(LibraryErrorCode::internal, "FFmpeg's library of filters is missing.");
   }
   if (!filtered_) filtered_.reset(av_frame_alloc());
   graph_.reset(library->avfilter_graph_alloc());
@@ -40,10 +41,11 @@ Failure FilterChain::open(Kind kind, std::string_view source, std::string_view f
     return cannotFilter();
   entry_ = library->avfilter_graph_get_filter(graph_.get(), entry.c_str());
   exit_ = library->avfilter_graph_get_filter(graph_.get(), exit.c_str());
-  return entry_ == nullptr || exit_ == nullptr ? Failure(cannotFilter()) : std::nullopt;
+  return entry_ == nullptr || exit_ == nullptr ? std::optional<Failure>(cannotFilter())
+                                               : std::nullopt;
 }
 
-Failure FilterChain::filter(AVFrame* frame, const TakeFrame& take) {
+std::optional<Failure> FilterChain::filter(AVFrame* frame, const TakeFrame& take) {
   if (!graph_) return std::nullopt;
   const int given =
       filterLibrary()->av_buffersrc_add_frame_flags(entry_, frame, AV_BUFFERSRC_FLAG_KEEP_REF);
@@ -54,7 +56,7 @@ Failure FilterChain::filter(AVFrame* frame, const TakeFrame& take) {
     if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return std::nullopt;
     if (code == AVERROR(ENOMEM)) return outOfMemory();
     if (code < 0) return cannotFilter();
-    Failure failure = take(*filtered_);
+    std::optional<Failure> failure = take(*filtered_);
     av_frame_unref(filtered_.get());
     if (failure) return failure;
   }

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "media_protocol/failure.h"
 #include "media_worker/export/export_coding.h"
 
 struct AVFilterContext;
@@ -25,12 +26,12 @@ class FilterChain {
 
   /// Makes the chain anew; what is in an older one is lost. `source` describes the frames that are
   /// given, `filters` what happens to them, both in FFmpeg's words.
-  Failure open(Kind kind, std::string_view source, std::string_view filters);
+  std::optional<Failure> open(Kind kind, std::string_view source, std::string_view filters);
   bool isOpen() const { return graph_ != nullptr; }
 
   /// Hands over what becomes of the frame; `frame` null: the rest, after which nothing more goes
   /// in.
-  Failure filter(AVFrame* frame, const TakeFrame& take);
+  std::optional<Failure> filter(AVFrame* frame, const TakeFrame& take);
 
  private:
   FramePtr filtered_;

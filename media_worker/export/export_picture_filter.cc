@@ -93,19 +93,19 @@ std::string sourceOf(const AVFrame& frame, AVRational timeBase) {
 
 }  // namespace
 
-Failure PictureFilter::filter(AVFrame* frame, const TakeFrame& take) {
+std::optional<Failure> PictureFilter::filter(AVFrame* frame, const TakeFrame& take) {
   if (frame != nullptr) {
-    if (Failure failure = prepareFor(*frame, take)) return failure;
+    if (std::optional<Failure> failure = prepareFor(*frame, take)) return failure;
   }
   return chain_.filter(frame, take);
 }
 
-Failure PictureFilter::prepareFor(const AVFrame& frame, const TakeFrame& take) {
+std::optional<Failure> PictureFilter::prepareFor(const AVFrame& frame, const TakeFrame& take) {
   const std::string source = sourceOf(frame, timeBase_);
   const std::string filters = filtersFor(frame, shape_);
   std::string description = source + filters;
   if (description == description_) return std::nullopt;
-  if (Failure failure = chain_.filter(nullptr, take)) return failure;
+  if (std::optional<Failure> failure = chain_.filter(nullptr, take)) return failure;
   description_ = std::move(description);
   return chain_.open(FilterChain::Kind::picture, source, filters);
 }

@@ -7,6 +7,7 @@ extern "C" {
 
 #include <string>
 
+#include "media_protocol/failure.h"
 #include "media_worker/export/export_filter.h"
 
 namespace quorvin {
@@ -28,10 +29,10 @@ class PictureFilter {
   PictureFilter(PictureShape shape, AVRational timeBase) : shape_(shape), timeBase_(timeBase) {}
 
   /// Hands over what becomes of the frame; `frame` null: of those that are still inside.
-  Failure filter(AVFrame* frame, const TakeFrame& take);
+  std::optional<Failure> filter(AVFrame* frame, const TakeFrame& take);
 
  private:
-  Failure prepareFor(const AVFrame& frame, const TakeFrame& take);
+  std::optional<Failure> prepareFor(const AVFrame& frame, const TakeFrame& take);
 
   const PictureShape shape_;
   const AVRational timeBase_;

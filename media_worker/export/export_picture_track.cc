@@ -103,27 +103,27 @@ class PictureTrack final : public ExportTrack {
         filter_(shape, timeBase_),
         encoder_(std::move(encoder)) {}
 
-  Failure add(AVPacket& packet) override {
+  std::optional<Failure> add(AVPacket& packet) override {
     return decoder_.decode(&packet, [this](AVFrame& frame) { return hold(frame); });
   }
 
-  Failure finish() override {
+  std::optional<Failure> finish() override {
     const auto take = [this](AVFrame& frame) { return hold(frame); };
-    if (Failure failure = decoder_.decode(nullptr, take)) return failure;
-    if (Failure failure = showHeld(end_)) return failure;
-    if (Failure failure = decoder_.tooMuchDamage("The video")) return failure;
+    if (std::optional<Failure> failure = decoder_.decode(nullptr, take)) return failure;
+    if (std::optional<Failure> failure = showHeld(end_)) return failure;
+    if (std::optional<Failure> failure = decoder_.tooMuchDamage("The video")) return failure;
     const auto encode = [this](AVFrame& frame) { return encoder_.encode(&frame); };
-    if (Failure failure = filter_.filter(nullptr, encode)) return failure;
+    if (std::optional<Failure> failure = filter_.filter(nullptr, encode)) return failure;
     return encoder_.encode(nullptr);
   }
 
  private:
   /// Keeps each frame until the next one tells how long it is shown.
-  Failure hold(AVFrame& frame) {
+  std::optional<Failure> hold(AVFrame& frame) {
     std::int64_t time = frame.best_effort_timestamp;
     if (time == AV_NOPTS_VALUE) time = usualEnd_;
     usualEnd_ = time + (durationOf(frame) > 0 ? durationOf(frame) : usualDuration_);
-    Failure failure = showHeld(time);
+    std::optional<Failure> failure = showHeld(time);
     held_.reset(av_frame_clone(&frame));
     if (!held_) return outOfMemory();
     held_->pts = time;
@@ -131,7 +131,7 @@ class PictureTrack final : public ExportTrack {
   }
 
   /// Shows the frame until that time of the source; its own idea of it counts when there is none.
-  Failure showHeld(std::optional<std::int64_t> until) {
+  std::optional<Failure> showHeld(std::optional<std::int64_t> until) {
     const FramePtr frame = std::move(held_);
     if (!frame) return std::nullopt;
     const bool known = until && *until > frame->pts;
@@ -139,7 +139,7 @@ class PictureTrack final : public ExportTrack {
   }
 
   /// Gives the frame its times in the export; one that does not play goes no further.
-  Failure show(AVFrame& frame, std::int64_t sourceEnd) {
+  std::optional<Failure> show(AVFrame& frame, std::int64_t sourceEnd) {
     std::int64_t begin = clock_.played(frame.pts, source_.time_base, timeBase_);
     const std::int64_t end = clock_.played(sourceEnd, source_.time_base, timeBase_);
     if (!clock_.keepsSpeed() && end <= begin) return std::nullopt;
@@ -173,8 +173,8 @@ MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock, c
   const AVStream& source = track.stream;
   ExportDecoder decoder(source);
   if (!decoder) {
-    return workerError(LibraryErrorCode::invalidResource,
-                       "The video is of a format that cannot be decoded.");
+    return Failure(LibraryErrorCode::invalidResource,
+                   "The video is of a format that cannot be decoded.");
   }
   auto encoder = makeEncoder(coding.encoder, "H.264");
   if (!encoder) return encoder.error();
@@ -190,8 +190,8 @@ MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock, c
   choose(*context, coding.quality);
   AVStream* stream = addEncodedStream(*context, source, output);
   if (stream == nullptr) {
-    return workerError(LibraryErrorCode::invalidResource,
-                       "The video is of a size that cannot be encoded.");
+    return Failure(LibraryErrorCode::invalidResource,
+                   "The video is of a size that cannot be encoded.");
   }
   return std::unique_ptr<ExportTrack>(std::make_unique<PictureTrack>(
       track, clock, std::move(decoder), shape, ExportEncoder(std::move(context), *stream, output)));

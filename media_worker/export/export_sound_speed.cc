@@ -50,7 +50,7 @@ std::int64_t SoundSpeed::beginning() const {
   return parts_.front().begin;
 }
 
-Failure SoundSpeed::add(const AVFrame& samples) {
+std::optional<Failure> SoundSpeed::add(const AVFrame& samples) {
   const std::int64_t begin = position_;
   position_ += samples.nb_samples;
   while (part_ < parts_.size()) {
@@ -59,24 +59,25 @@ Failure SoundSpeed::add(const AVFrame& samples) {
     const std::int64_t to = std::min(position_, part.end);
     if (from < to) {
       const auto offset = static_cast<int>(from - begin);
-      if (Failure failure = addToPart(samples, offset, static_cast<int>(to - from))) return failure;
+      if (std::optional<Failure> failure = addToPart(samples, offset, static_cast<int>(to - from)))
+        return failure;
     }
     if (position_ < part.end) break;
-    if (Failure failure = closePart(part.length)) return failure;
+    if (std::optional<Failure> failure = closePart(part.length)) return failure;
   }
   return std::nullopt;
 }
 
-Failure SoundSpeed::finish() {
+std::optional<Failure> SoundSpeed::finish() {
   if (part_ >= parts_.size() || !open_) return std::nullopt;
   const Part& part = parts_[part_];
   // The source has less sound than pictures.
   return closePart(av_rescale(part.length, position_ - part.begin, part.end - part.begin));
 }
 
-Failure SoundSpeed::addToPart(const AVFrame& samples, int offset, int count) {
+std::optional<Failure> SoundSpeed::addToPart(const AVFrame& samples, int offset, int count) {
   if (!open_) {
-    if (Failure failure = openPart()) return failure;
+    if (std::optional<Failure> failure = openPart()) return failure;
   }
   const FramePtr piece(av_frame_clone(&samples));
   if (!piece) return outOfMemory();
@@ -88,7 +89,7 @@ Failure SoundSpeed::addToPart(const AVFrame& samples, int offset, int count) {
   return chain_.filter(piece.get(), [this](AVFrame& each) { return give(each); });
 }
 
-Failure SoundSpeed::openPart() {
+std::optional<Failure> SoundSpeed::openPart() {
   open_ = true;
   const Part& part = parts_[part_];
   if (part.keepsSpeed()) return std::nullopt;
@@ -100,28 +101,29 @@ Failure SoundSpeed::openPart() {
   return chain_.open(FilterChain::Kind::sound, source, tempo(factor));
 }
 
-Failure SoundSpeed::closePart(std::int64_t length) {
+std::optional<Failure> SoundSpeed::closePart(std::int64_t length) {
   if (open_ && !parts_[part_].keepsSpeed()) {
-    if (Failure failure = chain_.filter(nullptr, [this](AVFrame& each) { return give(each); })) {
+    if (std::optional<Failure> failure =
+            chain_.filter(nullptr, [this](AVFrame& each) { return give(each); })) {
       return failure;
     }
   }
   // The filter's sound is a few samples longer or shorter than wanted.
-  Failure failure = giveSilence(length - given_);
+  std::optional<Failure> failure = giveSilence(length - given_);
   ++part_;
   given_ = 0;
   open_ = false;
   return failure;
 }
 
-Failure SoundSpeed::give(AVFrame& samples) {
+std::optional<Failure> SoundSpeed::give(AVFrame& samples) {
   const std::int64_t wanted = parts_[part_].length - given_;
   samples.nb_samples = static_cast<int>(std::min<std::int64_t>(samples.nb_samples, wanted));
   given_ += samples.nb_samples;
   return samples.nb_samples > 0 ? take_(samples) : std::nullopt;
 }
 
-Failure SoundSpeed::giveSilence(std::int64_t count) {
+std::optional<Failure> SoundSpeed::giveSilence(std::int64_t count) {
   while (count > 0) {
     const FramePtr silence(av_frame_alloc());
     if (!silence) return outOfMemory();
@@ -133,7 +135,7 @@ Failure SoundSpeed::giveSilence(std::int64_t count) {
     av_samples_set_silence(silence->extended_data, 0, silence->nb_samples, channels_,
                            AV_SAMPLE_FMT_FLTP);
     count -= silence->nb_samples;
-    if (Failure failure = take_(*silence)) return failure;
+    if (std::optional<Failure> failure = take_(*silence)) return failure;
   }
   return std::nullopt;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "media_protocol/failure.h"
 #include "media_worker/export/export_clock.h"
 #include "media_worker/export/export_filter.h"
 
@@ -21,8 +22,8 @@ class SoundSpeed {
   /// The first moment that plays, in samples of the source.
   std::int64_t beginning() const;
   /// The next samples of the source; the first ones are those of the first moment that plays.
-  Failure add(const AVFrame& samples);
-  Failure finish();
+  std::optional<Failure> add(const AVFrame& samples);
+  std::optional<Failure> finish();
 
  private:
   struct Part {
@@ -32,12 +33,12 @@ class SoundSpeed {
     bool keepsSpeed() const { return end - begin == length; }
   };
 
-  Failure addToPart(const AVFrame& samples, int offset, int count);
-  Failure openPart();
-  Failure closePart(std::int64_t length);
+  std::optional<Failure> addToPart(const AVFrame& samples, int offset, int count);
+  std::optional<Failure> openPart();
+  std::optional<Failure> closePart(std::int64_t length);
   /// What comes out of the part at hand, but for what it has too much.
-  Failure give(AVFrame& samples);
-  Failure giveSilence(std::int64_t count);
+  std::optional<Failure> give(AVFrame& samples);
+  std::optional<Failure> giveSilence(std::int64_t count);
 
   const int sampleRate_;
   const int channels_;

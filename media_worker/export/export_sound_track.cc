@@ -54,29 +54,30 @@ class SoundTrack final : public ExportTrack {
     }
   }
 
-  Failure add(AVPacket& packet) override {
+  std::optional<Failure> add(AVPacket& packet) override {
     return decoder_.decode(&packet, [this](AVFrame& frame) { return make(frame); });
   }
 
-  Failure finish() override {
-    if (Failure failure =
+  std::optional<Failure> finish() override {
+    if (std::optional<Failure> failure =
             decoder_.decode(nullptr, [this](AVFrame& frame) { return make(frame); })) {
       return failure;
     }
-    if (Failure failure = decoder_.tooMuchDamage("The sound of the video")) return failure;
+    if (std::optional<Failure> failure = decoder_.tooMuchDamage("The sound of the video"))
+      return failure;
     cutTheEnd();
-    if (Failure failure = letGo()) return failure;
-    if (Failure failure = evenOut(nullptr)) return failure;
+    if (std::optional<Failure> failure = letGo()) return failure;
+    if (std::optional<Failure> failure = evenOut(nullptr)) return failure;
     if (speed_) {
-      if (Failure failure = speed_->finish()) return failure;
+      if (std::optional<Failure> failure = speed_->finish()) return failure;
     }
-    if (Failure failure = encodeQueued(1)) return failure;
+    if (std::optional<Failure> failure = encodeQueued(1)) return failure;
     return encoder_.encode(nullptr);
   }
 
  private:
   /// From a decoded frame to samples of the export's kind.
-  Failure make(AVFrame& frame) {
+  std::optional<Failure> make(AVFrame& frame) {
     if (frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
       const int channels = frame.ch_layout.nb_channels;
       av_channel_layout_uninit(&frame.ch_layout);
@@ -84,18 +85,18 @@ class SoundTrack final : public ExportTrack {
     }
     frame.pts = frame.best_effort_timestamp;
     if (frame.pts != AV_NOPTS_VALUE) frame.pts -= beginning_;
-    if (Failure failure = prepareFor(frame)) return failure;
+    if (std::optional<Failure> failure = prepareFor(frame)) return failure;
     return hold(frame);
   }
 
   /// Lets each frame go when there is a next one: the last may hold more than is heard.
-  Failure hold(AVFrame& frame) {
-    Failure failure = letGo();
+  std::optional<Failure> hold(AVFrame& frame) {
+    std::optional<Failure> failure = letGo();
     held_.reset(av_frame_clone(&frame));
     return failure || held_ ? failure : outOfMemory();
   }
 
-  Failure letGo() {
+  std::optional<Failure> letGo() {
     const FramePtr frame = std::move(held_);
     return frame ? evenOut(frame.get()) : std::nullopt;
   }
@@ -109,14 +110,14 @@ class SoundTrack final : public ExportTrack {
 
   /// Fills gaps with silence and cuts what overlaps, so that sample follows sample from the
   /// beginning on, and stays with the pictures.
-  Failure evenOut(AVFrame* frame) {
+  std::optional<Failure> evenOut(AVFrame* frame) {
     return evener_.filter(frame, [this](AVFrame& each) {
       position_ += each.nb_samples;
       return speed_ ? speed_->add(each) : queue(each);
     });
   }
 
-  Failure prepareFor(const AVFrame& frame) {
+  std::optional<Failure> prepareFor(const AVFrame& frame) {
     std::array<char, 128> layout{};
     av_channel_layout_describe(&frame.ch_layout, layout.data(), layout.size());
     const char* format = av_get_sample_fmt_name(static_cast<AVSampleFormat>(frame.format));
@@ -124,8 +125,8 @@ class SoundTrack final : public ExportTrack {
                                   frame.sample_rate, format == nullptr ? "none" : format,
                                   layout.data(), source_.time_base.num, source_.time_base.den);
     if (kind == kind_) return std::nullopt;
-    if (Failure failure = letGo()) return failure;
-    if (Failure failure = evenOut(nullptr)) return failure;
+    if (std::optional<Failure> failure = letGo()) return failure;
+    if (std::optional<Failure> failure = evenOut(nullptr)) return failure;
     kind_ = std::move(kind);
     const std::string filters = filterText(
         "aresample=%d:async=1:min_hard_comp=0.1:first_pts=%lld,"
@@ -135,7 +136,7 @@ class SoundTrack final : public ExportTrack {
     return evener_.open(FilterChain::Kind::sound, kind_, filters);
   }
 
-  Failure queue(AVFrame& samples) {
+  std::optional<Failure> queue(AVFrame& samples) {
     auto* const* planes = reinterpret_cast<void**>(samples.extended_data);
     if (!queue_ || av_audio_fifo_write(queue_.get(), const_cast<void**>(planes),
                                        samples.nb_samples) < samples.nb_samples) {
@@ -145,7 +146,7 @@ class SoundTrack final : public ExportTrack {
   }
 
   /// Encodes as long as so many samples are there.
-  Failure encodeQueued(int least) {
+  std::optional<Failure> encodeQueued(int least) {
     while (queue_ && av_audio_fifo_size(queue_.get()) >= least) {
       const FramePtr frame(av_frame_alloc());
       if (!frame) return outOfMemory();
@@ -158,7 +159,7 @@ class SoundTrack final : public ExportTrack {
                          frame->nb_samples);
       frame->pts = encoded_;
       encoded_ += frame->nb_samples;
-      if (Failure failure = encoder_.encode(frame.get())) return failure;
+      if (std::optional<Failure> failure = encoder_.encode(frame.get())) return failure;
     }
     return std::nullopt;
   }
@@ -185,8 +186,8 @@ MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, con
   const AVStream& source = track.stream;
   ExportDecoder decoder(source);
   if (!decoder) {
-    return workerError(LibraryErrorCode::invalidResource,
-                       "The sound of the video is of a format that cannot be decoded.");
+    return Failure(LibraryErrorCode::invalidResource,
+                   "The sound of the video is of a format that cannot be decoded.");
   }
   auto encoder = makeEncoder(coding.encoder, "AAC");
   if (!encoder) return encoder.error();
@@ -200,8 +201,7 @@ MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, con
   av_channel_layout_default(&context->ch_layout, channels);
   AVStream* stream = addEncodedStream(*context, source, output);
   if (stream == nullptr) {
-    return workerError(LibraryErrorCode::invalidResource,
-                       "The sound of the video cannot be encoded.");
+    return Failure(LibraryErrorCode::invalidResource, "The sound of the video cannot be encoded.");
   }
   return std::unique_ptr<ExportTrack>(std::make_unique<SoundTrack>(
       source, clock, std::move(decoder), ExportEncoder(std::move(context), *stream, output)));

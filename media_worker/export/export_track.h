@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_worker/export/export_clock.h"
 #include "media_worker/export/movie_output.h"
 
@@ -21,9 +21,9 @@ class ExportTrack {
  public:
   virtual ~ExportTrack() = default;
   /// The next packet of the stream; it stays the caller's, as an unused one may.
-  virtual std::optional<NSError> add(AVPacket& packet) = 0;
+  virtual std::optional<Failure> add(AVPacket& packet) = 0;
   /// There are no more packets.
-  virtual std::optional<NSError> finish() = 0;
+  virtual std::optional<Failure> finish() = 0;
 };
 
 /// A stream of the source.

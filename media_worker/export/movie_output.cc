@@ -106,7 +106,7 @@ Result<std::unique_ptr<MovieOutput>> MovieOutput::create(int descriptor, VideoCo
   output->io_ = newIo(output.get(), nullptr, &MovieOutput::writeBytes, &MovieOutput::seek);
   avformat_alloc_output_context2(&output->context_, nullptr, muxerName(container), nullptr);
   if (output->io_ == nullptr || output->context_ == nullptr) {
-    return workerError(LibraryErrorCode::internal, "Memory ran out.");
+    return Failure(LibraryErrorCode::internal, "Memory ran out.");
   }
   AVFormatContext& context = *output->context_;
   context.pb = output->io_;
@@ -137,7 +137,7 @@ void MovieOutput::describe(const AVDictionary* tags) {
   }
 }
 
-std::optional<NSError> MovieOutput::begin(bool indexFirst) {
+std::optional<Failure> MovieOutput::begin(bool indexFirst) {
   std::string flags;
   if (indexFirst) flags += "+faststart";
   if (keepsTags_) flags += "+use_metadata_tags";
@@ -150,14 +150,14 @@ std::optional<NSError> MovieOutput::begin(bool indexFirst) {
   return code < 0 ? std::optional(failure(code)) : std::nullopt;
 }
 
-std::optional<NSError> MovieOutput::write(AVPacket& packet) {
+std::optional<Failure> MovieOutput::write(AVPacket& packet) {
   progress_();
   const int code = av_interleaved_write_frame(context_, &packet);
   // The muxer hears of a full disk late, when its own buffers are full.
   return code < 0 || writeError_ != 0 ? std::optional(failure(code)) : std::nullopt;
 }
 
-std::optional<NSError> MovieOutput::end() {
+std::optional<Failure> MovieOutput::end() {
   const int code = av_write_trailer(context_);
   avio_flush(io_);
   return code < 0 || writeError_ != 0 ? std::optional(failure(code)) : std::nullopt;
@@ -204,19 +204,18 @@ int MovieOutput::closeAfterReading(AVFormatContext*, AVIOContext* io) {
   return 0;
 }
 
-NSError MovieOutput::failure(int code) const {
+Failure MovieOutput::failure(int code) const {
   if (isRunOut(writeError_)) {
-    return workerError(LibraryErrorCode::notEnoughSpace,
-                       "There is not enough space for the video.");
+    return Failure(LibraryErrorCode::notEnoughSpace, "There is not enough space for the video.");
   }
   if (writeError_ != 0) {
-    return workerError(LibraryErrorCode::internal,
-                       "The video cannot be written: " +
-                           std::error_code(writeError_, std::generic_category()).message() + ".");
+    return Failure(LibraryErrorCode::internal,
+                   "The video cannot be written: " +
+                       std::error_code(writeError_, std::generic_category()).message() + ".");
   }
-  if (code == AVERROR(ENOMEM)) return workerError(LibraryErrorCode::internal, "Memory ran out.");
-  return workerError(LibraryErrorCode::invalidResource,
-                     "The video does not fit the format that it is to be written in.");
+  if (code == AVERROR(ENOMEM)) return Failure(LibraryErrorCode::internal, "Memory ran out.");
+  return Failure(LibraryErrorCode::invalidResource,
+                 "The video does not fit the format that it is to be written in.");
 }
 
 }  // namespace quorvin

@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 #include "media_worker/reading/ffmpeg_versions.h"
 
@@ -37,10 +37,10 @@ class MovieOutput {
   /// Takes over what the tags say of date, place and camera.
   void describe(const AVDictionary* tags);
 
-  std::optional<NSError> begin(bool indexFirst);
+  std::optional<Failure> begin(bool indexFirst);
   /// Takes the packet's data; its times are in the time base of its stream in `context`.
-  std::optional<NSError> write(AVPacket& packet);
-  std::optional<NSError> end();
+  std::optional<Failure> write(AVPacket& packet);
+  std::optional<Failure> end();
 
  private:
   MovieOutput(int descriptor, std::function<void()> progress)
@@ -51,7 +51,7 @@ class MovieOutput {
   static int openToRead(AVFormatContext* context, AVIOContext** io, const char* url, int flags,
                         AVDictionary** options);
   static int closeAfterReading(AVFormatContext* context, AVIOContext* io);
-  NSError failure(int code) const;
+  Failure failure(int code) const;
 
   const int descriptor_;
   const std::function<void()> progress_;

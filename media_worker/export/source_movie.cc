@@ -32,11 +32,11 @@ constexpr std::int64_t kJumpAhead = std::int64_t{10} * AV_TIME_BASE;
 /// Packets hold little more than the file; some containers repeat parts of them.
 constexpr std::int64_t kMostCopies = 4;
 
-NSError refused(std::string_view sentence) {
-  return workerError(LibraryErrorCode::invalidResource, sentence);
+Failure refused(std::string_view sentence) {
+  return Failure(LibraryErrorCode::invalidResource, sentence);
 }
 
-NSError endsEarly() {
+Failure endsEarly() {
   return refused("The video ends early: the file is not whole.");
 }
 
@@ -134,7 +134,7 @@ Result<bool> SourceMovie::read(AVPacket& packet) {
     av_packet_unref(&packet);
     const int code = av_read_frame(&context(), &packet);
     if (code == AVERROR(EAGAIN)) continue;
-    if (code == AVERROR(ENOMEM)) return workerError(LibraryErrorCode::internal, "Memory ran out.");
+    if (code == AVERROR(ENOMEM)) return Failure(LibraryErrorCode::internal, "Memory ran out.");
     // Whatever else stops the reading, what is missing then tells whether that was the end.
     if (code < 0) return false;
     bytesLeft_ -= packet.size + 1;
@@ -181,7 +181,7 @@ bool SourceMovie::isDone() const {
   return std::ranges::all_of(tracks_, [](const Track& each) { return each.done || !each.used; });
 }
 
-std::optional<NSError> SourceMovie::missingEnd() const {
+std::optional<Failure> SourceMovie::missingEnd() const {
   std::int64_t end = 0;
   bool allUsed = true;
   for (std::size_t i = 0; i < tracks_.size(); ++i) {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_worker/reading/movie_input.h"
 
 struct AVPacket;
@@ -43,7 +43,7 @@ class SourceMovie {
   Result<bool> read(AVPacket& packet);
 
   /// The error of a movie that ended earlier than its header says.
-  std::optional<NSError> missingEnd() const;
+  std::optional<Failure> missingEnd() const;
 
  private:
   struct Track {

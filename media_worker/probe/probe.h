@@ -3,13 +3,13 @@
 
 #include <string>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 
 namespace quorvin {
 
 /// Reads the file from offset 0, whatever the descriptor's own offset, which stays as it is.
-/// `name` is the file's own name. An error is one plain sentence (`workerError`).
+/// `name` is the file's own name.
 Result<MediaProbe> probeFile(int fd, const std::string& name);
 
 }  // namespace quorvin

@@ -36,7 +36,7 @@ heif_error_code tryDecoding(const heif_image_handle* picture) {
 }
 
 /// A picture comes only whole, at a third of a second for a phone's: its thumbnail stands in.
-std::optional<NSError> decodingError(const heif_image_handle* picture, std::int64_t pixels) {
+std::optional<Failure> decodingError(const heif_image_handle* picture, std::int64_t pixels) {
   const HeifHandle thumbnail = thumbnailOf(picture);
   if (!thumbnail && pixels > kLargestTrial) return std::nullopt;
   switch (tryDecoding(thumbnail ? thumbnail.get() : picture)) {

@@ -24,15 +24,15 @@ namespace {
 /// From this many frames a second on a video is slow motion; 120000/1001 counts.
 constexpr double kHighFrameRate = 119;
 
-NSError refused(std::string_view sentence) {
-  return workerError(LibraryErrorCode::invalidResource, sentence);
+Failure refused(std::string_view sentence) {
+  return Failure(LibraryErrorCode::invalidResource, sentence);
 }
 
-NSError noMedia() {
+Failure noMedia() {
   return refused("The file is not a photo, video or audio file.");
 }
 
-NSError damaged() {
+Failure damaged() {
   return refused("The video or audio file is damaged.");
 }
 

@@ -1,7 +1,7 @@
 // Movies and sounds.
 #pragma once
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 #include "media_worker/reading/input_file.h"
 

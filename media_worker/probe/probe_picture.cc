@@ -90,11 +90,11 @@ Result<MediaProbe> probeCodedPicture(const InputFile& file, PictureFormat format
 
 }  // namespace
 
-NSError pictureError(std::string_view sentence) {
-  return workerError(LibraryErrorCode::invalidResource, sentence);
+Failure pictureError(std::string_view sentence) {
+  return Failure(LibraryErrorCode::invalidResource, sentence);
 }
 
-std::optional<NSError> sizeError(std::int64_t width, std::int64_t height) {
+std::optional<Failure> sizeError(std::int64_t width, std::int64_t height) {
   if (width <= 0 || height <= 0) {
     return pictureError("The photo is damaged: its size cannot be read.");
   }

@@ -1,7 +1,7 @@
 // Pictures: sizes, orientation, frames, and whether they decode at all.
 #pragma once
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 #include "media_worker/metadata/metadata_file.h"
 #include "media_worker/reading/input_file.h"
@@ -18,9 +18,9 @@ Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format);
 Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata);
 
 /// An error for a picture that cannot be used; the sentence says why.
-NSError pictureError(std::string_view sentence);
+Failure pictureError(std::string_view sentence);
 
 /// An error when no picture can have this size, or none that is decoded.
-std::optional<NSError> sizeError(std::int64_t width, std::int64_t height);
+std::optional<Failure> sizeError(std::int64_t width, std::int64_t height);
 
 }  // namespace quorvin

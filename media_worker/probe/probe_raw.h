@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 #include "media_worker/metadata/metadata_file.h"
 #include "media_worker/reading/signature.h"

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 
 namespace quorvin {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_worker/reading/input_file.h"
 
 struct AVFormatContext;

@@ -103,13 +103,13 @@ Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format
   return loaded;
 }
 
-NSError cannotDecode() {
-  return workerError(LibraryErrorCode::invalidResource, "The picture cannot be decoded.");
+Failure cannotDecode() {
+  return Failure(LibraryErrorCode::invalidResource, "The picture cannot be decoded.");
 }
 
-NSError tooManyPixels() {
-  return workerError(LibraryErrorCode::invalidResource,
-                     "The picture has more pixels than can be decoded.");
+Failure tooManyPixels() {
+  return Failure(LibraryErrorCode::invalidResource,
+                 "The picture has more pixels than can be decoded.");
 }
 
 bool isDecodableSize(std::int64_t width, std::int64_t height) {

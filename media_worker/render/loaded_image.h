@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 #include "media_worker/reading/input_file.h"
 #include "media_worker/reading/signature.h"
@@ -41,9 +41,9 @@ Result<LoadedImage> loadRawPreview(const InputFile& file, int fd, const RenderRe
 Result<LoadedImage> loadPosterFrame(const InputFile& file, const RenderRequest& request);
 
 /// The error of a file that names no cause.
-NSError cannotDecode();
+Failure cannotDecode();
 /// The error of a picture whose header promises more pixels than are ever decoded.
-NSError tooManyPixels();
+Failure tooManyPixels();
 /// Whether the header's size is one that is decoded.
 bool isDecodableSize(std::int64_t width, std::int64_t height);
 

@@ -54,9 +54,8 @@ bool isKnown(const AVStream* stream) {
          stream->codecpar->extradata_size > 0;
 }
 
-NSError noFrame() {
-  return workerError(LibraryErrorCode::invalidResource,
-                     "The video has no frame that can be decoded.");
+Failure noFrame() {
+  return Failure(LibraryErrorCode::invalidResource, "The video has no frame that can be decoded.");
 }
 
 }  // namespace

@@ -13,9 +13,9 @@ namespace quorvin {
 
 namespace {
 
-NSError noPreview() {
-  return workerError(LibraryErrorCode::requestNotSupportedForAsset,
-                     "The raw photo holds no preview that can be shown.");
+Failure noPreview() {
+  return Failure(LibraryErrorCode::requestNotSupportedForAsset,
+                 "The raw photo holds no preview that can be shown.");
 }
 
 bool isJpeg(const Exiv2::PreviewProperties& preview) {

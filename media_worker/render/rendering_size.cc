@@ -37,9 +37,9 @@ Result<RenderingSize> renderingSize(const RenderRequest& request, PixelSize upri
   if (isOriginal(request)) return RenderingSize{upright, upright};
   // Written so that NaN fails.
   if (!(request.targetWidth > 0 && request.targetHeight > 0)) {
-    return workerError(LibraryErrorCode::invalidResource,
-                       "The target size " + text(request.targetWidth) + " × " +
-                           text(request.targetHeight) + " is not valid.");
+    return Failure(LibraryErrorCode::invalidResource,
+                   "The target size " + text(request.targetWidth) + " × " +
+                       text(request.targetHeight) + " is not valid.");
   }
   const double horizontal = request.targetWidth / static_cast<double>(upright.width);
   const double vertical = request.targetHeight / static_cast<double>(upright.height);

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 
 namespace quorvin {

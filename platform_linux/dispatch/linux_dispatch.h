@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "core/platform/dispatch.h"
-#include "core/platform/foundation.h"
 #include "platform_linux/dispatch/background_queue.h"
 #include "platform_linux/dispatch/main_queue.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

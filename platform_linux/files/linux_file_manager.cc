@@ -13,7 +13,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform_linux/errors/file_error.h"
+#include "platform_linux/errors/presented.h"
+#include "platform_linux/errors/system_failure.h"
 #include "platform_linux/files/copy_content.h"
 #include "platform_linux/files/side_file.h"
 
@@ -22,11 +23,13 @@ namespace quorvin {
 namespace {
 
 NSError removalError(const std::string& path, int errorNumber) {
-  return fileError("The item " + quotedName(path) + " couldn’t be removed", errorNumber);
+  return presented(
+      fileFailure("The item " + quotedName(path) + " couldn’t be removed", errorNumber));
 }
 
 NSError datesError(const std::string& path, int errorNumber) {
-  return fileError("The dates of " + quotedName(path) + " couldn’t be set", errorNumber);
+  return presented(
+      fileFailure("The dates of " + quotedName(path) + " couldn’t be set", errorNumber));
 }
 
 bool isNumber(const std::optional<NSDate>& date) {
@@ -63,9 +66,9 @@ std::optional<NSError> LinuxFileManager::createDirectory(const std::string& path
   if (temporary_.holds(path)) error = temporary_.make();
   if (error == 0) error = makeFolders(path, 0777);
   if (error == 0) return std::nullopt;
-  return fileError("The folder " + quotedName(path) + " couldn’t be made in the folder " +
-                       quotedName(folderOf(path)),
-                   error);
+  return presented(fileFailure("The folder " + quotedName(path) +
+                                   " couldn’t be made in the folder " + quotedName(folderOf(path)),
+                               error));
 }
 
 bool LinuxFileManager::fileExists(const std::string& path) {
@@ -97,7 +100,7 @@ std::optional<NSError> LinuxFileManager::writeAtomically(const ByteBuffer& data,
   if (error == 0) error = side.sync();
   if (error == 0) error = side.moveIntoPlace(SideFile::Existing::replace);
   if (error == 0) return std::nullopt;
-  return savingError(path, error);
+  return presented(savingFailure(path, error));
 }
 
 std::optional<NSError> LinuxFileManager::setAttributes(const NSFileAttributes& attributes,

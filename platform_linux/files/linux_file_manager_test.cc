@@ -11,8 +11,7 @@
 #include <csignal>
 #include <limits>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/file_error.h"
+#include "platform_linux/errors/presented.h"
 #include "testing/contracts/file_manager_contract.h"
 #include "testing/platform/testing_folder.h"
 

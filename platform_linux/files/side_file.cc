@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "platform_linux/errors/file_error.h"
+#include "platform_linux/errors/system_failure.h"
 
 namespace quorvin {
 

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "codec/utf8.h"
-#include "platform_linux/errors/file_error.h"
+#include "platform_linux/errors/system_failure.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {

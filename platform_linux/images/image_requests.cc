@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform_linux/dispatch/background_thread.h"
+#include "platform_linux/errors/presented.h"
 
 namespace quorvin {
 
@@ -111,7 +112,7 @@ void ImageRequests::run(std::shared_ptr<Request> request) noexcept {
   } else if (ending == Ending::usual && *outcome) {
     (**outcome)(info);
   } else if (ending == Ending::usual) {
-    info.set(PHImageErrorKey, outcome->error());
+    info.set(PHImageErrorKey, presented(outcome->error()));
     request->work.giveUp(info);
   }
   // The handler is let go of before the request counts as over.

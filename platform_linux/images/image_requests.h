@@ -14,6 +14,7 @@
 #include "core/platform/foundation.h"
 #include "core/platform/images.h"
 #include "core/platform/lock.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

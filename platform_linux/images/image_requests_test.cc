@@ -130,7 +130,7 @@ TEST(ImageRequests, DeliverAnErrorWithoutAResult) {
   ImageRequests requests(1);
   ImageRequests::Work work = named(log, "a");
   work.run = [](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
-    return NSError{"domain", 1, "broken"};
+    return Failure(FileErrorCode::writeUnknown, "broken");
   };
   requests.start(true, std::move(work));
   EXPECT_EQ(log.texts(), (Texts{"a broken"}));
@@ -149,7 +149,7 @@ TEST(ImageRequests, ThatWaitAreCancelledBeforeAnyOtherWork) {
     requests.cancel(last);
     requests.cancel(last);
     requests.start(false, {[](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
-                             return NSError{};
+                             return Failure{};
                            },
                            [&done](const PHImageInfo&) { done.set_value(); }});
     held.released.count_down();

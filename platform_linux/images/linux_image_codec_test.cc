@@ -31,7 +31,7 @@ TEST(LinuxImageCodec, DecodesDataAtItsSizeAndInsistsOnTheWholePicture) {
 
 TEST(LinuxImageCodec, DecodesDataThatDoesNotDecodeToNone) {
   ScriptedMedia media;
-  media.onRender = [](const RenderRequest&) { return NSError{}; };
+  media.onRender = [](const RenderRequest&) { return Failure{}; };
   EXPECT_EQ(LinuxImageCodec(media).imageWithData(bytesOf("")), nullptr);
   EXPECT_EQ(LinuxImageCodec(media).imageWithData(bytesOf("text")), nullptr);
 }
@@ -76,7 +76,7 @@ TEST(LinuxImageCodec, EncodesToNoneWhatFailsOrIsNotItsOwn) {
   LinuxImageCodec codec(media);
   EXPECT_EQ(codec.UIImageJPEGRepresentation(Foreign(), 1), std::nullopt);
   EXPECT_EQ(codec.UIImagePNGRepresentation(Foreign()), std::nullopt);
-  media.onEncode = [](ImageFormat, double) { return NSError{}; };
+  media.onEncode = [](ImageFormat, double) { return Failure{}; };
   EXPECT_EQ(codec.UIImageJPEGRepresentation(*imageOf(2, 2), 1), std::nullopt);
   EXPECT_EQ(codec.UIImagePNGRepresentation(*imageOf(2, 2)), std::nullopt);
 }

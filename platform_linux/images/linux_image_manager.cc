@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/images/stored_media.h"
 #include "platform_linux/images/target_size.h"
 
@@ -84,7 +84,7 @@ PHImageRequestID LinuxImageManager::requestImageForAsset(std::shared_ptr<const P
 
 Result<ImageRequests::Delivery> LinuxImageManager::loadImage(const ImageRequest& request,
                                                              const Progress& progress) {
-  if (auto error = targetSizeError(request.targetSize)) return *std::move(error);
+  if (const Done valid = checkTargetSize(request.targetSize); !valid) return valid.error();
   const Result<StoredResources> resources = assets_.storedResources(request.asset->localIdentifier);
   if (!resources) return resources.error();
   const bool isVideo = request.asset->mediaType == PHAssetMediaType::video;
@@ -133,8 +133,8 @@ Result<std::shared_ptr<const StoredResource>> LinuxImageManager::findResource(
   const Result<StoredResources> resources = assets_.storedResources(asset.localIdentifier);
   if (!resources) return resources.error();
   if (asset.mediaType != mediaType) {
-    return libraryError(LibraryErrorCode::requestNotSupportedForAsset,
-                        "The asset is of another media type.");
+    return Failure(LibraryErrorCode::requestNotSupportedForAsset,
+                   "The asset is of another media type.");
   }
   return resourceOfVersion(asset, *resources, version);
 }

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "core/platform/images.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/images/image_requests.h"
 #include "platform_linux/library/fetch/asset_files.h"
 #include "platform_linux/media/media_service.h"

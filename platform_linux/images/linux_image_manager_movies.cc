@@ -1,7 +1,7 @@
 // The image manager's requests for videos and live photos.
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/images/linux_image_manager.h"
 #include "platform_linux/images/stored_media.h"
 #include "platform_linux/images/target_size.h"
@@ -57,7 +57,7 @@ PHImageRequestID LinuxImageManager::requestLivePhotoForAsset(
       options.deliveryMode == PHImageRequestOptionsDeliveryMode::opportunistic;
   const auto load = [this, asset = std::move(asset), targetSize, isPrecededByDegraded,
                      handler](const Progress& progress) -> Result<Delivery> {
-    if (auto error = targetSizeError(targetSize)) return *std::move(error);
+    if (const Done valid = checkTargetSize(targetSize); !valid) return valid.error();
     const auto livePhoto = loadLivePhoto(*asset);
     if (!livePhoto) return livePhoto.error();
     const Delivery delivery = [handler, livePhoto = *livePhoto](const PHImageInfo& info) {
@@ -77,8 +77,8 @@ Result<std::shared_ptr<const PHLivePhoto>> LinuxImageManager::loadLivePhoto(cons
   for (const auto type : {PHAssetResourceType::photo, PHAssetResourceType::pairedVideo}) {
     const auto part = firstOfType(*resources, type);
     if (!part || (asset.mediaSubtypes & PHAssetMediaSubtype::photoLive) == 0) {
-      return libraryError(LibraryErrorCode::missingResource,
-                          "The asset has no photo with a paired video.");
+      return Failure(LibraryErrorCode::missingResource,
+                     "The asset has no photo with a paired video.");
     }
     const Result<FileDescriptor> file = openResource(*part);
     if (!file) return file.error();

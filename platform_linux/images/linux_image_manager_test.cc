@@ -141,7 +141,7 @@ class LinuxImageManagerTest : public testing::Test {
 
 void expectError(const NSError* error, LibraryErrorCode code, std::string_view sentence) {
   ASSERT_NE(error, nullptr);
-  EXPECT_EQ(*error, libraryError(code, sentence));
+  EXPECT_EQ(*error, presented(Failure(code, sentence)));
 }
 
 TEST_F(LinuxImageManagerTest, DeliversTheRenderingOfTheStoredPhoto) {
@@ -261,7 +261,7 @@ TEST_F(LinuxImageManagerTest, SaysThatAnAssetHasNoFileToShow) {
 
 TEST_F(LinuxImageManagerTest, NamesTheFileThatDoesNotDecode) {
   media_.onRender = [](const RenderRequest&) {
-    return workerError(LibraryErrorCode::invalidResource, "The file is broken.");
+    return Failure(LibraryErrorCode::invalidResource, "The file is broken.");
   };
   const auto call = image(photo(), {256, 256});
   EXPECT_EQ(call.outcome, nullptr);
@@ -269,8 +269,9 @@ TEST_F(LinuxImageManagerTest, NamesTheFileThatDoesNotDecode) {
 }
 
 TEST_F(LinuxImageManagerTest, PassesOnWhyTheLibraryRefusesAnyRequest) {
-  const NSError denied = libraryError(LibraryErrorCode::accessUserDenied, "Access was denied.");
-  files_.refuse(denied);
+  const Failure refusal(LibraryErrorCode::accessUserDenied, "Access was denied.");
+  const NSError denied = presented(refusal);
+  files_.refuse(refusal);
   const auto refusedPhoto = assetOf(PHAssetMediaType::image, "photo");
   const auto shown = image(refusedPhoto, {256, 256});
   EXPECT_EQ(shown.outcome, nullptr);
@@ -313,7 +314,7 @@ TEST_F(LinuxImageManagerTest, DeliversNoDegradedImageThatWouldBeAsLargeAsTheFina
 TEST_F(LinuxImageManagerTest, DeliversTheFinalImageAloneWhenTheDegradedOneFails) {
   media_.onRender =
       [](const RenderRequest& request) -> Result<std::shared_ptr<const RenderedImage>> {
-    if (request.targetWidth == 160) return NSError{};
+    if (request.targetWidth == 160) return Failure{};
     return imageOf(4, 3);
   };
   EXPECT_EQ(image(photo(), {1024, 1024}, 0, {}).outcome->width(), 4);
@@ -500,7 +501,7 @@ TEST_F(LinuxImageManagerTest, GivesNoVideoThatIsMissingOrDoesNotOpenOrIsNone) {
 
   const auto broken = slowMotion(240);
   media_.onProbe = [](const std::string&) {
-    return workerError(LibraryErrorCode::invalidResource, "The file is broken.");
+    return Failure(LibraryErrorCode::invalidResource, "The file is broken.");
   };
   const auto unopened = video(broken);
   EXPECT_EQ(unopened.outcome, nullptr);

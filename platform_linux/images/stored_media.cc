@@ -11,19 +11,19 @@
 #include <system_error>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/system_failure.h"
 
 namespace quorvin {
 
 namespace {
 
-NSError resourceError(LibraryErrorCode code, const StoredResource& resource,
+Failure resourceError(LibraryErrorCode code, const StoredResource& resource,
                       const std::string& sentence) {
-  return libraryError(code, resource.originalFilename + ": " + sentence);
+  return Failure(code, resource.originalFilename + ": " + sentence);
 }
 
-NSError readError(const StoredResource& resource, int error) {
-  if (error == ENOENT || error == ENOTDIR) {
+Failure readError(const StoredResource& resource, int error) {
+  if (meansMissing(error)) {
     return resourceError(LibraryErrorCode::missingResource, resource,
                          "The file is missing from the library.");
   }
@@ -51,15 +51,14 @@ Result<std::shared_ptr<const StoredResource>> resourceOfVersion(
   if (version == PHImageRequestOptionsVersion::current) resource = firstOfType(resources, edited);
   if (!resource) resource = firstOfType(resources, original);
   if (!resource) {
-    return libraryError(LibraryErrorCode::missingResource,
-                        "The library holds no file that shows the asset.");
+    return Failure(LibraryErrorCode::missingResource,
+                   "The library holds no file that shows the asset.");
   }
   return resource;
 }
 
-NSError mediaError(const StoredResource& resource, const NSError& error) {
-  return resourceError(static_cast<LibraryErrorCode>(error.code), resource,
-                       error.localizedDescription);
+Failure mediaError(const StoredResource& resource, const Failure& error) {
+  return resourceError(static_cast<LibraryErrorCode>(error.code), resource, error.reason);
 }
 
 Result<FileDescriptor> openResource(const StoredResource& resource) {

@@ -3,9 +3,9 @@
 
 #include <memory>
 
-#include "core/platform/foundation.h"
 #include "core/platform/images.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/fetch/asset_files.h"
 #include "posix/file_descriptor.h"
 
@@ -21,7 +21,7 @@ Result<std::shared_ptr<const StoredResource>> resourceOfVersion(
     const PHAsset& asset, const StoredResources& resources, PHImageRequestOptionsVersion version);
 
 /// A media service's error about the resource's file, for a person: the file's name, then why.
-NSError mediaError(const StoredResource& resource, const NSError& error);
+Failure mediaError(const StoredResource& resource, const Failure& error);
 
 /// Opens the resource's file for reading.
 Result<FileDescriptor> openResource(const StoredResource& resource);

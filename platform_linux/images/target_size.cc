@@ -4,7 +4,7 @@
 #include <charconv>
 #include <string>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 
@@ -18,14 +18,14 @@ std::string shortest(double number) {
 
 }  // namespace
 
-std::optional<NSError> targetSizeError(CGSize targetSize) {
+Done checkTargetSize(CGSize targetSize) {
   // No comparison with a NaN holds.
   if (targetSize == PHImageManagerMaximumSize || (targetSize.width > 0 && targetSize.height > 0)) {
-    return std::nullopt;
+    return Null{};
   }
-  return libraryError(LibraryErrorCode::requestNotSupportedForAsset,
-                      "The target size " + shortest(targetSize.width) + " × " +
-                          shortest(targetSize.height) + " is not valid.");
+  return Failure(LibraryErrorCode::requestNotSupportedForAsset,
+                 "The target size " + shortest(targetSize.width) + " × " +
+                     shortest(targetSize.height) + " is not valid.");
 }
 
 }  // namespace quorvin

@@ -3,13 +3,13 @@
 
 #include <optional>
 
-#include "core/platform/foundation.h"
 #include "core/platform/images.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 
 /// An error unless it is `PHImageManagerMaximumSize` or both sides are above 0; an infinite side
 /// does not constrain.
-std::optional<NSError> targetSizeError(CGSize targetSize);
+Done checkTargetSize(CGSize targetSize);
 
 }  // namespace quorvin

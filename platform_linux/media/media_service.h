@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "core/platform/foundation.h"
 #include "core/platform/image_codec.h"
 #include "core/platform/value.h"
 #include "media_protocol/requests.h"
+#include "platform_linux/errors/failure.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {

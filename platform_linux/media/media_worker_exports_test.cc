@@ -32,8 +32,7 @@ std::string contentsOf(const FileDescriptor& file) {
   return text;
 }
 
-std::optional<NSError> exportAs(MediaWorkerPool& pool, std::string_view text,
-                                std::stop_token stop = {}) {
+Done exportAs(MediaWorkerPool& pool, std::string_view text, std::stop_token stop = {}) {
   return pool.exportVideo(asking(text), makeMemoryFile(0), {}, std::move(stop));
 }
 
@@ -47,7 +46,7 @@ TEST(MediaWorkerExports, WriteToTheOutputThatTheyAreGiven) {
   const FileDescriptor output = makeMemoryFile(0);
   VideoExportRequest request;
   request.timeMap = {{seconds(0), seconds(1), seconds(4)}, {seconds(1), seconds(1), seconds(1)}};
-  EXPECT_FALSE(pool.exportVideo(asking("answer"), output, request, {}));
+  EXPECT_TRUE(pool.exportVideo(asking("answer"), output, request, {}));
   EXPECT_EQ(contentsOf(output), "answer 2");
 }
 
@@ -66,14 +65,14 @@ TEST(MediaWorkerExports, MayTakeLongerThanTheLimitAsLongAsTheyTellThatTheyGoOn) 
   hasty.requestTimeLimit = milliseconds(200);
   MediaWorkerPool pool(hasty);
   std::stop_source stop;
-  std::promise<std::optional<NSError>> promise;
+  std::promise<Done> promise;
   auto result = promise.get_future();
   std::thread exporter(
       [&] { promise.set_value(exportAs(pool, "tell for ever", stop.get_token())); });
   EXPECT_EQ(result.wait_for(seconds(1)), std::future_status::timeout);
   stop.request_stop();
   exporter.join();
-  EXPECT_EQ(result.get()->code, kCancelled);
+  EXPECT_EQ(result.get().error().code, kCancelled);
 }
 
 TEST(MediaWorkerExports, EndWhenTheWorkerSaysNothingForTooLong) {
@@ -81,40 +80,40 @@ TEST(MediaWorkerExports, EndWhenTheWorkerSaysNothingForTooLong) {
   hasty.requestTimeLimit = milliseconds(50);
   MediaWorkerPool pool(hasty);
   for (const auto* text : {"hang", "tell and hang"}) {
-    const auto error = exportAs(pool, text);
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->code, kInterrupted);
-    EXPECT_EQ(error->localizedDescription, "The media worker said nothing for 1 s and was ended.");
+    const auto exported = exportAs(pool, text);
+    ASSERT_FALSE(exported);
+    EXPECT_EQ(exported.error().code, kInterrupted);
+    EXPECT_EQ(exported.error().reason, "The media worker said nothing for 1 s and was ended.");
     EXPECT_TRUE(children().empty());
   }
 }
 
 TEST(MediaWorkerExports, FailOnceAndForAllWhenTheWorkerDies) {
   MediaWorkerPool pool(testingPoolOptions());
-  EXPECT_FALSE(exportAs(pool, "answer"));
+  EXPECT_TRUE(exportAs(pool, "answer"));
   for (const auto* text : {"die", "tell and die"}) {
     const FileDescriptor output = makeMemoryFile(0);
-    const auto error = pool.exportVideo(asking(text), output, {}, {});
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->code, kInterrupted);
-    EXPECT_FALSE(exportAs(pool, "answer"));
+    const auto exported = pool.exportVideo(asking(text), output, {}, {});
+    ASSERT_FALSE(exported);
+    EXPECT_EQ(exported.error().code, kInterrupted);
+    EXPECT_TRUE(exportAs(pool, "answer"));
   }
 }
 
 TEST(MediaWorkerExports, PassOnTheWorkersOwnErrorAndKeepTheWorker) {
   MediaWorkerPool pool(testingPoolOptions());
-  const auto error = exportAs(pool, "error");
-  ASSERT_TRUE(error);
-  EXPECT_EQ(*error, workerError(LibraryErrorCode::invalidResource, "The file is broken."));
+  const auto exported = exportAs(pool, "error");
+  ASSERT_FALSE(exported);
+  EXPECT_EQ(exported.error(), Failure(LibraryErrorCode::invalidResource, "The file is broken."));
   EXPECT_EQ(children().size(), 1U);
 }
 
 TEST(MediaWorkerExports, BelieveNoAnswerThatMakesNoSense) {
   MediaWorkerPool pool(testingPoolOptions());
   for (const auto* lie : {"garbage", "no map", "too long", "nothing"}) {
-    const auto error = exportAs(pool, lie);
-    ASSERT_TRUE(error) << lie;
-    EXPECT_EQ(error->code, kInterrupted) << lie;
+    const auto exported = exportAs(pool, lie);
+    ASSERT_FALSE(exported) << lie;
+    EXPECT_EQ(exported.error().code, kInterrupted) << lie;
     EXPECT_TRUE(children().empty()) << lie;
   }
   EXPECT_FALSE(pool.exportContainers(asking("unknown container"), VideoPreset::passthrough));
@@ -124,37 +123,38 @@ TEST(MediaWorkerExports, EndSoonWhenTheyAreStopped) {
   MediaWorkerPool pool(testingPoolOptions());
   std::stop_source stop;
   std::thread exporter([&] {
-    const auto error = exportAs(pool, "tell and hang", stop.get_token());
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->code, kCancelled);
-    EXPECT_EQ(error->localizedDescription, "The export was cancelled.");
+    const auto exported = exportAs(pool, "tell and hang", stop.get_token());
+    ASSERT_FALSE(exported);
+    EXPECT_EQ(exported.error().code, kCancelled);
+    EXPECT_EQ(exported.error().reason, "The export was cancelled.");
   });
   waitForWorkers(1);
   stop.request_stop();
   exporter.join();
   EXPECT_TRUE(children().empty());
-  EXPECT_FALSE(exportAs(pool, "answer"));
+  EXPECT_TRUE(exportAs(pool, "answer"));
 }
 
 TEST(MediaWorkerExports, DoNotBeginWhenTheyAreStoppedBefore) {
   MediaWorkerPool pool(testingPoolOptions());
   std::stop_source stop;
   stop.request_stop();
-  const auto error = exportAs(pool, "answer", stop.get_token());
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->code, kCancelled);
+  const auto exported = exportAs(pool, "answer", stop.get_token());
+  ASSERT_FALSE(exported);
+  EXPECT_EQ(exported.error().code, kCancelled);
   EXPECT_TRUE(children().empty());
 }
 
 TEST(MediaWorkerExports, CanBeStoppedWhileTheyWaitForTheirTurn) {
   MediaWorkerPool pool(testingPoolOptions(1));
   std::stop_source first;
-  std::thread running(
-      [&] { EXPECT_EQ(exportAs(pool, "tell and hang", first.get_token())->code, kCancelled); });
+  std::thread running([&] {
+    EXPECT_EQ(exportAs(pool, "tell and hang", first.get_token()).error().code, kCancelled);
+  });
   waitForWorkers(1);
   std::stop_source second;
   std::thread waiting(
-      [&] { EXPECT_EQ(exportAs(pool, "answer", second.get_token())->code, kCancelled); });
+      [&] { EXPECT_EQ(exportAs(pool, "answer", second.get_token()).error().code, kCancelled); });
   second.request_stop();
   waiting.join();
   first.request_stop();
@@ -176,9 +176,9 @@ TEST(MediaWorkerExports, AreRefusedForMapsThatCannotBePlayed) {
   MediaWorkerPool pool(testingPoolOptions());
   VideoExportRequest request;
   request.timeMap = {{seconds(0), seconds(1), seconds(1000)}};
-  const auto error = pool.exportVideo(asking("answer"), makeMemoryFile(0), request, {});
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->localizedDescription, "The video's changes of speed are too many or too great.");
+  const auto exported = pool.exportVideo(asking("answer"), makeMemoryFile(0), request, {});
+  ASSERT_FALSE(exported);
+  EXPECT_EQ(exported.error().reason, "The video's changes of speed are too many or too great.");
   EXPECT_TRUE(children().empty());
 }
 
@@ -189,7 +189,7 @@ TEST(MediaWorkerExports, CarryTheLongestMap) {
     request.timeMap.push_back({std::chrono::hours(100) + seconds(i), seconds(1), seconds(2)});
   }
   const FileDescriptor output = makeMemoryFile(0);
-  EXPECT_FALSE(pool.exportVideo(asking("answer"), output, request, {}));
+  EXPECT_TRUE(pool.exportVideo(asking("answer"), output, request, {}));
   EXPECT_EQ(contentsOf(output), "answer 1000");
 }
 
@@ -198,8 +198,8 @@ TEST(MediaWorkerExports, EndWhenThePoolIsShutDown) {
   std::vector<std::future<bool>> answers;
   for (int i = 0; i < 3; ++i) {
     answers.push_back(std::async(std::launch::async, [&pool] {
-      const auto error = exportAs(pool, "tell and hang");
-      return error && error->code == kInterrupted;
+      const auto exported = exportAs(pool, "tell and hang");
+      return !exported && exported.error().code == kInterrupted;
     }));
   }
   waitForWorkers(1);

@@ -27,16 +27,16 @@ std::vector<std::string> currentEnvironment() {
   return variables;
 }
 
-NSError interrupted(std::string_view sentence) {
-  return workerError(LibraryErrorCode::operationInterrupted, sentence);
+Failure interrupted(std::string_view sentence) {
+  return Failure(LibraryErrorCode::operationInterrupted, sentence);
 }
 
-NSError shutDownError() {
+Failure shutDownError() {
   return interrupted("The photo library is being closed.");
 }
 
-NSError cancelledError() {
-  return workerError(LibraryErrorCode::userCancelled, "The export was cancelled.");
+Failure cancelledError() {
+  return Failure(LibraryErrorCode::userCancelled, "The export was cancelled.");
 }
 
 bool isUnderWay(const Packet& packet) {
@@ -131,18 +131,16 @@ Result<std::vector<VideoContainer>> MediaWorkerPool::exportContainers(const File
                                           containersReply);
 }
 
-std::optional<NSError> MediaWorkerPool::exportVideo(const FileDescriptor& source,
-                                                    const FileDescriptor& output,
-                                                    const VideoExportRequest& request,
-                                                    std::stop_token stop) {
+Done MediaWorkerPool::exportVideo(const FileDescriptor& source, const FileDescriptor& output,
+                                  const VideoExportRequest& request, std::stop_token stop) {
   if (!isPlayable(request.timeMap)) {
-    return workerError(LibraryErrorCode::requestNotSupportedForAsset,
-                       "The video's changes of speed are too many or too great.");
+    return Failure(LibraryErrorCode::requestNotSupportedForAsset,
+                   "The video's changes of speed are too many or too great.");
   }
   const std::array descriptors{source.get(), output.get()};
   const auto done = run<bool>(
       {encodeMessage(requestToMap(request)), descriptors, true, std::move(stop)}, exportDoneReply);
-  return done ? std::nullopt : std::optional(done.error());
+  return done ? Done(Null{}) : done.error();
 }
 
 template <class T>
@@ -153,7 +151,7 @@ Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor, Rep
 template <class T>
 Result<T> MediaWorkerPool::run(const Errand& errand, ReplyReader<T> read) {
   if (errand.message.size() > kMaximumPacketSize) {
-    return workerError(LibraryErrorCode::invalidResource, "The file's name is too long.");
+    return Failure(LibraryErrorCode::invalidResource, "The file's name is too long.");
   }
   Turn turn(*this, errand.isExport ? exportTurns_ : turns_, errand.stop);
   if (errand.stop.stop_requested()) return cancelledError();
@@ -164,7 +162,7 @@ Result<T> MediaWorkerPool::run(const Errand& errand, ReplyReader<T> read) {
   const std::optional<Value> value = decodeMessage(reply->bytes);
   const Map* map = value ? value->as<Map>() : nullptr;
   if (map != nullptr) {
-    std::optional<NSError> refusal = errorFromMap(*map);
+    std::optional<Failure> refusal = errorFromMap(*map);
     std::optional<T> result = refusal ? std::nullopt : read(*map, std::move(reply->descriptor));
     if (refusal || result) turn.keep();
     if (refusal) return *std::move(refusal);
@@ -220,7 +218,7 @@ std::unique_ptr<WorkerProcess> MediaWorkerPool::takeIdle() {
 
 MediaWorkerPool::StartedWorker MediaWorkerPool::startWorker() {
   if (!keeper_.joinable()) {
-    return workerError(LibraryErrorCode::internal, "The system has no thread to spare.");
+    return Failure(LibraryErrorCode::internal, "The system has no thread to spare.");
   }
   StartOrder order;
   const NSLockHolder held(lock_);

@@ -13,10 +13,10 @@
 #include <thread>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/lock.h"
 #include "media_protocol/packet_socket.h"
 #include "media_protocol/wire.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/media/media_service.h"
 #include "platform_linux/media/turn_queue.h"
 #include "platform_linux/media/video_exporter.h"
@@ -57,9 +57,8 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
 
   Result<std::vector<VideoContainer>> exportContainers(const FileDescriptor& source,
                                                        VideoPreset preset) override;
-  std::optional<NSError> exportVideo(const FileDescriptor& source, const FileDescriptor& output,
-                                     const VideoExportRequest& request,
-                                     std::stop_token stop) override;
+  Done exportVideo(const FileDescriptor& source, const FileDescriptor& output,
+                   const VideoExportRequest& request, std::stop_token stop) override;
 
   /// Ends all workers at once; requests under way and those that wait end in an error, as does
   /// every later one. Returns when no call is inside any more and every worker is reaped. One

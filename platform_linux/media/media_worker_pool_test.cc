@@ -37,7 +37,7 @@ Result<MediaProbe> probe(MediaWorkerPool& pool, std::string_view text) {
 /// What the worker reports of itself; for "answer" its process id.
 std::string report(MediaWorkerPool& pool, std::string_view text) {
   const auto result = probe(pool, text);
-  EXPECT_TRUE(result) << result.error().localizedDescription;
+  EXPECT_TRUE(result) << result.error().reason;
   return result ? result->contentIdentifier : "";
 }
 
@@ -56,10 +56,10 @@ Result<ByteBuffer> encode(MediaWorkerPool& pool, std::string_view text) {
   return pool.encode(image(text), ImageFormat::jpeg, 1);
 }
 
-void expectInterrupted(const NSError& error) {
+void expectInterrupted(const Failure& error) {
   EXPECT_EQ(error.domain, kLibraryErrorDomain);
-  EXPECT_EQ(error.code, kInterrupted) << error.localizedDescription;
-  EXPECT_FALSE(error.localizedDescription.empty());
+  EXPECT_EQ(error.code, kInterrupted) << error.reason;
+  EXPECT_FALSE(error.reason.empty());
 }
 
 TEST(MediaWorkerPool, PassesOnWhatAProbeFound) {
@@ -114,7 +114,7 @@ TEST(MediaWorkerPool, PassesOnTheWorkersOwnErrorAndKeepsTheWorker) {
   const std::string worker = report(pool, "answer");
   const auto result = probe(pool, "error");
   ASSERT_FALSE(result);
-  EXPECT_EQ(result.error(), workerError(LibraryErrorCode::invalidResource, "The file is broken."));
+  EXPECT_EQ(result.error(), Failure(LibraryErrorCode::invalidResource, "The file is broken."));
   EXPECT_EQ(report(pool, "answer"), worker);
 }
 
@@ -176,7 +176,7 @@ TEST(MediaWorkerPool, SaysWhichProgramIsMissing) {
   MediaWorkerPool pool({"/nowhere/quorvin-media"});
   const auto result = probe(pool, "answer");
   ASSERT_FALSE(result);
-  EXPECT_EQ(result.error().localizedDescription,
+  EXPECT_EQ(result.error().reason,
             "The media worker program \"/nowhere/quorvin-media\" cannot be started: No such file "
             "or directory.");
   EXPECT_TRUE(children().empty());
@@ -341,7 +341,7 @@ void renderThroughSignals(MediaWorkerPool& pool, int signal) {
       for (int j = 0; j < 25; ++j) {
         const auto result = render(pool, "answer");
         if (!result) {
-          EXPECT_EQ(result.error().code, kInterrupted) << result.error().localizedDescription;
+          EXPECT_EQ(result.error().code, kInterrupted) << result.error().reason;
         }
         if (++calls % 5 != 0) continue;
         const std::vector<pid_t> workers = children();

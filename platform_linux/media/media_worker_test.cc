@@ -48,7 +48,7 @@ RenderedImage gradient() {
 
 FileDescriptor photo(MediaWorkerPool& pool, ImageFormat format) {
   const auto bytes = pool.encode(gradient(), format, 0.9);
-  EXPECT_TRUE(bytes) << bytes.error().localizedDescription;
+  EXPECT_TRUE(bytes) << bytes.error().reason;
   return fileOf(bytes ? bytes->bytes() : std::span<const std::uint8_t>());
 }
 
@@ -63,14 +63,14 @@ TEST(MediaWorker, EncodesProbesAndRendersThroughThePool) {
   MediaWorkerPool pool(options());
   const FileDescriptor file = photo(pool, ImageFormat::jpeg);
   const auto probe = pool.probe(file, "IMG_1.JPG");
-  ASSERT_TRUE(probe) << probe.error().localizedDescription;
+  ASSERT_TRUE(probe) << probe.error().reason;
   EXPECT_EQ(probe->kind, MediaKind::image);
   EXPECT_EQ(probe->uniformTypeIdentifier, "public.jpeg");
   EXPECT_EQ(probe->extension, "jpg");
   EXPECT_EQ(probe->pixelWidth, kWidth);
   EXPECT_EQ(probe->pixelHeight, kHeight);
   const auto image = pool.render(file, toFit(300));
-  ASSERT_TRUE(image) << image.error().localizedDescription;
+  ASSERT_TRUE(image) << image.error().reason;
   EXPECT_EQ((*image)->width(), 300);
   EXPECT_EQ((*image)->height(), 200);
 }
@@ -80,7 +80,7 @@ TEST(MediaWorker, KeepsEveryPixelThroughAPng) {
   RenderRequest original;
   original.fit = RenderRequest::Fit::original;
   const auto image = pool.render(photo(pool, ImageFormat::png), original);
-  ASSERT_TRUE(image) << image.error().localizedDescription;
+  ASSERT_TRUE(image) << image.error().reason;
   const std::size_t size = static_cast<std::size_t>(kWidth * kHeight * 3);
   const MappedMemory kept((*image)->fd(), size, MappedMemory::Access::read);
   const MappedMemory made(gradient().fd(), size, MappedMemory::Access::read);
@@ -94,7 +94,7 @@ TEST(MediaWorker, SaysWhyAFileIsNone) {
   const auto probe = pool.probe(fileOf(text), "IMG_1.JPG");
   ASSERT_FALSE(probe);
   EXPECT_EQ(probe.error().code, static_cast<std::int64_t>(LibraryErrorCode::invalidResource));
-  EXPECT_FALSE(probe.error().localizedDescription.empty());
+  EXPECT_FALSE(probe.error().reason.empty());
 }
 
 /// Some seconds of a moving picture and a tone, made by the ffmpeg program.
@@ -110,9 +110,8 @@ FileDescriptor film(int seconds) {
   return file;
 }
 
-std::optional<NSError> exportTo(MediaWorkerPool& pool, const FileDescriptor& source,
-                                const FileDescriptor& output, VideoPreset preset,
-                                std::stop_token stop = {}) {
+Done exportTo(MediaWorkerPool& pool, const FileDescriptor& source, const FileDescriptor& output,
+              VideoPreset preset, std::stop_token stop = {}) {
   return pool.exportVideo(source, output, {preset, VideoContainer::mpeg4, true, {}},
                           std::move(stop));
 }
@@ -123,13 +122,13 @@ TEST(MediaWorker, ExportsVideosThroughThePool) {
   for (const VideoPreset preset :
        {VideoPreset::passthrough, VideoPreset::highestQuality, VideoPreset::mediumQuality}) {
     const auto containers = pool.exportContainers(source, preset);
-    ASSERT_TRUE(containers) << containers.error().localizedDescription;
+    ASSERT_TRUE(containers) << containers.error().reason;
     EXPECT_EQ(containers->size(), 2U);
     const FileDescriptor output = makeMemoryFile(0);
-    const auto error = exportTo(pool, source, output, preset);
-    ASSERT_FALSE(error) << error->localizedDescription;
+    const auto exported = exportTo(pool, source, output, preset);
+    ASSERT_TRUE(exported) << exported.error().reason;
     const auto probe = pool.probe(output, "film.mp4");
-    ASSERT_TRUE(probe) << probe.error().localizedDescription;
+    ASSERT_TRUE(probe) << probe.error().reason;
     EXPECT_NEAR(probe->duration, 2, 0.01);
     EXPECT_EQ(probe->pixelWidth, preset == VideoPreset::mediumQuality ? 568 : 640);
   }
@@ -148,14 +147,14 @@ TEST(MediaWorker, MayBeKilledInTheMiddleOfAnExport) {
     const FileDescriptor source = film(20);
     const FileDescriptor output = makeMemoryFile(0);
     std::thread exporter([&] {
-      const auto error = exportTo(pool, source, output, VideoPreset::highestQuality);
-      ASSERT_TRUE(error);
-      EXPECT_EQ(error->localizedDescription, "The media worker ended unexpectedly.");
+      const auto exported = exportTo(pool, source, output, VideoPreset::highestQuality);
+      ASSERT_FALSE(exported);
+      EXPECT_EQ(exported.error().reason, "The media worker ended unexpectedly.");
     });
     waitForOutput(output);
     killAndWait(children().front());
     exporter.join();
-    EXPECT_FALSE(exportTo(pool, source, makeMemoryFile(0), VideoPreset::passthrough));
+    EXPECT_TRUE(exportTo(pool, source, makeMemoryFile(0), VideoPreset::passthrough));
   }
   EXPECT_EQ(openDescriptors(), before);
 }
@@ -166,10 +165,10 @@ TEST(MediaWorker, StopsInTheMiddleOfAnExport) {
   const FileDescriptor output = makeMemoryFile(0);
   std::stop_source stop;
   std::thread exporter([&] {
-    const auto error =
+    const auto exported =
         exportTo(pool, source, output, VideoPreset::highestQuality, stop.get_token());
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->localizedDescription, "The export was cancelled.");
+    ASSERT_FALSE(exported);
+    EXPECT_EQ(exported.error().reason, "The export was cancelled.");
   });
   waitForOutput(output);
   stop.request_stop();
@@ -189,7 +188,7 @@ void renderThroughSignals(MediaWorkerPool& pool, const FileDescriptor& file, int
         if (!image) {
           EXPECT_EQ(image.error().code,
                     static_cast<std::int64_t>(LibraryErrorCode::operationInterrupted))
-              << image.error().localizedDescription;
+              << image.error().reason;
         }
         if (++answers % oneIn != 0) continue;
         const std::vector<pid_t> workers = children();

@@ -6,8 +6,8 @@
 #include <stop_token>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "media_protocol/requests.h"
+#include "platform_linux/errors/failure.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
@@ -27,10 +27,8 @@ class VideoExporter {
   /// Writes the whole video to `output`, an empty file that is open for reading and writing; what
   /// stands there after an error is of no use. Ends soon, with the code `userCancelled`, once
   /// `stop` is requested.
-  virtual std::optional<NSError> exportVideo(const FileDescriptor& source,
-                                             const FileDescriptor& output,
-                                             const VideoExportRequest& request,
-                                             std::stop_token stop) = 0;
+  virtual Done exportVideo(const FileDescriptor& source, const FileDescriptor& output,
+                           const VideoExportRequest& request, std::stop_token stop) = 0;
 };
 
 }  // namespace quorvin

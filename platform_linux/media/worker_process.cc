@@ -81,10 +81,10 @@ class SpawnPlan {
   int error_ = 0;
 };
 
-NSError cannotStart(const std::string& program, int error) {
-  return workerError(LibraryErrorCode::internal,
-                     "The media worker program \"" + program + "\" cannot be started: " +
-                         std::error_code(error, std::generic_category()).message() + ".");
+Failure cannotStart(const std::string& program, int error) {
+  return Failure(LibraryErrorCode::internal,
+                 "The media worker program \"" + program + "\" cannot be started: " +
+                     std::error_code(error, std::generic_category()).message() + ".");
 }
 
 /// True when the descriptor becomes readable, or its other end closed, before the deadline.

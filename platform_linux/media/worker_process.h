@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "media_protocol/packet_socket.h"
+#include "platform_linux/errors/failure.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/file_error.h"
+#include "platform_linux/errors/presented.h"
+#include "platform_linux/errors/system_failure.h"
 #include "platform_linux/files/copy_content.h"
 #include "platform_linux/files/side_file.h"
 #include "posix/file_descriptor.h"
@@ -16,10 +16,10 @@ namespace quorvin {
 
 namespace {
 
-NSError sourceError(const StoredResource& resource, int errorNumber) {
-  const bool isMissing = errorNumber == ENOENT || errorNumber == ENOTDIR;
+Failure sourceError(const StoredResource& resource, int errorNumber) {
+  const bool isMissing = meansMissing(errorNumber);
   const std::string name = "The file “" + resource.originalFilename + "” ";
-  return libraryError(
+  return Failure(
       isMissing ? LibraryErrorCode::missingResource : LibraryErrorCode::invalidResource,
       name + (isMissing ? "is missing from the library." : "cannot be read from the library."));
 }
@@ -33,9 +33,8 @@ void LinuxAssetResourceManager::writeDataForAssetResource(
   threads_.add([this, resource = std::move(resource), toFile,
                 completionHandler = std::move(completionHandler)] {
     if (stop_.stop_requested()) return;
-    auto error = copy(*resource, toFile);
-    if (stop_.stop_requested()) return;
-    completionHandler(std::move(error));
+    const Done copied = copy(*resource, toFile);
+    if (!stop_.stop_requested()) completionHandler(presented(copied));
   });
 }
 
@@ -44,33 +43,32 @@ void LinuxAssetResourceManager::shutDown() {
   threads_.shutDown();
 }
 
-std::optional<NSError> LinuxAssetResourceManager::copy(const PHAssetResource& resource,
-                                                       const std::string& toFile) {
+Done LinuxAssetResourceManager::copy(const PHAssetResource& resource, const std::string& toFile) {
   const auto* stored = dynamic_cast<const StoredResource*>(&resource);
   if (stored == nullptr) {
-    return libraryError(LibraryErrorCode::invalidResource,
-                        "“" + resource.originalFilename + "” is no file of this library.");
+    return Failure(LibraryErrorCode::invalidResource,
+                   "“" + resource.originalFilename + "” is no file of this library.");
   }
-  if (auto error = assets_.accessError(*stored)) return error;
+  if (Done access = assets_.accessTo(*stored); !access) return access;
   const FileDescriptor source(::open(stored->path.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat status = {};
   if (!source || ::fstat(source.get(), &status) != 0) return sourceError(*stored, errno);
 
   // Looked at first so that nothing is copied in vain; what comes meanwhile is kept all the same.
   if (struct stat there = {}; ::lstat(toFile.c_str(), &there) == 0) {
-    return savingError(toFile, EEXIST);
+    return savingFailure(toFile, EEXIST);
   }
   SideFile side(toFile);
-  if (side.error() != 0) return savingError(toFile, side.error());
+  if (side.error() != 0) return savingFailure(toFile, side.error());
   if (const auto failure =
           copyContent(source.get(), 0, status.st_size, side.file().get(), stop_.get_token())) {
     return failure->isOfSource ? sourceError(*stored, failure->errorNumber)
-                               : savingError(toFile, failure->errorNumber);
+                               : savingFailure(toFile, failure->errorNumber);
   }
   if (const int error = side.moveIntoPlace(SideFile::Existing::keep); error != 0) {
-    return savingError(toFile, error);
+    return savingFailure(toFile, error);
   }
-  return std::nullopt;
+  return Null{};
 }
 
 }  // namespace quorvin

@@ -10,6 +10,7 @@
 
 #include "core/platform/asset_resources.h"
 #include "platform_linux/dispatch/work_threads.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/fetch/asset_files.h"
 
 namespace quorvin {
@@ -39,7 +40,7 @@ class LinuxAssetResourceManager final : public PHAssetResourceManager {
   void shutDown();
 
  private:
-  std::optional<NSError> copy(const PHAssetResource& resource, const std::string& toFile);
+  Done copy(const PHAssetResource& resource, const std::string& toFile);
 
   AssetFiles& assets_;
   std::stop_source stop_;

@@ -10,8 +10,7 @@
 #include <latch>
 #include <thread>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/file_error.h"
+#include "platform_linux/errors/presented.h"
 #include "testing/platform/testing_library.h"
 
 namespace quorvin {
@@ -20,10 +19,10 @@ namespace {
 /// Files that may be read as the test says.
 class ScriptedFiles final : public AssetFiles {
  public:
-  std::function<std::optional<NSError>()> onAccess = [] { return std::nullopt; };
+  std::function<Done()> onAccess = [] { return Null{}; };
 
   Result<StoredResources> storedResources(const std::string&) override { return StoredResources(); }
-  std::optional<NSError> accessError(const StoredResource&) override { return onAccess(); }
+  Done accessTo(const StoredResource&) override { return onAccess(); }
   TimeMap timeMap(const std::string&) override { return {}; }
 };
 
@@ -116,9 +115,9 @@ TEST_F(LinuxAssetResourceManagerTest, WritesNoResourceOfAnotherLibrary) {
 }
 
 TEST_F(LinuxAssetResourceManagerTest, AsksForAccessAnew) {
-  const NSError refused = libraryError(LibraryErrorCode::accessUserDenied, "No.");
+  const Failure refused(LibraryErrorCode::accessUserDenied, "No.");
   files.onAccess = [&refused] { return refused; };
-  EXPECT_EQ(write(stored("photo"), folder / "copy"), refused);
+  EXPECT_EQ(write(stored("photo"), folder / "copy"), presented(refused));
   EXPECT_FALSE(std::filesystem::exists(folder / "copy"));
 }
 
@@ -147,10 +146,10 @@ TEST_F(LinuxAssetResourceManagerTest, CompletesNothingOnceItIsShutDown) {
   std::atomic<int> completions = 0;
   std::latch underWay(2);
   std::latch mayGoOn(1);
-  files.onAccess = [&underWay, &mayGoOn]() -> std::optional<NSError> {
+  files.onAccess = [&underWay, &mayGoOn]() -> Done {
     underWay.count_down();
     mayGoOn.wait();
-    return std::nullopt;
+    return Null{};
   };
   const auto resource = stored("photo");
   const auto held = std::make_shared<int>();
@@ -179,16 +178,16 @@ TEST(AccessToAResource, IsAskedOfTheLibraryAsItIsNow) {
   const auto resources = test.library->storedResources(asset);
   ASSERT_TRUE(resources);
   const StoredResource& resource = *resources->front();
-  const auto codeOf = [](const std::optional<NSError>& error) { return error ? error->code : 0; };
-  EXPECT_EQ(codeOf(test.library->accessError(resource)), 0);
-  EXPECT_EQ(codeOf(test.open(PHAuthorizationStatus::denied)->accessError(resource)), 3311);
-  EXPECT_EQ(codeOf(test.open(PHAuthorizationStatus::restricted)->accessError(resource)), 3310);
+  const auto codeOf = [](const Done& access) { return access ? 0 : access.error().code; };
+  EXPECT_EQ(codeOf(test.library->accessTo(resource)), 0);
+  EXPECT_EQ(codeOf(test.open(PHAuthorizationStatus::denied)->accessTo(resource)), 3311);
+  EXPECT_EQ(codeOf(test.open(PHAuthorizationStatus::restricted)->accessTo(resource)), 3310);
   const auto limited = test.open(PHAuthorizationStatus::limited);
-  EXPECT_EQ(codeOf(limited->accessError(resource)), 3303);
+  EXPECT_EQ(codeOf(limited->accessTo(resource)), 3303);
   test.gardener.run("INSERT INTO limited_selection SELECT id FROM assets");
-  EXPECT_EQ(codeOf(limited->accessError(resource)), 0);
+  EXPECT_EQ(codeOf(limited->accessTo(resource)), 0);
   test.gardener.run("UPDATE assets SET trashed_ns = 1");
-  EXPECT_EQ(codeOf(test.library->accessError(resource)), 3303);
+  EXPECT_EQ(codeOf(test.library->accessTo(resource)), 3303);
 }
 
 }  // namespace

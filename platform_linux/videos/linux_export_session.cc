@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/file_error.h"
+#include "platform_linux/errors/presented.h"
+#include "platform_linux/errors/system_failure.h"
 #include "platform_linux/files/side_file.h"
 
 namespace quorvin {
@@ -17,35 +17,11 @@ namespace {
 
 using Status = AVAssetExportSessionStatus;
 
-std::string_view titleOf(MediaErrorCode code) {
-  switch (code) {
-    case MediaErrorCode::unknown:
-      return "The operation could not be completed";
-    case MediaErrorCode::cannotDecode:
-      return "Cannot Decode";
-    case MediaErrorCode::cannotSave:
-      return "Cannot Save";
-    case MediaErrorCode::cannotOpen:
-      return "Cannot Open";
-    case MediaErrorCode::operationStopped:
-      return "Operation Stopped";
-    case MediaErrorCode::operationInterrupted:
-      return "Operation Interrupted";
-  }
-  return "";
+Failure cannotSave(const std::string& path, int errorNumber) {
+  return {MediaErrorCode::cannotSave, savingFailure(path, errorNumber).reason};
 }
 
-NSError exportError(MediaErrorCode code, const std::string& reason) {
-  return {std::string(kMediaErrorDomain), static_cast<std::int64_t>(code),
-          std::string(titleOf(code)) + ": " + reason};
-}
-
-NSError cannotSave(const std::string& path, int errorNumber) {
-  return exportError(MediaErrorCode::cannotSave,
-                     savingError(path, errorNumber).localizedDescription);
-}
-
-MediaErrorCode mediaCodeOf(const NSError& error) {
+MediaErrorCode mediaCodeOf(const Failure& error) {
   switch (static_cast<LibraryErrorCode>(error.code)) {
     case LibraryErrorCode::invalidResource:
       return MediaErrorCode::cannotDecode;
@@ -95,13 +71,13 @@ AVAssetExportSessionStatus LinuxExportSession::status() const {
 
 std::optional<NSError> LinuxExportSession::error() const {
   const NSLockHolder held(lock_);
-  return error_;
+  return presented(done_);
 }
 
-void LinuxExportSession::set(AVAssetExportSessionStatus status, std::optional<NSError> error) {
+void LinuxExportSession::set(AVAssetExportSessionStatus status, Done done) {
   const NSLockHolder held(lock_);
   status_ = status;
-  error_ = std::move(error);
+  done_ = std::move(done);
 }
 
 void LinuxExportSession::exportAsynchronously(std::function<void()> completionHandler) {
@@ -125,20 +101,19 @@ void LinuxExportSession::exportAsynchronously(std::function<void()> completionHa
 
 void LinuxExportSession::run() {
   const std::stop_callback cancelToo(place_.shutDown, [this] { stop_.request_stop(); });
-  const NSError cancelled =
-      exportError(MediaErrorCode::operationStopped, "The export was cancelled.");
+  const Failure cancelled(MediaErrorCode::operationStopped, "The export was cancelled.");
   if (stop_.stop_requested()) return set(Status::cancelled, cancelled);
   set(Status::exporting);
-  auto error = exportFile();
-  if (!error) return set(Status::completed);
+  Done done = exportFile();
+  if (done) return set(Status::completed);
   if (stop_.stop_requested()) return set(Status::cancelled, cancelled);
-  set(Status::failed, std::move(error));
+  set(Status::failed, std::move(done));
 }
 
-std::optional<NSError> LinuxExportSession::exportFile() {
+Done LinuxExportSession::exportFile() {
   if (std::ranges::find(source_.containers, container_) == source_.containers.end()) {
-    return exportError(MediaErrorCode::operationStopped,
-                       "The preset does not write files of this type.");
+    return Failure(MediaErrorCode::operationStopped,
+                   "The preset does not write files of this type.");
   }
   // Looked at first so that nothing is encoded in vain; what comes meanwhile is kept all the same.
   if (struct stat there = {}; ::lstat(outputPath_.c_str(), &there) == 0) {
@@ -150,15 +125,15 @@ std::optional<NSError> LinuxExportSession::exportFile() {
                                       .container = container_,
                                       .indexFirst = indexFirst_,
                                       .timeMap = source_.timeMap};
-  const auto failure =
+  const Done exported =
       place_.exporter.exportVideo(source_.file, side.file(), request, stop_.get_token());
-  if (failure) return exportError(mediaCodeOf(*failure), failure->localizedDescription);
+  if (!exported) return Failure(mediaCodeOf(exported.error()), exported.error().reason);
   if (const int error = side.sync(); error != 0) return cannotSave(outputPath_, error);
   if (stop_.stop_requested()) return cannotSave(outputPath_, ECANCELED);
   if (const int error = side.moveIntoPlace(SideFile::Existing::keep); error != 0) {
     return cannotSave(outputPath_, error);
   }
-  return std::nullopt;
+  return Null{};
 }
 
 void LinuxExportSession::failAfterTheFirst() {
@@ -166,7 +141,7 @@ void LinuxExportSession::failAfterTheFirst() {
   // The first is not behind this one, so some thread has it.
   while (!isOver_) over_.wait(lock_);
   status_ = Status::failed;
-  error_ = exportError(MediaErrorCode::operationStopped, "A session exports only once.");
+  done_ = Failure(MediaErrorCode::operationStopped, "A session exports only once.");
 }
 
 }  // namespace quorvin

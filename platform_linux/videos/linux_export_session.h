@@ -14,20 +14,11 @@
 #include "core/platform/media.h"
 #include "media_protocol/time_map.h"
 #include "platform_linux/dispatch/work_threads.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/media/video_exporter.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
-
-/// Codes of `kMediaErrorDomain`.
-enum class MediaErrorCode : std::int64_t {
-  unknown = -11800,
-  cannotDecode = -11821,
-  cannotSave = -11823,
-  cannotOpen = -11829,
-  operationStopped = -11838,
-  operationInterrupted = -11847,
-};
 
 /// Who exports, and on which threads. All of it outlives the session.
 struct ExportPlace {
@@ -68,10 +59,9 @@ class LinuxExportSession final : public AVAssetExportSession,
 
  private:
   void run() QUORVIN_EXCLUDES(lock_);
-  std::optional<NSError> exportFile();
+  Done exportFile();
   void failAfterTheFirst() QUORVIN_EXCLUDES(lock_);
-  void set(AVAssetExportSessionStatus status, std::optional<NSError> error = {})
-      QUORVIN_EXCLUDES(lock_);
+  void set(AVAssetExportSessionStatus status, Done done = Null{}) QUORVIN_EXCLUDES(lock_);
 
   const ExportPlace place_;
   const ExportSource source_;
@@ -88,7 +78,7 @@ class LinuxExportSession final : public AVAssetExportSession,
   bool isOver_ QUORVIN_GUARDED_BY(lock_) = false;  ///< the first start's handler has returned
   AVAssetExportSessionStatus status_ QUORVIN_GUARDED_BY(lock_) =
       AVAssetExportSessionStatus::unknown;
-  std::optional<NSError> error_ QUORVIN_GUARDED_BY(lock_);
+  Done done_ QUORVIN_GUARDED_BY(lock_) = Null{};
 };
 
 }  // namespace quorvin

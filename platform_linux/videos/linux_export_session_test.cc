@@ -89,7 +89,7 @@ TEST_F(ExportTest, TellsWhyTheExporterFailedAndLeavesNothing) {
        }) {
     exporter.onExport = [&each](const FileDescriptor& output, const std::stop_token&) {
       ScriptedExporter::writeText(output, "half");
-      return ScriptedExporter::failure(each.code, "This is why.");
+      return Failure(each.code, "This is why.");
     };
     expectFailure(*sessionTo("out.mov"), each.expected, std::string(each.title) + ": This is why.");
     EXPECT_TRUE(others().empty());
@@ -170,7 +170,7 @@ TEST_F(ExportTest, FailsOnAFullVolumeWithoutAFile) {
   exporter.onExport = [](const FileDescriptor& output, const std::stop_token&) {
     const std::vector<std::uint8_t> bytes(100'000);
     EXPECT_NE(writeAll(output.get(), bytes), 0);
-    return ScriptedExporter::failure(LibraryErrorCode::notEnoughSpace, "There is no space left.");
+    return Failure(LibraryErrorCode::notEnoughSpace, "There is no space left.");
   };
   auto exported = session();
   exported->setOutputURL(volume / "out.mov");

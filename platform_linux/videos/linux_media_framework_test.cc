@@ -42,7 +42,7 @@ TEST_F(ExportTest, KnowsThreePresets) {
 TEST_F(ExportTest, HasNoSessionForWhatCannotBeExported) {
   exporter.containers = std::vector<VideoContainer>();
   EXPECT_EQ(session(), nullptr);
-  exporter.containers = ScriptedExporter::failure(LibraryErrorCode::invalidResource, "No.");
+  exporter.containers = Failure(LibraryErrorCode::invalidResource, "No.");
   EXPECT_EQ(session(), nullptr);
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 #include "media_worker/export/export.h"
 #include "testing/media/pictures.h"
@@ -25,8 +26,8 @@ std::string nameOf(const FileDescriptor& file);
 
 struct Exported {
   FileDescriptor file;
-  std::optional<NSError> error;
-  std::string reason() const { return error ? error->localizedDescription : ""; }
+  std::optional<Failure> error;
+  std::string reason() const { return error ? error->reason : ""; }
 };
 Exported exported(const FileDescriptor& source, VideoPreset preset,
                   VideoContainer container = VideoContainer::quickTime, const TimeMap& map = {},

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/platform/foundation.h"
+#include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
 #include "testing/media/heif_pictures.h"
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/presented.h"
 #include "platform_linux/library/changes/library_changes.h"
 #include "testing/platform/testing_library.h"
 #include "testing/platform/testing_media.h"

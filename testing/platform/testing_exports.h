@@ -18,7 +18,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/presented.h"
 #include "platform_linux/files/copy_content.h"
 #include "platform_linux/videos/linux_export_session.h"
 #include "platform_linux/videos/linux_media_framework.h"
@@ -29,8 +29,7 @@ namespace quorvin {
 /// Writes what the test says. Any thread once it is scripted.
 class ScriptedExporter final : public VideoExporter {
  public:
-  using Export = std::function<std::optional<NSError>(const FileDescriptor& output,
-                                                      const std::stop_token& stop)>;
+  using Export = std::function<Done(const FileDescriptor& output, const std::stop_token& stop)>;
 
   Result<std::vector<VideoContainer>> containers =
       std::vector{VideoContainer::quickTime, VideoContainer::mpeg4};
@@ -38,12 +37,9 @@ class ScriptedExporter final : public VideoExporter {
     return writeText(output, "video");
   };
 
-  static std::optional<NSError> writeText(const FileDescriptor& output, const std::string& text) {
+  static Done writeText(const FileDescriptor& output, const std::string& text) {
     writeAll(output.get(), {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-    return std::nullopt;
-  }
-  static NSError failure(LibraryErrorCode code, const std::string& sentence) {
-    return {std::string(kMediaErrorDomain), static_cast<std::int64_t>(code), sentence};
+    return Null{};
   }
 
   Result<std::vector<VideoContainer>> exportContainers(const FileDescriptor&,
@@ -51,9 +47,8 @@ class ScriptedExporter final : public VideoExporter {
     presets.push_back(preset);
     return containers;
   }
-  std::optional<NSError> exportVideo(const FileDescriptor& source, const FileDescriptor& output,
-                                     const VideoExportRequest& request,
-                                     std::stop_token stop) override {
+  Done exportVideo(const FileDescriptor& source, const FileDescriptor& output,
+                   const VideoExportRequest& request, std::stop_token stop) override {
     {
       const std::lock_guard guard(mutex_);
       requests.push_back(request);
@@ -76,15 +71,12 @@ class ScriptedExporter final : public VideoExporter {
 class Gate {
  public:
   ScriptedExporter::Export passing() {
-    return [this](const FileDescriptor& output, const std::stop_token& stop) {
+    return [this](const FileDescriptor& output, const std::stop_token& stop) -> Done {
       std::unique_lock guard(mutex_);
       ++arrived_;
       changed_.notify_all();
       changed_.wait(guard, stop, [this] { return isOpen_; });
-      if (!isOpen_) {
-        return std::optional(
-            ScriptedExporter::failure(LibraryErrorCode::userCancelled, "It was cancelled."));
-      }
+      if (!isOpen_) return Failure(LibraryErrorCode::userCancelled, "It was cancelled.");
       return ScriptedExporter::writeText(output, "video");
     };
   }

@@ -20,7 +20,7 @@
 #include "core/platform/images.h"
 #include "media_protocol/sealed_memory.h"
 #include "media_protocol/wire.h"
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/presented.h"
 #include "platform_linux/library/fetch/asset_files.h"
 #include "platform_linux/media/media_service.h"
 
@@ -103,17 +103,17 @@ class StoredFiles final : public AssetFiles {
                                                                        path(name), orientation));
   }
   void play(const std::string& asset, TimeMap map) { maps_[asset] = std::move(map); }
-  void refuse(NSError error) { refusal_ = std::move(error); }
+  void refuse(Failure failure) { access_ = std::move(failure); }
 
   Result<StoredResources> storedResources(const std::string& localIdentifier) override {
-    if (refusal_) return *refusal_;
+    if (!access_) return access_.error();
     const auto found = resources_.find(localIdentifier);
     if (found == resources_.end()) {
-      return libraryError(LibraryErrorCode::missingResource, "The asset is gone.");
+      return Failure(LibraryErrorCode::missingResource, "The asset is gone.");
     }
     return found->second;
   }
-  std::optional<NSError> accessError(const StoredResource&) override { return refusal_; }
+  Done accessTo(const StoredResource&) override { return access_; }
   TimeMap timeMap(const std::string& localIdentifier) override {
     const auto found = maps_.find(localIdentifier);
     return found == maps_.end() ? TimeMap() : found->second;
@@ -123,7 +123,7 @@ class StoredFiles final : public AssetFiles {
   std::filesystem::path folder_;
   std::map<std::string, StoredResources> resources_;
   std::map<std::string, TimeMap> maps_;
-  std::optional<NSError> refusal_;
+  Done access_ = Null{};
 };
 
 inline std::shared_ptr<const PHAsset> assetOf(PHAssetMediaType type, std::string identifier = "A",

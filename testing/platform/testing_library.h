@@ -115,7 +115,7 @@ struct TestLibrary {
   std::unique_ptr<Library> open(
       std::optional<PHAuthorizationStatus> status = PHAuthorizationStatus::authorized) {
     auto opened = Library::open({.path = folder / "library", .authorization = status});
-    if (!opened) std::fprintf(stderr, "%s\n", opened.error().localizedDescription.c_str());
+    if (!opened) std::fprintf(stderr, "%s\n", opened.error().reason.c_str());
     return opened ? *std::move(opened) : nullptr;
   }
 

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/media/media_service.h"
 
 namespace quorvin {
@@ -46,8 +46,7 @@ class ScriptedMedia final : public MediaService {
       probe.extension = "mp3";
       probe.duration = 9;
     } else {
-      return libraryError(LibraryErrorCode::invalidResource,
-                          "It is not a photo, video or audio file.");
+      return Failure(LibraryErrorCode::invalidResource, "It is not a photo, video or audio file.");
     }
     probe.pixelWidth = probe.kind == MediaKind::audio ? 0 : 40;
     probe.pixelHeight = probe.kind == MediaKind::audio ? 0 : 30;
@@ -57,10 +56,10 @@ class ScriptedMedia final : public MediaService {
 
   Result<std::shared_ptr<const RenderedImage>> render(const FileDescriptor&,
                                                       const RenderRequest&) override {
-    return libraryError(LibraryErrorCode::internal, "Nothing is rendered here.");
+    return Failure(LibraryErrorCode::internal, "Nothing is rendered here.");
   }
   Result<ByteBuffer> encode(const RenderedImage&, ImageFormat, double) override {
-    return libraryError(LibraryErrorCode::internal, "Nothing is encoded here.");
+    return Failure(LibraryErrorCode::internal, "Nothing is encoded here.");
   }
 
  private:

@@ -80,7 +80,7 @@ TEST(KilledProcess, LosesNoAnsweredChangeAndLeavesNoneInPart) {
         EXPECT_EQ(findingsIn(library), "");
       }
       const auto state = readState(library);
-      ASSERT_TRUE(state) << state.error().localizedDescription;
+      ASSERT_TRUE(state) << state.error().reason;
       ledger.compare(*state);
       EXPECT_EQ(findingsIn(library), "");
     }

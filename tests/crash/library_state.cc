@@ -52,7 +52,7 @@ Result<LibraryState> readState(const std::string& path) {
 
 std::string findingsIn(const std::string& library) {
   const auto report = checkLibrary(library, {});
-  if (!report) return report.error().localizedDescription;
+  if (!report) return report.error().reason;
   std::string findings;
   for (const LibraryFinding& finding : report->findings) findings += finding.sentence + "\n";
   return findings;

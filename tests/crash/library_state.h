@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 namespace {
@@ -11,8 +11,8 @@ constexpr std::size_t kIdleConnections = 8;
 
 }  // namespace
 
-NSError catalogueUnreadable() {
-  return libraryError(LibraryErrorCode::internal, "The catalogue cannot be read.");
+Failure catalogueUnreadable() {
+  return Failure(LibraryErrorCode::internal, "The catalogue cannot be read.");
 }
 
 bool writeStatus(Database& database, PHAuthorizationStatus status) {
@@ -121,8 +121,7 @@ std::shared_ptr<const Overview> Catalogue::readOverview(std::int64_t version) {
   return overview;
 }
 
-Result<Null> Catalogue::change(const std::function<Result<Null>(Database&)>& body,
-                               bool* isUncertain) {
+Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncertain) {
   NSLockHolder holder(writerLock_);
   const auto lock = LibraryLock::acquire(folder_.lockFile(), LibraryLock::Area::writer,
                                          LibraryLock::Mode::exclusive);
@@ -140,7 +139,7 @@ Result<Null> Catalogue::change(const std::function<Result<Null>(Database&)>& bod
     return outcome;
   }
   if (writer_->prepare("COMMIT").run()) return outcome;
-  const NSError error = writer_->lastError(failure);
+  const Failure error = writer_->lastError(failure);
   writer_->execute("ROLLBACK");
   const bool isSettled = writer_->settleLog();
   if (isUncertain != nullptr) *isUncertain = !isSettled;

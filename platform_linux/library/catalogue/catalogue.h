@@ -10,10 +10,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/lock.h"
 #include "core/platform/photo_library.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/listing_cache.h"
@@ -38,7 +38,7 @@ struct Overview {
 };
 
 /// What is told when no more is known than that reading failed.
-NSError catalogueUnreadable();
+Failure catalogueUnreadable();
 
 /// Keeps the status for all openers without one of their own. Inside a change. False when writing
 /// failed.
@@ -83,8 +83,7 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   /// Runs `body` as one durable transaction, as the only writer of all processes. What it returns
   /// decides: an error rolls back. Waits a few seconds for another writer. `isUncertain`, if given,
   /// becomes true when the change failed in such a way that the next opening may yet find it done.
-  Result<Null> change(const std::function<Result<Null>(Database&)>& body,
-                      bool* isUncertain = nullptr);
+  Done change(const std::function<Done(Database&)>& body, bool* isUncertain = nullptr);
 
  private:
   std::unique_ptr<Database> borrow();

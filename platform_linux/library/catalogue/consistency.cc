@@ -3,6 +3,7 @@
 #include <array>
 #include <string_view>
 
+#include "platform_linux/errors/presented.h"
 #include "platform_linux/library/catalogue/sql_text.h"
 
 namespace quorvin {
@@ -52,7 +53,9 @@ Texts texts(Database& database, std::string_view statement) {
   Texts found;
   Statement rows = database.prepare(statement);
   while (rows.next()) found.emplace_back(rows.text(0));
-  if (rows.failed()) found.emplace_back(database.lastError("It cannot be read").description());
+  if (rows.failed()) {
+    found.push_back(presented(database.lastError("It cannot be read")).description());
+  }
   return found;
 }
 

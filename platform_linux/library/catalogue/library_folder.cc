@@ -9,8 +9,8 @@
 #include <string_view>
 #include <system_error>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/system_error.h"
+#include "platform_linux/errors/failure.h"
+#include "platform_linux/errors/system_failure.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
@@ -18,9 +18,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-NSError notALibrary(const LibraryFolder& folder, const std::string& why) {
-  return libraryError(LibraryErrorCode::invalidResource,
-                      "The folder “" + folder.root + "” is not a photo library: " + why + ".");
+Failure notALibrary(const LibraryFolder& folder, const std::string& why) {
+  return Failure(LibraryErrorCode::invalidResource,
+                 "The folder “" + folder.root + "” is not a photo library: " + why + ".");
 }
 
 bool isEmptyFolder(const fs::path& path) {
@@ -44,7 +44,7 @@ Result<LibraryFolder> libraryFolderAt(const std::string& path) {
   std::error_code error;
   const fs::path absolute = fs::absolute(path, error).lexically_normal();
   if (path.empty() || error) {
-    return libraryError(LibraryErrorCode::invalidResource, "A library needs the path of a folder.");
+    return Failure(LibraryErrorCode::invalidResource, "A library needs the path of a folder.");
   }
   std::string root = absolute.string();
   while (root.size() > 1 && root.back() == '/') root.pop_back();
@@ -56,13 +56,13 @@ Result<FolderState> folderState(const LibraryFolder& folder) {
   const fs::file_status status = fs::status(folder.root, error);
   if (status.type() == fs::file_type::not_found) return FolderState::missing;
   const std::string unreadable = "The library “" + folder.root + "” cannot be read";
-  if (error) return systemError(unreadable, error.value());
+  if (error) return systemFailure(unreadable, error.value());
   if (!fs::is_directory(status)) {
-    return libraryError(LibraryErrorCode::invalidResource,
-                        "“" + folder.root + "” is not a folder, so it cannot be a photo library.");
+    return Failure(LibraryErrorCode::invalidResource,
+                   "“" + folder.root + "” is not a folder, so it cannot be a photo library.");
   }
   fs::directory_iterator entries(folder.root, error);
-  if (error) return systemError(unreadable, error.value());
+  if (error) return systemFailure(unreadable, error.value());
   std::string strange;
   bool hasCatalogue = false;
   for (; entries != fs::directory_iterator(); entries.increment(error)) {
@@ -70,7 +70,7 @@ Result<FolderState> folderState(const LibraryFolder& folder) {
     if (!isLeftByCreation(*entries)) strange = entries->path().filename().string();
     if (error) break;
   }
-  if (error) return systemError(unreadable, error.value());
+  if (error) return systemFailure(unreadable, error.value());
   if (hasCatalogue) return FolderState::catalogue;
   if (strange == "originals" || strange == "recovered") {
     return notALibrary(folder, "it holds originals, but its catalogue “library.sqlite” is missing");
@@ -81,17 +81,17 @@ Result<FolderState> folderState(const LibraryFolder& folder) {
   return FolderState::empty;
 }
 
-Result<Null> makeFolders(const LibraryFolder& folder) {
+Done makeFolders(const LibraryFolder& folder) {
   std::error_code error;
   const std::string failure = "The library “" + folder.root + "” cannot be written to";
   for (const std::string& path :
        {folder.root, folder.originals(), folder.derivatives(), folder.incoming()}) {
     fs::create_directories(path, error);
-    if (error) return systemError(failure, error.value());
+    if (error) return systemFailure(failure, error.value());
   }
   const FileDescriptor lock(
       ::open(folder.lockFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644));
-  if (!lock) return systemError(failure, errno);
+  if (!lock) return systemFailure(failure, errno);
   return Null{};
 }
 

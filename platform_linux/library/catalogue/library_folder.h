@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 
@@ -30,7 +30,7 @@ enum class FolderState {
 Result<FolderState> folderState(const LibraryFolder& folder);
 
 /// Makes the folders and the lock file where they are missing.
-Result<Null> makeFolders(const LibraryFolder& folder);
+Done makeFolders(const LibraryFolder& folder);
 
 /// The path, absolute and without "." and ".." parts; an error for an empty one.
 Result<LibraryFolder> libraryFolderAt(const std::string& path);

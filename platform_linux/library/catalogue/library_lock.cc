@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 namespace {
@@ -37,7 +37,7 @@ Result<LibraryLock> LibraryLock::acquire(const std::string& lockFile, Area area,
   for (;;) {
     if (auto lock = tryAcquire(lockFile, area, mode)) return *std::move(lock);
     if (std::chrono::steady_clock::now() >= deadline) {
-      return libraryError(
+      return Failure(
           LibraryErrorCode::operationInterrupted,
           "The library is in use by another program, which holds the lock “" + lockFile + "”.");
     }

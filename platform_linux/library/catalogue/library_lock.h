@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "core/platform/foundation.h"
+#include "platform_linux/errors/failure.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {

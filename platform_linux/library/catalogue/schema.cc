@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/identifiers.h"
 #include "platform_linux/library/catalogue/sqlite.h"
 
@@ -222,7 +222,7 @@ Result<CatalogueState> catalogueState(Database& database) {
   return *version == kSchemaVersion ? CatalogueState::current : CatalogueState::older;
 }
 
-Result<Null> migrate(Database& database) {
+Done migrate(Database& database) {
   const std::string failure = "The catalogue cannot be set up";
   // Stays with the file; it cannot be changed inside a transaction.
   if (!database.execute("PRAGMA journal_mode=WAL") || !database.execute("BEGIN IMMEDIATE")) {
@@ -236,7 +236,7 @@ Result<Null> migrate(Database& database) {
   done = done && database.execute("PRAGMA user_version=" + std::to_string(kSchemaVersion)) &&
          database.execute("COMMIT");
   if (done) return Null{};
-  const NSError error = database.lastError(failure);
+  const Failure error = database.lastError(failure);
   database.execute("ROLLBACK");
   return error;
 }

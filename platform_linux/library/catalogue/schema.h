@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 
@@ -27,6 +27,6 @@ Result<CatalogueState> catalogueState(Database& database);
 
 /// Brings an empty or older catalogue to the present version, in one transaction. The caller holds
 /// the writer lock.
-Result<Null> migrate(Database& database);
+Done migrate(Database& database);
 
 }  // namespace quorvin

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 namespace {
@@ -217,12 +217,12 @@ bool Database::isDamaged() const {
   return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
 }
 
-NSError Database::lastError(std::string_view sentence) const {
+Failure Database::lastError(std::string_view sentence) const {
   const int code = sqlite3_errcode(connection_) & 0xFF;
   LibraryErrorCode told = LibraryErrorCode::internal;
   if (code == SQLITE_FULL) told = LibraryErrorCode::notEnoughSpace;
   if (code == SQLITE_BUSY) told = LibraryErrorCode::operationInterrupted;
-  return libraryError(told, std::string(sentence) + ": " + sqlite3_errmsg(connection_) + ".");
+  return Failure(told, std::string(sentence) + ": " + sqlite3_errmsg(connection_) + ".");
 }
 
 std::string listOfRows(const std::vector<std::int64_t>& rows) {

@@ -12,8 +12,8 @@
 #include <variant>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -102,7 +102,7 @@ class Database {
   std::int64_t lastInsertedRow() const;
   int changedRows() const;
   /// The last failure, as the library tells it: out of space, locked, damaged or else.
-  NSError lastError(std::string_view sentence) const;
+  Failure lastError(std::string_view sentence) const;
   /// After a commit that failed: part of it may stand in the log, whole, and would count when the
   /// log is next read from its start. Makes it void by writing on in its place. What is read
   /// afterwards is what will be read ever after. False when that could not be made durable either.

@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/asset_date.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
 
@@ -44,14 +44,14 @@ bool trashAssets(Database& database, const std::string& rows) {
   return trash.bind(presentTime(), rows).run() && settleBursts(database, bursts);
 }
 
-Result<Null> restoreAssets(Database& database, std::span<const std::string> identifiers) {
+Done restoreAssets(Database& database, std::span<const std::string> identifiers) {
   std::vector<std::int64_t> rows;
   for (const std::string& identifier : identifiers) {
     Statement find =
         database.prepare("SELECT id FROM assets WHERE ident = ? AND trashed_ns IS NOT NULL");
     if (!find.bind(identifier).next()) {
-      return libraryError(LibraryErrorCode::identifierNotFound,
-                          "The asset “" + identifier + "” is not in the trash.");
+      return Failure(LibraryErrorCode::identifierNotFound,
+                     "The asset “" + identifier + "” is not in the trash.");
     }
     rows.push_back(find.integer(0));
   }

@@ -13,6 +13,7 @@
 #include "core/platform/foundation.h"
 #include "core/platform/photo_library.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/sqlite.h"
 
 namespace quorvin {
@@ -27,7 +28,7 @@ std::int64_t presentTime();
 bool trashAssets(Database& database, const std::string& rows);
 
 /// Brings these assets back, all of them or, when one is not in the trash, none. Inside a change.
-Result<Null> restoreAssets(Database& database, std::span<const std::string> identifiers);
+Done restoreAssets(Database& database, std::span<const std::string> identifiers);
 
 struct TrashedAsset {
   std::string localIdentifier;

@@ -6,39 +6,35 @@
 #include <system_error>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/system_error.h"
+#include "platform_linux/errors/failure.h"
+#include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/changes/change_transaction.h"
 #include "platform_linux/library/originals/file_content.h"
 
 namespace quorvin {
 namespace {
 
-bool hasCode(const NSError& error, LibraryErrorCode code) {
-  return error.code == static_cast<std::int64_t>(code);
-}
-
 // "The file “NAME” cannot be saved: REASON."
-NSError cannotSave(const std::string& path, LibraryErrorCode code, std::string reason) {
+Failure cannotSave(const std::string& path, LibraryErrorCode code, std::string reason) {
   // The reason goes on in the same sentence.
   if (reason.size() > 1 && std::islower(static_cast<unsigned char>(reason[1])) != 0) {
     reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
   }
   const std::string name = std::filesystem::path(path).filename().string();
-  return libraryError(
+  return Failure(
       code, "The file “" + validUtf8(name.empty() ? path : name) + "” cannot be saved: " + reason);
 }
 
-NSError cannotSave(const std::string& path, const NSError& error) {
-  return cannotSave(path, static_cast<LibraryErrorCode>(error.code), reasonOf(error));
+Failure cannotSave(const std::string& path, const Failure& failure) {
+  return cannotSave(path, static_cast<LibraryErrorCode>(failure.code), failure.reason);
 }
 
 // Of a file that cannot be opened: whatever the system said, it is either missing or no good.
-NSError cannotRead(const std::string& path, const NSError& error) {
-  if (hasCode(error, LibraryErrorCode::missingResource)) {
+Failure cannotRead(const std::string& path, const Failure& error) {
+  if (error.is(LibraryErrorCode::missingResource)) {
     return cannotSave(path, LibraryErrorCode::missingResource, "There is no such file.");
   }
-  return cannotSave(path, LibraryErrorCode::invalidResource, reasonOf(error));
+  return cannotSave(path, LibraryErrorCode::invalidResource, error.reason);
 }
 
 const char* nameOf(MediaKind kind) {
@@ -78,11 +74,11 @@ std::size_t ChangeApplier::countDeletions(const std::vector<ChangeRequest>& requ
   return count.bind(list).next() ? static_cast<std::size_t>(count.integer(0)) : 0;
 }
 
-std::optional<NSError> ChangeApplier::apply(const std::vector<ChangeRequest>& requests,
-                                            PHAuthorizationStatus status) {
-  if (requests.empty()) return std::nullopt;
+Done ChangeApplier::apply(const std::vector<ChangeRequest>& requests,
+                          PHAuthorizationStatus status) {
+  if (requests.empty()) return Null{};
   std::vector<Creation> creations;
-  Result<Null> done = Null{};
+  Done done = Null{};
   bool isUncertain = false;
   if (needsStaging(requests)) {
     done = makeReady();
@@ -105,8 +101,7 @@ std::optional<NSError> ChangeApplier::apply(const std::vector<ChangeRequest>& re
       staging_.reset();
     }
   }
-  if (done) return std::nullopt;
-  return done.error();
+  return done;
 }
 
 bool ChangeApplier::removeFiles(const std::vector<Creation>& creations) {
@@ -118,13 +113,12 @@ bool ChangeApplier::removeFiles(const std::vector<Creation>& creations) {
   return gone;
 }
 
-Result<Null> ChangeApplier::store(Database& database, const std::vector<ChangeRequest>& requests,
-                                  const std::vector<Creation>& creations,
-                                  PHAuthorizationStatus status) {
+Done ChangeApplier::store(Database& database, const std::vector<ChangeRequest>& requests,
+                          const std::vector<Creation>& creations, PHAuthorizationStatus status) {
   ChangeTransaction transaction(database, status);
   auto creation = creations.begin();
   for (const ChangeRequest& request : requests) {
-    Result<Null> stored = Null{};
+    Done stored = Null{};
     if (const auto* asset = std::get_if<CreateAsset>(&request)) {
       stored = transaction.createAsset(asset->identifier, creation->file, creation->main,
                                        creation->pairedVideo);
@@ -141,7 +135,7 @@ Result<Null> ChangeApplier::store(Database& database, const std::vector<ChangeRe
   return transaction.finish();
 }
 
-Result<Null> ChangeApplier::makeReady() {
+Done ChangeApplier::makeReady() {
   std::error_code error;
   if (copies_ != nullptr && std::filesystem::is_directory(staging_->path(), error)) return Null{};
   copies_.reset();
@@ -153,8 +147,8 @@ Result<Null> ChangeApplier::makeReady() {
   return Null{};
 }
 
-Result<Null> ChangeApplier::copyFiles(const std::vector<ChangeRequest>& requests,
-                                      std::vector<Creation>& creations) {
+Done ChangeApplier::copyFiles(const std::vector<ChangeRequest>& requests,
+                              std::vector<Creation>& creations) {
   for (const ChangeRequest& request : requests) {
     const auto* create = std::get_if<CreateAsset>(&request);
     if (create == nullptr) continue;
@@ -195,7 +189,7 @@ Result<ChangeApplier::Creation> ChangeApplier::copyFile(const CreateAsset& reque
   creation.main = *std::move(main);
   if (creation.file.probe.embeddedMovieLength > 0) {
     auto movie = copies_->copyEmbeddedMovie(creation.file, uuid);
-    if (!movie && hasCode(movie.error(), LibraryErrorCode::notEnoughSpace)) {
+    if (!movie && movie.error().is(LibraryErrorCode::notEnoughSpace)) {
       OriginalCopies::remove(creation.main);
       return cannotSave(request.path, movie.error());
     }
@@ -205,7 +199,7 @@ Result<ChangeApplier::Creation> ChangeApplier::copyFile(const CreateAsset& reque
   return creation;
 }
 
-Result<Null> ChangeApplier::placeFiles(std::vector<Creation>& creations) {
+Done ChangeApplier::placeFiles(std::vector<Creation>& creations) {
   std::vector<OriginalCopy*> copies;
   for (Creation& creation : creations) {
     copies.push_back(&creation.main);

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/photo_library.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/changes/change_recorder.h"
 #include "platform_linux/library/originals/original_copies.h"
@@ -29,8 +29,7 @@ class ChangeApplier {
   /// Makes all of the requests durable, in their order, or none. `status` is granted. With limited
   /// access, new assets join the selection, only assets of the selection can be deleted, and albums
   /// take no change.
-  std::optional<NSError> apply(const std::vector<ChangeRequest>& requests,
-                               PHAuthorizationStatus status);
+  Done apply(const std::vector<ChangeRequest>& requests, PHAuthorizationStatus status);
 
  private:
   struct Creation {
@@ -39,16 +38,15 @@ class ChangeApplier {
     std::optional<OriginalCopy> pairedVideo;
   };
 
-  Result<Null> makeReady();
-  Result<Null> copyFiles(const std::vector<ChangeRequest>& requests,
-                         std::vector<Creation>& creations);
+  Done makeReady();
+  Done copyFiles(const std::vector<ChangeRequest>& requests, std::vector<Creation>& creations);
   Result<SourceFile> look(const CreateAsset& request);
   Result<Creation> copyFile(const CreateAsset& request);
-  Result<Null> placeFiles(std::vector<Creation>& creations);
+  Done placeFiles(std::vector<Creation>& creations);
   /// False when one is still there.
   static bool removeFiles(const std::vector<Creation>& creations);
-  static Result<Null> store(Database& database, const std::vector<ChangeRequest>& requests,
-                            const std::vector<Creation>& creations, PHAuthorizationStatus status);
+  static Done store(Database& database, const std::vector<ChangeRequest>& requests,
+                    const std::vector<Creation>& creations, PHAuthorizationStatus status);
 
   Catalogue& catalogue_;
   MediaService& media_;

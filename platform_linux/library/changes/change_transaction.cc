@@ -1,6 +1,6 @@
 #include "platform_linux/library/changes/change_transaction.h"
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/album_rows.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
@@ -26,19 +26,19 @@ void appendRows(Database& database, const DeleteAssets& request, std::vector<std
   }
 }
 
-NSError ChangeTransaction::failure() const {
+Failure ChangeTransaction::failure() const {
   return database_.lastError("The change cannot be stored");
 }
 
-std::optional<NSError> ChangeTransaction::albumsClosed() const {
-  if (!isLimited_) return std::nullopt;
-  return libraryError(LibraryErrorCode::accessUserDenied,
-                      "Albums cannot be changed while access is limited to a selection of assets.");
+Done ChangeTransaction::accessToAlbums() const {
+  if (!isLimited_) return Null{};
+  return Failure(LibraryErrorCode::accessUserDenied,
+                 "Albums cannot be changed while access is limited to a selection of assets.");
 }
 
-Result<Null> ChangeTransaction::createAsset(const std::string& identifier, const SourceFile& file,
-                                            const OriginalCopy& main,
-                                            const std::optional<OriginalCopy>& pairedVideo) {
+Done ChangeTransaction::createAsset(const std::string& identifier, const SourceFile& file,
+                                    const OriginalCopy& main,
+                                    const std::optional<OriginalCopy>& pairedVideo) {
   const NewAsset asset = newAssetOf(identifier, file);
   const auto row = insertAsset(database_, asset);
   if (!row || !insertResource(database_, *row, main.resource)) return failure();
@@ -53,7 +53,7 @@ Result<Null> ChangeTransaction::createAsset(const std::string& identifier, const
   return Null{};
 }
 
-Result<Null> ChangeTransaction::deleteAssets(const DeleteAssets& request) {
+Done ChangeTransaction::deleteAssets(const DeleteAssets& request) {
   std::vector<std::int64_t> rows;
   appendRows(database_, request, rows);
   const std::string list = listOfRows(rows);
@@ -62,34 +62,33 @@ Result<Null> ChangeTransaction::deleteAssets(const DeleteAssets& request) {
         "SELECT a.ident FROM assets AS a WHERE a.id IN (SELECT value FROM json_each(?))"
         " AND a.trashed_ns IS NULL AND a.id NOT IN (SELECT asset FROM limited_selection) LIMIT 1");
     if (outside.bind(list).next()) {
-      return libraryError(LibraryErrorCode::accessUserDenied,
-                          "Access to the asset “" + std::string(outside.text(0)) +
-                              "” is not granted, so it cannot be deleted.");
+      return Failure(LibraryErrorCode::accessUserDenied,
+                     "Access to the asset “" + std::string(outside.text(0)) +
+                         "” is not granted, so it cannot be deleted.");
     }
     if (outside.failed()) return failure();
   }
-  return trashAssets(database_, list) ? Result<Null>(Null{}) : failure();
+  return trashAssets(database_, list) ? Done(Null{}) : failure();
 }
 
-Result<Null> ChangeTransaction::createAlbum(const CreateAlbum& request) {
-  if (auto closed = albumsClosed()) return *closed;
-  return insertAlbum(database_, request.identifier, request.title) ? Result<Null>(Null{})
-                                                                   : failure();
+Done ChangeTransaction::createAlbum(const CreateAlbum& request) {
+  if (Done access = accessToAlbums(); !access) return access;
+  return insertAlbum(database_, request.identifier, request.title) ? Done(Null{}) : failure();
 }
 
-Result<Null> ChangeTransaction::addToAlbum(const AddToAlbum& request) {
-  if (auto closed = albumsClosed()) return *closed;
+Done ChangeTransaction::addToAlbum(const AddToAlbum& request) {
+  if (Done access = accessToAlbums(); !access) return access;
   std::int64_t album = 0;
   {
     Statement find = database_.prepare(kAlbumByIdentifier);
     if (!find.bind(request.album).next()) {
       if (find.failed()) return failure();
-      return libraryError(LibraryErrorCode::identifierNotFound,
-                          "The album “" + request.album + "” is not in the library any more.");
+      return Failure(LibraryErrorCode::identifierNotFound,
+                     "The album “" + request.album + "” is not in the library any more.");
     }
     if (find.integer(1) == 0) {
-      return libraryError(LibraryErrorCode::changeNotSupported,
-                          "Nothing can be added to the album “" + request.album + "”.");
+      return Failure(LibraryErrorCode::changeNotSupported,
+                     "Nothing can be added to the album “" + request.album + "”.");
     }
     album = find.integer(0);
   }
@@ -98,15 +97,15 @@ Result<Null> ChangeTransaction::addToAlbum(const AddToAlbum& request) {
         database_.prepare("SELECT id FROM assets WHERE ident = ? AND trashed_ns IS NULL");
     if (!find.bind(identifier).next()) {
       if (find.failed()) return failure();
-      return libraryError(LibraryErrorCode::identifierNotFound,
-                          "The asset “" + identifier + "” is not in the library.");
+      return Failure(LibraryErrorCode::identifierNotFound,
+                     "The asset “" + identifier + "” is not in the library.");
     }
     if (!quorvin::addToAlbum(database_, album, find.integer(0))) return failure();
   }
   return Null{};
 }
 
-Result<Null> ChangeTransaction::finish() {
+Done ChangeTransaction::finish() {
   for (const std::string& burst : newBurstMembers_) {
     // A burst that the library had keeps its representative.
     const BurstChoice choice =

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/photo_library.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/sqlite.h"
 #include "platform_linux/library/changes/change_recorder.h"
 #include "platform_linux/library/originals/original_copies.h"
@@ -26,19 +26,18 @@ class ChangeTransaction {
   ChangeTransaction(Database& database, PHAuthorizationStatus status)
       : database_(database), isLimited_(status == PHAuthorizationStatus::limited) {}
 
-  Result<Null> createAsset(const std::string& identifier, const SourceFile& file,
-                           const OriginalCopy& main,
-                           const std::optional<OriginalCopy>& pairedVideo);
+  Done createAsset(const std::string& identifier, const SourceFile& file, const OriginalCopy& main,
+                   const std::optional<OriginalCopy>& pairedVideo);
   /// Assets that are deleted already stay so.
-  Result<Null> deleteAssets(const DeleteAssets& request);
-  Result<Null> createAlbum(const CreateAlbum& request);
-  Result<Null> addToAlbum(const AddToAlbum& request);
+  Done deleteAssets(const DeleteAssets& request);
+  Done createAlbum(const CreateAlbum& request);
+  Done addToAlbum(const AddToAlbum& request);
   /// After the last request.
-  Result<Null> finish();
+  Done finish();
 
  private:
-  std::optional<NSError> albumsClosed() const;
-  NSError failure() const;
+  Done accessToAlbums() const;
+  Failure failure() const;
 
   Database& database_;
   const bool isLimited_;

@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/presented.h"
 #include "platform_linux/library/fetch/authorization.h"
 #include "platform_linux/library/fetch/library.h"
 
@@ -24,28 +24,27 @@ void LibraryChanges::performChanges(
   blocks_.add([this, changeBlock = std::move(changeBlock),
                completionHandler = std::move(completionHandler)] {
     if (stop_.stop_requested()) return;
-    completions_.add([this, completionHandler, error = perform(changeBlock)] {
-      if (!stop_.stop_requested()) completionHandler(!error, error);
+    completions_.add([this, completionHandler, done = perform(changeBlock)] {
+      if (!stop_.stop_requested()) completionHandler(static_cast<bool>(done), presented(done));
     });
   });
 }
 
-std::optional<NSError> LibraryChanges::perform(
-    const std::function<void(PHChangeRequests&)>& changeBlock) {
-  if (auto refused = refusal(authorization_->status())) return refused;
+Done LibraryChanges::perform(const std::function<void(PHChangeRequests&)>& changeBlock) {
+  if (auto access = accessUnder(authorization_->status()); !access) return access;
   ChangeRecorder recorder(*catalogue_);
   changeBlock(recorder);
   const std::vector<ChangeRequest> requests = recorder.take();
-  if (requests.empty()) return std::nullopt;
+  if (requests.empty()) return Null{};
   if (!prompt_.isEmpty()) {
     const std::size_t deletions = applier_.countDeletions(requests);
     if (deletions > 0 && !prompt_.allows(deletions)) {
-      return libraryError(LibraryErrorCode::userCancelled, "The deletion was not allowed.");
+      return Failure(LibraryErrorCode::userCancelled, "The deletion was not allowed.");
     }
   }
   // The block and the user may have taken their time.
   const PHAuthorizationStatus status = authorization_->status();
-  if (auto refused = refusal(status)) return refused;
+  if (auto access = accessUnder(status); !access) return access;
   return applier_.apply(requests, status);
 }
 

@@ -10,6 +10,7 @@
 #include "core/platform/changes.h"
 #include "core/platform/dispatch.h"
 #include "platform_linux/dispatch/work_threads.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/changes/change_applier.h"
 #include "platform_linux/library/changes/deletion_prompt.h"
 
@@ -50,7 +51,7 @@ class LibraryChanges final : public PHPhotoLibraryChanges {
   void shutDown();
 
  private:
-  std::optional<NSError> perform(const std::function<void(PHChangeRequests&)>& changeBlock);
+  Done perform(const std::function<void(PHChangeRequests&)>& changeBlock);
 
   const std::shared_ptr<Catalogue> catalogue_;
   const std::shared_ptr<Authorization> authorization_;

@@ -240,7 +240,7 @@ TEST(SaveOnAFullVolume, FailsAndLeavesNothing) {
   if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
   auto library = Library::open(
       {.path = volume / "library", .authorization = PHAuthorizationStatus::authorized});
-  ASSERT_TRUE(library) << library.error().localizedDescription;
+  ASSERT_TRUE(library) << library.error().reason;
   TemporaryFolder outside;
   writeFile(outside / "a.jpg", "image " + std::string(500'000, ' '));
   ScriptedMedia media;

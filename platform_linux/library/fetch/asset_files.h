@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "core/platform/asset_resources.h"
-#include "core/platform/foundation.h"
 #include "media_protocol/time_map.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 
@@ -35,8 +35,9 @@ class AssetFiles {
   /// (`missingResource`), or access is not granted (`accessUserDenied`, `accessRestricted`).
   virtual Result<StoredResources> storedResources(const std::string& localIdentifier) = 0;
 
-  /// Why a resource that was listed before may not be read any more, as of `storedResources`.
-  virtual std::optional<NSError> accessError(const StoredResource& resource) = 0;
+  /// A failure, as of `storedResources`, when a resource that was listed before may not be read any
+  /// more.
+  virtual Done accessTo(const StoredResource& resource) = 0;
 
   /// How the asset's original video plays; empty when it plays as it is, or when nobody looked yet.
   virtual TimeMap timeMap(const std::string& localIdentifier) = 0;

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 
@@ -48,18 +48,17 @@ PHAuthorizationStatus Authorization::decide() {
   return status();
 }
 
-std::optional<NSError> refusal(PHAuthorizationStatus status) {
-  if (isGranted(status)) return std::nullopt;
+Done accessUnder(PHAuthorizationStatus status) {
+  if (isGranted(status)) return Null{};
   if (status == PHAuthorizationStatus::restricted) {
-    return libraryError(LibraryErrorCode::accessRestricted,
-                        "Access to the photo library is restricted.");
+    return Failure(LibraryErrorCode::accessRestricted,
+                   "Access to the photo library is restricted.");
   }
-  return libraryError(LibraryErrorCode::accessUserDenied,
-                      "Access to the photo library is not granted.");
+  return Failure(LibraryErrorCode::accessUserDenied, "Access to the photo library is not granted.");
 }
 
-Result<Null> storeStatus(Catalogue& catalogue, PHAuthorizationStatus status) {
-  return catalogue.change([status](Database& database) -> Result<Null> {
+Done storeStatus(Catalogue& catalogue, PHAuthorizationStatus status) {
+  return catalogue.change([status](Database& database) -> Done {
     if (writeStatus(database, status)) return Null{};
     return database.lastError("The authorisation cannot be stored");
   });

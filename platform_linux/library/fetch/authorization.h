@@ -9,6 +9,7 @@
 #include "core/platform/dispatch.h"
 #include "core/platform/lock.h"
 #include "core/platform/photo_library.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 
 namespace quorvin {
@@ -51,9 +52,9 @@ inline bool isGranted(PHAuthorizationStatus status) {
 }
 
 /// Why the library stays shut with this status; none when it is granted.
-std::optional<NSError> refusal(PHAuthorizationStatus status);
+Done accessUnder(PHAuthorizationStatus status);
 
 /// Keeps the status for all openers without one of their own.
-Result<Null> storeStatus(Catalogue& catalogue, PHAuthorizationStatus status);
+Done storeStatus(Catalogue& catalogue, PHAuthorizationStatus status);
 
 }  // namespace quorvin

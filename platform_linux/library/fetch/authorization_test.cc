@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/upkeep/administration.h"
 #include "testing/platform/testing_library.h"
 

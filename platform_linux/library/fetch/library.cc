@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/smart_albums.h"
 #include "platform_linux/library/catalogue/time_maps.h"
@@ -153,9 +153,9 @@ PHAssetResources Library::assetResourcesForAsset(const PHAsset& asset) {
 
 Result<StoredResources> Library::storedResources(const std::string& localIdentifier) {
   const PHAuthorizationStatus status = authorization_->status();
-  if (auto refused = refusal(status)) return *std::move(refused);
-  const NSError gone = libraryError(LibraryErrorCode::missingResource,
-                                    "The asset “" + localIdentifier + "” is not in the library.");
+  if (const Done access = accessUnder(status); !access) return access.error();
+  const Failure gone(LibraryErrorCode::missingResource,
+                     "The asset “" + localIdentifier + "” is not in the library.");
   Catalogue::Reader database = catalogue_->reader();
   if (!database) return gone;
   Statement rows = database->prepare(
@@ -183,9 +183,9 @@ Result<StoredResources> Library::storedResources(const std::string& localIdentif
   return resources;
 }
 
-std::optional<NSError> Library::accessError(const StoredResource& resource) {
+Done Library::accessTo(const StoredResource& resource) {
   const PHAuthorizationStatus status = authorization_->status();
-  if (auto refused = refusal(status)) return refused;
+  if (Done access = accessUnder(status); !access) return access;
   const std::string originals = catalogue_->folder().originals() + "/";
   const bool isOurs = resource.path.starts_with(originals);
   const std::string path = isOurs ? resource.path.substr(originals.size()) : "";
@@ -197,9 +197,9 @@ std::optional<NSError> Library::accessError(const StoredResource& resource) {
                                 "WHERE r.path = ? AND a.trashed_ns IS NULL"
                               : "SELECT 1 FROM resources AS r JOIN assets AS a ON a.id = r.asset "
                                 "WHERE r.path = ? AND a.trashed_ns IS NULL");
-    if (row.bind(path).next()) return std::nullopt;
+    if (row.bind(path).next()) return Null{};
   }
-  return libraryError(
+  return Failure(
       LibraryErrorCode::missingResource,
       "The asset of the file “" + resource.originalFilename + "” is not in the library.");
 }

@@ -9,8 +9,8 @@
 
 #include "core/platform/asset_resources.h"
 #include "core/platform/dispatch.h"
-#include "core/platform/foundation.h"
 #include "core/platform/photo_library.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/fetch/asset_files.h"
 
 namespace quorvin {
@@ -54,7 +54,7 @@ class Library final : public PHPhotoLibrary, public PHAssetResourceLister, publi
 
   PHAssetResources assetResourcesForAsset(const PHAsset& asset) override;
   Result<StoredResources> storedResources(const std::string& localIdentifier) override;
-  std::optional<NSError> accessError(const StoredResource& resource) override;
+  Done accessTo(const StoredResource& resource) override;
   TimeMap timeMap(const std::string& localIdentifier) override;
 
   /// What this library shares with the changes of it.

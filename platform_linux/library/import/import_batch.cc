@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/identifiers.h"
 
 namespace quorvin {
@@ -21,38 +21,36 @@ bool ImportBatch::isFull() const {
   return bytes_ >= kMostBytes || parts_ >= kMostParts;
 }
 
-Result<Null> ImportBatch::add(const std::vector<ImportFile>& files, const ImportUnit& unit,
-                              std::vector<std::pair<std::size_t, NSError>>& refused) {
+Done ImportBatch::add(const std::vector<ImportFile>& files, const ImportUnit& unit,
+                      std::vector<std::pair<std::size_t, Failure>>& refused) {
   const std::string uuid = newUuid();
   Unit added{.identifier = uuid + "/L0/001", .main = {}, .pairedVideo = {}};
-  const auto isNoSpace = [](const NSError& error) {
-    return error.code == static_cast<std::int64_t>(LibraryErrorCode::notEnoughSpace);
-  };
-  const auto take = [&](std::size_t index, bool isPaired, std::optional<Part>& into) {
+  const auto take = [&](std::size_t index, bool isPaired, std::optional<Part>& into) -> Done {
     auto part = stage(files, index, uuid, isPaired);
     if (part) {
       into = *std::move(part);
-      return std::optional<NSError>();
+    } else if (part.error().is(LibraryErrorCode::notEnoughSpace)) {
+      return part.error();
+    } else {
+      refused.emplace_back(index, part.error());
     }
-    if (isNoSpace(part.error())) return std::optional<NSError>(part.error());
-    refused.emplace_back(index, part.error());
-    return std::optional<NSError>();
+    return Null{};
   };
   const auto drop = [](const std::optional<Part>& part) {
     if (part) OriginalCopies::remove(part->copy);
   };
-  if (auto error = take(unit.main, false, added.main)) return *error;
+  if (Done taken = take(unit.main, false, added.main); !taken) return taken;
   if (unit.pairedVideo) {
     // Without its still, a movie is an asset of its own.
-    if (auto error = take(*unit.pairedVideo, added.main.has_value(), added.pairedVideo)) {
+    if (Done taken = take(*unit.pairedVideo, added.main.has_value(), added.pairedVideo); !taken) {
       drop(added.main);
-      return *error;
+      return taken;
     }
     if (!added.main) std::swap(added.main, added.pairedVideo);
   } else if (added.main && !added.main->existingAsset &&
              files[unit.main].probe.embeddedMovieLength > 0) {
     auto movie = stageEmbedded(files, unit.main, uuid);
-    if (!movie && isNoSpace(movie.error())) {
+    if (!movie && movie.error().is(LibraryErrorCode::notEnoughSpace)) {
       drop(added.main);
       return movie.error();
     }
@@ -93,7 +91,7 @@ Result<ImportBatch::Part> ImportBatch::stageEmbedded(const std::vector<ImportFil
   return part;
 }
 
-Result<Null> ImportBatch::place() {
+Done ImportBatch::place() {
   std::vector<OriginalCopy*> copies;
   for (Unit& unit : units_) {
     for (std::optional<Part>* part : {&unit.main, &unit.pairedVideo}) {
@@ -109,7 +107,7 @@ Result<ImportBatch::Committed> ImportBatch::commit() {
   auto done = place();
   if (done) {
     done = catalogue_.change(
-        [this, &committed](Database& database) -> Result<Null> {
+        [this, &committed](Database& database) -> Done {
           for (Unit& unit : units_) {
             if (!store(database, unit, committed)) {
               return database.lastError("The files cannot be stored");

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/import/import_plan.h"
@@ -47,8 +47,8 @@ class ImportBatch {
   /// Copies the unit's files. A file that cannot be copied is dropped from the unit and goes to
   /// `refused`; only an error that ends the import, no space, is returned, and the unit is then
   /// not in the batch.
-  Result<Null> add(const std::vector<ImportFile>& files, const ImportUnit& unit,
-                   std::vector<std::pair<std::size_t, NSError>>& refused);
+  Done add(const std::vector<ImportFile>& files, const ImportUnit& unit,
+           std::vector<std::pair<std::size_t, Failure>>& refused);
 
   /// Makes all of it durable, or none. The batch is empty afterwards.
   Result<Committed> commit();
@@ -72,7 +72,7 @@ class ImportBatch {
                      const std::string& uuid, bool isPaired);
   Result<Part> stageEmbedded(const std::vector<ImportFile>& files, std::size_t index,
                              const std::string& uuid);
-  Result<Null> place();
+  Done place();
   bool store(Database& database, Unit& unit, Committed& committed);
   std::optional<std::int64_t> storeUnit(Database& database, Unit& unit, Committed& committed);
   std::optional<std::int64_t> storeAlone(Database& database, Unit& unit, Part& part,

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/system_error.h"
+#include "platform_linux/errors/failure.h"
+#include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/pair_rows.h"
 #include "platform_linux/library/catalogue/pairing.h"
@@ -50,10 +50,9 @@ class Import {
     while (next < paths.size()) {
       const std::size_t first = next;
       next = endOfGroup(paths, first);
-      if (auto error = importGroup({paths.begin() + static_cast<std::ptrdiff_t>(first),
-                                    paths.begin() + static_cast<std::ptrdiff_t>(next)})) {
-        return *error;
-      }
+      const Done done = importGroup({paths.begin() + static_cast<std::ptrdiff_t>(first),
+                                     paths.begin() + static_cast<std::ptrdiff_t>(next)});
+      if (!done) return done.error();
     }
     return summary_;
   }
@@ -73,31 +72,31 @@ class Import {
     return end;
   }
 
-  std::optional<NSError> importGroup(const std::vector<std::string>& paths) {
+  Done importGroup(const std::vector<std::string>& paths) {
     files_.clear();
     for (const std::string& path : paths) {
       auto file = look(path);
       if (file) {
         files_.push_back(*std::move(file));
       } else {
-        refuse(path, reasonOf(file.error()));
+        refuse(path, file.error().reason);
         observer_.fileDone(path);
       }
     }
     for (const ImportUnit& unit : planImport(files_)) {
-      std::vector<std::pair<std::size_t, NSError>> refused;
+      std::vector<std::pair<std::size_t, Failure>> refused;
       const auto added = batch_.add(files_, unit, refused);
       for (const auto& [index, error] : refused) {
-        refuse(files_[index].path, reasonOf(error));
+        refuse(files_[index].path, error.reason);
         observer_.fileDone(files_[index].path);
       }
       if (!added) {
-        refuse(files_[unit.main].path, reasonOf(added.error()));
-        auto error = commit();
-        return error ? error : stopped(added.error());
+        refuse(files_[unit.main].path, added.error().reason);
+        const Done committed = commit();
+        return committed ? stopped(added.error()) : committed;
       }
       if (batch_.isFull()) {
-        if (auto error = commit()) return error;
+        if (Done committed = commit(); !committed) return committed;
       }
     }
     return commit();
@@ -117,7 +116,7 @@ class Import {
   }
 
   // Only a file whose size the library knows is read for this.
-  Result<Null> recognise(int source, ImportFile& file) {
+  Done recognise(int source, ImportFile& file) {
     Catalogue::Reader database = catalogue_->reader();
     if (!database) return catalogueUnreadable();
     if (!isKnownSize(*database, file.size)) return Null{};
@@ -149,8 +148,8 @@ class Import {
     }
   }
 
-  std::optional<NSError> commit() {
-    if (batch_.isEmpty()) return std::nullopt;
+  Done commit() {
+    if (batch_.isEmpty()) return Null{};
     const auto committed = batch_.commit();
     if (!committed) return stopped(committed.error());
     summary_.addedAssets += committed->addedAssets;
@@ -158,7 +157,7 @@ class Import {
       ++(outcome.isAdded ? summary_.addedFiles : summary_.skippedFiles);
       observer_.fileDone(files_[outcome.file].path);
     }
-    return std::nullopt;
+    return Null{};
   }
 
   void refuse(const std::string& path, const std::string& reason) {
@@ -166,10 +165,10 @@ class Import {
     observer_.problem(path, reason);
   }
 
-  NSError stopped(const NSError& error) const {
-    return libraryError(static_cast<LibraryErrorCode>(error.code),
-                        "The import stopped after " + std::to_string(summary_.addedFiles) +
-                            " added files. " + reasonOf(error));
+  Failure stopped(Failure failure) const {
+    failure.reason = "The import stopped after " + std::to_string(summary_.addedFiles) +
+                     " added files. " + failure.reason;
+    return failure;
   }
 
   const std::shared_ptr<Catalogue> catalogue_;

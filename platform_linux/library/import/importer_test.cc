@@ -56,7 +56,7 @@ struct Fixture {
   ImportSummary import(std::vector<std::string> paths,
                        std::optional<std::string> album = std::nullopt) {
     const auto summary = tryImport(std::move(paths), std::move(album));
-    EXPECT_TRUE(summary) << summary.error().localizedDescription;
+    EXPECT_TRUE(summary) << summary.error().reason;
     return summary ? *summary : ImportSummary{};
   }
   ImportSummary importAll() { return import({folder / "in"}); }
@@ -66,7 +66,7 @@ struct Fixture {
   std::unique_ptr<Library> open() const {
     auto opened =
         Library::open({.path = libraryPath(), .authorization = PHAuthorizationStatus::authorized});
-    if (!opened) fatalError(opened.error().localizedDescription);
+    if (!opened) fatalError(opened.error().reason);
     return *std::move(opened);
   }
 

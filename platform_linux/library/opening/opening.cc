@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/schema.h"
@@ -23,19 +23,18 @@ namespace quorvin {
 namespace {
 
 // Before anything is made beside it: is it a catalogue of ours, and one that can be read?
-Result<Null> checkOwner(const LibraryFolder& folder) {
+Done checkOwner(const LibraryFolder& folder) {
   auto database = Database::open(folder.catalogue(), Database::Use::read);
   if (!database) return database.error();
   const auto known = catalogueState(**database);
   if (!known) return known.error();
   const std::string named = "The catalogue “" + folder.catalogue() + "” ";
   if (*known == CatalogueState::newer) {
-    return libraryError(LibraryErrorCode::invalidResource,
-                        named + "was made by a later version of this program.");
+    return Failure(LibraryErrorCode::invalidResource,
+                   named + "was made by a later version of this program.");
   }
   if (*known == CatalogueState::foreign) {
-    return libraryError(LibraryErrorCode::invalidResource,
-                        named + "is a database of something else.");
+    return Failure(LibraryErrorCode::invalidResource, named + "is a database of something else.");
   }
   return Null{};
 }
@@ -48,13 +47,13 @@ bool stoppedUncleanly(const LibraryFolder& folder) {
   return !error && size > 0;
 }
 
-Result<Null> checkIntegrity(Database& database, const LibraryFolder& folder) {
+Done checkIntegrity(Database& database, const LibraryFolder& folder) {
   if (database.isSound()) return Null{};
-  return libraryError(LibraryErrorCode::internal,
-                      "The catalogue “" + folder.catalogue() + "” is damaged.");
+  return Failure(LibraryErrorCode::internal,
+                 "The catalogue “" + folder.catalogue() + "” is damaged.");
 }
 
-Result<Null> setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
+Done setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
   auto lock = LibraryLock::acquire(folder.lockFile(), LibraryLock::Area::writer,
                                    LibraryLock::Mode::exclusive);
   if (!lock) return lock.error();
@@ -74,8 +73,7 @@ Result<Null> setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
   return syncFolder(folder.root);
 }
 
-Result<Null> prepare(const LibraryFolder& folder, bool alone,
-                     PHAuthorizationStatus statusWhenMade) {
+Done prepare(const LibraryFolder& folder, bool alone, PHAuthorizationStatus statusWhenMade) {
   bool current = false;
   if (auto database = Database::open(folder.catalogue(), Database::Use::read)) {
     if (alone && stoppedUncleanly(folder)) {
@@ -116,8 +114,8 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
   const auto state = folderState(*folder);
   if (!state) return state.error();
   if (missing == MissingLibrary::refuse && *state != FolderState::catalogue) {
-    return libraryError(LibraryErrorCode::missingResource,
-                        "There is no photo library at “" + folder->root + "”.");
+    return Failure(LibraryErrorCode::missingResource,
+                   "There is no photo library at “" + folder->root + "”.");
   }
   if (*state == FolderState::catalogue) {
     if (auto ours = checkOwner(*folder); !ours) return ours.error();

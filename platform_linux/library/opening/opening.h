@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "core/platform/foundation.h"
 #include "core/platform/photo_library.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 
 namespace quorvin {

@@ -9,8 +9,8 @@
 #include <set>
 #include <utility>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/system_error.h"
+#include "platform_linux/errors/failure.h"
+#include "platform_linux/errors/system_failure.h"
 #include "platform_linux/files/copy_content.h"
 #include "platform_linux/library/catalogue/pairing.h"
 #include "platform_linux/library/originals/file_content.h"
@@ -70,7 +70,7 @@ Result<OriginalCopy> OriginalCopies::copyFile(const SourceFile& file, const std:
   struct stat status = {};
   if (::fstat(source->get(), &status) != 0 || !isUnchanged(status, file)) {
     remove(copy);
-    return libraryError(LibraryErrorCode::invalidResource, "The file changed while it was read.");
+    return Failure(LibraryErrorCode::invalidResource, "The file changed while it was read.");
   }
   const struct timespec times[2] = {status.st_atim, status.st_mtim};
   ::futimens(copy.content.get(), times);
@@ -82,7 +82,7 @@ Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const SourceFile& file,
   const std::int64_t offset = file.probe.embeddedMovieOffset;
   const std::int64_t length = file.probe.embeddedMovieLength;
   if (offset <= 0 || offset >= file.size || length > file.size - offset) {
-    return libraryError(LibraryErrorCode::invalidResource, "The movie lies outside the file.");
+    return Failure(LibraryErrorCode::invalidResource, "The movie lies outside the file.");
   }
   OriginalCopy copy;
   copy.resource = {.type = PHAssetResourceType::pairedVideo,
@@ -98,17 +98,17 @@ Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const SourceFile& file,
   return copy;
 }
 
-Result<Null> OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64_t offset,
-                                      std::int64_t length) {
+Done OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64_t offset,
+                              std::int64_t length) {
   copy.place = staging_.path() + "/" + std::to_string(number_++);
   copy.content = FileDescriptor(
       ::open(copy.place.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
-  if (!copy.content) return systemError("The copy cannot be made", errno);
-  Result<Null> copied = Null{};
+  if (!copy.content) return systemFailure("The copy cannot be made", errno);
+  Done copied = Null{};
   if (const auto failure = copyContent(source, offset, length, copy.content.get())) {
-    copied =
-        systemError(failure->isOfSource ? "The file cannot be read" : "The copy cannot be written",
-                    failure->errorNumber);
+    copied = systemFailure(
+        failure->isOfSource ? "The file cannot be read" : "The copy cannot be written",
+        failure->errorNumber);
   }
   if (copied) {
     // On its way to the disk while it is read once more.
@@ -122,19 +122,20 @@ Result<Null> OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64
     }
   }
   if (copied && ::fchmod(copy.content.get(), 0444) != 0) {
-    copied = systemError("The copy cannot be made", errno);
+    copied = systemFailure("The copy cannot be made", errno);
   }
   if (!copied) remove(copy);
   return copied;
 }
 
-Result<Null> OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
+Done OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
   std::vector<std::string> paths;
   paths.reserve(copies.size());
   for (const OriginalCopy* copy : copies) paths.push_back(copy->resource.path);
   for (const OriginalCopy* copy : copies) {
     if (::fsync(copy->content.get()) != 0) {
-      return systemError("The copy of “" + copy->resource.name + "” cannot be made durable", errno);
+      return systemFailure("The copy of “" + copy->resource.name + "” cannot be made durable",
+                           errno);
     }
   }
   if (auto announced = staging_.announce(paths); !announced) return announced;
@@ -146,7 +147,7 @@ Result<Null> OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
     if (::mkdir(folder.c_str(), 0777) == 0) folders.insert(originals);
     folders.insert(folder);
     if (::rename(copy->place.c_str(), target.c_str()) != 0) {
-      return systemError("The copy of “" + copy->resource.name + "” cannot be stored", errno);
+      return systemFailure("The copy of “" + copy->resource.name + "” cannot be stored", errno);
     }
     copy->place = target;
   }

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/library/originals/source_file.h"
 #include "platform_linux/library/originals/staging.h"
@@ -37,13 +37,13 @@ class OriginalCopies {
 
   /// Makes the copies durable, lists them and moves them among the originals. After an error some
   /// of them may be there.
-  Result<Null> place(const std::vector<OriginalCopy*>& copies);
+  Done place(const std::vector<OriginalCopy*>& copies);
 
   /// Removes the copy from wherever it is. False when it is still there.
   static bool remove(const OriginalCopy& copy);
 
  private:
-  Result<Null> copyInto(OriginalCopy& copy, int source, std::int64_t offset, std::int64_t length);
+  Done copyInto(OriginalCopy& copy, int source, std::int64_t offset, std::int64_t length);
 
   const LibraryFolder& folder_;
   Staging& staging_;

@@ -21,14 +21,14 @@ constexpr std::size_t kAssetsAtOnce = 1000;
 
 Result<DoomedAssets> dropRows(Catalogue& catalogue, Staging& staging, std::int64_t until) {
   DoomedAssets doomed;
-  const auto done = catalogue.change([&](Database& database) -> Result<Null> {
+  const auto done = catalogue.change([&](Database& database) -> Done {
     const auto failure = [&database] { return database.lastError("The trash cannot be emptied"); };
     auto found = doomedAssets(database, until, kAssetsAtOnce);
     if (!found) return failure();
     doomed = *std::move(found);
     if (doomed.rows.empty()) return Null{};
     if (auto announced = staging.announce(doomed.originals); !announced) return announced;
-    return dropAssets(database, doomed) ? Result<Null>(Null{}) : failure();
+    return dropAssets(database, doomed) ? Done(Null{}) : failure();
   });
   if (!done) return done.error();
   return doomed;

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "core/platform/foundation.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

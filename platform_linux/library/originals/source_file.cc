@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform_linux/errors/errors.h"
-#include "platform_linux/errors/system_error.h"
+#include "platform_linux/errors/failure.h"
+#include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/originals/file_content.h"
 
 namespace quorvin {
@@ -19,17 +19,17 @@ std::int64_t modificationTime(const struct stat& status) {
 
 Result<FileDescriptor> openSource(const std::string& path) {
   // The system would take what stands before it for the whole path.
-  if (path.find('\0') != std::string::npos) return systemError("The file cannot be read", ENOENT);
+  if (path.find('\0') != std::string::npos) return systemFailure("The file cannot be read", ENOENT);
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status = {};
   if (!file || ::fstat(file.get(), &status) != 0) {
-    return systemError("The file cannot be read", errno);
+    return systemFailure("The file cannot be read", errno);
   }
   if (!S_ISREG(status.st_mode)) {
-    return libraryError(LibraryErrorCode::invalidResource, "It is not a regular file.");
+    return Failure(LibraryErrorCode::invalidResource, "It is not a regular file.");
   }
   if (status.st_size == 0) {
-    return libraryError(LibraryErrorCode::invalidResource, "The file is empty.");
+    return Failure(LibraryErrorCode::invalidResource, "The file is empty.");
   }
   return file;
 }

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "core/platform/foundation.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/media/media_service.h"
 #include "posix/file_descriptor.h"

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform_linux/errors/system_error.h"
+#include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/catalogue/identifiers.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/sqlite.h"
@@ -66,10 +66,10 @@ bool removeUnnamed(Database& database, const LibraryFolder& folder,
 
 }  // namespace
 
-Result<Null> syncFolder(const std::string& path) {
+Done syncFolder(const std::string& path) {
   const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder || ::fsync(folder.get()) != 0) {
-    return systemError("The folder “" + path + "” cannot be made durable", errno);
+    return systemFailure("The folder “" + path + "” cannot be made durable", errno);
   }
   return Null{};
 }
@@ -80,18 +80,18 @@ Result<std::unique_ptr<Staging>> Staging::begin(const LibraryFolder& folder) {
   if (!lock) return lock.error();
   const std::string path = folder.incoming() + "/" + newUuid();
   const std::string failure = "The library “" + folder.root + "” cannot take in files";
-  if (::mkdir(path.c_str(), 0700) != 0) return systemError(failure, errno);
+  if (::mkdir(path.c_str(), 0700) != 0) return systemFailure(failure, errno);
   FileDescriptor list(
       ::open((path + kListName).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!list) {
     const int reason = errno;
     ::rmdir(path.c_str());
-    return systemError(failure, reason);
+    return systemFailure(failure, reason);
   }
   std::unique_ptr<Staging> staging(new Staging(*std::move(lock), path, std::move(list)));
   const int listed = staging->list_.get();
   if (!writeAt(listed, std::string(kListSize, '\n'), 0) || ::fsync(listed) != 0) {
-    return systemError(failure, errno);
+    return systemFailure(failure, errno);
   }
   for (const std::string& made : {path, folder.incoming()}) {
     if (auto synced = syncFolder(made); !synced) return synced.error();
@@ -105,13 +105,13 @@ Staging::~Staging() {
   fs::remove_all(path_, error);
 }
 
-Result<Null> Staging::announce(const std::vector<std::string>& paths) {
+Done Staging::announce(const std::vector<std::string>& paths) {
   // What was cut short before is no part of the first path.
   std::string lines = "\n";
   for (const std::string& path : paths) lines += path + "\n";
   isListing_ = true;
   if (!writeAt(list_.get(), lines, listed_) || ::fdatasync(list_.get()) != 0) {
-    return systemError("The files to be moved cannot be listed", errno);
+    return systemFailure("The files to be moved cannot be listed", errno);
   }
   listed_ += static_cast<std::int64_t>(lines.size());
   return Null{};

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "posix/file_descriptor.h"
@@ -16,7 +16,7 @@
 namespace quorvin {
 
 /// Makes the entries of the folder durable.
-Result<Null> syncFolder(const std::string& path);
+Done syncFolder(const std::string& path);
 
 /// A folder under `incoming/` for files that are being copied. It also lists the originals that
 /// have, or are about to have, no row in the catalogue; whoever sweeps later removes those of them
@@ -34,7 +34,7 @@ class Staging {
 
   /// Lists these paths, relative to `originals/`, durably: before the files are moved there, or
   /// before a change that gives up their rows is committed.
-  Result<Null> announce(const std::vector<std::string>& paths);
+  Done announce(const std::vector<std::string>& paths);
   /// Empties the list: what it named has its row by now, or is gone.
   void forget();
 

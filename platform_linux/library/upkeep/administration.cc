@@ -41,7 +41,7 @@ Result<LibrarySummary> describeLibrary(const std::string& path) {
   return summary;
 }
 
-Result<Null> storeAuthorization(const std::string& path, PHAuthorizationStatus status) {
+Done storeAuthorization(const std::string& path, PHAuthorizationStatus status) {
   auto catalogue = openCatalogue(path, MissingLibrary::make);
   if (!catalogue) return catalogue.error();
   return storeStatus(**catalogue, status);

@@ -8,6 +8,7 @@
 #include "core/platform/foundation.h"
 #include "core/platform/photo_library.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/totals.h"
 
 namespace quorvin {
@@ -28,6 +29,6 @@ struct LibrarySummary : CatalogueTotals {
 Result<LibrarySummary> describeLibrary(const std::string& path);
 
 /// Stores the status that every opener without one of its own sees. Makes a missing library.
-Result<Null> storeAuthorization(const std::string& path, PHAuthorizationStatus status);
+Done storeAuthorization(const std::string& path, PHAuthorizationStatus status);
 
 }  // namespace quorvin

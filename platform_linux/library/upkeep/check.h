@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/platform/foundation.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

@@ -12,7 +12,7 @@ namespace quorvin {
 namespace {
 
 bool change(Catalogue& catalogue, const std::function<bool(Database&)>& body) {
-  return static_cast<bool>(catalogue.change([&body](Database& database) -> Result<Null> {
+  return static_cast<bool>(catalogue.change([&body](Database& database) -> Done {
     if (body(database)) return Null{};
     return database.lastError("The library cannot be repaired");
   }));

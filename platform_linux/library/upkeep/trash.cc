@@ -19,7 +19,7 @@ Result<std::vector<TrashedAsset>> listTrash(const std::string& path) {
   return *std::move(assets);
 }
 
-Result<Null> restoreFromTrash(const std::string& path, std::span<const std::string> identifiers) {
+Done restoreFromTrash(const std::string& path, std::span<const std::string> identifiers) {
   auto catalogue = openCatalogue(path, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
   return (*catalogue)->change([identifiers](Database& database) {

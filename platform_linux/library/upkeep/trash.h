@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
 #include "platform_linux/library/originals/removal.h"
 
@@ -17,7 +17,7 @@ Result<std::vector<TrashedAsset>> listTrash(const std::string& path);
 
 /// Brings these assets back, with their albums and marks; all of them or, when one is not in the
 /// trash, none.
-Result<Null> restoreFromTrash(const std::string& path, std::span<const std::string> identifiers);
+Done restoreFromTrash(const std::string& path, std::span<const std::string> identifiers);
 
 /// Removes all deleted assets for good, with their files.
 Result<EmptiedTrash> emptyTrash(const std::string& path);

@@ -77,7 +77,7 @@ TEST_F(Trash, GivesNothingBackWhenOneAssetIsNotInIt) {
   const auto restored = restoreFromTrash(path(), wanted);
   ASSERT_FALSE(restored);
   EXPECT_EQ(restored.error().code, static_cast<std::int64_t>(LibraryErrorCode::identifierNotFound));
-  EXPECT_NE(restored.error().localizedDescription.find("is not in the trash"), std::string::npos);
+  EXPECT_NE(restored.error().reason.find("is not in the trash"), std::string::npos);
   EXPECT_EQ(find(deleted), nullptr);
 }
 
