@@ -1,3 +1,7 @@
+// The version of the catalogue is the number by which SQLite tells a connection that somebody else
+// committed. One connection, which never writes, is kept for asking; its number rises with each
+// commit of this and of other processes. What is read later than the number may be newer than it
+// says, never older, so what is kept under a number is at worst read once more.
 #include "platform_linux/library/catalogue/catalogue.h"
 
 #include <utility>

@@ -1,3 +1,6 @@
+// Locks of bytes of one file that nobody reads or writes. A file is opened for each lock, for such a
+// lock belongs to the open file: closing another descriptor of it does not let go, as it would with
+// the older locks, which belong to the process.
 #include "platform_linux/library/catalogue/library_lock.h"
 
 #include <fcntl.h>

@@ -1,3 +1,7 @@
+// A page of a long listing is found by its place, and to know the places one has to read the
+// listing's row ids from their start. So they are kept, with the assets that were read of them.
+// They hold for one version of the catalogue: the first listing that is stored of a newer one drops
+// all others.
 #include "platform_linux/library/catalogue/listing_cache.h"
 
 #include <utility>

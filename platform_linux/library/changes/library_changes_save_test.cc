@@ -112,12 +112,27 @@ TEST_F(Save, TakesAMotionPhotoWhoseMovieLiesOutside) {
 }
 
 TEST_F(Save, KeepsTheRepresentativeOfAStandingBurst) {
-  EXPECT_TRUE(saveImage(put("a.jpg", "image burst=B date=9")).success);
+  EXPECT_TRUE(saveImage(put("b.jpg", "image burst=B date=9")).success);
   const std::string first = saved;
-  EXPECT_TRUE(saveImage(put("b.jpg", "image burst=B date=1")).success);
-  EXPECT_EQ(recents(), std::vector<std::string>{first});
+  // Both would come first by date and name.
+  for (const char* name : {"a.jpg", "0.jpg"}) {
+    EXPECT_TRUE(saveImage(put(name, std::string("image burst=B date=1 of ") + name)).success);
+    EXPECT_FALSE(find(saved)->representsBurst);
+    EXPECT_EQ(find(saved)->burstSelectionTypes, 0U);
+    EXPECT_TRUE(find(first)->representsBurst);
+    EXPECT_EQ(recents(), std::vector<std::string>{first});
+  }
+}
+
+TEST_F(Save, LetsTheCamerasFirstChoiceTakeOverABurst) {
+  EXPECT_TRUE(saveImage(put("a.jpg", "image burst=B date=1")).success);
+  const std::string first = saved;
   EXPECT_TRUE(saveImage(put("c.jpg", "image burst=B date=10 primary")).success);
-  EXPECT_EQ(recents(), std::vector<std::string>{saved});
+  const std::string chosen = saved;
+  EXPECT_FALSE(find(first)->representsBurst);
+  EXPECT_TRUE(saveImage(put("b.jpg", "image burst=B date=5 primary")).success);
+  EXPECT_TRUE(find(chosen)->representsBurst);
+  EXPECT_EQ(recents(), std::vector<std::string>{chosen});
 }
 
 TEST_F(Save, AddsToAnAlbumInTheSameChange) {

@@ -1,3 +1,4 @@
+// What fetches of assets find.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,103 +11,6 @@ namespace quorvin {
 namespace {
 
 using Identifiers = std::vector<std::string>;
-
-Identifiers reversed(Identifiers identifiers) {
-  std::reverse(identifiers.begin(), identifiers.end());
-  return identifiers;
-}
-
-TEST(LibraryFetch, OffersTheSmartAlbumsInAFixedOrderWithTheUserLibraryFirst) {
-  TestLibrary test;
-  const auto albums = test.library->fetchAssetCollectionsWithType(
-      PHAssetCollectionType::smartAlbum, PHAssetCollectionSubtype::any, nullptr);
-  std::vector<std::pair<std::int64_t, std::string>> found;
-  albums->enumerateObjectsUsingBlock([&found](const PHAssetCollection& album) {
-    found.emplace_back(album.assetCollectionSubtype, album.localizedTitle.value_or("none"));
-  });
-  const std::vector<std::pair<std::int64_t, std::string>> expected = {
-      {209, "Recents"},     {203, "Favorites"},   {202, "Videos"},     {210, "Selfies"},
-      {213, "Live Photos"}, {201, "Panoramas"},   {204, "Time-lapse"}, {208, "Slo-mo"},
-      {207, "Bursts"},      {211, "Screenshots"}, {212, "Portrait"},   {220, "Screen Recordings"},
-      {214, "Animated"},    {217, "RAW"},         {205, "Hidden"}};
-  EXPECT_EQ(found, expected);
-}
-
-TEST(LibraryFetch, KeepsTheIdentifiersOfSmartAlbumsAcrossOpenings) {
-  TestLibrary test;
-  const auto before = test.smart(209)->localIdentifier;
-  test.library.reset();
-  test.library = test.open();
-  EXPECT_EQ(test.smart(209)->localIdentifier, before);
-}
-
-TEST(LibraryFetch, FindsAnAlbumOnlyUnderItsOwnTypeAndSubtype) {
-  TestLibrary test;
-  test.gardener.plantAlbum("Trip");
-  test.gardener.plantAlbum("Camera", 6);
-  const auto count = [&test](PHAssetCollectionType type, std::int64_t subtype) {
-    return test.library->fetchAssetCollectionsWithType(type, subtype, nullptr)->count();
-  };
-  EXPECT_EQ(count(PHAssetCollectionType::album, 2), 1U);
-  EXPECT_EQ(count(PHAssetCollectionType::album, 6), 1U);
-  EXPECT_EQ(count(PHAssetCollectionType::album, PHAssetCollectionSubtype::any), 2U);
-  EXPECT_EQ(count(PHAssetCollectionType::smartAlbum, 2), 0U);
-  EXPECT_EQ(count(PHAssetCollectionType::album, 209), 0U);
-}
-
-TEST(LibraryFetch, ListsUserAlbumsInTheOrderOfTheirCreation) {
-  TestLibrary test;
-  const Identifiers albums = {test.gardener.plantAlbum("B"), test.gardener.plantAlbum("A"),
-                              test.gardener.plantAlbum("A")};
-  Identifiers found;
-  test.library->fetchAssetCollectionsWithType(PHAssetCollectionType::album, 2, nullptr)
-      ->enumerateObjectsUsingBlock(
-          [&found](const PHAssetCollection& album) { found.push_back(album.localIdentifier); });
-  EXPECT_EQ(found, albums);
-}
-
-TEST(LibraryFetch, CarriesTitlesByteForByte) {
-  TestLibrary test;
-  test.gardener.plantAlbum("");
-  test.gardener.plantAlbum("Söme  ✓ ");
-  test.gardener.run("UPDATE collections SET title = NULL WHERE subtype = 217");
-  const auto albums =
-      test.library->fetchAssetCollectionsWithType(PHAssetCollectionType::album, 2, nullptr);
-  EXPECT_EQ(albums->objectAtIndexedSubscript(0)->localizedTitle, "");
-  EXPECT_EQ(albums->objectAtIndexedSubscript(1)->localizedTitle, "Söme  ✓ ");
-  EXPECT_EQ(test.smart(217)->localizedTitle, std::nullopt);
-}
-
-TEST(LibraryFetch, ListsTheUserLibraryInOrderOfAddition) {
-  TestLibrary test;
-  const Identifiers assets = {test.gardener.plant({.created = 9}),
-                              test.gardener.plant({.created = 3}),
-                              test.gardener.plant({.created = 5})};
-  EXPECT_EQ(test.list(*test.smart(209)), assets);
-}
-
-TEST(LibraryFetch, ListsAUserAlbumInItsOwnOrder) {
-  TestLibrary test;
-  const auto first = test.gardener.plant({.created = 1});
-  const auto second = test.gardener.plant({.created = 2});
-  const auto album = test.gardener.plantAlbum("Trip");
-  test.gardener.addToAlbum(album, second);
-  test.gardener.addToAlbum(album, first);
-  EXPECT_EQ(test.list({.localIdentifier = album}), (Identifiers{second, first}));
-  EXPECT_EQ(test.list({.localIdentifier = album}, byDate(true)), (Identifiers{first, second}));
-}
-
-TEST(LibraryFetch, SortsByDateWithAbsentDatesFirstAndTiesByAddition) {
-  TestLibrary test;
-  const auto late = test.gardener.plant({.created = 2'000'000'001});
-  const auto early = test.gardener.plant({.created = -5});
-  const auto undated = test.gardener.plant({.created = std::nullopt});
-  const auto tie = test.gardener.plant({.created = 2'000'000'001});
-  const auto nearly = test.gardener.plant({.created = 2'000'000'000});
-  const Identifiers ascending = {undated, early, nearly, late, tie};
-  EXPECT_EQ(test.list(*test.smart(209), byDate(true)), ascending);
-  EXPECT_EQ(test.list(*test.smart(209), byDate(false)), reversed(ascending));
-}
 
 TEST(LibraryFetch, CarriesAbsentDatesAsNone) {
   TestLibrary test;
@@ -187,29 +91,6 @@ TEST(LibraryFetch, FollowsABurstMembersChangeOfRole) {
   EXPECT_EQ(test.list(*test.smart(209)), Identifiers{member});
 }
 
-TEST(LibraryFetch, OrdersABurstByDateThenByName) {
-  TestLibrary test;
-  const auto second = test.gardener.plant({.created = 5, .burst = "B", .represents = true});
-  const auto first = test.gardener.plant({.created = 5, .burst = "B"});
-  const auto earliest = test.gardener.plant({.created = 4, .burst = "B"});
-  const auto name = [&test](const std::string& asset, const std::string& name) {
-    test.gardener.run(
-        "INSERT INTO resources(asset, pos, type, name, uti, path, size, hash) SELECT"
-        " id, 0, 1, '" +
-        name +
-        "', 'public.jpeg', ident, 1, x'00' FROM assets"
-        " WHERE ident = '" +
-        asset + "'");
-  };
-  name(second, "b.jpg");
-  name(first, "a.jpg");
-  name(earliest, "c.jpg");
-  PHFetchOptions all;
-  all.includeAllBurstAssets = true;
-  EXPECT_EQ(TestLibrary::identifiersOf(*test.library->fetchAssetsWithBurstIdentifier("B", &all)),
-            (Identifiers{earliest, first, second}));
-}
-
 TEST(LibraryFetch, FindsHiddenAssetsAndBurstMembersByIdentifier) {
   TestLibrary test;
   const auto hidden = test.gardener.plant({.hidden = true});
@@ -249,44 +130,6 @@ TEST(LibraryFetch, FindsTensOfThousandsOfIdentifiersAtOnce) {
   EXPECT_EQ(test.library->fetchAssetsWithLocalIdentifiers(asked, &images)->count(), 0U);
 }
 
-TEST(LibraryFetch, AppliesTheLimitAfterPredicateAndOrder) {
-  TestLibrary test;
-  Identifiers videos;
-  for (int i = 0; i < 300; ++i) {
-    test.gardener.plant({.mediaType = 1, .created = i});
-    videos.push_back(test.gardener.plant({.mediaType = 2, .created = i}));
-  }
-  for (const std::size_t limit : {1U, 100U, 128U, 129U, 299U, 300U, 301U, 5000U}) {
-    PHFetchOptions options = ofType(2);
-    options.sortDescriptors = {{"creationDate", false}};
-    options.fetchLimit = limit;
-    Identifiers expected = reversed(videos);
-    expected.resize(std::min<std::size_t>(limit, 300));
-    EXPECT_EQ(test.list(*test.smart(209), options), expected) << limit;
-    EXPECT_EQ(test.list(*test.smart(202), options), expected) << limit;
-  }
-}
-
-TEST(LibraryFetch, PagesOfOneListingNeitherOverlapNorSkip) {
-  TestLibrary test;
-  Identifiers assets;
-  for (int i = 0; i < 1000; ++i) {
-    assets.push_back(test.gardener.plant({.created = i / 10}));
-  }
-  for (const bool ascending : {true, false}) {
-    Identifiers listed;
-    for (std::size_t start = 0; start < 1000; start += 70) {
-      const PHFetchOptions options = byDate(ascending, start + 70);
-      const auto result = test.library->fetchAssetsInAssetCollection(*test.smart(209), &options);
-      const std::size_t end = std::min(start + 70, result->count());
-      for (const auto& asset : result->objectsAtIndexes({start, end})) {
-        listed.push_back(asset->localIdentifier);
-      }
-    }
-    EXPECT_EQ(listed, ascending ? assets : reversed(assets));
-  }
-}
-
 TEST(LibraryFetch, CountsByPredicateInEveryAlbum) {
   TestLibrary test;
   const auto album = test.gardener.plantAlbum("Trip");
@@ -308,75 +151,6 @@ TEST(LibraryFetch, CountsByPredicateInEveryAlbum) {
     EXPECT_EQ(count(collection, {"mediaType = %d || mediaType = %d ", {1, 3}}), 5U);
     EXPECT_EQ(count(collection, {"!(mediaType = 1) && isFavorite = 1", {}}), 4U);
     EXPECT_EQ(count(collection, {"mediaType = 0", {}}), 0U);
-  }
-}
-
-TEST(LibraryFetch, KeepsEverySmartAlbumWithinTheUserLibrary) {
-  TestLibrary test;
-  std::uint64_t bits = 12345;
-  const auto chance = [&bits](int oneIn) {
-    bits = bits * 6364136223846793005U + 1442695040888963407U;
-    return (bits >> 33) % static_cast<std::uint64_t>(oneIn) == 0;
-  };
-  for (int i = 0; i < 400; ++i) {
-    PlantedAsset asset;
-    asset.mediaType = i % 4;
-    asset.created = chance(9) ? std::nullopt : std::optional<std::int64_t>(i % 50);
-    for (const std::int64_t bit : {1, 2, 4, 8, 16, 0x20000, 0x40000, 0x80000}) {
-      if (chance(4)) asset.subtypes |= bit;
-    }
-    asset.favorite = chance(3);
-    asset.hidden = chance(4);
-    if (chance(3)) asset.burst = "B" + std::to_string(i % 5);
-    asset.represents = chance(4);
-    asset.burstSelection = chance(2) ? 2 : 0;
-    asset.frontCamera = chance(3);
-    asset.animated = chance(3);
-    asset.raw = chance(3);
-    test.gardener.plant(asset);
-  }
-  const auto albums = test.library->fetchAssetCollectionsWithType(
-      PHAssetCollectionType::smartAlbum, PHAssetCollectionSubtype::any, nullptr);
-  for (int flags = 0; flags < 64; ++flags) {
-    PHFetchOptions options;
-    options.includeHiddenAssets = (flags & 1) != 0;
-    options.includeAllBurstAssets = (flags & 2) != 0;
-    if ((flags & 4) != 0) options.sortDescriptors = {{"creationDate", (flags & 8) != 0}};
-    if ((flags & 16) != 0)
-      options.predicate = NSPredicate{"mediaType == %d || mediaType == %d", {1, 2}};
-    if ((flags & 32) != 0) options.predicate = NSPredicate{"mediaType = %d", {2}};
-    const Identifiers everything = test.list(*test.smart(209), options);
-    std::size_t members = 0;
-    albums->enumerateObjectsUsingBlock([&](const PHAssetCollection& album) {
-      const Identifiers listed = test.list(album, options);
-      if (album.assetCollectionSubtype != 209) members += listed.size();
-      // A subsequence: the same order, and nothing that the user library does not list.
-      auto place = everything.begin();
-      for (const std::string& identifier : listed) {
-        place = std::find(place, everything.end(), identifier);
-        ASSERT_NE(place, everything.end()) << album.localizedTitle.value_or("") << flags;
-        ++place;
-      }
-    });
-    EXPECT_GT(members, 0U) << flags;
-  }
-}
-
-TEST(LibraryFetch, MirrorsAscendingInDescendingOrderEverywhere) {
-  TestLibrary test;
-  for (int i = 0; i < 300; ++i) {
-    test.gardener.plant({.mediaType = i % 3,
-                         .created = i % 7 == 0 ? std::nullopt : std::optional<std::int64_t>(i % 11),
-                         .favorite = i % 2 == 0});
-  }
-  for (const std::int64_t subtype : {209, 203, 202}) {
-    for (const char* key : {"creationDate", "modificationDate", "mediaType", "localIdentifier"}) {
-      PHFetchOptions options;
-      options.sortDescriptors = {{key, true}};
-      const Identifiers ascending = test.list(*test.smart(subtype), options);
-      options.sortDescriptors = {{key, false}};
-      EXPECT_EQ(test.list(*test.smart(subtype), options), reversed(ascending)) << key;
-    }
   }
 }
 
@@ -429,6 +203,25 @@ TEST(LibraryFetch, LeavesDeletedAssetsOutOfEveryFetch) {
   EXPECT_FALSE(test.library->storedResources(asset));
 }
 
+TEST(LibraryFetch, FindsNothingInACatalogueThatCannotBeReadAndEverythingAgainAfterwards) {
+  TestLibrary test;
+  const auto asset = test.gardener.plant({});
+  const PHAssetCollection recents = *test.smart(209);
+  test.gardener.run("ALTER TABLE assets RENAME TO elsewhere");
+  for (const PHFetchOptions& options : {PHFetchOptions(), byDate(true), byDate(true, 10)}) {
+    EXPECT_EQ(test.list(recents, options), Identifiers{});
+  }
+  EXPECT_EQ(test.library->fetchAssetsWithLocalIdentifiers({{asset}}, nullptr)->count(), 0U);
+  const auto stored = test.library->storedResources(asset);
+  ASSERT_FALSE(stored);
+  EXPECT_TRUE(stored.error().is(LibraryErrorCode::missingResource));
+  test.gardener.run("ALTER TABLE elsewhere RENAME TO assets");
+  for (const PHFetchOptions& options : {PHFetchOptions(), byDate(true), byDate(true, 10)}) {
+    EXPECT_EQ(test.list(recents, options), Identifiers{asset});
+  }
+  EXPECT_TRUE(test.library->storedResources(asset));
+}
+
 TEST(LibraryFetch, HasNoFirstObjectWhenItFoundNothing) {
   TestLibrary test;
   EXPECT_EQ(test.library->fetchAssetsInAssetCollection(*test.smart(209), nullptr)->firstObject(),
@@ -450,14 +243,6 @@ TEST(LibraryFetchDeathTest, IsFatalForAnIndexOutOfRange) {
   EXPECT_DEATH(result->objectsAtIndexes({0, 2}), "Index out of range: 0..<2 of 1");
   EXPECT_DEATH(result->objectsAtIndexes({1, 0}), "Index out of range");
   EXPECT_DEATH(result->objectAtIndexedSubscript(1), "Index out of range");
-}
-
-TEST(LibraryFetchDeathTest, IsFatalForAConditionOnCollections) {
-  TestLibrary test;
-  const PHFetchOptions options = ofType(1);
-  EXPECT_DEATH(test.library->fetchAssetCollectionsWithType(PHAssetCollectionType::album,
-                                                           PHAssetCollectionSubtype::any, &options),
-               "can be neither filtered nor sorted");
 }
 
 }  // namespace

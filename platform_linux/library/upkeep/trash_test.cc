@@ -181,5 +181,19 @@ TEST(TrashOfNoLibrary, IsAnErrorAndMakesNone) {
   EXPECT_FALSE(fs::exists(folder / "library"));
 }
 
+TEST_F(Trash, CannotBeListedWhenTheCatalogueCannotBeRead) {
+  saveAndDelete("a.jpg", "image");
+  gardener.run("ALTER TABLE resources RENAME TO elsewhere");
+  const auto listed = listTrash(path());
+  ASSERT_FALSE(listed);
+  EXPECT_EQ(listed.error().reason, "The catalogue cannot be read.");
+  const auto emptied = emptyTrash(path());
+  ASSERT_FALSE(emptied);
+  EXPECT_TRUE(emptied.error().reason.starts_with("The trash cannot be emptied: "))
+      << emptied.error().reason;
+  gardener.run("ALTER TABLE elsewhere RENAME TO resources");
+  EXPECT_EQ(listTrash(path())->size(), 1U);
+}
+
 }  // namespace
 }  // namespace quorvin

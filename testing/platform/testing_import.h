@@ -1,0 +1,55 @@
+// Imports into a library of a test's own.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform_linux/library/import/importer.h"
+#include "testing/platform/testing_library.h"
+#include "testing/platform/testing_media.h"
+
+namespace quorvin {
+
+class ImportListener final : public ImportObserver {
+ public:
+  void filesFound(std::size_t total) override { found = total; }
+  void fileDone(const std::string& path) override { done.push_back(path); }
+  void problem(const std::string& path, const std::string& reason) override;
+
+  std::size_t found = 0;
+  std::vector<std::string> done;
+  std::map<std::string, std::string> problems;  ///< by name, without the folder
+};
+
+/// There is no library until an import or `open` makes it.
+struct ImportFixture {
+  TemporaryFolder folder;
+  ScriptedMedia media;
+  ImportListener listener;
+
+  /// A file in the folder `in`; its path.
+  std::string put(const std::string& name, const std::string& content) const;
+
+  Result<ImportSummary> tryImport(std::vector<std::string> paths,
+                                  std::optional<std::string> album = std::nullopt);
+  ImportSummary import(std::vector<std::string> paths,
+                       std::optional<std::string> album = std::nullopt);
+  ImportSummary importAll() { return import({folder / "in"}); }
+
+  std::string libraryPath() const { return folder / "library"; }
+  std::unique_ptr<Library> open() const;
+
+  /// "type resources marks" of each asset, in order of addition, burst members and all.
+  std::vector<std::string> assets() const;
+  /// The one that listings show.
+  PHAsset only() const;
+
+  /// Every original is named by the catalogue, of its size, read-only; nothing else lies around.
+  void expectSound() const;
+};
+
+}  // namespace quorvin
