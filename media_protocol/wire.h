@@ -19,7 +19,6 @@
 #include "core/platform/value.h"
 #include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
-#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

@@ -43,8 +43,7 @@ class RenderedImage : public UIImage {
 };
 
 /// Calls wait for their answer on the calling thread; any thread, several at once. A worker that
-/// dies or is late is replaced, and its request answered with an error. The descriptions of errors
-/// are plain sentences, to which `libraryError` may add a domain and code for a person.
+/// dies or is late is replaced, and its request answered with a failure.
 class MediaService {
  public:
   virtual ~MediaService() = default;
