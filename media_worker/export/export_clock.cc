@@ -1,3 +1,7 @@
+// When a moment of the source plays. A time map cuts the source into spans, each with a speed;
+// between two of them lies what does not play, which is skipped in no time. Copied packets need
+// times even where nothing plays, for others are decoded with their help: for them the first and
+// the last span are thought to go on at their speed.
 #include "media_worker/export/export_clock.h"
 
 extern "C" {

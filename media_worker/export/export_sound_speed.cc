@@ -1,3 +1,7 @@
+// Sound that plays slower or faster at the same pitch. Each part of the time map has its own chain
+// of filters; where the speed is kept, samples pass untouched. A chain gives a few samples more or
+// fewer than it should, so that each part is cut, or filled with silence, to its exact length:
+// otherwise sound and pictures would drift apart from part to part.
 #include "media_worker/export/export_sound_speed.h"
 
 extern "C" {

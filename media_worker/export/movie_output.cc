@@ -1,3 +1,7 @@
+// The muxer writes through our own I/O over a descriptor, by position. It opens nothing: to move
+// the index to the beginning it reads its own file back, which it gets as a second reader of the
+// same descriptor. The system's own error is kept, since the muxer tells neither that space ran out
+// nor when.
 #include "media_worker/export/movie_output.h"
 
 extern "C" {

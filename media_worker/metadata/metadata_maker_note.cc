@@ -1,3 +1,7 @@
+// A maker note is whatever a maker writes into Exif. That of one maker's phones is known by its
+// first bytes; behind them stands a directory like TIFF's, with the highest byte first and offsets
+// counted from the note's beginning. Four of its entries tell what nothing else does: how the
+// picture was merged, its burst, what pairs it with its video, and which camera took it.
 #include "media_worker/metadata/metadata_maker_note.h"
 
 #include <algorithm>

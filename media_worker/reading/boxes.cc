@@ -1,3 +1,7 @@
+// HEIF pictures and movies are boxes in boxes: a size, four letters and a content. Three things are
+// read here by hand, for libheif does not tell them: whether the file was cut short, the turns of
+// the primary picture in their order, and whether colours are named by code points. Everything is
+// bounded, for sizes and counts are what the file claims.
 #include "media_worker/reading/boxes.h"
 
 #include <algorithm>

@@ -1,3 +1,7 @@
+// Planes of light and colour differences become red, green and blue, and those become upright
+// pixels. Both go over the picture in bands of few rows, so that what one step writes is still in
+// the processor's cache when the next one reads it. Turning takes no pass of its own: planes are
+// turned one by one, band by band, on their way to being interleaved.
 #include "media_worker/reading/planes.h"
 
 #include <libyuv.h>

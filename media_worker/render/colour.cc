@@ -1,3 +1,8 @@
+// Colours become sRGB. 8-bit RGB, what most files hold, is converted by Little CMS when the pixels
+// are finished and few; a profile that changes nothing, as that of sRGB itself, is found out by a
+// grid of colours and left out. Other kinds of image, greys, inks and more bits, go through
+// libvips, which knows them all and is slow. Files that name a wide gamut by code points get a
+// profile made of these.
 #include "media_worker/render/colour.h"
 
 #include <lcms2.h>

@@ -1,3 +1,6 @@
+// A video is shown by its first frame. Frames with times before zero are decoded for the sake of
+// later ones and not shown; they count only when there is no other. Where the container's header
+// has all that a decoder needs, the packets are not searched for it first.
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
