@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "media_protocol/time_map.h"
@@ -113,5 +114,11 @@ struct ExportContainersRequest {
   VideoPreset preset = VideoPreset::passthrough;
   friend bool operator==(const ExportContainersRequest&, const ExportContainersRequest&) = default;
 };
+
+using WorkerRequest = std::variant<ProbeRequest, RenderRequest, EncodeRequest,
+                                   ExportContainersRequest, VideoExportRequest>;
+
+/// What a worker says while an export goes on, and when it is done.
+enum class ExportState : std::int64_t { underWay = 1, done = 2 };
 
 }  // namespace quorvin

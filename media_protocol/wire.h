@@ -13,7 +13,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
 #include "core/platform/value.h"
@@ -23,9 +22,6 @@
 namespace quorvin {
 
 inline constexpr int kWorkerSocketDescriptor = 3;
-
-using WorkerRequest = std::variant<ProbeRequest, RenderRequest, EncodeRequest,
-                                   ExportContainersRequest, VideoExportRequest>;
 
 /// The turns into maps and back. Reading checks every key's presence, type and range, whatever
 /// the order and whatever else the map holds; none means that the map is no such message.
@@ -44,8 +40,7 @@ std::optional<PixelLayout> layoutFromMap(const Map& map);
 Map containersToMap(const std::vector<VideoContainer>& containers);
 std::optional<std::vector<VideoContainer>> containersFromMap(const Map& map);
 
-/// What a worker says while an export goes on, and when it is done.
-enum class ExportState : std::int64_t { underWay = 1, done = 2 };
+/// What comes of an export.
 Map exportStateToMap(ExportState state);
 std::optional<ExportState> exportStateFromMap(const Map& map);
 

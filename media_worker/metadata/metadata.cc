@@ -1,9 +1,9 @@
 #include "media_worker/metadata/metadata.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "core/platform/photo_library.h"
+#include "media_protocol/letter_case.h"
 #include "media_worker/metadata/metadata_maker_note.h"
 
 namespace quorvin {
@@ -66,10 +66,8 @@ std::uint64_t subtypes(const FileMetadata& file, const MakerNote& note) {
   return bits;
 }
 
-bool namesFrontCamera(std::string lens) {
-  std::transform(lens.begin(), lens.end(), lens.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lens.find("front") != std::string::npos;
+bool namesFrontCamera(std::string_view lens) {
+  return lowerCase(lens).find("front") != std::string::npos;
 }
 
 }  // namespace

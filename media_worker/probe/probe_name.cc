@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <string>
 
 #include "core/platform/photo_library.h"
+#include "media_protocol/letter_case.h"
 
 namespace quorvin {
 namespace {
@@ -24,14 +26,6 @@ bool startsWithOneOf(std::string_view text, std::initializer_list<std::string_vi
 }
 
 }  // namespace
-
-std::string lowerCase(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return result;
-}
 
 std::uint64_t pictureNameSubtypes(std::string_view name, PictureFormat format) {
   if (format != PictureFormat::png && format != PictureFormat::jpeg) return 0;

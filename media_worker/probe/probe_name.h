@@ -2,15 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "media_worker/reading/signature.h"
 
 namespace quorvin {
-
-/// ASCII letters alone are changed.
-std::string lowerCase(std::string_view text);
 
 /// Bits of PHAssetMediaSubtype that the usual names of screenshots tell.
 std::uint64_t pictureNameSubtypes(std::string_view name, PictureFormat format);

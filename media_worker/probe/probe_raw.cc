@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "media_worker/probe/probe_name.h"
+#include "media_protocol/letter_case.h"
 #include "media_worker/probe/probe_picture.h"
 #include "media_worker/reading/orientation.h"
 

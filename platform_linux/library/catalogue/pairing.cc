@@ -6,14 +6,9 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace quorvin {
+#include "media_protocol/letter_case.h"
 
-std::string lowerCase(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
-}
+namespace quorvin {
 
 std::string nameStem(const std::string& name) {
   const std::size_t dot = name.rfind('.');

@@ -9,8 +9,6 @@
 
 namespace quorvin {
 
-/// ASCII letters to lower case.
-std::string lowerCase(std::string text);
 /// The name without its extension, and the extension without its dot, in lower case; a name whose
 /// only dot comes first has no extension.
 std::string nameStem(const std::string& name);

@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "media_protocol/letter_case.h"
 #include "platform_linux/library/catalogue/pairing.h"
 
 namespace quorvin {
