@@ -109,7 +109,7 @@ TEST(ExportCopied, KeepsLateSoundLateAndLatePicturesLate) {
 TEST(ExportCopied, KeepsUnevenTimesOfFrames) {
   const FileDescriptor source =
       movie(film() +
-            "-vf \"select='not(mod(n\\,3))+lt(mod(n\\,10)\\,4)'\" -vsync vfr -c:v libx264 "
+            "-vf \"select='not(mod(n\\,3))+lt(mod(n\\,10)\\,4)'\" -fps_mode vfr -c:v libx264 "
             "-c:a aac");
   const Exported result = exported(source, kPassthrough);
   ASSERT_EQ(result.reason(), "");

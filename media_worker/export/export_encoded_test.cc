@@ -51,7 +51,7 @@ TEST(ExportEncoded, IsHardToTellFromTheSourceAtHighestQuality) {
 TEST(ExportEncoded, KeepsUnevenTimesOfFrames) {
   const FileDescriptor source =
       movie(film() +
-            "-vf \"select='not(mod(n\\,3))+lt(mod(n\\,10)\\,4)'\" -vsync vfr -c:v libx264 "
+            "-vf \"select='not(mod(n\\,3))+lt(mod(n\\,10)\\,4)'\" -fps_mode vfr -c:v libx264 "
             "-c:a aac");
   for (const VideoPreset preset : {kHighest, kMedium}) {
     const Exported result = exported(source, preset);

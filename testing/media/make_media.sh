@@ -67,7 +67,12 @@ movie "$good/MOVIE.mov" 640x360 30 2 -metadata creation_time=2023-07-14T10:20:30
 movie "$good/CLIP.mp4" 480x360 25 2 -metadata creation_time=2023-07-15T11:00:00Z
 movie "$good/SLOWMO.mov" 320x240 120 2 -metadata creation_time=2023-07-16T12:00:00Z
 movie "$work/upright.mp4" 320x240 30 1
-run_ffmpeg -i "$work/upright.mp4" -c copy -metadata:s:v:0 rotate=90 "$good/TURNED.mp4"
+# A quarter turn: by an option from FFmpeg 6 on, before that by a tag.
+if [ "$(ffmpeg -hide_banner -h full 2>/dev/null | grep -c -e '^-display_rotation')" != 0 ]; then
+  run_ffmpeg -display_rotation 90 -i "$work/upright.mp4" -c copy "$good/TURNED.mp4"
+else
+  run_ffmpeg -i "$work/upright.mp4" -c copy -metadata:s:v:0 rotate=90 "$good/TURNED.mp4"
+fi
 run_ffmpeg -i "$work/upright.mp4" -c copy "$good/capture.mkv"
 run_ffmpeg -f lavfi -i "sine=frequency=330:r=44100" -t 2 -c:a aac \
   -metadata creation_time=2023-07-17T08:00:00Z "$good/memo.m4a"
