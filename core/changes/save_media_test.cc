@@ -194,6 +194,12 @@ TEST_P(SaveMedia, CachesByThePlaceholdersIdentifierWhatTheFetchFound) {
   EXPECT_EQ(cached, library.fetchAssetsWithLocalIdentifiers(identifier, nullptr)->firstObject());
 }
 
+TEST_P(SaveMedia, HoldsTheLockWhenItCaches) {
+  const auto held = watchReplacement(plugin, "created-1");
+  save();
+  EXPECT_EQ(*held, std::vector<bool>{true});
+}
+
 TEST_P(SaveMedia, ReplacesAnEarlierCacheEntry) {
   const RecordedReply reply = start();
   runBackground();

@@ -53,6 +53,22 @@ TEST(AssetRecord, HoldsThirteenKeysInTheirOrderAndTypes) {
                                                 {"isLivePhoto", true}}));
 }
 
+TEST(AssetRecord, KeepsItsFlagsApart) {
+  for (const std::string key : {"isFavorite", "isHidden", "representsBurst", "isLivePhoto"}) {
+    PHAsset asset;
+    asset.isFavorite = key == "isFavorite";
+    asset.isHidden = key == "isHidden";
+    asset.representsBurst = key == "representsBurst";
+    if (key == "isLivePhoto") asset.mediaSubtypes = PHAssetMediaSubtype::photoLive;
+    for (const auto& [name, value] : assetToMap(asset)) {
+      const bool* flag = value.as<bool>();
+      if (flag != nullptr) {
+        EXPECT_EQ(*flag, name.text() == key) << key;
+      }
+    }
+  }
+}
+
 TEST(AssetRecord, OfABareAssetHoldsNoNull) {
   EXPECT_EQ(Value(assetToMap(PHAsset{})), Value(Map{{"id", ""},
                                                     {"mediaType", 0},

@@ -168,6 +168,12 @@ TEST_F(GetGalleryAssetCount, ReplacesAnEarlierCacheEntryAndKeepsTheOthers) {
   EXPECT_EQ(plugin.manager().cachedAsset("v")->pixelWidth, 99);
 }
 
+TEST_F(GetGalleryAssetCount, HoldsTheLockWhenItCaches) {
+  const auto held = watchReplacement(plugin, "a");
+  plugin.answer(kCount, arguments("g", 1, 0));
+  EXPECT_EQ(*held, std::vector<bool>{true});
+}
+
 TEST_F(GetGalleryAssetCount, HoldsTheLockDuringNoFetch) {
   const auto watched = watchLock(plugin);
   value(kCount, arguments("g", 0, 0));

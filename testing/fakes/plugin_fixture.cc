@@ -167,4 +167,18 @@ std::shared_ptr<std::vector<WatchedEvent>> watchLock(PluginHarness& plugin) {
   return watched;
 }
 
+std::shared_ptr<std::vector<bool>> watchReplacement(PluginHarness& plugin,
+                                                    const std::string& identifier) {
+  auto held = std::make_shared<std::vector<bool>>();
+  const std::weak_ptr<ImageManager> manager = SwiftQuorvinPluginPeer::manager(plugin.plugin());
+  // The cache alone holds it, and lets go of it when something else takes its place.
+  plugin.manager().cache({new PHAsset(photo(identifier)), [held, manager](const PHAsset* asset) {
+                            delete asset;
+                            if (const auto alive = manager.lock()) {
+                              held->push_back(ImageManagerPeer(alive).lockIsHeld());
+                            }
+                          }});
+  return held;
+}
+
 }  // namespace quorvin

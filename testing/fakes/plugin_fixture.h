@@ -56,6 +56,11 @@ struct WatchedEvent {
 };
 std::shared_ptr<std::vector<WatchedEvent>> watchLock(PluginHarness& plugin);
 
+/// Caches an asset under the identifier. True is noted when it is replaced with the manager's lock
+/// held, and false when without.
+std::shared_ptr<std::vector<bool>> watchReplacement(PluginHarness& plugin,
+                                                    const std::string& identifier);
+
 /// `map` with the key's value replaced, or without the key.
 Map with(Map map, const std::string& key, Value value);
 Map without(Map map, const std::string& key);
