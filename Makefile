@@ -2,6 +2,9 @@
 .DEFAULT_GOAL := help
 .PHONY: help demo test crash-test bench coverage fuzz clean
 
+# `make test PRESET=ci` takes every warning for an error.
+PRESET ?= test
+
 help: ## say what there is
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-10s %s\n", $$1, $$2 }' Makefile
 
@@ -9,23 +12,23 @@ demo: ## install, build, import media and show every method; PHOTOS=DIR takes yo
 	@scripts/demo.sh
 
 test: ## install, build and run all tests
-	@scripts/install_dependencies.sh
-	@scripts/test.sh release
+	@scripts/install_dependencies.sh test
+	@scripts/test.sh $(PRESET)
 
 crash-test: ## kill 2,000 processes and fail every call to the system while libraries change
-	@scripts/install_dependencies.sh
+	@scripts/install_dependencies.sh test
 	@scripts/crash_test.sh
 
 bench: ## measure beside the rivals, with ratios
-	@scripts/install_dependencies.sh
+	@scripts/install_dependencies.sh bench
 	@scripts/bench.sh
 
 coverage: ## line coverage of the core by its tests
-	@scripts/install_dependencies.sh
+	@scripts/install_dependencies.sh check
 	@scripts/coverage.sh
 
 fuzz: ## fuzz the decoder and the dispatcher, FUZZ_SECONDS each (600)
-	@scripts/install_dependencies.sh
+	@scripts/install_dependencies.sh check
 	@scripts/fuzz.sh
 
 clean: ## remove what was built and the demo's output

@@ -1,8 +1,19 @@
 # Warnings, sanitizers and coverage for every target of the project.
 
+# Most of a build is reading the standard library's headers, so they are read once. The presets
+# `tidy` and `core-only` do without, and notice a file that does not include what it uses. Fuzzing
+# compiles some targets in a way of its own.
+option(QUORVIN_SHARED_HEADERS "Read the standard library's headers once" ON)
+if(QUORVIN_FUZZ OR CMAKE_DISABLE_PRECOMPILE_HEADERS)
+  set(QUORVIN_SHARED_HEADERS OFF)
+endif()
+set(QUORVIN_STANDARD_HEADERS
+  <algorithm> <chrono> <filesystem> <functional> <map> <memory> <mutex> <optional> <span> <string>
+  <string_view> <thread> <variant> <vector>)
+
 add_library(quorvin_compile INTERFACE)
 target_include_directories(quorvin_compile INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(quorvin_compile INTERFACE -Wall -Wextra -Werror
+target_compile_options(quorvin_compile INTERFACE -Wall -Wextra $<$<BOOL:${QUORVIN_WERROR}>:-Werror>
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   # It warns of designated initialisers that leave out members which have a default, and, wrongly,
@@ -14,21 +25,18 @@ if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety -Wshadow>)
 endif()
 if(QUORVIN_SANITIZE)
-  # With threads everywhere, for a precompiled header is for one choice of it.
   target_compile_options(quorvin_compile INTERFACE -fsanitize=${QUORVIN_SANITIZE}
-    -fno-omit-frame-pointer -fno-sanitize-recover=all -pthread)
+    -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(quorvin_compile INTERFACE -fsanitize=${QUORVIN_SANITIZE})
 endif()
 
-# Sanitizer builds compile everything anew for every push, so they share what most files include.
-# The other builds do without, and notice a file that does not include what it uses. Fuzzing compiles
-# some targets in a way of its own.
-if(QUORVIN_SANITIZE AND NOT QUORVIN_FUZZ)
+if(QUORVIN_SHARED_HEADERS)
   file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/headers.cc CONTENT "" @ONLY)
   add_library(quorvin_headers STATIC ${PROJECT_BINARY_DIR}/headers.cc)
   target_link_libraries(quorvin_headers PRIVATE quorvin_compile)
-  target_precompile_headers(quorvin_headers PRIVATE
-    <algorithm> <filesystem> <functional> <map> <memory> <optional> <string> <variant> <vector>)
+  target_precompile_headers(quorvin_headers PRIVATE ${QUORVIN_STANDARD_HEADERS})
+  # With threads everywhere, for a precompiled header is for one choice of it.
+  target_compile_options(quorvin_compile INTERFACE -pthread)
 endif()
 
 # The options are for building only: nothing that links a target of ours inherits them by install.
@@ -36,7 +44,7 @@ function(quorvin_target name)
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:quorvin_compile>)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   get_target_property(type ${name} TYPE)
-  if(TARGET quorvin_headers AND type STREQUAL STATIC_LIBRARY)
+  if(QUORVIN_SHARED_HEADERS AND NOT type STREQUAL EXECUTABLE)
     target_precompile_headers(${name} REUSE_FROM quorvin_headers)
   endif()
 endfunction()

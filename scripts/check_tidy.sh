@@ -8,4 +8,4 @@ if [ "${2:-}" = quick ]; then
   checks=(--checks='-*,bugprone-use-after-move,bugprone-dangling-handle,bugprone-unused-return-value,concurrency-*,-concurrency-mt-unsafe')
 fi
 git ls-files -z -- '*.cc' ':!*test*' ':!fuzz' |
-  xargs -0 -n 4 -P "$(nproc)" clang-tidy-14 -p "$1" --quiet "${checks[@]}"
+  xargs -0 -n 4 -P "$(nproc)" clang-tidy -p "$1" --quiet "${checks[@]}"

@@ -11,9 +11,9 @@ rm -rf "$tree/profiles"
 # %c keeps the counters of tests that end in an abort.
 LLVM_PROFILE_FILE="$PWD/$tree/profiles/%p%c.profraw" "$tree/test-bin/core_tests" --gtest_brief=1 \
   >"$tree/core_tests.log" || { cat "$tree/core_tests.log"; exit 1; }
-llvm-profdata-14 merge -sparse -o "$tree/core.profdata" "$tree"/profiles/*.profraw
+llvm-profdata merge -sparse -o "$tree/core.profdata" "$tree"/profiles/*.profraw
 report() {
-  llvm-cov-14 "$1" "$tree/test-bin/core_tests" -instr-profile="$tree/core.profdata" \
+  llvm-cov "$1" "$tree/test-bin/core_tests" -instr-profile="$tree/core.profdata" \
     -ignore-filename-regex='_test\.cc$|/(testing|codec)/|/usr/' "${@:2}"
 }
 report report | sed "s|$PWD/||" | awk 'NF > 10 { print $1, $(NF-3) }' | column -t

@@ -6,9 +6,9 @@ cd "$(dirname "$0")/.."
 export QUORVIN_CRASH_KILLS=${QUORVIN_CRASH_KILLS:-2000}
 export QUORVIN_CRASH_SECONDS=${QUORVIN_CRASH_SECONDS:-60}
 export QUORVIN_CRASH_THOROUGH=1
-export QUORVIN_MEDIA_WORKER=$PWD/build/release/bin/quorvin-media
+export QUORVIN_MEDIA_WORKER=$PWD/build/test/bin/quorvin-media
 
-scripts/build.sh release crash_tests crash_changer quorvin-media
-testing/media/make_media.sh "$PWD/build/release/media"
+scripts/build.sh test crash_tests crash_changer quorvin-media
+testing/media/make_media.sh "$PWD/build/test/media"
 echo "Killing $QUORVIN_CRASH_KILLS processes, and failing every call"
-build/release/test-bin/crash_tests --gtest_brief=1 "$@"
+build/test/test-bin/crash_tests --gtest_brief=1 "$@"

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install_dependencies.sh
+scripts/install_dependencies.sh demo
 scripts/build.sh release quorvin_demo quorvin_tool quorvin-media
 bin=$PWD/build/release/bin
 output=$PWD/demo-output

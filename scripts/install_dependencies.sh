@@ -1,25 +1,43 @@
 #!/usr/bin/env bash
-# Installs what building, testing and the demo need from Debian's packages.
-# Says nothing and does nothing when all of it is there already.
+# install_dependencies.sh PURPOSE...: installs Debian's packages for building the programs and, by
+# purpose: demo, test, bench, check. Says nothing and does nothing when all is there already.
 set -euo pipefail
 
 packages=(
-  # build
-  clang-14 clang-format-14 clang-tidy-14 cmake g++ lld-14 llvm-14 make ninja-build pkg-config
-  libclang-rt-14-dev libbenchmark-dev libgmock-dev libgtest-dev
+  cmake g++ make ninja-build pkg-config
   # the library and the tool
-  libcli11-dev libsqlite3-dev libxxhash-dev nlohmann-json3-dev pv sqlite3
+  libcli11-dev libsqlite3-dev libxxhash-dev nlohmann-json3-dev pv
   # the media worker
   libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev libexiv2-dev libheif-dev
   libjpeg-dev liblcms2-dev libswscale-dev libvips-dev libyuv-dev zlib1g-dev
-  # media generated for tests and the demo, and the programs that verify replies
-  binutils ffmpeg jq libheif-examples libimage-exiftool-perl libvips-tools strace
 )
+# What makes media: the test's, the demo's and the benchmarks'.
+makers=(ffmpeg libheif-examples libimage-exiftool-perl libvips-tools)
+# Newer suites have a package of its own for each encoder of libheif.
+makers_where_known=(libheif-plugin-aomenc libheif-plugin-x265)
+known=()
+for purpose in "$@"; do
+  case $purpose in
+    demo) packages+=("${makers[@]}"); known+=("${makers_where_known[@]}") ;;
+    test)
+      packages+=("${makers[@]}" binutils jq libgtest-dev mold python3)
+      known+=("${makers_where_known[@]}")
+      ;;
+    bench)
+      packages+=("${makers[@]}" libbenchmark-dev)
+      known+=("${makers_where_known[@]}")
+      ;;
+    check) packages+=(clang clang-format clang-tidy git jq libclang-rt-dev libgtest-dev llvm python3) ;;
+    *) echo "install_dependencies.sh: there is no purpose $purpose" >&2; exit 2 ;;
+  esac
+done
 
+installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
 missing=()
-for package in "${packages[@]}"; do
-  status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
-  [ "$status" = installed ] || missing+=("$package")
+for package in "${packages[@]}"; do installed "$package" || missing+=("$package"); done
+for package in "${known[@]}"; do
+  # Where no list of packages is there yet, others are missing too.
+  if ! installed "$package" && [ -n "$(apt-cache pkgnames "$package")" ]; then missing+=("$package"); fi
 done
 [ "${#missing[@]}" -gt 0 ] || exit 0
 
@@ -32,13 +50,15 @@ if [ "$(id -u)" -ne 0 ]; then
   run=(sudo)
 fi
 
-echo "Installing: ${missing[*]}"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-install() {
-  "${run[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y --no-install-recommends "${missing[@]}" >"$log" 2>&1
-}
 # The package lists of a fresh machine are absent or old.
 "${run[@]}" apt-get update >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
-install || { cat "$log" >&2; exit 1; }
+for package in "${known[@]}"; do
+  [ -z "$(apt-cache pkgnames "$package")" ] || missing+=("$package")
+done
+readarray -t missing < <(printf '%s\n' "${missing[@]}" | sort -u)
+echo "Installing: ${missing[*]}"
+"${run[@]}" env DEBIAN_FRONTEND=noninteractive \
+  apt-get install -y --no-install-recommends "${missing[@]}" >"$log" 2>&1 ||
+  { cat "$log" >&2; exit 1; }
