@@ -81,14 +81,15 @@ TEST_F(GetImageUrlAsStored, RemovesTheEarlierFileBeforeTheCopy) {
   EXPECT_EQ(reply.value(), exportReply(path));
 }
 
-TEST_F(GetImageUrlAsStored, CopiesAlsoWhenTheEarlierFileCannotBeRemoved) {
+TEST_F(GetImageUrlAsStored, CopiesAlsoWhenTheEarlierFileCannotBeRemovedAndFailsThere) {
   files.addFile(pathOf("IMG_1.HEIC"), ByteBuffer({9}));
   files.removeItemFails = failure;
   const RecordedReply reply = requestData(kStored);
   deliver(std::nullopt);
   ASSERT_EQ(log.count("writeDataForAssetResource"), 1u);
-  finishWrite();
-  EXPECT_EQ(reply.value(), exportReply(pathOf("IMG_1.HEIC")));
+  finishWrite(files.writeNew(storedBytes, pathOf("IMG_1.HEIC")));
+  EXPECT_EQ(reply.error().message, "Failed to export live photo video id = p");
+  EXPECT_EQ(files.file(pathOf("IMG_1.HEIC"))->data, ByteBuffer({9}));
 }
 
 TEST_F(GetImageUrlAsStored, ReportsAFailedCopyInTheWordsOfALivePhoto) {

@@ -66,6 +66,7 @@ TEST_F(GetLivePhotoUrlFile, NamesAFileWithoutANameByTheWholeIdentifier) {
                                                         {"a.b", "livephoto-a.b.mov"},
                                                         {"A/L0/001", "livephoto-A/L0/001.mov"}}) {
     addLivePhoto(id, std::nullopt);
+    files.createDirectory("/temporary/livephoto/livephoto-A/L0");  // which the plugin does not
     EXPECT_EQ(write(id).value(), exportReply("/temporary/livephoto/" + expected));
   }
 }

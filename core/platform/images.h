@@ -86,14 +86,14 @@ class PHImageInfo {
   }
   /// The error under the key; null when the key is absent or holds something else.
   const NSError* error(std::string_view key) const { return entry<NSError>(key); }
-
- private:
+  /// The value under the key; null when the key is absent or holds something of another type.
   template <class T>
   const T* entry(std::string_view key) const {
     const auto found = entries_.find(key);
     return found == entries_.end() ? nullptr : std::get_if<T>(&found->second);
   }
 
+ private:
   std::map<std::string, Entry, std::less<>> entries_;
 };
 

@@ -155,6 +155,7 @@ TEST(AssetRecord, CallsALivePhotoOneWhateverElseItIs) {
 
 class ResourceName : public PluginTest {
  protected:
+  ResourceName() { library.addAsset(photo("a")); }
   void addResource(PHAssetResourceType type, const std::string& name) {
     plugin.platform.resources.add("a", type, name);
   }

@@ -112,7 +112,9 @@ class ExportTest : public PluginTest {
   /// Ends the writing of a resource: with its file, or with an error.
   void finishWrite(const std::optional<NSError>& error = {}, std::size_t index = 0) {
     const FakeAssetResourceManager::Write write = plugin.platform.resourceManager.writes.at(index);
-    if (!error) files.addFile(write.path, storedBytes);
+    if (!error) {
+      EXPECT_FALSE(files.writeNew(storedBytes, write.path)) << write.path;
+    }
     onPlatformThread([&] { write.finish(error); });
   }
 
@@ -121,7 +123,7 @@ class ExportTest : public PluginTest {
                     std::size_t index = 0) {
     const auto session = media.sessions.at(index);
     if (status == AVAssetExportSessionStatus::completed) {
-      files.addFile(session->outputPath, storedBytes);
+      EXPECT_FALSE(files.writeNew(storedBytes, session->outputPath)) << session->outputPath;
     }
     onPlatformThread([&] { session->finish(status, error); });
   }

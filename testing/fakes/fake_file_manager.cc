@@ -46,7 +46,18 @@ void eraseBelow(Paths& paths, const std::string& folder) {
 
 void FakeFileManager::addFile(const std::string& path, ByteBuffer data) {
   const std::lock_guard guard(mutex_);
+  for (std::string each = parentOf(path); each.size() > 1; each = parentOf(each)) {
+    directories_.insert(each);
+  }
   files_[path].data = std::move(data);
+}
+
+std::optional<NSError> FakeFileManager::writeNew(const ByteBuffer& data, const std::string& path) {
+  const std::lock_guard guard(mutex_);
+  if (files_.contains(path) || directories_.contains(path)) return itemExists(path);
+  if (!directories_.contains(parentOf(path))) return noSuchFile(parentOf(path));
+  files_[path] = {data, {}};
+  return std::nullopt;
 }
 
 std::optional<FakeFileManager::File> FakeFileManager::file(const std::string& path) const {

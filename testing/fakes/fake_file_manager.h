@@ -28,7 +28,10 @@ class FakeFileManager : public NSFileManager {
   std::optional<NSError> writeFails;
   std::optional<NSError> setAttributesFails;
 
+  /// Makes the folders on the way too.
   void addFile(const std::string& path, ByteBuffer data);
+  /// As somebody writes who replaces nothing.
+  std::optional<NSError> writeNew(const ByteBuffer& data, const std::string& path);
   std::optional<File> file(const std::string& path) const;
 
   std::string NSTemporaryDirectory() override { return "/temporary/"; }
@@ -42,7 +45,7 @@ class FakeFileManager : public NSFileManager {
  private:
   EventLog& log_;
   mutable std::mutex mutex_;
-  std::set<std::string> directories_ = {"/temporary"};
+  std::set<std::string> directories_ = {"/", "/temporary"};
   std::map<std::string, File> files_;
 };
 

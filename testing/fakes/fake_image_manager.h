@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -10,11 +11,12 @@
 
 #include "core/platform/images.h"
 #include "testing/fakes/event_log.h"
+#include "testing/fakes/fake_photo_library.h"
 
 namespace quorvin {
 
 /// Any thread. Handlers are fired by the test, with anything, as often as it likes, on the thread
-/// that it likes. Logs "request... ID".
+/// that it likes, or all by `complete`, as the system does. Logs "request... ID".
 class FakeImageManager : public PHImageManager {
  public:
   template <class Options, class Handler>
@@ -32,7 +34,21 @@ class FakeImageManager : public PHImageManager {
   using VideoRequest = Request<PHVideoRequestOptions, AVAssetResultHandler>;
   using LivePhotoRequest = Request<PHLivePhotoRequestOptions, PHLivePhotoResultHandler>;
 
-  explicit FakeImageManager(EventLog& log) : log_(log) {}
+  /// The files of an asset, for `complete`.
+  struct Originals {
+    ByteBuffer data;
+    std::string typeIdentifier;
+    bool isDamaged = false;
+    std::string videoPath;            ///< of a video
+    PHAssetResources livePhotoFiles;  ///< of a live photo
+  };
+
+  FakeImageManager(EventLog& log, const FakePhotoLibrary& library) : log_(log), library_(library) {}
+
+  /// By the asset's identifier; none are missing. Set before other threads come in.
+  std::map<std::string, Originals> originals;
+  /// Ends every request that was made since the last time, on this thread.
+  void complete();
 
   /// Copies of what was asked for, oldest first.
   std::vector<ImageRequest> imageRequests() const { return copyOf(images_); }
@@ -81,6 +97,15 @@ class FakeImageManager : public PHImageManager {
   void cancelImageRequest(PHImageRequestID request) override;
 
  private:
+  /// Null, and why in `info`, when there are none to read, or the request was cancelled.
+  const Originals* read(const PHAsset& asset, bool isCancelled, PHImageInfo& info) const;
+  void refuseKind(const PHAsset& asset, bool isRightKind, bool isCancelled,
+                  PHImageInfo& info) const;
+  void complete(const ImageRequest& request) const;
+  void complete(const DataRequest& request) const;
+  void complete(const VideoRequest& request) const;
+  void complete(const LivePhotoRequest& request) const;
+
   template <class Options, class Handler>
   using Requests = std::vector<Request<Options, Handler>>;
 
@@ -103,8 +128,10 @@ class FakeImageManager : public PHImageManager {
   }
 
   EventLog& log_;
+  const FakePhotoLibrary& library_;
   mutable std::mutex mutex_;
   PHImageRequestID lastId_ = 0;
+  PHImageRequestID completed_ = 0;  ///< the last that `complete` ended
   std::vector<ImageRequest> images_;
   std::vector<DataRequest> data_;
   std::vector<VideoRequest> videos_;

@@ -1,6 +1,7 @@
 // Export sessions that end when the test says so.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,17 +11,19 @@
 
 #include "core/platform/media.h"
 #include "testing/fakes/event_log.h"
+#include "testing/fakes/fake_file_manager.h"
 
 namespace quorvin {
 
 /// One thread at a time.
 class FakeExportSession : public AVAssetExportSession {
  public:
-  FakeExportSession(EventLog& log, std::shared_ptr<const AVAsset> source, std::string presetName,
-                    std::vector<AVFileType> fileTypes)
+  FakeExportSession(EventLog& log, FakeFileManager& files, std::shared_ptr<const AVAsset> source,
+                    std::string presetName, std::vector<AVFileType> fileTypes)
       : asset(std::move(source)),
         preset(std::move(presetName)),
         log_(log),
+        files_(files),
         fileTypes_(std::move(fileTypes)) {}
 
   struct Settings {
@@ -49,6 +52,17 @@ class FakeExportSession : public AVAssetExportSession {
     std::exchange(completionHandler, nullptr)();
   }
 
+  /// What `complete` comes to: a movie, or none that can be decoded.
+  std::optional<ByteBuffer> movie = ByteBuffer({'m', 'o', 'v', 'i', 'e'});
+  void cancelExport() { isCancelled_ = true; }
+  /// Ends the export as the system does: with its file, or with the error that it comes to.
+  void complete() {
+    using Status = AVAssetExportSessionStatus;
+    if (isCancelled_) return finish(Status::cancelled, NSError{"Media", -11838, "Cancelled."});
+    auto failure = write();
+    finish(failure ? Status::failed : Status::completed, std::move(failure));
+  }
+
   void setOutputURL(std::string path) override { outputPath = std::move(path); }
   std::vector<AVFileType> supportedFileTypes() const override { return fileTypes_; }
   void setOutputFileType(AVFileType type) override { fileType = type; }
@@ -63,8 +77,20 @@ class FakeExportSession : public AVAssetExportSession {
   std::optional<NSError> error() const override { return error_; }
 
  private:
+  std::optional<NSError> write() {
+    if (fileType && std::ranges::find(fileTypes_, *fileType) == fileTypes_.end()) {
+      return NSError{"Media", -11838, "The file type is not supported."};
+    }
+    if (!movie) return NSError{"Media", -11821, "The movie does not decode."};
+    auto error = files_.writeNew(*movie, outputPath);
+    if (error) error->code = -11823;
+    return error;
+  }
+
   EventLog& log_;
+  FakeFileManager& files_;
   const std::vector<AVFileType> fileTypes_;
+  bool isCancelled_ = false;
   AVAssetExportSessionStatus status_ = AVAssetExportSessionStatus::unknown;
   std::optional<NSError> error_;
 };
@@ -72,7 +98,7 @@ class FakeExportSession : public AVAssetExportSession {
 /// Logs "exportSessionWithAsset PRESET". One thread at a time.
 class FakeMediaFramework : public MediaFramework {
  public:
-  explicit FakeMediaFramework(EventLog& log) : log_(log) {}
+  FakeMediaFramework(EventLog& log, FakeFileManager& files) : log_(log), files_(files) {}
 
   bool makesSessions = true;
   std::vector<AVFileType> supportedFileTypes = {AVFileType::AVFileTypeQuickTimeMovie,
@@ -84,12 +110,13 @@ class FakeMediaFramework : public MediaFramework {
     log_.add("exportSessionWithAsset " + std::string(presetName));
     if (!makesSessions) return nullptr;
     sessions.push_back(std::make_shared<FakeExportSession>(
-        log_, std::move(asset), std::string(presetName), supportedFileTypes));
+        log_, files_, std::move(asset), std::string(presetName), supportedFileTypes));
     return sessions.back();
   }
 
  private:
   EventLog& log_;
+  FakeFileManager& files_;
 };
 
 }  // namespace quorvin

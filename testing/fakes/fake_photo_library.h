@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <shared_mutex>
 #include <string>
 #include <vector>
@@ -34,6 +36,9 @@ class FakePhotoLibrary : public PHPhotoLibrary, public PHPhotoLibraryChanges {
   std::vector<std::string> assetIdentifiers() const;
   std::vector<std::string> membersOf(const std::string& collection) const;
 
+  /// Why nothing of the asset may be read: there is no access to it, or it has gone.
+  std::optional<NSError> accessError(const std::string& asset) const;
+
   // What happens inside a fetch, on its thread, while no lock of the library is held.
   std::function<void()> duringFetch;
   /// The same when a result loads objects; `count` of them.
@@ -43,15 +48,22 @@ class FakePhotoLibrary : public PHPhotoLibrary, public PHPhotoLibraryChanges {
 
   // Authorisation.
   PHAuthorizationStatus status = PHAuthorizationStatus::authorized;
+  /// Adds to what limited access shows.
+  void select(const std::string& identifier);
   /// The handlers that wait for the user, oldest first.
   std::vector<std::function<void(PHAuthorizationStatus)>> authorizationRequests;
+  /// Ends all requests as the system does: the user decides only what was not decided yet.
+  void answerAuthorizationRequests(PHAuthorizationStatus answer);
 
   // Changes. Each runs as two items of `changes`: the block, unless nobody allows it, then the
   // completion.
   ManualQueue changes;
   std::optional<NSError> nextChangeFails;  ///< used up by one change
+  bool deletionsAreAllowed = true;         ///< what the user says
   bool creationRequestsFail = false;       ///< no placeholder
-  bool albumsTakeChanges = true;           ///< smart albums never do
+  /// Files that nothing can be made of, with the code that the change then fails with.
+  std::map<std::string, std::int64_t> faultyFiles;
+  bool albumsTakeChanges = true;  ///< smart albums never do
   /// What creation requests make, but for the identifier and the media type.
   PHAsset createdAsset;
   /// What happens once a change is over; it may alter what the completion is told.
@@ -83,14 +95,28 @@ class FakePhotoLibrary : public PHPhotoLibrary, public PHPhotoLibraryChanges {
     bool holdsEverything = false;
     std::vector<std::string> members;
   };
+  /// What the library holds.
+  struct Content {
+    Assets assets;
+    std::vector<StoredCollection> collections;
+    std::set<std::string> selection;
+
+    /// Null when there is none.
+    std::shared_ptr<const PHAsset> assetOf(const std::string& identifier) const;
+    /// Null when there is none.
+    const StoredCollection* collectionOf(const std::string& identifier) const;
+    void removeAsset(const std::string& identifier);
+    /// At the end, unless it is one already.
+    void addMember(const std::string& collection, const std::string& asset);
+    /// A burst without a representative gets one: the first by date.
+    void settleBurst(const std::string& burst);
+  };
 
   bool isReadable() const;
+  std::optional<NSError> refusal() const;
+  bool isShown(const PHAssetCollection& collection) const;
+  bool isLimited() const { return status == PHAuthorizationStatus::limited; }
   std::optional<NSError> perform(const std::function<void(PHChangeRequests&)>& block);
-  bool hasCollection(const std::string& identifier);
-  /// At the end, unless it is one already.
-  void addMember(const std::string& collection, const std::string& asset);
-  std::shared_ptr<const PHAsset> assetOf(const std::string& identifier) const;
-  StoredCollection* collectionOf(const std::string& identifier);
   FetchResult<PHAsset> fetched(const std::string& event, Assets assets,
                                const PHFetchOptions* options);
   FetchResult<PHAssetCollection> fetched(const std::string& event, Collections collections,
@@ -100,8 +126,7 @@ class FakePhotoLibrary : public PHPhotoLibrary, public PHPhotoLibraryChanges {
   EventLog& log_;
   const OnMisuse onMisuse_;
   mutable std::shared_mutex mutex_;
-  Assets assets_;
-  std::vector<StoredCollection> collections_;
+  Content content_;
   int created_ = 0;
 };
 

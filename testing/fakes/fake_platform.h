@@ -36,12 +36,12 @@ class FakePlatform {
   EventLog log;
   FakeDispatch dispatch{log};
   FakePhotoLibrary library;
-  FakeAssetResourceLister resources{log};
-  FakeAssetResourceManager resourceManager{log};
-  FakeImageManager imageManager{log};
-  FakeImageCodec codec{log};
-  FakeMediaFramework media{log};
   FakeFileManager files{log};
+  FakeAssetResourceLister resources{log, library};
+  FakeAssetResourceManager resourceManager{log, library, files};
+  FakeImageManager imageManager{log, library};
+  FakeImageCodec codec{log};
+  FakeMediaFramework media{log, files};
   FakeDevice device;
 
  private:

@@ -93,6 +93,7 @@ TEST_F(FakePlatformTest, EndsAnExportWhenTold) {
 }
 
 TEST_F(FakePlatformTest, EndsAResourceWriteWhenTold) {
+  platform.library.addAsset(photo("p"));
   platform.resources.add("p", PHAssetResourceType::photo, "IMG.HEIC", "public.heic");
   const PHAssetResources resources = platform.resources.assetResourcesForAsset(photo("p"));
   std::optional<NSError> reported;

@@ -27,6 +27,14 @@ bool isListedByDefault(const PHAsset& asset) {
          (asset.burstSelectionTypes & PHAssetBurstSelectionType::userPick) != 0;
 }
 
+void sortByDate(Assets& assets, std::optional<NSDate> PHAsset::*date) {
+  std::ranges::stable_sort(assets, [date](const auto& a, const auto& b) {
+    const std::optional<NSDate>&x = (*a).*date, &y = (*b).*date;
+    if (!x || !y) return !x && y.has_value();
+    return x->timeIntervalSince1970() < y->timeIntervalSince1970();
+  });
+}
+
 /// Descending is the exact mirror of ascending, ties included. No date comes before any date.
 void sortBy(const NSSortDescriptor& descriptor, Assets& assets, const OnMisuse& onMisuse) {
   std::optional<NSDate> PHAsset::*date = nullptr;
@@ -36,11 +44,7 @@ void sortBy(const NSSortDescriptor& descriptor, Assets& assets, const OnMisuse& 
     onMisuse("assets cannot be sorted by \"" + descriptor.key + "\"");
     return;
   }
-  std::ranges::stable_sort(assets, [date](const auto& a, const auto& b) {
-    const std::optional<NSDate>&x = (*a).*date, &y = (*b).*date;
-    if (!x || !y) return !x && y.has_value();
-    return x->timeIntervalSince1970() < y->timeIntervalSince1970();
-  });
+  sortByDate(assets, date);
   if (!descriptor.ascending) std::ranges::reverse(assets);
 }
 
@@ -76,6 +80,10 @@ std::string describe(std::span<const std::string> identifiers) {
   std::string text;
   for (const std::string& each : identifiers) text += (text.empty() ? "" : ", ") + each;
   return "[" + text + "]";
+}
+
+void sortByDate(Assets& assets) {
+  sortByDate(assets, &PHAsset::creationDate);
 }
 
 Assets applyToAssets(const PHFetchOptions* options, Assets assets, const OnMisuse& onMisuse) {

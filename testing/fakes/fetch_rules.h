@@ -19,6 +19,9 @@ std::string describe(const PHFetchOptions* options);
 /// "[a, b]"
 std::string describe(std::span<const std::string> identifiers);
 
+/// Those without a date first; ties stay as they are.
+void sortByDate(Assets& assets);
+
 /// Leaves out hidden assets and unpicked burst members where the options do, then filters, sorts
 /// and limits. `assets` come in their own order. Only the predicate texts that this system uses are
 /// known; another one, and an unknown sort key, is a misuse.
