@@ -78,6 +78,11 @@ inline constexpr std::array<SmartAlbum, 15> kSmartAlbums = {{
 }};
 
 /// Null when no smart album has this subtype.
-const SmartAlbum* findSmartAlbum(std::int64_t subtype);
+inline const SmartAlbum* findSmartAlbum(std::int64_t subtype) {
+  for (const SmartAlbum& album : kSmartAlbums) {
+    if (album.subtype == subtype) return &album;
+  }
+  return nullptr;
+}
 
 }  // namespace quorvin

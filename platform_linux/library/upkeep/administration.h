@@ -9,7 +9,7 @@
 #include "core/platform/photo_library.h"
 #include "core/platform/value.h"
 #include "platform_linux/errors/failure.h"
-#include "platform_linux/library/catalogue/totals.h"
+#include "platform_linux/library/fetch/totals.h"
 
 namespace quorvin {
 

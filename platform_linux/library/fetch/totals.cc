@@ -1,4 +1,4 @@
-#include "platform_linux/library/catalogue/totals.h"
+#include "platform_linux/library/fetch/totals.h"
 
 #include <algorithm>
 #include <string_view>
