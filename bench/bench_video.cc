@@ -47,11 +47,11 @@ void benchOurs(benchmark::State& state, MediaWorkerPool& pool, const Work& work,
                const std::string& source, const std::string& output) {
   for (auto _ : state) {
     std::filesystem::remove(output);
-    const auto error =
+    const Done exported =
         pool.exportVideo(opened(source, O_RDONLY), opened(output, O_RDWR | O_CREAT | O_EXCL),
                          {work.preset, VideoContainer::quickTime, true, {}}, {});
-    if (error) {
-      state.SkipWithError(error->reason.c_str());
+    if (!exported) {
+      state.SkipWithError(exported.error().reason.c_str());
       break;
     }
   }

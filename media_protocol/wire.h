@@ -18,6 +18,7 @@
 #include "core/platform/value.h"
 #include "media_protocol/failure.h"
 #include "media_protocol/requests.h"
+#include "platform_linux/errors/failure.h"
 
 namespace quorvin {
 

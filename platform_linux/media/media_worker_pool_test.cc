@@ -57,7 +57,7 @@ Result<ByteBuffer> encode(MediaWorkerPool& pool, std::string_view text) {
 }
 
 void expectInterrupted(const Failure& error) {
-  EXPECT_EQ(error.domain, kLibraryErrorDomain);
+  EXPECT_EQ(error.domain, FailureDomain::library);
   EXPECT_EQ(error.code, kInterrupted) << error.reason;
   EXPECT_FALSE(error.reason.empty());
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/library/import/importer.h"
 #include "testing/platform/testing_library.h"
 #include "testing/platform/testing_media.h"

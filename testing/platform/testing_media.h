@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "platform_linux/errors/failure.h"
 #include "platform_linux/media/media_service.h"
 
 namespace quorvin {
