@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/library/catalogue/journal.h"
 
 namespace quorvin {
 namespace {
@@ -142,7 +143,7 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncer
     writer_->execute("ROLLBACK");
     return outcome;
   }
-  if (writer_->prepare("COMMIT").run()) return outcome;
+  if (trimJournal(*writer_) && writer_->prepare("COMMIT").run()) return outcome;
   const Failure error = writer_->lastError(failure);
   writer_->execute("ROLLBACK");
   const bool isSettled = writer_->settleLog();

@@ -11,7 +11,8 @@
 namespace quorvin {
 
 /// Each lock is independent of every other one, also of those of the same process, and is gone
-/// when its holder dies.
+/// when its holder dies. Letting go of one closes the lock file, which tells those who watch the
+/// library that something may have been committed.
 class LibraryLock {
  public:
   enum class Area {

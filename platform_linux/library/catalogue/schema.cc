@@ -6,6 +6,7 @@
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/identifiers.h"
+#include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/catalogue/sqlite.h"
 
 namespace quorvin {
@@ -205,7 +206,8 @@ bool toVersion3(Database& database) {
 using Step = bool (*)(Database&);
 // The step at index n brings a catalogue from version n to n + 1. Steps are never changed: a new
 // version adds one.
-constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1, toVersion2, toVersion3};
+constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1, toVersion2, toVersion3,
+                                                     makeJournal};
 
 }  // namespace
 

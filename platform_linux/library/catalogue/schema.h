@@ -12,7 +12,7 @@ class Database;
 
 /// Marks the file as a catalogue of ours ("Qvrn").
 inline constexpr std::int64_t kCatalogueApplicationId = 0x5176726E;
-inline constexpr std::int64_t kSchemaVersion = 3;
+inline constexpr std::int64_t kSchemaVersion = 4;
 
 enum class CatalogueState {
   empty,  ///< no table yet

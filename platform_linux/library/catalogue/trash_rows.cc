@@ -5,6 +5,7 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/asset_date.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
+#include "platform_linux/library/catalogue/journal.h"
 
 namespace quorvin {
 namespace {
@@ -41,7 +42,8 @@ bool trashAssets(Database& database, const std::string& rows) {
   Statement trash = database.prepare(
       "UPDATE assets SET trashed_ns = ? WHERE id IN (SELECT value FROM json_each(?))"
       " AND trashed_ns IS NULL");
-  return trash.bind(presentTime(), rows).run() && settleBursts(database, bursts);
+  return journalAssets(database, JournalKind::assetWent, rows) &&
+         trash.bind(presentTime(), rows).run() && settleBursts(database, bursts);
 }
 
 Done restoreAssets(Database& database, std::span<const std::string> identifiers) {
@@ -58,7 +60,8 @@ Done restoreAssets(Database& database, std::span<const std::string> identifiers)
   const std::string list = listOfRows(rows);
   Statement restored = database.prepare(
       "UPDATE assets SET trashed_ns = NULL WHERE id IN (SELECT value FROM json_each(?))");
-  if (restored.bind(list).run() && settleBursts(database, burstsAmong(database, list))) {
+  if (journalAssets(database, JournalKind::assetCame, list) && restored.bind(list).run() &&
+      settleBursts(database, burstsAmong(database, list))) {
     return Null{};
   }
   return database.lastError("The assets cannot be restored");
