@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/change_channel.h"
 #include "host/messenger.h"
 #include "host/plugin_registrar.h"
 #include "platform_linux/dispatch/main_queue.h"
@@ -29,6 +30,10 @@ class Engine {
     messenger_.send(channel, message, std::move(receiver));
   }
 
+  /// What the engine sends of its own comes inside `run`, on `kChangeChannelName`. Empty: nobody
+  /// receives it.
+  void receive(MessageReceiver receiver) { changes_->receive(std::move(receiver)); }
+
   /// False when no unanswered message can be answered any more, other than by `shutDown`.
   bool mayAnswer() const { return messenger_.mayAnswer(); }
 
@@ -46,6 +51,7 @@ class Engine {
   const std::unique_ptr<LinuxPlatform> platform_;
   Messenger messenger_;  // holds the plugin, which uses the platform: goes first
   PluginRegistrar registrar_;
+  const std::shared_ptr<ChangeChannel> changes_;
 };
 
 }  // namespace quorvin

@@ -106,6 +106,19 @@ void quorvin_engine_send(QuorvinEngine* engine, const char* channel, const uint8
   }
 }
 
+void quorvin_engine_receive(QuorvinEngine* engine, QuorvinMessageCallback receive,
+                            void* user_data) {
+  if (engine == nullptr || engine->destroyed) return;
+  try {
+    if (receive == nullptr) return engine->engine->receive(nullptr);
+    engine->engine->receive([receive, user_data](std::span<const std::uint8_t> message) {
+      receive(quorvin::kChangeChannelName, message.data(), message.size(), user_data);
+    });
+  } catch (...) {
+    // Memory ran out before anything was listened to.
+  }
+}
+
 int quorvin_engine_fd(const QuorvinEngine* engine) {
   return engine != nullptr ? engine->engine->fd() : -1;
 }

@@ -9,6 +9,7 @@
 #include "platform_linux/images/linux_image_manager.h"
 #include "platform_linux/library/changes/library_changes.h"
 #include "platform_linux/library/fetch/library.h"
+#include "platform_linux/library/watch/library_watcher.h"
 #include "platform_linux/media/media_worker_pool.h"
 #include "platform_linux/resources/linux_asset_resource_manager.h"
 #include "platform_linux/videos/linux_media_framework.h"
@@ -71,6 +72,11 @@ Platform& LinuxPlatform::platform() {
 
 MainQueue& LinuxPlatform::mainQueue() {
   return parts_->dispatch->mainQueue();
+}
+
+Result<std::unique_ptr<LibraryWatch>> LinuxPlatform::watchLibrary(std::function<void()> ready) {
+  const Library& library = *parts_->library;
+  return LibraryWatcher::start(library.catalogue(), library.authorization(), std::move(ready));
 }
 
 void LinuxPlatform::shutDown() {

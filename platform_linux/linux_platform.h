@@ -13,6 +13,7 @@
 
 namespace quorvin {
 
+class LibraryWatch;
 class LinuxDispatch;
 class MainQueue;
 
@@ -39,6 +40,9 @@ class LinuxPlatform {
 
   Platform& platform();
   MainQueue& mainQueue();
+
+  /// Tells what changes in the library from now on, as `LibraryWatcher::start` does.
+  Result<std::unique_ptr<LibraryWatch>> watchLibrary(std::function<void()> ready);
 
   /// Ends all work: what waits is dropped, what runs is cancelled or waited for. On return no
   /// handler or work item runs or can run any more, except those on this thread's own stack. The

@@ -100,6 +100,28 @@ QUORVIN_API void quorvin_engine_send(QuorvinEngine* engine, const char* channel,
                                      const uint8_t* message, size_t size,
                                      QuorvinReplyCallback reply, void* user_data);
 
+/* Receives one message that the engine sends of its own. Of an event channel it is one event: a
+ * success envelope of the standard method codec, or an error envelope when the events end by
+ * themselves. `channel` and `message` are valid until the callback returns. */
+typedef void (*QuorvinMessageCallback)(const char* channel, const uint8_t* message, size_t size,
+                                       void* user_data);
+
+/* Sets who receives what the engine sends of its own, in place of who did; NULL: nobody. The
+ * callback comes inside quorvin_engine_run, on the platform thread, and not any more once this was
+ * called with another one, or quorvin_engine_destroy. `user_data` stays the caller's until then. It
+ * may be called inside a callback, that of a message included. Nothing for NULL as the engine.
+ *
+ * There is one such channel, the event channel "quorvin/changes". Send it the method call "listen",
+ * with null as arguments, and it replies null; while it is listened to and somebody receives, each
+ * commit on the library, by this engine or anybody else, leads to one event within half a second,
+ * and makes quorvin_engine_fd readable. Commits close together share an event, as do all that are
+ * made while an event waits for quorvin_engine_run. "cancel" ends it. What an event holds stands in
+ * docs/methods.md. The library is watched by one thread and a few descriptors, which are there only
+ * while it is listened to; when there are none to be had, "listen" replies an error. NULL suspends
+ * this; with the next receiver it goes on, and tells what is committed from then on. */
+QUORVIN_API void quorvin_engine_receive(QuorvinEngine* engine, QuorvinMessageCallback receive,
+                                        void* user_data);
+
 /* A descriptor for poll and event loops: readable while work waits for quorvin_engine_run. It stays
  * the engine's; it is neither read nor closed by the caller. -1 for NULL. */
 QUORVIN_API int quorvin_engine_fd(const QuorvinEngine* engine);
