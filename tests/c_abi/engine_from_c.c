@@ -20,6 +20,11 @@ static const uint8_t kClearAllCache[] =
     "clearAllCache";
 static const uint8_t kNoSuchMethod[] = "\x07\x0cnoSuchMethod";
 
+static const uint8_t kListen[] = "\x07\x06listen";
+static const uint8_t kCreateAlbum[] =
+    "\x07\x0b"
+    "createAlbum\x0d\x01\x07\x05title\x07\x06Summer";
+
 typedef struct Answer {
   int count;
   uint8_t message[256];
@@ -40,6 +45,28 @@ static Answer send(QuorvinEngine* engine, const uint8_t* message, size_t size) {
   quorvin_engine_send(engine, "quorvin", message, size, on_reply, &answer);
   while (answer.count == 0) quorvin_engine_run(engine, -1);
   return answer;
+}
+
+static void on_event(const char* channel, const uint8_t* message, size_t size, void* user_data) {
+  CHECK(strcmp(channel, "quorvin/changes") == 0);
+  on_reply(message, size, user_data);
+}
+
+/* Listens, makes an album, and waits for the event of it. */
+static void check_events(QuorvinOptions options) {
+  QuorvinEngine* engine;
+  Answer event = {0};
+  Answer answer = {0};
+  options.authorization = 3;
+  engine = quorvin_engine_create(&options, NULL);
+  CHECK(engine != NULL);
+  quorvin_engine_receive(engine, on_event, &event);
+  quorvin_engine_send(engine, "quorvin/changes", kListen, sizeof kListen, on_reply, &answer);
+  CHECK(answer.count == 1 && answer.size == 2 && memcmp(answer.message, "\0\0", 2) == 0);
+  quorvin_engine_send(engine, "quorvin", kCreateAlbum, sizeof kCreateAlbum - 1, NULL, NULL);
+  while (event.count == 0) quorvin_engine_run(engine, -1);
+  CHECK(event.size > 16 && memcmp(event.message, "\0\x0d\x06\x07\x08sequence", 13) == 0);
+  quorvin_engine_destroy(engine);
 }
 
 static int32_t refuse(void* user_data) {
@@ -84,6 +111,7 @@ int main(int argc, char** argv) {
   CHECK(answer.count == 1 && answer.size == 0);
 
   quorvin_engine_destroy(engine);
+  check_events(options);
   puts(quorvin_version());
   return 0;
 }
