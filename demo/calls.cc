@@ -1,5 +1,6 @@
 #include "demo/calls.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -60,6 +61,27 @@ void Calls::showError(const std::string& method, const Value& arguments,
   const auto* error = std::get_if<FlutterError>(&reply);
   if (error == nullptr || error->message != message) return fail("no error " + message);
   std::printf("    error: %s\n", error->message.c_str());
+}
+
+void Calls::listen() {
+  if (!channel_.listen()) fail("the changes cannot be listened to");
+}
+
+void Calls::showEventsUntilRemoved(const Value& asset) {
+  std::puts("\nquorvin/changes");
+  Table table({"sequence", "inserted", "changed", "removed", "galleries"});
+  for (bool isTold = false; !isTold;) {
+    const Value event = channel_.nextEvent();
+    const auto list = [&event](const char* key) {
+      return *find(*event.as<Map>(), key)->as<List>();
+    };
+    const auto count = [&list](const char* key) { return std::to_string(list(key).size()); };
+    table.add({std::to_string(integerAt(event, "sequence")), count("inserted"), count("changed"),
+               count("removed"), count("galleries")});
+    const List removed = list("removed");
+    isTold = std::ranges::find(removed, asset) != removed.end();
+  }
+  table.print();
 }
 
 void Calls::fail(const std::string& what) {

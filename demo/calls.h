@@ -42,6 +42,11 @@ class Calls {
   /// Calls, and expects an error.
   void showError(const std::string& method, const Value& arguments, const std::string& message);
 
+  /// Gathers from now on what the engine tells of changes.
+  void listen();
+  /// Prints what it told until an asset that was removed is among it.
+  void showEventsUntilRemoved(const Value& asset);
+
   void fail(const std::string& what);
   int failures() const { return failures_; }
 

@@ -20,7 +20,8 @@ Value save(Calls& calls, const char* method, const std::optional<std::string>& f
 }  // namespace
 
 void showChanges(Calls& calls, const ExportedFiles& files) {
-  printHeadline("Changes of the library");
+  printHeadline("Changes of the library, and the events that tell of them");
+  calls.listen();
   const Value album = calls.result("createAlbum", Map{{"title", "Made by the demo"}}, is<Map>);
   if (album.isNull()) return;
   printGalleries({album});
@@ -40,6 +41,7 @@ void showChanges(Calls& calls, const ExportedFiles& files) {
     calls.fail("the album does not hold what was saved into it");
   }
   calls.show("deleteAssets", Map{{"assetIds", saved}}, isTrue);
+  if (!saved.empty()) calls.showEventsUntilRemoved(saved.front());
 }
 
 }  // namespace quorvin

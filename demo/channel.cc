@@ -54,9 +54,34 @@ Channel::Channel(const std::string& library, const std::string& temporary) {
 }
 
 FlutterReply Channel::call(const std::string& method, const Value& arguments) {
+  return send("quorvin", method, arguments);
+}
+
+bool Channel::listen() {
+  const auto record = [](const char*, const std::uint8_t* message, std::size_t size, void* events) {
+    auto event = decodeEnvelope({message, size});
+    if (!event || !std::holds_alternative<Value>(*event)) giveUp("what came is no event");
+    static_cast<std::deque<Value>*>(events)->push_back(std::get<Value>(*std::move(event)));
+  };
+  quorvin_engine_receive(engine_.get(), record, &events_);
+  return send("quorvin/changes", "listen", {}) == FlutterReply(Value());
+}
+
+Value Channel::nextEvent() {
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  while (events_.empty()) {
+    quorvin_engine_run(engine_.get(), 1000);
+    if (events_.empty() && std::chrono::steady_clock::now() > deadline) giveUp("no event came");
+  }
+  Value event = std::move(events_.front());
+  events_.pop_front();
+  return event;
+}
+
+FlutterReply Channel::send(const char* channel, const std::string& method, const Value& arguments) {
   const auto message = encodeMethodCall({method, arguments});
   Answer answer;
-  quorvin_engine_send(engine_.get(), "quorvin", message.data(), message.size(), Answer::record,
+  quorvin_engine_send(engine_.get(), channel, message.data(), message.size(), Answer::record,
                       &answer);
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   while (!answer.came) {

@@ -4,6 +4,7 @@
 #include <quorvin/quorvin.h>
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
 #include <variant>
@@ -23,11 +24,19 @@ class Channel {
   /// Sends a call and runs the engine until it is answered. Ends the program when no reply comes.
   FlutterReply call(const std::string& method, const Value& arguments);
 
+  /// Begins to gather what the engine tells of changes. False when it refuses.
+  bool listen();
+  /// Runs the engine until it told of another change. Ends the program when none comes.
+  Value nextEvent();
+
  private:
   struct EngineEnd {
     void operator()(QuorvinEngine* engine) const { quorvin_engine_destroy(engine); }
   };
+  FlutterReply send(const char* channel, const std::string& method, const Value& arguments);
+
   std::unique_ptr<QuorvinEngine, EngineEnd> engine_;
+  std::deque<Value> events_;
 };
 
 }  // namespace quorvin
