@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform_linux/library/catalogue/identifiers.h"
+#include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 

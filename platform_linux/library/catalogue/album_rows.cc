@@ -1,7 +1,7 @@
 #include "platform_linux/library/catalogue/album_rows.h"
 
-#include "platform_linux/library/catalogue/identifiers.h"
 #include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 namespace {

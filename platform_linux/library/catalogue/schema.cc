@@ -5,9 +5,9 @@
 #include <string_view>
 
 #include "platform_linux/errors/failure.h"
-#include "platform_linux/library/catalogue/identifiers.h"
 #include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 namespace {

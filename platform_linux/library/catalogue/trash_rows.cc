@@ -3,9 +3,9 @@
 #include <set>
 
 #include "platform_linux/errors/failure.h"
-#include "platform_linux/library/catalogue/asset_date.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/journal.h"
+#include "platform_linux/library/values/asset_date.h"
 
 namespace quorvin {
 namespace {

@@ -1,7 +1,7 @@
 #include "platform_linux/library/changes/change_recorder.h"
 
-#include "platform_linux/library/catalogue/identifiers.h"
 #include "platform_linux/library/fetch/asset_fetch.h"
+#include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 

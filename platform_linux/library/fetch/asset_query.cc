@@ -4,10 +4,10 @@
 #include <optional>
 #include <utility>
 
-#include "platform_linux/library/catalogue/asset_date.h"
 #include "platform_linux/library/catalogue/smart_albums.h"
 #include "platform_linux/library/catalogue/sql_text.h"
 #include "platform_linux/library/fetch/predicate.h"
+#include "platform_linux/library/values/asset_date.h"
 
 namespace quorvin {
 namespace {

@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "core/platform/photo_library.h"
-#include "platform_linux/library/catalogue/asset_date.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/values/asset_date.h"
 
 namespace quorvin {
 namespace {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "platform_linux/errors/failure.h"
-#include "platform_linux/library/catalogue/identifiers.h"
+#include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform_linux/library/catalogue/identifiers.h"
+#include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 namespace {

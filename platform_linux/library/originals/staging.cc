@@ -1,8 +1,8 @@
 // A file comes into `originals/` before its row is committed, so a crash between the two leaves an
 // original of nobody. To look through all originals at each opening would take too long. Therefore
 // whoever moves a file there writes its name into a list first, durably, and whoever opens the
-// library after a crash looks at the listed ones only: a row names it, and it stays, or it goes. The
-// same list serves when rows go before their files.
+// library after a crash looks at the listed ones only: a row names it, and it stays, or it goes.
+// The same list serves when rows go before their files.
 #include "platform_linux/library/originals/staging.h"
 
 #include <fcntl.h>
@@ -17,9 +17,9 @@
 #include <utility>
 
 #include "platform_linux/errors/system_failure.h"
-#include "platform_linux/library/catalogue/identifiers.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 namespace {

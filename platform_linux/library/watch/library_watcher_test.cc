@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "platform_linux/library/catalogue/album_rows.h"
-#include "platform_linux/library/catalogue/identifiers.h"
+#include "platform_linux/library/values/identifiers.h"
 #include "testing/platform/testing_library.h"
 
 namespace quorvin {

@@ -1,4 +1,4 @@
-#include "platform_linux/library/catalogue/identifiers.h"
+#include "platform_linux/library/values/identifiers.h"
 
 #include <gtest/gtest.h>
 

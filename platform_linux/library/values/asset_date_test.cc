@@ -1,4 +1,4 @@
-#include "platform_linux/library/catalogue/asset_date.h"
+#include "platform_linux/library/values/asset_date.h"
 
 #include <gtest/gtest.h>
 
