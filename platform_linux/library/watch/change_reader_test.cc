@@ -67,9 +67,7 @@ TEST_F(ChangeReaderTest, TellsOnlyWhatIsCommittedAfterwards) {
   const std::string asset = garden_.plant({});
   const LibraryChange change = read(*reader);
   EXPECT_EQ(change.inserted, Texts{asset});
-  EXPECT_TRUE(change.changed.empty());
-  EXPECT_TRUE(change.removed.empty());
-  EXPECT_TRUE(change.complete);
+  EXPECT_TRUE(change.changed.empty() && change.removed.empty() && change.complete);
   EXPECT_FALSE(reader->read());
 }
 
@@ -116,9 +114,7 @@ TEST_F(ChangeReaderTest, HasNothingToTellOfATrashThatIsEmptied) {
   const auto reader = openReader();
   EXPECT_TRUE(emptyTrash(test_.folder / "library"));
   const LibraryChange change = read(*reader);
-  EXPECT_TRUE(change.removed.empty());
-  EXPECT_TRUE(change.galleries.empty());
-  EXPECT_TRUE(change.complete);
+  EXPECT_TRUE(change.removed.empty() && change.galleries.empty() && change.complete);
 }
 
 TEST_F(ChangeReaderTest, PutsTogetherWhatHappenedToAnAsset) {
@@ -148,8 +144,7 @@ TEST_F(ChangeReaderTest, PassesOverUpdatesThatChangeNothingOfARecord) {
   set(asset, "favorite = 1, width = 40");
   set(asset, "content_id = 'x', source_folder = 3");
   const LibraryChange change = read(*reader);
-  EXPECT_TRUE(change.changed.empty());
-  EXPECT_TRUE(change.galleries.empty());
+  EXPECT_TRUE(change.changed.empty() && change.galleries.empty());
 }
 
 TEST_F(ChangeReaderTest, TellsOfHiddenAssetsAndBurstMembers) {
@@ -238,7 +233,7 @@ TEST_F(ChangeReaderTest, TellsAnAssetThatIsDroppedWithoutTheTrash) {
 }
 
 TEST_F(ChangeReaderTest, ListsAThousandOfEachAndSaysThatThereAreMore) {
-  std::vector<std::string> old;
+  Texts old;
   garden_.run("BEGIN");
   for (int i = 0; i < 1001; ++i) old.push_back(garden_.plant({}));
   garden_.run("COMMIT");
@@ -311,7 +306,6 @@ TEST_F(ChangeReaderTest, TellsLimitedProgramsWhatIsSelectedAndNoLonger) {
   trash(asset);
   EXPECT_TRUE(emptyTrash(test_.folder / "library"));
   EXPECT_EQ(read(*reader).removed, Texts{asset}) << "also when its row is gone";
-  EXPECT_FALSE(openReader()->read());
 }
 
 TEST_F(ChangeReaderTest, TellsProgramsWithoutAccessNothing) {
@@ -335,8 +329,7 @@ TEST_F(ChangeReaderTest, SaysThatAllIsToBeAskedAnewWhenAccessChanges) {
   ASSERT_TRUE(storeAuthorization(test_.folder / "library", PHAuthorizationStatus::denied));
   LibraryChange change = read(*reader);
   EXPECT_FALSE(change.complete);
-  EXPECT_TRUE(change.inserted.empty());
-  EXPECT_TRUE(change.galleries.empty());
+  EXPECT_TRUE(change.inserted.empty() && change.galleries.empty());
   garden_.plant({});
   EXPECT_FALSE(reader->read());
   ASSERT_TRUE(storeAuthorization(test_.folder / "library", PHAuthorizationStatus::limited));
