@@ -98,7 +98,8 @@ bool printMemoryOfCopy(const std::string& photograph, std::uintmax_t size,
   const std::string copy = folder / "copy";
   makeLonger(photograph, size, original);
   LooseFiles files;
-  LinuxAssetResourceManager resources(files);
+  TemporaryDirectory temporary(folder / "temporary", "");
+  LinuxAssetResourceManager resources(files, temporary);
   const auto resource = std::make_shared<const StoredResource>(
       PHAssetResourceType::photo, "original", "public.jpeg", original, 1);
   peakMemory();

@@ -30,8 +30,8 @@ struct LinuxPlatform::Parts {
         codec(media),
         device(options.systemVersion),
         files(options.temporaryPath),
-        resources(*library),
-        videos(media),
+        resources(*library, files.temporary()),
+        videos(media, files.temporary()),
         platform{*dispatch, *library, changes, *library, resources,
                  &images,   codec,    videos,  files,    device} {}
 

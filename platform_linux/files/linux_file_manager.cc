@@ -10,8 +10,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
-#include <system_error>
 
 #include "platform_linux/errors/presented.h"
 #include "platform_linux/errors/system_failure.h"
@@ -32,6 +30,11 @@ NSError datesError(const std::string& path, int errorNumber) {
       fileFailure("The dates of " + quotedName(path) + " couldn’t be set", errorNumber));
 }
 
+std::string withoutSlashesAtEnd(std::string path) {
+  while (path.ends_with('/')) path.pop_back();
+  return path;
+}
+
 bool isNumber(const std::optional<NSDate>& date) {
   return !date || std::isfinite(date->timeIntervalSince1970());
 }
@@ -49,22 +52,29 @@ timespec timespecOf(NSDate date) {
   return time;
 }
 
-void noteCreationDate(NSDate date, const std::string& path) {
+void noteCreationDate(NSDate date, int file) {
   std::array<char, 352> text;  // as many as the longest double has
   const auto end = std::to_chars(text.begin(), text.end(), date.timeIntervalSince1970(),
                                  std::chars_format::fixed);
   // Not every file system has attributes, and none of them is worth failing for.
-  ::setxattr(path.c_str(), "user.quorvin.creationDate", text.data(),
-             static_cast<std::size_t>(end.ptr - text.data()), 0);
+  ::fsetxattr(file, "user.quorvin.creationDate", text.data(),
+              static_cast<std::size_t>(end.ptr - text.data()), 0);
 }
 
 }  // namespace
 
 std::optional<NSError> LinuxFileManager::createDirectory(const std::string& path) {
+  constexpr unsigned kMode = 0777;
   int error = 0;
-  // What lies in the temporary directory must not make it by the way: it has a mode of its own.
-  if (temporary_.holds(path)) error = temporary_.make();
-  if (error == 0) error = makeFolders(path, 0777);
+  if (temporary_.holds(path)) {
+    // What lies in the temporary directory must not make it by the way: it has a mode of its own.
+    error = temporary_.make();
+    const FilePlace place = temporary_.placeOf(withoutSlashesAtEnd(path));
+    if (error == 0) error = place.error;
+    if (error == 0) error = makeFolders(place.folder, place.path, kMode);
+  } else {
+    error = makeFolders(path, kMode);
+  }
   if (error == 0) return std::nullopt;
   return presented(fileFailure("The folder " + quotedName(path) +
                                    " couldn’t be made in the folder " + quotedName(folderOf(path)),
@@ -72,33 +82,32 @@ std::optional<NSError> LinuxFileManager::createDirectory(const std::string& path
 }
 
 bool LinuxFileManager::fileExists(const std::string& path) {
-  struct stat status = {};
-  return ::stat(path.c_str(), &status) == 0;
+  return temporary_.placeOf(path).isTaken();
 }
 
 std::optional<NSError> LinuxFileManager::removeItem(const std::string& path) {
   // Neither the folder itself nor the one above it: nobody means all that is in them.
   const std::string name = quotedName(path);
   if (name == "“.”" || name == "“..”" || name == "“/”") return removalError(path, EINVAL);
+  const FilePlace place = temporary_.placeOf(withoutSlashesAtEnd(path));
   struct stat status = {};
-  if (::lstat(path.c_str(), &status) != 0) return removalError(path, errno);
-  if (!S_ISDIR(status.st_mode)) {
-    if (::unlink(path.c_str()) == 0) return std::nullopt;
-    return removalError(path, errno);
+  int error = place.error;
+  if (error == 0) error = place.folder.status(place.path, status);
+  if (error == 0) {
+    error = S_ISDIR(status.st_mode) ? place.folder.removeTree(place.path)
+                                    : place.folder.removeFile(place.path);
   }
-  std::error_code error;
-  std::filesystem::remove_all(path, error);
-  if (!error) return std::nullopt;
-  return removalError(path, error.value());
+  if (error == 0) return std::nullopt;
+  return removalError(path, error);
 }
 
 std::optional<NSError> LinuxFileManager::writeAtomically(const ByteBuffer& data,
                                                          const std::string& path) {
-  SideFile side(path);
+  SideFile side(temporary_.placeOf(path));
   int error = side.error();
   if (error == 0) error = writeAll(side.file().get(), data.bytes());
   if (error == 0) error = side.sync();
-  if (error == 0) error = side.moveIntoPlace(SideFile::Existing::replace);
+  if (error == 0) error = side.moveIntoPlace(Folder::Existing::replace);
   if (error == 0) return std::nullopt;
   return presented(savingFailure(path, error));
 }
@@ -108,16 +117,17 @@ std::optional<NSError> LinuxFileManager::setAttributes(const NSFileAttributes& a
   const std::optional<NSDate>& creation = attributes.NSFileCreationDate;
   const std::optional<NSDate>& modification = attributes.NSFileModificationDate;
   if (!isNumber(creation) || !isNumber(modification)) return datesError(path, EINVAL);
-  std::array<timespec, 2> times = {};
-  times[0].tv_nsec = UTIME_OMIT;
+  const FilePlace place = temporary_.placeOf(path);
+  if (place.error != 0) return datesError(path, place.error);
+  const FileDescriptor file = place.folder.openFile(place.path, O_RDONLY);
+  if (!file) return datesError(path, errno);
   if (modification) {
+    std::array<timespec, 2> times = {};
+    times[0].tv_nsec = UTIME_OMIT;
     times[1] = timespecOf(*modification);
-    if (::utimensat(AT_FDCWD, path.c_str(), times.data(), 0) != 0) return datesError(path, errno);
+    if (::futimens(file.get(), times.data()) != 0) return datesError(path, errno);
   }
-  // With nothing to set the system would not even look whether there is such a file.
-  struct stat status = {};
-  if (::stat(path.c_str(), &status) != 0) return datesError(path, errno);
-  if (creation) noteCreationDate(*creation, path);
+  if (creation) noteCreationDate(*creation, file.get());
   return std::nullopt;
 }
 

@@ -17,9 +17,12 @@ class LinuxFileManager final : public NSFileManager {
                             const std::string& temporaryParent = quorvin::temporaryParent())
       : temporary_(temporaryPath, temporaryParent) {}
 
+  /// As long as the manager.
+  TemporaryDirectory& temporary() { return temporary_; }
+
   std::string NSTemporaryDirectory() override { return temporary_.path(); }
   std::optional<NSError> createDirectory(const std::string& path) override;
-  /// False also for a link that leads nowhere.
+  /// True also for a link, wherever it leads.
   bool fileExists(const std::string& path) override;
   /// A folder goes with all that is in it, a link without what it leads to.
   std::optional<NSError> removeItem(const std::string& path) override;

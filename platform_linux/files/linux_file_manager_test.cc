@@ -199,11 +199,53 @@ TEST_F(LinuxFileManagerTest, SaysThatPermissionIsMissing) {
   EXPECT_EQ(status, 0);
 }
 
-TEST_F(LinuxFileManagerTest, FollowsALinkToSeeWhetherThereIsAFile) {
-  fs::create_symlink(folder / "file", folder / "link");
-  EXPECT_FALSE(files.fileExists(folder / "link"));
-  writeFile(folder / "file", "text");
+TEST_F(LinuxFileManagerTest, TakesALinkForWhatStandsThereWhereverItLeads) {
+  fs::create_symlink(folder / "nowhere", folder / "link");
   EXPECT_TRUE(files.fileExists(folder / "link"));
+  EXPECT_FALSE(files.removeItem(folder / "link"));
+  EXPECT_FALSE(files.fileExists(folder / "link"));
+}
+
+// As somebody may have planted it in the place of a folder for exports.
+TEST_F(LinuxFileManagerTest, LeadsNowhereElseThroughALinkInTheTemporaryDirectory) {
+  const TemporaryFolder outside;
+  writeFile(outside / "photo.jpg", "precious");
+  fs::last_write_time(outside / "photo.jpg", fs::file_time_type());
+  fs::create_directory_symlink(outside.path(), folder / "image");
+  fs::create_directory(folder / "video");
+  fs::create_symlink(outside / "photo.jpg", folder / "video/photo.jpg");
+  EXPECT_FALSE(files.fileExists(folder / "image/photo.jpg"));
+  EXPECT_TRUE(files.createDirectory(folder / "image"));
+  EXPECT_TRUE(files.createDirectory(folder / "image/new"));
+  EXPECT_TRUE(files.removeItem(folder / "image/photo.jpg"));
+  EXPECT_TRUE(files.writeAtomically(bytes("new"), folder / "image/photo.jpg"));
+  EXPECT_TRUE(files.writeAtomically(bytes("new"), folder / "image/new.jpg"));
+  for (const char* path : {"image/photo.jpg", "video/photo.jpg"}) {
+    EXPECT_TRUE(files.setAttributes({NSDate(5), NSDate(5)}, folder / path));
+  }
+  EXPECT_FALSE(files.removeItem(folder / "video"));
+  EXPECT_FALSE(files.removeItem(folder / "image"));
+  EXPECT_EQ(filesBelow(outside.path()), std::vector<std::string>{"photo.jpg"});
+  EXPECT_EQ(readFile(outside / "photo.jpg"), "precious");
+  EXPECT_EQ(fs::last_write_time(outside / "photo.jpg"), fs::file_time_type());
+}
+
+// The name of a file comes from the library.
+TEST_F(LinuxFileManagerTest, LeadsNowhereElseByTheWordsOfAPath) {
+  LinuxFileManager inner{folder / "temporary"};
+  const std::string image = inner.NSTemporaryDirectory() + "image";
+  EXPECT_FALSE(inner.createDirectory(image));
+  writeFile(folder / "secret", "precious");
+  for (const char* name :
+       {"/../../secret", "/../../new", "/./../../secret", "/x/../../../secret"}) {
+    EXPECT_FALSE(inner.fileExists(image + name)) << name;
+    EXPECT_TRUE(inner.removeItem(image + name)) << name;
+    EXPECT_TRUE(inner.writeAtomically(bytes("new"), image + name)) << name;
+    EXPECT_TRUE(inner.setAttributes({NSDate(5), NSDate(5)}, image + name)) << name;
+    EXPECT_TRUE(inner.createDirectory(image + name)) << name;
+  }
+  EXPECT_EQ(filesBelow(folder.path()), std::vector<std::string>{"secret"});
+  EXPECT_EQ(readFile(folder / "secret"), "precious");
 }
 
 TEST_F(LinuxFileManagerTest, RemovesALinkWithoutWhatItLeadsTo) {

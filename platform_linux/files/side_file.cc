@@ -1,15 +1,12 @@
 #include "platform_linux/files/side_file.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <sys/random.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <utility>
-
-#include "platform_linux/errors/system_failure.h"
 
 namespace quorvin {
 
@@ -27,41 +24,30 @@ std::string unforeseeableName() {
 
 }  // namespace
 
-SideFile::SideFile(const std::string& target) : target_(target) {
-  if (target.empty()) {
-    error_ = ENOENT;
-    return;
-  }
-  path_ = folderOf(target) + "/" + unforeseeableName();
-  file_ = FileDescriptor(::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+SideFile::SideFile(FilePlace target) : target_(std::move(target)), error_(target_.error) {
+  if (error_ == 0 && target_.path.empty()) error_ = ENOENT;
+  if (error_ != 0) return;
+  const std::size_t slash = target_.path.rfind('/');
+  path_ = slash == target_.path.npos ? "" : target_.path.substr(0, slash + 1);
+  path_ += unforeseeableName();
+  file_ = target_.folder.openFile(path_, O_RDWR | O_CREAT | O_EXCL, 0644);
   if (file_) return;
   error_ = errno;
   path_.clear();
 }
 
 SideFile::~SideFile() {
-  if (!path_.empty()) ::unlink(path_.c_str());
+  if (!path_.empty()) target_.folder.removeFile(path_);
 }
 
 int SideFile::sync() {
   return ::fsync(file_.get()) == 0 ? 0 : errno;
 }
 
-int SideFile::moveIntoPlace(Existing existing) {
-  if (existing == Existing::keep) return moveToFreePlace();
-  if (::rename(path_.c_str(), target_.c_str()) != 0) return errno;
-  path_.clear();
-  return 0;
-}
-
-int SideFile::moveToFreePlace() {
-  if (::renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE) == 0) {
-    path_.clear();
-    return 0;
-  }
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  // A file system that cannot rename so can link so. The other name goes with this object.
-  return ::link(path_.c_str(), target_.c_str()) == 0 ? 0 : errno;
+int SideFile::moveIntoPlace(Folder::Existing existing) {
+  const int error = target_.folder.rename(path_, target_.folder, target_.path, existing);
+  if (error == 0) path_.clear();
+  return error;
 }
 
 }  // namespace quorvin

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "platform_linux/files/temporary_directory.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
@@ -12,13 +13,8 @@ namespace quorvin {
 /// is none.
 class SideFile {
  public:
-  enum class Existing {
-    replace,  ///< what stands at the target gives way, unless it is a folder
-    keep,     ///< what stands at the target is an error, EEXIST
-  };
-
   /// Makes it, empty, in the target's folder, with the mode 0644 less the umask.
-  explicit SideFile(const std::string& target);
+  explicit SideFile(FilePlace target);
   ~SideFile();
   SideFile(const SideFile&) = delete;
   SideFile& operator=(const SideFile&) = delete;
@@ -31,13 +27,11 @@ class SideFile {
   /// Waits until the content is on the disk.
   int sync();
   /// Readers of the target see the new content from now on, all of it.
-  int moveIntoPlace(Existing existing);
+  int moveIntoPlace(Folder::Existing existing);
 
  private:
-  int moveToFreePlace();
-
-  const std::string target_;
-  std::string path_;
+  const FilePlace target_;
+  std::string path_;  ///< empty once it is gone
   FileDescriptor file_;
   int error_ = 0;
 };

@@ -4,8 +4,18 @@
 #include <string>
 
 #include "core/platform/lock.h"
+#include "platform_linux/files/folder.h"
 
 namespace quorvin {
+
+/// Where a path leads.
+struct FilePlace {
+  Folder folder;
+  std::string path;  ///< beneath the folder
+  int error = 0;     ///< why there is no such folder
+
+  bool isTaken() const;  ///< also by a link that leads nowhere
+};
 
 /// Any thread.
 class TemporaryDirectory {
@@ -25,8 +35,16 @@ class TemporaryDirectory {
   /// Whether the path lies in the directory, or is its path.
   bool holds(const std::string& path);
 
+  /// A path in the directory leads nowhere else, whatever links were planted there. On the way to
+  /// the directory, and to the folder of any other path, links are followed. A path that ends in
+  /// "/" leads to nothing.
+  FilePlace placeOf(const std::string& path);
+
  private:
   int makeUnlocked() QUORVIN_REQUIRES(lock_);
+  bool holdsUnlocked(const std::string& path) QUORVIN_REQUIRES(lock_);
+  Folder openUnlocked() QUORVIN_REQUIRES(lock_);
+  int privacyError() QUORVIN_REQUIRES(lock_);
 
   const bool isPrivate_;
   const std::string parent_;
@@ -41,5 +59,8 @@ std::string temporaryParent();
 /// Makes the folder and those above it that are missing, all with this mode less the umask. 0, or
 /// the system's error number: EEXIST when something else stands there.
 int makeFolders(const std::string& path, unsigned mode);
+
+/// The same beneath a folder.
+int makeFolders(const Folder& folder, const std::string& path, unsigned mode);
 
 }  // namespace quorvin

@@ -55,17 +55,16 @@ Done LinuxAssetResourceManager::copy(const PHAssetResource& resource, const std:
   if (!source || ::fstat(source.get(), &status) != 0) return sourceError(*stored, errno);
 
   // Looked at first so that nothing is copied in vain; what comes meanwhile is kept all the same.
-  if (struct stat there = {}; ::lstat(toFile.c_str(), &there) == 0) {
-    return savingFailure(toFile, EEXIST);
-  }
-  SideFile side(toFile);
+  FilePlace place = temporary_.placeOf(toFile);
+  if (place.isTaken()) return savingFailure(toFile, EEXIST);
+  SideFile side(std::move(place));
   if (side.error() != 0) return savingFailure(toFile, side.error());
   if (const auto failure =
           copyContent(source.get(), 0, status.st_size, side.file().get(), stop_.get_token())) {
     return failure->isOfSource ? sourceError(*stored, failure->errorNumber)
                                : savingFailure(toFile, failure->errorNumber);
   }
-  if (const int error = side.moveIntoPlace(SideFile::Existing::keep); error != 0) {
+  if (const int error = side.moveIntoPlace(Folder::Existing::keep); error != 0) {
     return savingFailure(toFile, error);
   }
   return Null{};

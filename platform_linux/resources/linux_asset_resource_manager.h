@@ -11,6 +11,7 @@
 #include "core/platform/asset_resources.h"
 #include "platform_linux/dispatch/work_threads.h"
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/files/temporary_directory.h"
 #include "platform_linux/library/fetch/asset_files.h"
 
 namespace quorvin {
@@ -20,9 +21,10 @@ namespace quorvin {
 /// every copy.
 class LinuxAssetResourceManager final : public PHAssetResourceManager {
  public:
-  /// `assets` outlives the manager. So many copies are made at a time.
-  explicit LinuxAssetResourceManager(AssetFiles& assets, std::size_t threadCount = 2)
-      : assets_(assets), threads_("quorvin-copies", threadCount) {}
+  /// `assets` and `temporary` outlive the manager. So many copies are made at a time.
+  LinuxAssetResourceManager(AssetFiles& assets, TemporaryDirectory& temporary,
+                            std::size_t threadCount = 2)
+      : assets_(assets), temporary_(temporary), threads_("quorvin-copies", threadCount) {}
   ~LinuxAssetResourceManager() override { shutDown(); }
 
   /// Resources of the library alone can be written.
@@ -43,6 +45,7 @@ class LinuxAssetResourceManager final : public PHAssetResourceManager {
   Done copy(const PHAssetResource& resource, const std::string& toFile);
 
   AssetFiles& assets_;
+  TemporaryDirectory& temporary_;
   std::stop_source stop_;
   WorkThreads threads_;  ///< last, so that its threads end first
 };

@@ -57,7 +57,8 @@ class LinuxAssetResourceManagerTest : public testing::Test {
 
   TemporaryFolder folder;
   ScriptedFiles files;
-  LinuxAssetResourceManager manager{files};
+  TemporaryDirectory temporary{folder.path(), ""};
+  LinuxAssetResourceManager manager{files, temporary};
 };
 
 TEST_F(LinuxAssetResourceManagerTest, WritesANewFileThatMayBeChanged) {
@@ -69,6 +70,15 @@ TEST_F(LinuxAssetResourceManagerTest, WritesANewFileThatMayBeChanged) {
   ASSERT_EQ(::stat((folder / "copy").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0644U);
   EXPECT_EQ(filesBelow(folder.path()), (std::vector<std::string>{"copy", "original"}));
+}
+
+TEST_F(LinuxAssetResourceManagerTest, WritesNothingThroughALinkInTheTemporaryDirectory) {
+  const TemporaryFolder outside;
+  std::filesystem::create_directory_symlink(outside.path(), folder / "livephoto");
+  EXPECT_TRUE(write(stored("movie"), folder / "livephoto/IMG_1.mov"));
+  EXPECT_TRUE(write(stored("movie"), folder / "../IMG_1.mov"));
+  EXPECT_TRUE(std::filesystem::is_empty(outside.path()));
+  EXPECT_FALSE(std::filesystem::exists(folder / "../IMG_1.mov"));
 }
 
 TEST_F(LinuxAssetResourceManagerTest, WritesAFileWithoutBytes) {

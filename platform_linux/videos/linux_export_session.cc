@@ -1,7 +1,5 @@
 #include "platform_linux/videos/linux_export_session.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
@@ -116,10 +114,9 @@ Done LinuxExportSession::exportFile() {
                    "The preset does not write files of this type.");
   }
   // Looked at first so that nothing is encoded in vain; what comes meanwhile is kept all the same.
-  if (struct stat there = {}; ::lstat(outputPath_.c_str(), &there) == 0) {
-    return cannotSave(outputPath_, EEXIST);
-  }
-  SideFile side(outputPath_);
+  FilePlace target = place_.temporary.placeOf(outputPath_);
+  if (target.isTaken()) return cannotSave(outputPath_, EEXIST);
+  SideFile side(std::move(target));
   if (side.error() != 0) return cannotSave(outputPath_, side.error());
   const VideoExportRequest request = {.preset = source_.preset,
                                       .container = container_,
@@ -130,7 +127,7 @@ Done LinuxExportSession::exportFile() {
   if (!exported) return Failure(mediaCodeOf(exported.error()), exported.error().reason);
   if (const int error = side.sync(); error != 0) return cannotSave(outputPath_, error);
   if (stop_.stop_requested()) return cannotSave(outputPath_, ECANCELED);
-  if (const int error = side.moveIntoPlace(SideFile::Existing::keep); error != 0) {
+  if (const int error = side.moveIntoPlace(Folder::Existing::keep); error != 0) {
     return cannotSave(outputPath_, error);
   }
   return Null{};

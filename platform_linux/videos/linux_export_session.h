@@ -15,6 +15,7 @@
 #include "media_protocol/time_map.h"
 #include "platform_linux/dispatch/work_threads.h"
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/files/temporary_directory.h"
 #include "platform_linux/media/video_exporter.h"
 #include "posix/file_descriptor.h"
 
@@ -23,6 +24,7 @@ namespace quorvin {
 /// Who exports, and on which threads. All of it outlives the session.
 struct ExportPlace {
   VideoExporter& exporter;
+  TemporaryDirectory& temporary;
   WorkThreads& threads;
   std::stop_token shutDown;  ///< requested: what waits and what runs is cancelled
 };

@@ -61,6 +61,27 @@ TEST_F(ExportTest, NeverReplacesWhatComesMeanwhile) {
   EXPECT_EQ(readFile(folder / "x/out.mov"), "theirs");
 }
 
+TEST_F(ExportTest, WritesNothingThroughALinkInTheTemporaryDirectory) {
+  const TemporaryFolder outside;
+  std::filesystem::create_directory_symlink(outside.path(), folder / "video");
+  for (const char* name : {"video/out.mov", "../out.mov"}) {
+    const auto exported = sessionTo(name);
+    run(*exported);
+    EXPECT_EQ(exported->status(), Status::failed);
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(outside.path()));
+  EXPECT_FALSE(std::filesystem::exists(folder / "../out.mov"));
+  EXPECT_TRUE(exporter.requests.empty());
+}
+
+TEST_F(ExportTest, ReplacesNoLinkThatLeadsNowhere) {
+  std::filesystem::create_symlink(folder / "nowhere", folder / "out.mov");
+  const auto exported = sessionTo("out.mov");
+  run(*exported);
+  EXPECT_EQ(exported->status(), Status::failed);
+  EXPECT_FALSE(std::filesystem::exists(folder / "nowhere"));
+}
+
 TEST_F(ExportTest, FailsWithoutAFolderToWriteTo) {
   expectFailure(*sessionTo("missing/out.mov"), MediaErrorCode::cannotSave,
                 "Cannot Save: The file “out.mov” couldn’t be saved in the folder “missing” because "

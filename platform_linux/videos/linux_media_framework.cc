@@ -48,8 +48,8 @@ std::shared_ptr<AVAssetExportSession> LinuxMediaFramework::exportSessionWithAsse
   auto containers = exporter_.exportContainers(source.file, *preset);
   if (!containers || containers->empty()) return nullptr;
   source.containers = *std::move(containers);
-  return std::make_shared<LinuxExportSession>(ExportPlace{exporter_, threads_, stop_.get_token()},
-                                              std::move(source));
+  return std::make_shared<LinuxExportSession>(
+      ExportPlace{exporter_, temporary_, threads_, stop_.get_token()}, std::move(source));
 }
 
 void LinuxMediaFramework::shutDown() {

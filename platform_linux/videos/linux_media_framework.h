@@ -7,6 +7,7 @@
 
 #include "core/platform/media.h"
 #include "platform_linux/dispatch/work_threads.h"
+#include "platform_linux/files/temporary_directory.h"
 #include "platform_linux/media/video_exporter.h"
 
 namespace quorvin {
@@ -15,9 +16,9 @@ namespace quorvin {
 /// Sessions must not be started once the framework is gone.
 class LinuxMediaFramework final : public MediaFramework {
  public:
-  /// The exporter outlives the framework and all of its sessions.
-  explicit LinuxMediaFramework(VideoExporter& exporter)
-      : exporter_(exporter), threads_("quorvin-exports", 2) {}
+  /// The exporter and the temporary directory outlive the framework and all of its sessions.
+  LinuxMediaFramework(VideoExporter& exporter, TemporaryDirectory& temporary)
+      : exporter_(exporter), temporary_(temporary), threads_("quorvin-exports", 2) {}
   ~LinuxMediaFramework() override { shutDown(); }
 
   /// Looks into the video, which takes some milliseconds. Null also for an asset of another
@@ -34,6 +35,7 @@ class LinuxMediaFramework final : public MediaFramework {
 
  private:
   VideoExporter& exporter_;
+  TemporaryDirectory& temporary_;
   std::stop_source stop_;
   WorkThreads threads_;  ///< last, so that its threads end first
 };

@@ -143,7 +143,8 @@ class ExportTest : public testing::Test {
 
   TemporaryFolder folder;
   ScriptedExporter exporter;
-  LinuxMediaFramework framework{exporter};
+  TemporaryDirectory temporary{folder.path(), ""};
+  LinuxMediaFramework framework{exporter, temporary};
 };
 
 }  // namespace quorvin
