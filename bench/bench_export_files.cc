@@ -101,7 +101,10 @@ bool printMemoryOfCopy(const std::string& photograph, std::uintmax_t size,
   TemporaryDirectory temporary(folder / "temporary", "");
   LinuxAssetResourceManager resources(files, temporary);
   const auto resource = std::make_shared<const StoredResource>(
-      PHAssetResourceType::photo, "original", "public.jpeg", original, 1);
+      PHAssetResourceType::photo, "original", "public.jpeg",
+      HeldFile{std::make_shared<const Folder>(Folder::open(fs::path(original).parent_path())),
+               "original"},
+      original, 1);
   peakMemory();
   const long before = peakMemory();
   std::promise<bool> done;

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <climits>
 #include <memory>
+#include <optional>
 
 namespace quorvin {
 
@@ -53,19 +54,28 @@ FileDescriptor findInOneStep(int folder, const std::string& path) {
       static_cast<int>(::syscall(SYS_openat2, folder, path.c_str(), &how, sizeof how)));
 }
 
+/// Of what a descriptor stands for that cannot be read by it.
+int changeMode(int file, mode_t mode) {
+  struct stat status = {};
+  if (::fstat(file, &status) != 0) return errno;
+  if (S_ISLNK(status.st_mode)) return ELOOP;
+  if ((status.st_mode & 07777) == mode) return 0;
+  if (!S_ISDIR(status.st_mode) && status.st_nlink > 1) return EMLINK;
+  return errorOf(::chmod(("/proc/self/fd/" + std::to_string(file)).c_str(), mode));
+}
+
 Folder::Kind kindOf(mode_t mode) {
   if (S_ISREG(mode)) return Folder::Kind::file;
   if (S_ISDIR(mode)) return Folder::Kind::folder;
   return S_ISLNK(mode) ? Folder::Kind::link : Folder::Kind::other;
 }
 
-Folder::Kind kindOf(const dirent& entry, int folder) {
+/// None when the entry is gone by now.
+std::optional<Folder::Kind> kindOf(const dirent& entry, int folder) {
   // Not every file system tells the kind here.
   if (entry.d_type != DT_UNKNOWN) return kindOf(static_cast<mode_t>(DTTOIF(entry.d_type)));
   struct stat status = {};
-  if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    return Folder::Kind::other;
-  }
+  if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
   return kindOf(status.st_mode);
 }
 
@@ -167,9 +177,9 @@ int Folder::list(std::vector<Entry>& entries) const {
     const dirent* entry = ::readdir(stream.get());
     if (entry == nullptr) break;
     const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") {
-      entries.push_back({std::string(name), kindOf(*entry, ::dirfd(stream.get()))});
-    }
+    if (name == "." || name == "..") continue;
+    const auto kind = kindOf(*entry, ::dirfd(stream.get()));
+    if (kind) entries.push_back({std::string(name), *kind});
   }
   const int error = errno;
   std::ranges::sort(entries, {}, &Entry::name);
@@ -180,6 +190,18 @@ int Folder::makeFolder(std::string_view path, mode_t mode) const {
   const Place place = placeOf(path);
   if (place.error != 0) return place.error;
   return errorOf(::mkdirat(place.folder, place.name.c_str(), mode));
+}
+
+int Folder::setMode(std::string_view path, mode_t mode) const {
+  const Place place = placeOf(path);
+  if (place.error != 0) return place.error;
+  const FileDescriptor file(
+      ::openat(place.folder, place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  return file ? changeMode(file.get(), mode) : errno;
+}
+
+int Folder::setMode(mode_t mode) const {
+  return changeMode(file_.get(), mode);
 }
 
 int Folder::removeFile(std::string_view path) const {
@@ -225,7 +247,7 @@ int Folder::rename(std::string_view path, const Folder& into, std::string_view n
   const char* name = from.name.c_str();
   const char* newName = to.name.c_str();
   if (existing == Existing::replace) {
-    return errorOf(::renameat(from.folder, name, to.folder, newName));
+    return errorOf(::renameat2(from.folder, name, to.folder, newName, 0));
   }
   if (::renameat2(from.folder, name, to.folder, newName, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
@@ -237,6 +259,15 @@ int Folder::rename(std::string_view path, const Folder& into, std::string_view n
 int Folder::sync() const {
   const FileDescriptor file(::openat(file_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return file ? errorOf(::fsync(file.get())) : errno;
+}
+
+FileDescriptor HeldFile::open() const {
+  if (folder == nullptr) return failed(ENOENT);
+  FileDescriptor file = folder->openRegularFile(path);
+  if (file || (errno != ELOOP && errno != EXDEV && errno != ENOTDIR && errno != EINVAL)) {
+    return file;
+  }
+  return failed(ENOENT);
 }
 
 }  // namespace quorvin

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -57,7 +58,10 @@ class Folder {
   /// The entries of the folder itself, sorted by name.
   int list(std::vector<Entry>& entries) const;
 
+  /// With this mode less the umask.
   int makeFolder(std::string_view path, mode_t mode) const;
+  /// A file of several names keeps its mode, for the other ones may lie elsewhere: EMLINK.
+  int setMode(std::string_view path, mode_t mode) const;
   int removeFile(std::string_view path) const;
   int removeFolder(std::string_view path) const;  ///< an empty one
   /// A folder with all that is in it; links go without what they lead to.
@@ -67,6 +71,8 @@ class Folder {
 
   /// Makes the entries of the folder itself durable.
   int sync() const;
+  /// The mode of the folder itself.
+  int setMode(mode_t mode) const;
 
  private:
   struct Place;
@@ -80,6 +86,16 @@ class Folder {
 
   FileDescriptor file_;
   Resolution resolution_ = Resolution::inOneStep;
+};
+
+/// A file that lies beneath a folder.
+struct HeldFile {
+  std::shared_ptr<const Folder> folder;  ///< null: there is no such file
+  std::string path;
+
+  /// For reading. When there is none, errno says why: ENOENT also where a link or anything else
+  /// stands that is no regular file.
+  FileDescriptor open() const;
 };
 
 }  // namespace quorvin

@@ -240,6 +240,44 @@ TEST_P(FolderTest, ReadsRegularFilesAloneAndNeverWaits) {
   EXPECT_EQ(errorOfOpening("fifo", O_WRONLY), ENXIO);
 }
 
+TEST_P(FolderTest, GivesModesWhateverTheUmask) {
+  const auto modeOf = [this](const std::string& path) {
+    struct stat status = {};
+    EXPECT_EQ(::lstat((root / path).c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+  };
+  const mode_t before = ::umask(0777);
+  EXPECT_EQ(inside.makeFolder("new", 0700), 0);
+  ::umask(before);
+  EXPECT_EQ(modeOf("inside/new"), 0U);
+  EXPECT_EQ(inside.setMode("new", 0700), 0);
+  EXPECT_EQ(modeOf("inside/new"), 0700U);
+  EXPECT_EQ(inside.setMode("a/b/deep", 0400), 0);
+  EXPECT_EQ(modeOf("inside/a/b/deep"), 0400U);
+  EXPECT_EQ(inside.setMode(0711), 0);
+  EXPECT_EQ(modeOf("inside"), 0711U);
+  const unsigned ofSecret = modeOf("outside/secret.txt");
+  fs::create_symlink(root / "outside/secret.txt", root / "inside/link");
+  fs::create_hard_link(root / "outside/secret.txt", root / "inside/name");
+  EXPECT_EQ(inside.setMode("link", 0400), ELOOP);
+  EXPECT_EQ(inside.setMode("name", 0400), EMLINK);
+  EXPECT_EQ(inside.setMode("none", 0400), ENOENT);
+  EXPECT_EQ(modeOf("outside/secret.txt"), ofSecret);
+}
+
+TEST_P(FolderTest, HasNoFileWhereSomethingElseStands) {
+  const auto held = std::make_shared<const Folder>(Folder::open(root / "inside", GetParam()));
+  fs::create_symlink(root / "outside/secret.txt", root / "inside/link");
+  ASSERT_EQ(::mkfifo((root / "inside/fifo").c_str(), 0600), 0);
+  EXPECT_TRUE((HeldFile{held, "a/b/deep"}).open());
+  for (const char* path : {"link", "fifo", "a", "none", "file/x", "../outside/secret.txt"}) {
+    EXPECT_FALSE((HeldFile{held, path}).open()) << path;
+    EXPECT_EQ(errno, ENOENT) << path;
+  }
+  EXPECT_FALSE((HeldFile{nullptr, "file"}).open());
+  EXPECT_EQ(errno, ENOENT);
+}
+
 TEST_P(FolderTest, StaysTheSameWhenItIsRenamedOrAnotherTakesItsPlace) {
   fs::rename(root / "inside", root / "renamed");
   fs::create_directory_symlink(root / "outside", root / "inside");

@@ -43,10 +43,11 @@ Result<std::shared_ptr<const AVAsset>> LinuxImageManager::loadVideo(
     map = slowMotionTimeMap(*probe);
   }
   if (map.empty()) {
-    return std::shared_ptr<const AVAsset>(std::make_shared<const AVURLAsset>((*resource)->path));
+    return std::shared_ptr<const AVAsset>(
+        std::make_shared<const LinuxVideo>((*resource)->path, (*resource)->file));
   }
   return std::shared_ptr<const AVAsset>(
-      std::make_shared<const LinuxComposition>((*resource)->path, std::move(map)));
+      std::make_shared<const LinuxComposition>((*resource)->file, std::move(map)));
 }
 
 PHImageRequestID LinuxImageManager::requestLivePhotoForAsset(

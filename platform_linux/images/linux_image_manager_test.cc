@@ -246,11 +246,17 @@ TEST_F(LinuxImageManagerTest, SaysWhichFileIsMissingOrUnreadable) {
   expectError(missing.error(), LibraryErrorCode::missingResource,
               "LOST.JPG: The file is missing from the library.");
 
-  files_.addMissing("loop", PHAssetResourceType::photo, "LOOP.JPG");
-  std::filesystem::create_symlink(files_.path("LOOP.JPG"), files_.path("LOOP.JPG"));
-  expectError(image(assetOf(PHAssetMediaType::image, "loop"), {256, 256}).error(),
+  files_.addMissing("link", PHAssetResourceType::photo, "LINK.JPG");
+  std::ofstream(files_.path("OTHER.JPG")) << "of nobody";
+  std::filesystem::create_symlink(files_.path("OTHER.JPG"), files_.path("LINK.JPG"));
+  expectError(image(assetOf(PHAssetMediaType::image, "link"), {256, 256}).error(),
+              LibraryErrorCode::missingResource, "LINK.JPG: The file is missing from the library.");
+
+  const std::string tooLong(256, 'n');
+  files_.addMissing("long", PHAssetResourceType::photo, tooLong);
+  expectError(image(assetOf(PHAssetMediaType::image, "long"), {256, 256}).error(),
               LibraryErrorCode::invalidResource,
-              "LOOP.JPG: The file cannot be read: Too many levels of symbolic links.");
+              tooLong + ": The file cannot be read: File name too long.");
 }
 
 TEST_F(LinuxImageManagerTest, SaysThatAnAssetHasNoFileToShow) {
@@ -454,7 +460,7 @@ TEST_F(LinuxImageManagerTest, GivesSlowMotionAsAComposition) {
   const auto call = video(slowMotion(240));
   const auto* composition = dynamic_cast<const LinuxComposition*>(call.outcome.get());
   ASSERT_NE(composition, nullptr);
-  EXPECT_EQ(composition->sourcePath, files_.path("SLOW.MOV"));
+  EXPECT_EQ(composition->source.path, "SLOW.MOV");
   EXPECT_EQ(composition->timeMap, (TimeMap{{0s, 1s, 1s}, {1s, 8s, 64s}, {9s, 1s, 1s}}));
 }
 

@@ -62,7 +62,7 @@ Failure mediaError(const StoredResource& resource, const Failure& error) {
 }
 
 Result<FileDescriptor> openResource(const StoredResource& resource) {
-  FileDescriptor file(::open(resource.path.c_str(), O_RDONLY | O_CLOEXEC));
+  FileDescriptor file = resource.file.open();
   if (!file) return readError(resource, errno);
   return file;
 }

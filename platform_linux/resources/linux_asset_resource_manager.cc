@@ -50,7 +50,7 @@ Done LinuxAssetResourceManager::copy(const PHAssetResource& resource, const std:
                    "“" + resource.originalFilename + "” is no file of this library.");
   }
   if (Done access = assets_.accessTo(*stored); !access) return access;
-  const FileDescriptor source(::open(stored->path.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor source = stored->file.open();
   struct stat status = {};
   if (!source || ::fstat(source.get(), &status) != 0) return sourceError(*stored, errno);
 

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "platform_linux/errors/presented.h"
+#include "testing/platform/testing_held_file.h"
 #include "testing/platform/testing_library.h"
 
 namespace quorvin {
@@ -33,7 +34,8 @@ class LinuxAssetResourceManagerTest : public testing::Test {
     writeFile(path, content);
     std::filesystem::permissions(path, std::filesystem::perms(0444));
     return std::make_shared<const StoredResource>(PHAssetResourceType::photo, "IMG_1.JPG",
-                                                  "public.jpeg", path, 1);
+                                                  "public.jpeg",
+                                                  heldFile(folder.path(), "original"), path, 1);
   }
   std::optional<NSError> write(std::shared_ptr<const PHAssetResource> resource,
                                const std::string& path) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <future>
 
+#include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/upkeep/administration.h"
 #include "platform_linux/resources/linux_asset_resource_manager.h"
 #include "testing/contracts/asset_resources_contract.h"
@@ -29,7 +30,8 @@ class LinuxResources {
     return {.localIdentifier = asset};
   }
   void removeOriginals(const PHAsset& asset) {
-    std::filesystem::remove_all(folder_ / ("library/originals/" + uuidOf(asset.localIdentifier)));
+    std::filesystem::remove_all(
+        folder_ / ("library/originals/" + uuidOf(asset.localIdentifier).substr(0, 2)));
   }
   void removeAsset(const PHAsset& asset) {
     gardener_.run("UPDATE assets SET trashed_ns = 1 WHERE ident = '" + asset.localIdentifier + "'");
@@ -65,7 +67,8 @@ class LinuxResources {
   }
   void addResource(const std::string& asset, PHAssetResourceType type, const std::string& name,
                    const std::string& typeIdentifier, const std::string& content) {
-    const std::string path = uuidOf(asset) + "/" + name;
+    const std::string path =
+        originalPath(uuidOf(asset), type == PHAssetResourceType::pairedVideo, "bin");
     writeFile(folder_ / ("library/originals/" + path), content);
     const std::string number = std::to_string(static_cast<std::int64_t>(type));
     gardener_.run("INSERT INTO resources SELECT id, " + number + ", " + number + ", '" + name +
@@ -79,7 +82,8 @@ class LinuxResources {
                                                       .prompt = {},
                                                       .mainQueue = nullptr});
   Gardener gardener_{folder_ / "library"};
-  LinuxAssetResourceManager manager_{*library_, 1};
+  TemporaryDirectory temporary_{folder_ / "out", ""};
+  LinuxAssetResourceManager manager_{*library_, temporary_, 1};
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Linux, AssetResourcesContract, LinuxResources);

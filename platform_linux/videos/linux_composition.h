@@ -1,4 +1,4 @@
-// Videos whose playing speed changes.
+// Videos as the library stores them.
 #pragma once
 
 #include <string>
@@ -6,17 +6,27 @@
 
 #include "core/platform/media.h"
 #include "media_protocol/time_map.h"
+#include "platform_linux/files/folder.h"
 
 namespace quorvin {
+
+/// One video file that plays as it is.
+class LinuxVideo final : public AVURLAsset {
+ public:
+  LinuxVideo(std::string path, HeldFile file)
+      : AVURLAsset(std::move(path)), file(std::move(file)) {}
+
+  const HeldFile file;  ///< to be opened by this, and not by its path
+};
 
 /// One video file, of which parts play, each at a speed of its own.
 class LinuxComposition final : public AVComposition {
  public:
-  LinuxComposition(std::string path, TimeMap map)
-      : sourcePath(std::move(path)), timeMap(std::move(map)) {}
+  LinuxComposition(HeldFile source, TimeMap map)
+      : source(std::move(source)), timeMap(std::move(map)) {}
 
-  const std::string sourcePath;  ///< absolute
-  const TimeMap timeMap;         ///< not empty
+  const HeldFile source;
+  const TimeMap timeMap;  ///< not empty
 };
 
 }  // namespace quorvin

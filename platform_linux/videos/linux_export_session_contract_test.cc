@@ -25,7 +25,8 @@ class LinuxExports {
 
   std::shared_ptr<AVAssetExportSession> session() {
     return framework_.exportSessionWithAsset(
-        std::make_shared<const AVURLAsset>(folder_ / "original.mov"),
+        std::make_shared<const LinuxVideo>(folder_ / "original.mov",
+                                           heldFile(folder_.path(), "original.mov")),
         AVAssetExportPresetHighestQuality);
   }
   std::shared_ptr<AVAssetExportSession> mpeg4Session() {
@@ -78,7 +79,8 @@ class LinuxExports {
   bool isDamaged_ = false;
   int underWay_ = 0;
   ScriptedExporter exporter_;
-  LinuxMediaFramework framework_{exporter_};
+  TemporaryDirectory temporary_{folder_.path(), ""};
+  LinuxMediaFramework framework_{exporter_, temporary_};
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Linux, ExportSessionContract, LinuxExports);

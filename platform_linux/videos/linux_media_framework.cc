@@ -1,15 +1,11 @@
 #include "platform_linux/videos/linux_media_framework.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "platform_linux/videos/linux_composition.h"
 #include "platform_linux/videos/linux_export_session.h"
-#include "posix/file_descriptor.h"
 
 namespace quorvin {
 
@@ -22,14 +18,6 @@ std::optional<VideoPreset> presetOfName(std::string_view name) {
   return std::nullopt;
 }
 
-/// Opens a regular file, without waiting for what is none.
-FileDescriptor openVideo(const std::string& path) {
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status = {};
-  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  return file;
-}
-
 }  // namespace
 
 std::shared_ptr<AVAssetExportSession> LinuxMediaFramework::exportSessionWithAsset(
@@ -38,10 +26,10 @@ std::shared_ptr<AVAssetExportSession> LinuxMediaFramework::exportSessionWithAsse
   if (!preset) return nullptr;
   ExportSource source;
   source.preset = *preset;
-  if (const auto* file = dynamic_cast<const AVURLAsset*>(asset.get())) {
-    source.file = openVideo(file->URL);
+  if (const auto* video = dynamic_cast<const LinuxVideo*>(asset.get())) {
+    source.file = video->file.open();
   } else if (const auto* composition = dynamic_cast<const LinuxComposition*>(asset.get())) {
-    source.file = openVideo(composition->sourcePath);
+    source.file = composition->source.open();
     source.timeMap = composition->timeMap;
   }
   if (!source.file) return nullptr;

@@ -19,7 +19,7 @@ using Status = AVAssetExportSessionStatus;
 TEST_F(ExportTest, ExportsACompositionByItsTimeMap) {
   const TimeMap map = {{0s, 1s, 4s}};
   const auto exported = framework.exportSessionWithAsset(
-      std::make_shared<const LinuxComposition>(folder / "original.mov", map),
+      std::make_shared<const LinuxComposition>(heldFile(folder.path(), "original.mov"), map),
       AVAssetExportPresetPassthrough);
   ASSERT_NE(exported, nullptr);
   exported->setOutputURL(folder / "out.mov");
@@ -49,11 +49,16 @@ TEST_F(ExportTest, HasNoSessionForWhatCannotBeExported) {
 TEST_F(ExportTest, HasNoSessionForAFileThatCannotBeOpened) {
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   for (const char* name : {"missing.mov", "pipe", ""}) {
-    EXPECT_EQ(framework.exportSessionWithAsset(std::make_shared<const AVURLAsset>(folder / name),
-                                               AVAssetExportPresetHighestQuality),
-              nullptr)
+    const auto video =
+        std::make_shared<const LinuxVideo>(folder / name, heldFile(folder.path(), name));
+    EXPECT_EQ(framework.exportSessionWithAsset(video, AVAssetExportPresetHighestQuality), nullptr)
         << name;
   }
+  // Of another platform.
+  EXPECT_EQ(
+      framework.exportSessionWithAsset(std::make_shared<const AVURLAsset>(folder / "original.mov"),
+                                       AVAssetExportPresetHighestQuality),
+      nullptr);
   EXPECT_EQ(framework.exportSessionWithAsset(std::make_shared<const AVAsset>(),
                                              AVAssetExportPresetHighestQuality),
             nullptr);

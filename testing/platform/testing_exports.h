@@ -20,9 +20,11 @@
 
 #include "platform_linux/errors/presented.h"
 #include "platform_linux/files/copy_content.h"
+#include "platform_linux/videos/linux_composition.h"
 #include "platform_linux/videos/linux_export_session.h"
 #include "platform_linux/videos/linux_media_framework.h"
 #include "testing/platform/testing_folder.h"
+#include "testing/platform/testing_held_file.h"
 
 namespace quorvin {
 
@@ -108,7 +110,9 @@ class ExportTest : public testing::Test {
   std::shared_ptr<AVAssetExportSession> session(
       std::string_view preset = AVAssetExportPresetHighestQuality) {
     return framework.exportSessionWithAsset(
-        std::make_shared<const AVURLAsset>(folder / "original.mov"), preset);
+        std::make_shared<const LinuxVideo>(folder / "original.mov",
+                                           heldFile(folder.path(), "original.mov")),
+        preset);
   }
   std::shared_ptr<AVAssetExportSession> sessionTo(const std::string& name) {
     auto made = session();

@@ -23,6 +23,7 @@
 #include "platform_linux/errors/presented.h"
 #include "platform_linux/library/fetch/asset_files.h"
 #include "platform_linux/media/media_service.h"
+#include "testing/platform/testing_held_file.h"
 
 namespace quorvin {
 
@@ -99,8 +100,8 @@ class StoredFiles final : public AssetFiles {
   /// Adds a resource whose file is not there.
   void addMissing(const std::string& asset, PHAssetResourceType type, const std::string& name,
                   int orientation = 1) {
-    resources_[asset].push_back(std::make_shared<const StoredResource>(type, name, "type." + name,
-                                                                       path(name), orientation));
+    resources_[asset].push_back(std::make_shared<const StoredResource>(
+        type, name, "type." + name, heldFile(folder_, name), path(name), orientation));
   }
   void play(const std::string& asset, TimeMap map) { maps_[asset] = std::move(map); }
   void refuse(Failure failure) { access_ = std::move(failure); }

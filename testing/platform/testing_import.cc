@@ -85,7 +85,7 @@ void ImportFixture::expectSound() const {
     const std::string path = folder / ("library/originals/" + file);
     EXPECT_EQ(gardener.text("SELECT size FROM resources WHERE path = '" + file + "'"),
               std::to_string(fs::file_size(path)));
-    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0444));
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0400));
   }
   EXPECT_EQ(gardener.integer("SELECT count(*) FROM assets WHERE NOT EXISTS"
                              " (SELECT 1 FROM resources WHERE asset = id)"),

@@ -100,13 +100,14 @@ TEST_F(ImageData, IsRepliedButNotConvertedWhenItsOriginalIsDamaged) {
 TEST_F(ImageData, OfAnEditedPhotoIsItsRendering) {
   const std::string rendering = bytesOf(kGoodMedia / "BURST_001.jpg");
   useCopy([&](const std::string& library) {
-    fs::create_directory(library + "/originals/edited");
-    std::ofstream(library + "/originals/edited/FullSizeRender.jpg", std::ios::binary) << rendering;
+    const std::string path = "00/00000000-0000-4000-8000-000000000000-5.jpg";
+    fs::create_directory(library + "/originals/00");
+    std::ofstream(library + "/originals/" + path, std::ios::binary) << rendering;
     outputOf({"sqlite3", library + "/library.sqlite",
               "INSERT INTO resources(asset, pos, type, name, uti, path, size, hash) "
               "SELECT asset, 9, 5, 'FullSizeRender.jpg', 'public.jpeg', "
-              "'edited/FullSizeRender.jpg', " +
-                  std::to_string(rendering.size()) +
+              "'" +
+                  path + "', " + std::to_string(rendering.size()) +
                   ", x'00' FROM resources WHERE name = 'IMG_0010.HEIC'"});
   });
   EXPECT_TRUE(textOf(data("IMG_0010.HEIC", false)) == rendering);

@@ -169,9 +169,13 @@ QUORVIN_REPLACES int unlink(const char* path) noexcept {
   return unlinkat(AT_FDCWD, path, 0);
 }
 
+QUORVIN_REPLACES int mkdirat(int folder, const char* path, mode_t mode) noexcept {
+  if (quorvin::failsAt("mkdir", folder, path)) return -1;
+  return static_cast<int>(::syscall(SYS_mkdirat, folder, path, mode));
+}
+
 QUORVIN_REPLACES int mkdir(const char* path, mode_t mode) noexcept {
-  if (quorvin::failsAt("mkdir", AT_FDCWD, path)) return -1;
-  return static_cast<int>(::syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+  return mkdirat(AT_FDCWD, path, mode);
 }
 
 QUORVIN_REPLACES ssize_t copy_file_range(int from, off64_t* source, int to, off64_t* target,

@@ -49,10 +49,10 @@ void Catalogue::closeCleanly() {
   NSLockHolder holder(writerLock_);
   writer_.reset();
   if (!presence_.tryChange(LibraryLock::Mode::exclusive)) return;
-  const auto lock = LibraryLock::tryAcquire(folder_.lockFile(), LibraryLock::Area::writer,
-                                            LibraryLock::Mode::exclusive);
+  const auto lock =
+      LibraryLock::tryAcquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return;
-  if (auto database = Database::open(folder_.catalogue(), Database::Use::read)) {
+  if (auto database = Database::open(folder_.catalogueFile(), Database::Use::read)) {
     (*database)->emptyLog();
   }
 }
@@ -66,7 +66,7 @@ std::unique_ptr<Database> Catalogue::borrow() {
       return database;
     }
   }
-  auto opened = Database::open(folder_.catalogue(), Database::Use::read);
+  auto opened = Database::open(folder_.catalogueFile(), Database::Use::read);
   return opened ? *std::move(opened) : nullptr;
 }
 
@@ -78,7 +78,7 @@ void Catalogue::giveBack(std::unique_ptr<Database> database) {
 
 std::int64_t Catalogue::currentVersion() {
   if (watch_ == nullptr) {
-    auto opened = Database::open(folder_.catalogue(), Database::Use::read);
+    auto opened = Database::open(folder_.catalogueFile(), Database::Use::read);
     if (!opened) return 0;
     watch_ = *std::move(opened);
   }
@@ -128,11 +128,11 @@ std::shared_ptr<const Overview> Catalogue::readOverview(std::int64_t version) {
 
 Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncertain) {
   NSLockHolder holder(writerLock_);
-  const auto lock = LibraryLock::acquire(folder_.lockFile(), LibraryLock::Area::writer,
-                                         LibraryLock::Mode::exclusive);
+  const auto lock =
+      LibraryLock::acquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return lock.error();
   if (writer_ == nullptr) {
-    auto opened = Database::open(folder_.catalogue(), Database::Use::write);
+    auto opened = Database::open(folder_.catalogueFile(), Database::Use::write);
     if (!opened) return opened.error();
     writer_ = *std::move(opened);
   }

@@ -1,22 +1,40 @@
 // Where the parts of a library are.
 #pragma once
 
+#include <array>
+#include <memory>
 #include <string>
+#include <string_view>
 
 #include "core/platform/value.h"
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/files/folder.h"
 
 namespace quorvin {
 
+/// A library may come from anywhere and hold anything. Whatever is opened, listed, moved or removed
+/// in it is therefore found beneath the folder that is held, so that no link in it leads elsewhere.
+/// Only SQLite opens its files by their path, once it is known that they are no links.
 struct LibraryFolder {
-  std::string root;  ///< absolute
+  std::string root;                    ///< absolute
+  std::shared_ptr<const Folder> held;  ///< null as long as it is missing
 
-  std::string catalogue() const { return root + "/library.sqlite"; }
-  std::string lockFile() const { return root + "/library.lock"; }
-  std::string originals() const { return root + "/originals"; }      ///< named by identifier
-  std::string derivatives() const { return root + "/derivatives"; }  ///< can be made again
-  std::string incoming() const { return root + "/incoming"; }        ///< being copied
-  std::string recovered() const { return root + "/recovered"; }      ///< originals of no asset
+  // For people, and for SQLite.
+  std::string catalogue() const { return root + "/" + kCatalogue; }
+  std::string lockFile() const { return root + "/" + kLockFile; }
+  /// Without links, which SQLite would not follow.
+  std::string catalogueFile() const;
+
+  // Beneath the folder.
+  static constexpr const char* kCatalogue = "library.sqlite";
+  static constexpr const char* kLockFile = "library.lock";
+  static constexpr const char* kOriginals = "originals";      ///< named by identifier
+  static constexpr const char* kDerivatives = "derivatives";  ///< can be made again
+  static constexpr const char* kIncoming = "incoming";        ///< being copied
+  static constexpr const char* kRecovered = "recovered";      ///< originals of no asset
+  /// SQLite makes the last three of them.
+  static constexpr std::array<std::string_view, 5> kFiles = {
+      kLockFile, kCatalogue, "library.sqlite-wal", "library.sqlite-shm", "library.sqlite-journal"};
 };
 
 enum class FolderState {
@@ -29,10 +47,15 @@ enum class FolderState {
 /// is no library; nothing is changed.
 Result<FolderState> folderState(const LibraryFolder& folder);
 
-/// Makes the folders and the lock file where they are missing.
-Done makeFolders(const LibraryFolder& folder);
+/// Makes the folders and the lock file where they are missing, durably, and closes the library to
+/// everybody but its owner.
+Done makeFolders(LibraryFolder& folder);
 
-/// The path, absolute and without "." and ".." parts; an error for an empty one.
+/// Makes the entries of a folder beneath the library's durable; "" is the library's itself.
+Done syncFolder(const LibraryFolder& folder, const std::string& path);
+
+/// The path, absolute and without "." and ".." parts; an error for an empty one. The folder is held
+/// from now on.
 Result<LibraryFolder> libraryFolderAt(const std::string& path);
 
 }  // namespace quorvin

@@ -1,6 +1,6 @@
-// Locks of bytes of one file that nobody reads or writes. A file is opened for each lock, for such a
-// lock belongs to the open file: closing another descriptor of it does not let go, as it would with
-// the older locks, which belong to the process.
+// Locks of bytes of one file that nobody reads or writes. A file is opened for each lock, for such
+// a lock belongs to the open file: closing another descriptor of it does not let go, as it would
+// with the older locks, which belong to the process.
 #include "platform_linux/library/catalogue/library_lock.h"
 
 #include <fcntl.h>
@@ -28,21 +28,21 @@ bool setLock(int fd, LibraryLock::Area area, LibraryLock::Mode mode) {
 
 }  // namespace
 
-std::optional<LibraryLock> LibraryLock::tryAcquire(const std::string& lockFile, Area area,
+std::optional<LibraryLock> LibraryLock::tryAcquire(const LibraryFolder& folder, Area area,
                                                    Mode mode) {
-  FileDescriptor file(::open(lockFile.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+  FileDescriptor file = folder.held->openFile(LibraryFolder::kLockFile, O_RDWR);
   if (!file || !setLock(file.get(), area, mode)) return std::nullopt;
   return LibraryLock(std::move(file), area);
 }
 
-Result<LibraryLock> LibraryLock::acquire(const std::string& lockFile, Area area, Mode mode) {
+Result<LibraryLock> LibraryLock::acquire(const LibraryFolder& folder, Area area, Mode mode) {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   for (;;) {
-    if (auto lock = tryAcquire(lockFile, area, mode)) return *std::move(lock);
+    if (auto lock = tryAcquire(folder, area, mode)) return *std::move(lock);
     if (std::chrono::steady_clock::now() >= deadline) {
-      return Failure(
-          LibraryErrorCode::operationInterrupted,
-          "The library is in use by another program, which holds the lock “" + lockFile + "”.");
+      return Failure(LibraryErrorCode::operationInterrupted,
+                     "The library is in use by another program, which holds the lock “" +
+                         folder.lockFile() + "”.");
     }
     std::this_thread::sleep_for(kLookAgain);
   }

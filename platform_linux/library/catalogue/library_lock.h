@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/library/catalogue/library_folder.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
@@ -22,10 +23,10 @@ class LibraryLock {
   };
   enum class Mode { shared, exclusive };
 
-  /// None when another holds it. `lockFile` exists.
-  static std::optional<LibraryLock> tryAcquire(const std::string& lockFile, Area area, Mode mode);
+  /// None when another holds it. The folder's lock file exists.
+  static std::optional<LibraryLock> tryAcquire(const LibraryFolder& folder, Area area, Mode mode);
   /// Waits a few seconds; then an error that names the lock file.
-  static Result<LibraryLock> acquire(const std::string& lockFile, Area area, Mode mode);
+  static Result<LibraryLock> acquire(const LibraryFolder& folder, Area area, Mode mode);
 
   /// Changes the mode; false, and as before, when another holder is in the way.
   bool tryChange(Mode mode);

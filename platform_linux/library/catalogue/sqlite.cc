@@ -118,7 +118,8 @@ Result<std::unique_ptr<Database>> Database::open(const std::string& path, Use us
   sqlite3* connection = nullptr;
   // One thread at a time uses a connection, so it needs no lock of its own.
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
-                    SQLITE_OPEN_PRIVATECACHE | (use == Use::write ? SQLITE_OPEN_CREATE : 0);
+                    SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_NOFOLLOW |
+                    (use == Use::write ? SQLITE_OPEN_CREATE : 0);
   const int status = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
   std::unique_ptr<Database> database(new Database(connection));
   if (status != SQLITE_OK || !database->configure(use)) {

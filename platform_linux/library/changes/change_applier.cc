@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "platform_linux/errors/failure.h"
@@ -104,11 +103,11 @@ Done ChangeApplier::apply(const std::vector<ChangeRequest>& requests,
   return done;
 }
 
-bool ChangeApplier::removeFiles(const std::vector<Creation>& creations) {
+bool ChangeApplier::removeFiles(const std::vector<Creation>& creations) const {
   bool gone = true;
   for (const Creation& creation : creations) {
-    gone = OriginalCopies::remove(creation.main) && gone;
-    if (creation.pairedVideo) gone = OriginalCopies::remove(*creation.pairedVideo) && gone;
+    gone = copies_->remove(creation.main) && gone;
+    if (creation.pairedVideo) gone = copies_->remove(*creation.pairedVideo) && gone;
   }
   return gone;
 }
@@ -136,8 +135,7 @@ Done ChangeApplier::store(Database& database, const std::vector<ChangeRequest>& 
 }
 
 Done ChangeApplier::makeReady() {
-  std::error_code error;
-  if (copies_ != nullptr && std::filesystem::is_directory(staging_->path(), error)) return Null{};
+  if (copies_ != nullptr && staging_->isThere()) return Null{};
   copies_.reset();
   staging_.reset();
   auto staging = Staging::begin(catalogue_.folder());
@@ -160,7 +158,7 @@ Done ChangeApplier::copyFiles(const std::vector<ChangeRequest>& requests,
 }
 
 Result<SourceFile> ChangeApplier::look(const CreateAsset& request) {
-  const auto source = openSource(request.path);
+  const auto source = openSource(catalogue_.folder(), request.path);
   if (!source) return cannotRead(request.path, source.error());
   SourceFile file = describeSource(*source, request.path);
   // This decodes as much as it takes to tell a sound file from a damaged one.
@@ -190,7 +188,7 @@ Result<ChangeApplier::Creation> ChangeApplier::copyFile(const CreateAsset& reque
   if (creation.file.probe.embeddedMovieLength > 0) {
     auto movie = copies_->copyEmbeddedMovie(creation.file, uuid);
     if (!movie && movie.error().is(LibraryErrorCode::notEnoughSpace)) {
-      OriginalCopies::remove(creation.main);
+      copies_->remove(creation.main);
       return cannotSave(request.path, movie.error());
     }
     // The photo holds its movie anyway, so it is taken also when the part cannot be cut out.

@@ -44,7 +44,7 @@ class ChangeApplier {
   Result<Creation> copyFile(const CreateAsset& request);
   Done placeFiles(std::vector<Creation>& creations);
   /// False when one is still there.
-  static bool removeFiles(const std::vector<Creation>& creations);
+  bool removeFiles(const std::vector<Creation>& creations) const;
   static Done store(Database& database, const std::vector<ChangeRequest>& requests,
                     const std::vector<Creation>& creations, PHAuthorizationStatus status);
 

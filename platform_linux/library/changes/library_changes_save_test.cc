@@ -39,7 +39,7 @@ TEST_F(Save, MakesAnAssetUnderThePlaceholdersIdentifier) {
   EXPECT_EQ(readFile(stored->front()->path), readFile(path));
   struct stat status = {};
   ASSERT_EQ(::stat(stored->front()->path.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0444U);
+  EXPECT_EQ(status.st_mode & 0777, 0400U);
 }
 
 TEST_F(Save, IsFoundBeforeTheCompletionRuns) {
@@ -274,8 +274,9 @@ TEST(SaveOnAFullVolume, FailsAndLeavesNothing) {
 }
 
 TEST_F(Save, FailsWithTheLocksNameWhileAnotherProgramWrites) {
-  const auto writer = LibraryLock::tryAcquire(
-      folder / "library/library.lock", LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
+  const auto writer =
+      LibraryLock::tryAcquire(*libraryFolderAt(folder / "library"), LibraryLock::Area::writer,
+                              LibraryLock::Mode::exclusive);
   ASSERT_TRUE(writer);
   const ChangeOutcome outcome = saveImage(put("a.jpg", "image"));
   EXPECT_EQ(outcome.code(), LibraryErrorCode::operationInterrupted);

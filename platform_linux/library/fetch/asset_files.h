@@ -9,6 +9,7 @@
 #include "core/platform/asset_resources.h"
 #include "media_protocol/time_map.h"
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/files/folder.h"
 
 namespace quorvin {
 
@@ -16,12 +17,15 @@ namespace quorvin {
 class StoredResource : public PHAssetResource {
  public:
   StoredResource(PHAssetResourceType type, std::string originalFilename,
-                 std::string uniformTypeIdentifier, std::string path, int orientation)
+                 std::string uniformTypeIdentifier, HeldFile file, std::string path,
+                 int orientation)
       : PHAssetResource(type, std::move(originalFilename), std::move(uniformTypeIdentifier)),
+        file(std::move(file)),
         path(std::move(path)),
         orientation(orientation) {}
 
-  const std::string path;  ///< absolute; read-only, and never renamed
+  const HeldFile file;     ///< read-only, and never renamed; to be opened by this alone
+  const std::string path;  ///< its absolute path, to be told to others
   const int orientation;   ///< of the stored pixels, 1 (upright) to 8, as in Exif
 };
 

@@ -12,6 +12,7 @@
 #include "platform_linux/library/fetch/asset_query.h"
 #include "platform_linux/library/fetch/authorization.h"
 #include "platform_linux/library/opening/opening.h"
+#include "platform_linux/library/originals/original_file.h"
 
 namespace quorvin {
 namespace {
@@ -36,6 +37,10 @@ FetchResult<PHAssetCollection> collectionResult(Collections found, const PHFetch
   }
   if (wanted.fetchLimit > 0 && found.size() > wanted.fetchLimit) found.resize(wanted.fetchLimit);
   return std::make_shared<LoadedResult<PHAssetCollection>>(std::move(found));
+}
+
+std::string originalsPath(const Catalogue& catalogue) {
+  return catalogue.folder().root + "/" + LibraryFolder::kOriginals + "/";
 }
 
 // With limited access, the user's own albums do not exist.
@@ -168,15 +173,16 @@ Result<StoredResources> Library::storedResources(const std::string& localIdentif
             "LEFT JOIN resources AS r ON r.asset = a.id "
             "WHERE a.ident = ? AND a.trashed_ns IS NULL ORDER BY r.pos");
   rows.bind(localIdentifier);
+  const std::string originals = originalsPath(*catalogue_);
   StoredResources resources;
   bool found = false;
   while (rows.next()) {
     found = true;
     if (rows.isNull(0)) continue;  // an asset without resources
+    const std::string path(rows.text(3));
     resources.push_back(std::make_shared<const StoredResource>(
         static_cast<PHAssetResourceType>(rows.integer(0)), std::string(rows.text(1)),
-        std::string(rows.text(2)),
-        catalogue_->folder().originals() + "/" + std::string(rows.text(3)),
+        std::string(rows.text(2)), originalFile(catalogue_->folder(), path), originals + path,
         static_cast<int>(rows.integer(4))));
   }
   if (!found) return gone;
@@ -186,7 +192,7 @@ Result<StoredResources> Library::storedResources(const std::string& localIdentif
 Done Library::accessTo(const StoredResource& resource) {
   const PHAuthorizationStatus status = authorization_->status();
   if (Done access = accessUnder(status); !access) return access;
-  const std::string originals = catalogue_->folder().originals() + "/";
+  const std::string originals = originalsPath(*catalogue_);
   const bool isOurs = resource.path.starts_with(originals);
   const std::string path = isOurs ? resource.path.substr(originals.size()) : "";
   if (Catalogue::Reader database = catalogue_->reader(); database && isOurs) {

@@ -9,6 +9,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform_linux/library/originals/source_file.h"
+
 namespace quorvin {
 namespace {
 
@@ -19,9 +21,12 @@ using FolderIdentity = std::pair<dev_t, ino_t>;
 
 class Walk {
  public:
-  Walk(const std::string& excludedFolder, const Problem& problem) : problem_(problem) {
+  Walk(const LibraryFolder& library, const Problem& problem)
+      : library_(library), problem_(problem) {
     struct stat status = {};
-    if (::stat(excludedFolder.c_str(), &status) == 0) seen_.insert({status.st_dev, status.st_ino});
+    if (::fstat(library.held->descriptor(), &status) == 0) {
+      seen_.insert({status.st_dev, status.st_ino});
+    }
   }
 
   // Folders wait on a list of their own, so that deep trees need no deep stack.
@@ -47,6 +52,10 @@ class Walk {
       return;
     }
     if (!seen_.insert({status.st_dev, status.st_ino}).second) return;
+    if (folderLiesIn(library_, path)) {
+      problem_(path, std::string(kLiesInTheLibrary));
+      return;
+    }
     std::vector<std::string> entries;
     std::error_code error;
     for (fs::directory_iterator entry(path, error), end; !error && entry != end;
@@ -59,6 +68,7 @@ class Walk {
     waiting.insert(waiting.end(), entries.begin(), entries.end());
   }
 
+  const LibraryFolder& library_;
   const Problem& problem_;
   std::set<FolderIdentity> seen_;
   std::vector<std::string> files_;
@@ -67,8 +77,8 @@ class Walk {
 }  // namespace
 
 std::vector<std::string> findFiles(const std::vector<std::string>& paths,
-                                   const std::string& excludedFolder, const Problem& problem) {
-  return Walk(excludedFolder, problem).find(paths);
+                                   const LibraryFolder& library, const Problem& problem) {
+  return Walk(library, problem).find(paths);
 }
 
 }  // namespace quorvin

@@ -36,8 +36,8 @@ Done ImportBatch::add(const std::vector<ImportFile>& files, const ImportUnit& un
     }
     return Null{};
   };
-  const auto drop = [](const std::optional<Part>& part) {
-    if (part) OriginalCopies::remove(part->copy);
+  const auto drop = [this](const std::optional<Part>& part) {
+    if (part) copies_.remove(part->copy);
   };
   if (Done taken = take(unit.main, false, added.main); !taken) return taken;
   if (unit.pairedVideo) {
@@ -131,7 +131,7 @@ bool ImportBatch::removeFiles(bool onlyUnneeded) {
   for (Unit& unit : units_) {
     for (const std::optional<Part>* part : {&unit.main, &unit.pairedVideo}) {
       if (!*part || (onlyUnneeded && !(*part)->isUnneeded)) continue;
-      gone = OriginalCopies::remove((*part)->copy) && gone;
+      gone = copies_.remove((*part)->copy) && gone;
     }
   }
   return gone;

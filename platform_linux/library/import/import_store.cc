@@ -9,6 +9,7 @@
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/import/import_batch.h"
 #include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/library/originals/original_file.h"
 
 namespace quorvin {
 namespace {
@@ -24,11 +25,10 @@ NewAsset newAsset(const std::string& identifier, const ImportFile& file) {
 // The same content may have come in meanwhile: earlier in this import, or by another one.
 void ImportBatch::findExisting(Database& database, Part& part) {
   if (part.existingAsset) return;
-  const std::string originals = catalogue_.folder().originals() + "/";
   for (const KnownContent& known :
        findContent(database, part.copy.resource.size, part.copy.resource.hash)) {
-    const auto file = openSource(originals + known.path);
-    if (!file || !haveSameContent(file->get(), part.copy.content.get())) continue;
+    const FileDescriptor file = originalFile(catalogue_.folder(), known.path).open();
+    if (!file || !haveSameContent(file.get(), part.copy.content.get())) continue;
     part.existingAsset = known.asset;
     part.isUnneeded = true;
     return;

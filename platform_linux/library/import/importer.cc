@@ -17,6 +17,7 @@
 #include "platform_linux/library/import/import_plan.h"
 #include "platform_linux/library/opening/opening.h"
 #include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/staging.h"
 
 namespace quorvin {
@@ -40,7 +41,7 @@ class Import {
   Result<ImportSummary> run() {
     std::vector<std::pair<std::string, std::string>> unreadable;
     const std::vector<std::string> paths =
-        findFiles(options_.paths, catalogue_->folder().root,
+        findFiles(options_.paths, catalogue_->folder(),
                   [&unreadable](const std::string& path, const std::string& reason) {
                     unreadable.emplace_back(path, reason);
                   });
@@ -104,7 +105,7 @@ class Import {
 
   // What the file is; for one that the library holds, what the catalogue says of it.
   Result<ImportFile> look(const std::string& path) {
-    const auto source = openSource(path);
+    const auto source = openSource(catalogue_->folder(), path);
     if (!source) return source.error();
     ImportFile file{describeSource(*source, path), {}};
     if (const auto known = recognise(source->get(), file); !known) return known.error();
@@ -122,10 +123,9 @@ class Import {
     if (!isKnownSize(*database, file.size)) return Null{};
     const auto hash = hashContent(source);
     if (!hash) return hash.error();
-    const std::string originals = catalogue_->folder().originals() + "/";
     for (const KnownContent& known : findContent(*database, file.size, *hash)) {
-      const auto stored = openSource(originals + known.path);
-      if (!stored || !haveSameContent(source, stored->get())) continue;
+      const FileDescriptor stored = originalFile(catalogue_->folder(), known.path).open();
+      if (!stored || !haveSameContent(source, stored.get())) continue;
       describe(*database, known, file);
       return Null{};
     }

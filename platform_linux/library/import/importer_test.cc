@@ -57,7 +57,7 @@ TEST_F(Importer, StoresTheBytesReadOnlyUnderTheirOwnExtension) {
   EXPECT_EQ(readFile(photo.path), "image with bytes");
   struct stat status = {};
   ::stat(photo.path.c_str(), &status);
-  EXPECT_EQ(status.st_mode & 07777, 0444U);
+  EXPECT_EQ(status.st_mode & 07777, 0400U);
 }
 
 TEST_F(Importer, TakesTheExtensionFromTheContentWhenTheNameHasNone) {

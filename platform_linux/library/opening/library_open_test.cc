@@ -176,19 +176,28 @@ TEST(LibraryOpen, SweepsOnlyWhatACrashedImportListedAndNoRowNames) {
   TestLibrary test;
   const std::string originals = test.folder / "library/originals/";
   const auto asset = test.gardener.plant({});
-  for (const char* name : {"AB/named.jpg", "AB/unnamed.jpg", "AB/strange.jpg"}) {
-    writeFile(originals + name, "bytes");
+  const auto path = [](char last) {
+    return std::string("AB/AB345678-90AB-4DEF-8123-456789ABCDE") + last + ".jpg";
+  };
+  const std::string named = path('1');
+  const std::string unnamed = path('2');
+  const std::string cutShort = path('3');
+  const std::string strange = "AB/strange.jpg";
+  for (const std::string& each : {named, unnamed, cutShort, strange}) {
+    writeFile(originals + each, "bytes");
   }
   test.gardener.run(
       "INSERT INTO resources(asset, pos, type, name, uti, path, size, hash) VALUES"
-      " (1, 0, 1, 'a.jpg', 'public.jpeg', 'AB/named.jpg', 5, x'00')");
+      " (1, 0, 1, 'a.jpg', 'public.jpeg', '" +
+      named + "', 5, x'00')");
   const std::string session = test.folder / "library/incoming/SESSION";
-  writeFile(session + "/originals.list",
-            "AB/named.jpg\nAB/unnamed.jpg\n../library.sqlite\nAB/strange.jpg");
+  writeFile(session + "/originals.list", named + "\n" + unnamed + "\n../library.sqlite\n" +
+                                             strange + "\n" + unnamed + std::string(200, 'x') +
+                                             "\n" + cutShort);
   writeFile(session + "/0", "half a copy");
   test.library.reset();
   test.library = test.open();
-  EXPECT_EQ(filesBelow(originals), (std::vector<std::string>{"AB/named.jpg", "AB/strange.jpg"}));
+  EXPECT_EQ(filesBelow(originals), (std::vector<std::string>{named, cutShort, strange}));
   EXPECT_TRUE(fs::is_empty(test.folder / "library/incoming"));
 }
 
@@ -197,10 +206,11 @@ TEST(LibraryOpen, LeavesTheFilesOfAnImportThatIsRunning) {
   const auto folder = libraryFolderAt(test.folder / "library");
   auto staging = Staging::begin(*folder);
   ASSERT_TRUE(staging);
-  ASSERT_TRUE((*staging)->announce({"AB/new.jpg"}));
-  writeFile(test.folder / "library/originals/AB/new.jpg", "bytes");
+  ASSERT_TRUE((*staging)->announce({"AB/AB345678-90AB-4DEF-8123-456789ABCDE1.jpg"}));
+  writeFile(test.folder / "library/originals/AB/AB345678-90AB-4DEF-8123-456789ABCDE1.jpg", "bytes");
   test.open();
-  EXPECT_TRUE(fs::exists(test.folder / "library/originals/AB/new.jpg"));
+  EXPECT_TRUE(
+      fs::exists(test.folder / "library/originals/AB/AB345678-90AB-4DEF-8123-456789ABCDE1.jpg"));
   (*staging)->forget();
   staging->reset();
   EXPECT_TRUE(fs::is_empty(test.folder / "library/incoming"));
@@ -209,7 +219,7 @@ TEST(LibraryOpen, LeavesTheFilesOfAnImportThatIsRunning) {
 TEST(LibraryOpen, DoesNotWaitForAWriter) {
   TestLibrary test;
   const auto writer =
-      LibraryLock::tryAcquire(test.folder / "library/library.lock", LibraryLock::Area::writer,
+      LibraryLock::tryAcquire(*libraryFolderAt(test.folder / "library"), LibraryLock::Area::writer,
                               LibraryLock::Mode::exclusive);
   ASSERT_TRUE(writer);
   const auto started = std::chrono::steady_clock::now();
@@ -235,41 +245,43 @@ TEST(LibraryOpen, WorksForSeveralAtOnce) {
 
 TEST(LibraryLock, ExcludesOthersOfTheSameProcessAndIsFreedWithItsHolder) {
   TemporaryFolder folder;
-  writeFile(folder / "lock", "");
+  writeFile(folder / "library.lock", "");
+  const LibraryFolder library = *libraryFolderAt(folder.path());
   using Area = LibraryLock::Area;
   using Mode = LibraryLock::Mode;
-  auto first = LibraryLock::tryAcquire(folder / "lock", Area::writer, Mode::exclusive);
+  auto first = LibraryLock::tryAcquire(library, Area::writer, Mode::exclusive);
   ASSERT_TRUE(first);
-  EXPECT_FALSE(LibraryLock::tryAcquire(folder / "lock", Area::writer, Mode::exclusive));
-  EXPECT_FALSE(LibraryLock::tryAcquire(folder / "lock", Area::writer, Mode::shared));
-  EXPECT_TRUE(LibraryLock::tryAcquire(folder / "lock", Area::staging, Mode::exclusive));
+  EXPECT_FALSE(LibraryLock::tryAcquire(library, Area::writer, Mode::exclusive));
+  EXPECT_FALSE(LibraryLock::tryAcquire(library, Area::writer, Mode::shared));
+  EXPECT_TRUE(LibraryLock::tryAcquire(library, Area::staging, Mode::exclusive));
   EXPECT_TRUE(first->tryChange(Mode::shared));
-  EXPECT_TRUE(LibraryLock::tryAcquire(folder / "lock", Area::writer, Mode::shared));
+  EXPECT_TRUE(LibraryLock::tryAcquire(library, Area::writer, Mode::shared));
   first.reset();
-  EXPECT_TRUE(LibraryLock::tryAcquire(folder / "lock", Area::writer, Mode::exclusive));
+  EXPECT_TRUE(LibraryLock::tryAcquire(library, Area::writer, Mode::exclusive));
 }
 
 TEST(LibraryLock, IsFreedWhenItsHolderIsKilled) {
   TemporaryFolder folder;
-  writeFile(folder / "lock", "");
+  writeFile(folder / "library.lock", "");
+  const LibraryFolder library = *libraryFolderAt(folder.path());
   int ready[2];
   ASSERT_EQ(::pipe(ready), 0);
   const pid_t child = ::fork();
   if (child == 0) {
-    const auto lock = LibraryLock::tryAcquire(folder / "lock", LibraryLock::Area::writer,
-                                              LibraryLock::Mode::exclusive);
+    const auto lock =
+        LibraryLock::tryAcquire(library, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
     (void)!::write(ready[1], "x", 1);
     ::pause();
     ::_exit(0);
   }
   char byte = 0;
   ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-  EXPECT_FALSE(LibraryLock::tryAcquire(folder / "lock", LibraryLock::Area::writer,
-                                       LibraryLock::Mode::exclusive));
+  EXPECT_FALSE(
+      LibraryLock::tryAcquire(library, LibraryLock::Area::writer, LibraryLock::Mode::exclusive));
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
-  EXPECT_TRUE(LibraryLock::acquire(folder / "lock", LibraryLock::Area::writer,
-                                   LibraryLock::Mode::exclusive));
+  EXPECT_TRUE(
+      LibraryLock::acquire(library, LibraryLock::Area::writer, LibraryLock::Mode::exclusive));
 }
 
 TEST(LibraryThreads, ReadWhileOthersWrite) {

@@ -1,14 +1,15 @@
 // The steps, in their order. Look whether the folder is a library, or may become one, before
-// anything is made in it. Make the folders and the lock file. Announce the presence: whoever is
-// alone, and finds a log that nobody emptied, checks the catalogue's pages first. Make the tables,
-// or bring them up to date. Sweep what copies that were cut short left. Then others may come in as
-// well, and what has been deleted for long enough goes for good.
+// anything is made in it. Make the folders and the lock file, and keep others out. Announce the
+// presence: whoever is alone, and finds a log that nobody emptied, checks the catalogue's pages
+// first. Make the tables, or bring them up to date. Sweep what copies that were cut short left.
+// Then others may come in as well, and what has been deleted for long enough goes for good.
 #include "platform_linux/library/opening/opening.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "platform_linux/errors/failure.h"
@@ -16,6 +17,7 @@
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/schema.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
+#include "platform_linux/library/opening/privacy.h"
 #include "platform_linux/library/originals/removal.h"
 #include "platform_linux/library/originals/staging.h"
 
@@ -24,7 +26,7 @@ namespace {
 
 // Before anything is made beside it: is it a catalogue of ours, and one that can be read?
 Done checkOwner(const LibraryFolder& folder) {
-  auto database = Database::open(folder.catalogue(), Database::Use::read);
+  auto database = Database::open(folder.catalogueFile(), Database::Use::read);
   if (!database) return database.error();
   const auto known = catalogueState(**database);
   if (!known) return known.error();
@@ -42,9 +44,9 @@ Done checkOwner(const LibraryFolder& folder) {
 // The write-ahead log is emptied by whoever closes a library last. What it still holds when nobody
 // has the library open was left by a stop in the middle.
 bool stoppedUncleanly(const LibraryFolder& folder) {
-  std::error_code error;
-  const auto size = std::filesystem::file_size(folder.catalogue() + "-wal", error);
-  return !error && size > 0;
+  struct stat status = {};
+  const std::string log = std::string(LibraryFolder::kCatalogue) + "-wal";
+  return folder.held->status(log, status) == 0 && status.st_size > 0;
 }
 
 Done checkIntegrity(Database& database, const LibraryFolder& folder) {
@@ -54,10 +56,13 @@ Done checkIntegrity(Database& database, const LibraryFolder& folder) {
 }
 
 Done setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
-  auto lock = LibraryLock::acquire(folder.lockFile(), LibraryLock::Area::writer,
-                                   LibraryLock::Mode::exclusive);
+  auto lock = LibraryLock::acquire(folder, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return lock.error();
-  auto database = Database::open(folder.catalogue(), Database::Use::write);
+  // SQLite would let others read it. What it makes beside it has the same mode.
+  const bool isMade = static_cast<bool>(
+      folder.held->openFile(LibraryFolder::kCatalogue, O_RDWR | O_CREAT | O_EXCL, 0600));
+  if (isMade) folder.held->setMode(LibraryFolder::kCatalogue, 0600);
+  auto database = Database::open(folder.catalogueFile(), Database::Use::write);
   if (!database) return database.error();
   // Somebody else may have set it up meanwhile.
   const auto state = catalogueState(**database);
@@ -70,12 +75,12 @@ Done setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
     }
   }
   (*database)->emptyLog();
-  return syncFolder(folder.root);
+  return syncFolder(folder, "");
 }
 
 Done prepare(const LibraryFolder& folder, bool alone, PHAuthorizationStatus statusWhenMade) {
   bool current = false;
-  if (auto database = Database::open(folder.catalogue(), Database::Use::read)) {
+  if (auto database = Database::open(folder.catalogueFile(), Database::Use::read)) {
     if (alone && stoppedUncleanly(folder)) {
       if (auto sound = checkIntegrity(**database, folder); !sound) return sound.error();
     }
@@ -98,10 +103,9 @@ void purgeTrash(Catalogue& catalogue) {
     if (!database || !isAnyTrashed(*database, until)) return;
   }
   // Opening does not wait for a writer.
-  const bool isFree =
-      LibraryLock::tryAcquire(catalogue.folder().lockFile(), LibraryLock::Area::writer,
-                              LibraryLock::Mode::exclusive)
-          .has_value();
+  const bool isFree = LibraryLock::tryAcquire(catalogue.folder(), LibraryLock::Area::writer,
+                                              LibraryLock::Mode::exclusive)
+                          .has_value();
   if (isFree) removeTrashed(catalogue, until);
 }
 
@@ -121,12 +125,13 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
     if (auto ours = checkOwner(*folder); !ours) return ours.error();
   }
   if (const auto made = makeFolders(*folder); !made) return made.error();
-  auto presence = LibraryLock::tryAcquire(folder->lockFile(), LibraryLock::Area::presence,
-                                          LibraryLock::Mode::exclusive);
+  closeToOthers(*folder);
+  auto presence =
+      LibraryLock::tryAcquire(*folder, LibraryLock::Area::presence, LibraryLock::Mode::exclusive);
   const bool alone = presence.has_value();
   if (!alone) {
-    auto shared = LibraryLock::acquire(folder->lockFile(), LibraryLock::Area::presence,
-                                       LibraryLock::Mode::shared);
+    auto shared =
+        LibraryLock::acquire(*folder, LibraryLock::Area::presence, LibraryLock::Mode::shared);
     if (!shared) return shared.error();
     presence = *std::move(shared);
   }

@@ -1,18 +1,17 @@
 #include "platform_linux/library/originals/derivatives.h"
 
-#include <filesystem>
-#include <system_error>
+#include <vector>
 
 namespace quorvin {
 
 void removeDerivatives(const LibraryFolder& folder, const std::string& uuid) {
-  namespace fs = std::filesystem;
   if (uuid.size() < 2) return;
-  std::error_code error;
-  for (fs::directory_iterator entry(folder.derivatives() + "/" + uuid.substr(0, 2), error), end;
-       !error && entry != end; entry.increment(error)) {
-    std::error_code ignored;
-    if (entry->path().filename().string().starts_with(uuid)) fs::remove(entry->path(), ignored);
+  const Folder fanOut =
+      folder.held->openFolder(std::string(LibraryFolder::kDerivatives) + "/" + uuid.substr(0, 2));
+  std::vector<Folder::Entry> entries;
+  if (!fanOut || fanOut.list(entries) != 0) return;
+  for (const Folder::Entry& entry : entries) {
+    if (entry.name.starts_with(uuid)) fanOut.removeFile(entry.name);
   }
 }
 

@@ -14,6 +14,7 @@
 #include "platform_linux/files/copy_content.h"
 #include "platform_linux/library/catalogue/pairing.h"
 #include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/library/originals/original_path.h"
 
 namespace quorvin {
 namespace {
@@ -34,16 +35,7 @@ PHAssetResourceType resourceType(MediaKind kind) {
 std::string storedExtension(const SourceFile& file) {
   const std::size_t stem = nameStem(file.name).size();
   const std::string own = stem == file.name.size() ? "" : file.name.substr(stem + 1);
-  const bool isPlain =
-      !own.empty() && own.size() <= 10 && std::all_of(own.begin(), own.end(), [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-      });
-  const std::string extension = isPlain ? own : file.probe.extension;
-  return extension.empty() ? "" : "." + extension;
-}
-
-std::string fanOut(const std::string& uuid) {
-  return uuid.substr(0, 2);
+  return isPlainExtension(own) ? own : file.probe.extension;
 }
 
 bool isUnchanged(const struct stat& status, const SourceFile& file) {
@@ -56,15 +48,14 @@ bool isUnchanged(const struct stat& status, const SourceFile& file) {
 Result<OriginalCopy> OriginalCopies::copyFile(const SourceFile& file, const std::string& uuid,
                                               bool isPaired) {
   OriginalCopy copy;
-  copy.resource = {
-      .type = resourceType(file.probe.kind),
-      .name = validUtf8(file.name),
-      .uniformTypeIdentifier = validUtf8(file.probe.uniformTypeIdentifier),
-      .path = fanOut(uuid) + "/" + uuid + (isPaired ? "-9" : "") + storedExtension(file),
-      .size = file.size,
-      .hash = {},
-      .orientation = file.probe.orientation};
-  const auto source = openSource(file.path);
+  copy.resource = {.type = resourceType(file.probe.kind),
+                   .name = validUtf8(file.name),
+                   .uniformTypeIdentifier = validUtf8(file.probe.uniformTypeIdentifier),
+                   .path = originalPath(uuid, isPaired, storedExtension(file)),
+                   .size = file.size,
+                   .hash = {},
+                   .orientation = file.probe.orientation};
+  const auto source = openSource(folder_, file.path);
   if (!source) return source.error();
   if (auto copied = copyInto(copy, source->get(), 0, file.size); !copied) return copied.error();
   struct stat status = {};
@@ -88,11 +79,11 @@ Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const SourceFile& file,
   copy.resource = {.type = PHAssetResourceType::pairedVideo,
                    .name = validUtf8(nameStem(file.name) + ".MP4"),
                    .uniformTypeIdentifier = "public.mpeg-4",
-                   .path = fanOut(uuid) + "/" + uuid + "-9.MP4",
+                   .path = originalPath(uuid, true, "MP4"),
                    .size = length,
                    .hash = {},
                    .orientation = 1};
-  const auto source = openSource(file.path);
+  const auto source = openSource(folder_, file.path);
   if (!source) return source.error();
   if (auto copied = copyInto(copy, source->get(), offset, length); !copied) return copied.error();
   return copy;
@@ -101,8 +92,7 @@ Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const SourceFile& file,
 Done OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64_t offset,
                               std::int64_t length) {
   copy.place = staging_.path() + "/" + std::to_string(number_++);
-  copy.content = FileDescriptor(
-      ::open(copy.place.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+  copy.content = folder_.held->openFile(copy.place, O_RDWR | O_CREAT | O_EXCL, 0600);
   if (!copy.content) return systemFailure("The copy cannot be made", errno);
   Done copied = Null{};
   if (const auto failure = copyContent(source, offset, length, copy.content.get())) {
@@ -121,7 +111,7 @@ Done OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64_t offse
       copied = hash.error();
     }
   }
-  if (copied && ::fchmod(copy.content.get(), 0444) != 0) {
+  if (copied && ::fchmod(copy.content.get(), 0400) != 0) {
     copied = systemFailure("The copy cannot be made", errno);
   }
   if (!copied) remove(copy);
@@ -139,26 +129,34 @@ Done OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
     }
   }
   if (auto announced = staging_.announce(paths); !announced) return announced;
-  const std::string originals = folder_.originals();
+  constexpr mode_t kPrivate = 0700;
+  const std::string originals = LibraryFolder::kOriginals;
   std::set<std::string> folders;
   for (OriginalCopy* copy : copies) {
     const std::string target = originals + "/" + copy->resource.path;
     const std::string folder = target.substr(0, target.rfind('/'));
-    if (::mkdir(folder.c_str(), 0777) == 0) folders.insert(originals);
+    if (folder_.held->makeFolder(folder, kPrivate) == 0) {
+      folder_.held->setMode(folder, kPrivate);
+      folders.insert(originals);
+    }
     folders.insert(folder);
-    if (::rename(copy->place.c_str(), target.c_str()) != 0) {
-      return systemFailure("The copy of “" + copy->resource.name + "” cannot be stored", errno);
+    if (const int error =
+            folder_.held->rename(copy->place, *folder_.held, target, Folder::Existing::replace);
+        error != 0) {
+      return systemFailure("The copy of “" + copy->resource.name + "” cannot be stored", error);
     }
     copy->place = target;
   }
   for (const std::string& folder : folders) {
-    if (auto synced = syncFolder(folder); !synced) return synced;
+    if (auto synced = syncFolder(folder_, folder); !synced) return synced;
   }
   return Null{};
 }
 
-bool OriginalCopies::remove(const OriginalCopy& copy) {
-  return copy.place.empty() || ::unlink(copy.place.c_str()) == 0 || errno == ENOENT;
+bool OriginalCopies::remove(const OriginalCopy& copy) const {
+  if (copy.place.empty()) return true;
+  const int error = folder_.held->removeFile(copy.place);
+  return error == 0 || error == ENOENT;
 }
 
 }  // namespace quorvin

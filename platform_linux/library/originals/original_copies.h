@@ -18,7 +18,7 @@ namespace quorvin {
 /// A copy and the row that it will have.
 struct OriginalCopy {
   NewResource resource;
-  std::string place;  ///< absolute path: in the staging folder, and once placed in `originals/`
+  std::string place;  ///< beneath the library: in the staging folder, later in `originals/`
   FileDescriptor content;
 };
 
@@ -40,7 +40,7 @@ class OriginalCopies {
   Done place(const std::vector<OriginalCopy*>& copies);
 
   /// Removes the copy from wherever it is. False when it is still there.
-  static bool remove(const OriginalCopy& copy);
+  bool remove(const OriginalCopy& copy) const;
 
  private:
   Done copyInto(OriginalCopy& copy, int source, std::int64_t offset, std::int64_t length);

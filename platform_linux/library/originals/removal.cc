@@ -4,13 +4,10 @@
 // of them that no row names.
 #include "platform_linux/library/originals/removal.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
 #include "platform_linux/library/originals/derivatives.h"
+#include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/staging.h"
 
 namespace quorvin {
@@ -38,7 +35,7 @@ Result<DoomedAssets> dropRows(Catalogue& catalogue, Staging& staging, std::int64
 bool removeFiles(const LibraryFolder& folder, const DoomedAssets& doomed) {
   bool gone = true;
   for (const std::string& path : doomed.originals) {
-    gone = (::unlink((folder.originals() + "/" + path).c_str()) == 0 || errno == ENOENT) && gone;
+    gone = removeOriginal(folder, path) && gone;
   }
   for (const std::string& uuid : doomed.uuids) removeDerivatives(folder, uuid);
   return gone;

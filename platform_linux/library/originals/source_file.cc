@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -13,18 +14,65 @@
 
 namespace quorvin {
 
+namespace {
+
+bool areSame(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+bool isOfCatalogue(const LibraryFolder& library, int file) {
+  struct stat status = {};
+  if (::fstat(file, &status) != 0) return false;
+  return std::ranges::any_of(LibraryFolder::kFiles, [&](std::string_view name) {
+    struct stat ours = {};
+    return library.held->status(name, ours) == 0 && areSame(status, ours);
+  });
+}
+
+// The folder in which the file lies that the path leads to.
+std::string realFolderOf(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::canonical(path, error).parent_path().string();
+}
+
+}  // namespace
+
+bool folderLiesIn(const LibraryFolder& library, const std::string& path) {
+  constexpr int kFind = O_PATH | O_DIRECTORY | O_CLOEXEC;
+  struct stat root = {};
+  if (::fstat(library.held->descriptor(), &root) != 0) return false;
+  FileDescriptor folder(::open(path.c_str(), kFind));
+  struct stat below = {};
+  struct stat status = {};
+  while (folder && ::fstat(folder.get(), &status) == 0) {
+    if (areSame(status, root)) return true;
+    if (areSame(status, below)) return false;  // nothing is above it
+    below = status;
+    folder = FileDescriptor(::openat(folder.get(), "..", kFind));
+  }
+  return false;
+}
+
 std::int64_t modificationTime(const struct stat& status) {
   return status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec;
 }
 
-Result<FileDescriptor> openSource(const std::string& path) {
+Result<FileDescriptor> openSource(const LibraryFolder& library, const std::string& path) {
+  const std::string failure = "The file cannot be read";
   // The system would take what stands before it for the whole path.
-  if (path.find('\0') != std::string::npos) return systemFailure("The file cannot be read", ENOENT);
+  if (path.find('\0') != std::string::npos) return systemFailure(failure, ENOENT);
+  {
+    // Without reading it: closing a file of the catalogue that was open for reading would give up
+    // the locks that SQLite has on it in this process.
+    const FileDescriptor found(::open(path.c_str(), O_PATH | O_CLOEXEC));
+    if (!found) return systemFailure(failure, errno);
+    if (isOfCatalogue(library, found.get()) || folderLiesIn(library, realFolderOf(path))) {
+      return Failure(LibraryErrorCode::invalidResource, kLiesInTheLibrary);
+    }
+  }
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status = {};
-  if (!file || ::fstat(file.get(), &status) != 0) {
-    return systemFailure("The file cannot be read", errno);
-  }
+  if (!file || ::fstat(file.get(), &status) != 0) return systemFailure(failure, errno);
   if (!S_ISREG(status.st_mode)) {
     return Failure(LibraryErrorCode::invalidResource, "It is not a regular file.");
   }

@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
+#include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/media/media_service.h"
 #include "posix/file_descriptor.h"
 
@@ -24,8 +26,14 @@ struct SourceFile {
   MediaProbe probe;
 };
 
-/// Opens a file for reading without waiting: a FIFO or a device is an error, as is an empty file.
-Result<FileDescriptor> openSource(const std::string& path);
+inline constexpr std::string_view kLiesInTheLibrary = "It lies in the library itself.";
+
+/// Opens a file for reading without waiting: a FIFO or a device is an error, as is an empty file
+/// and one that lies in the library.
+Result<FileDescriptor> openSource(const LibraryFolder& library, const std::string& path);
+
+/// Whether the folder at the path is the library's, or lies in it, by whichever way it is reached.
+bool folderLiesIn(const LibraryFolder& library, const std::string& path);
 
 /// What the file system says of an open source. `path` is the one that it was opened by.
 SourceFile describeSource(const FileDescriptor& source, const std::string& path);

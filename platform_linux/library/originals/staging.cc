@@ -9,28 +9,28 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/originals/original_file.h"
+#include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* kListName = "/originals.list";
 
 // A list is made of this many bytes, empty lines, so that what is written to it later changes
 // neither its size nor its place, and is durable in one step.
 constexpr std::size_t kListSize = 4096;
+// More than any path of an original has.
+constexpr std::size_t kLongestPath = 100;
 
 bool writeAt(int fd, std::string_view bytes, std::int64_t offset) {
   while (!bytes.empty()) {
@@ -43,18 +43,26 @@ bool writeAt(int fd, std::string_view bytes, std::int64_t offset) {
   return true;
 }
 
-// The paths of a list; a last line that was cut short is not one.
-std::vector<std::string> listedPaths(const fs::path& list) {
-  std::ifstream file(list);
+// The paths of a staging folder's list: only those that can have been written here. A last line
+// that was cut short is not one.
+std::vector<std::string> listedPaths(const LibraryFolder& folder, const std::string& staging) {
+  const FileDescriptor list = folder.held->openRegularFile(staging + kListName);
   std::vector<std::string> paths;
+  std::array<char, kListSize> block;
   std::string line;
-  while (std::getline(file, line) && !file.eof()) {
-    // Only what can have been written here.
-    if (!line.empty() && line.front() != '/' && line.find("..") == std::string::npos) {
-      paths.push_back(line);
+  for (;;) {
+    const ssize_t size = list ? ::read(list.get(), block.data(), block.size()) : 0;
+    if (size < 0 && errno == EINTR) continue;
+    if (size <= 0) return paths;
+    for (const char c : std::string_view(block.data(), static_cast<std::size_t>(size))) {
+      if (c != '\n') {
+        if (line.size() <= kLongestPath) line += c;
+        continue;
+      }
+      if (resourcePathIsOurs(line)) paths.push_back(line);
+      line.clear();
     }
   }
-  return paths;
 }
 
 // False when the catalogue could not tell, so that the list must stay.
@@ -64,50 +72,45 @@ bool removeUnnamed(Database& database, const LibraryFolder& folder,
     const std::optional<bool> isNamed = isNamedOriginal(database, path);
     if (!isNamed) return false;
     if (*isNamed) continue;
-    if (::unlink((folder.originals() + "/" + path).c_str()) != 0 && errno != ENOENT) return false;
+    if (!removeOriginal(folder, path)) return false;
   }
   return true;
 }
 
 }  // namespace
 
-Done syncFolder(const std::string& path) {
-  const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder || ::fsync(folder.get()) != 0) {
-    return systemFailure("The folder “" + path + "” cannot be made durable", errno);
-  }
-  return Null{};
-}
-
 Result<std::unique_ptr<Staging>> Staging::begin(const LibraryFolder& folder) {
-  auto lock = LibraryLock::acquire(folder.lockFile(), LibraryLock::Area::staging,
-                                   LibraryLock::Mode::shared);
+  auto lock = LibraryLock::acquire(folder, LibraryLock::Area::staging, LibraryLock::Mode::shared);
   if (!lock) return lock.error();
-  const std::string path = folder.incoming() + "/" + newUuid();
+  const std::string path = std::string(LibraryFolder::kIncoming) + "/" + newUuid();
   const std::string failure = "The library “" + folder.root + "” cannot take in files";
-  if (::mkdir(path.c_str(), 0700) != 0) return systemFailure(failure, errno);
-  FileDescriptor list(
-      ::open((path + kListName).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (!list) {
-    const int reason = errno;
-    ::rmdir(path.c_str());
-    return systemFailure(failure, reason);
+  const Folder& held = *folder.held;
+  int error = held.makeFolder(path, 0700);
+  if (error == 0) error = held.setMode(path, 0700);
+  if (error != 0) return systemFailure(failure, error);
+  FileDescriptor list = held.openFile(path + kListName, O_WRONLY | O_CREAT | O_EXCL, 0600);
+  if (!list || ::fchmod(list.get(), 0600) != 0) {
+    error = errno;
+    held.removeTree(path);
+    return systemFailure(failure, error);
   }
-  std::unique_ptr<Staging> staging(new Staging(*std::move(lock), path, std::move(list)));
+  std::unique_ptr<Staging> staging(new Staging(*std::move(lock), folder, path, std::move(list)));
   const int listed = staging->list_.get();
   if (!writeAt(listed, std::string(kListSize, '\n'), 0) || ::fsync(listed) != 0) {
     return systemFailure(failure, errno);
   }
-  for (const std::string& made : {path, folder.incoming()}) {
-    if (auto synced = syncFolder(made); !synced) return synced.error();
+  for (const std::string& made : {path, std::string(LibraryFolder::kIncoming)}) {
+    if (auto synced = syncFolder(folder, made); !synced) return synced.error();
   }
   return staging;
 }
 
 Staging::~Staging() {
-  if (isListing_) return;
-  std::error_code error;
-  fs::remove_all(path_, error);
+  if (!isListing_) folder_.held->removeTree(path_);
+}
+
+bool Staging::isThere() const {
+  return static_cast<bool>(folder_.held->openFolder(path_));
 }
 
 Done Staging::announce(const std::vector<std::string>& paths) {
@@ -130,33 +133,34 @@ void Staging::forget() {
 
 std::set<std::string> announcedOriginals(const LibraryFolder& folder) {
   std::set<std::string> announced;
-  std::error_code error;
-  for (fs::directory_iterator entry(folder.incoming(), error), end; !error && entry != end;
-       entry.increment(error)) {
-    for (std::string& path : listedPaths(entry->path().string() + kListName)) {
-      announced.insert(std::move(path));
-    }
+  for (const std::string& staging : leftovers(folder)) {
+    for (std::string& path : listedPaths(folder, staging)) announced.insert(std::move(path));
   }
   return announced;
 }
 
+std::vector<std::string> leftovers(const LibraryFolder& folder) {
+  const std::string incoming = LibraryFolder::kIncoming;
+  std::vector<Folder::Entry> entries;
+  if (const Folder opened = folder.held->openFolder(incoming)) opened.list(entries);
+  std::vector<std::string> paths;
+  for (const Folder::Entry& entry : entries) paths.push_back(incoming + "/" + entry.name);
+  return paths;
+}
+
 void sweepStaging(const LibraryFolder& folder) {
-  std::error_code error;
-  if (fs::is_empty(folder.incoming(), error) || error) return;
-  const auto writer = LibraryLock::tryAcquire(folder.lockFile(), LibraryLock::Area::writer,
-                                              LibraryLock::Mode::exclusive);
-  const auto staging = LibraryLock::tryAcquire(folder.lockFile(), LibraryLock::Area::staging,
-                                               LibraryLock::Mode::exclusive);
+  if (leftovers(folder).empty()) return;
+  const auto writer =
+      LibraryLock::tryAcquire(folder, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
+  const auto staging =
+      LibraryLock::tryAcquire(folder, LibraryLock::Area::staging, LibraryLock::Mode::exclusive);
   if (!writer || !staging) return;
-  const auto database = Database::open(folder.catalogue(), Database::Use::write);
+  const auto database = Database::open(folder.catalogueFile(), Database::Use::write);
   // Nothing goes by rows that may yet turn out otherwise.
   if (!database || !(*database)->settleLog()) return;
-  for (fs::directory_iterator entry(folder.incoming(), error), end; !error && entry != end;
-       entry.increment(error)) {
-    const std::string path = entry->path().string();
-    if (!removeUnnamed(**database, folder, listedPaths(path + kListName))) continue;
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
+  for (const std::string& path : leftovers(folder)) {
+    if (!removeUnnamed(**database, folder, listedPaths(folder, path))) continue;
+    if (folder.held->removeTree(path) != 0) folder.held->removeFile(path);
   }
 }
 

@@ -15,9 +15,6 @@
 
 namespace quorvin {
 
-/// Makes the entries of the folder durable.
-Done syncFolder(const std::string& path);
-
 /// A folder under `incoming/` for files that are being copied. It also lists the originals that
 /// have, or are about to have, no row in the catalogue; whoever sweeps later removes those of them
 /// that no row names, and nothing else. One thread.
@@ -30,7 +27,8 @@ class Staging {
   Staging(const Staging&) = delete;
   Staging& operator=(const Staging&) = delete;
 
-  const std::string& path() const { return path_; }
+  const std::string& path() const { return path_; }  ///< beneath the library
+  bool isThere() const;
 
   /// Lists these paths, relative to `originals/`, durably: before the files are moved there, or
   /// before a change that gives up their rows is committed.
@@ -39,9 +37,13 @@ class Staging {
   void forget();
 
  private:
-  Staging(LibraryLock lock, std::string path, FileDescriptor list)
-      : lock_(std::move(lock)), path_(std::move(path)), list_(std::move(list)) {}
+  Staging(LibraryLock lock, LibraryFolder folder, std::string path, FileDescriptor list)
+      : lock_(std::move(lock)),
+        folder_(std::move(folder)),
+        path_(std::move(path)),
+        list_(std::move(list)) {}
   LibraryLock lock_;
+  const LibraryFolder folder_;
   const std::string path_;
   FileDescriptor list_;
   std::int64_t listed_ = 0;  ///< bytes of the list that are in use
@@ -50,6 +52,9 @@ class Staging {
 
 /// The paths that all stagings there are, under way or left by a crash, have listed.
 std::set<std::string> announcedOriginals(const LibraryFolder& folder);
+
+/// What lies in `incoming/`, by its path beneath the library.
+std::vector<std::string> leftovers(const LibraryFolder& folder);
 
 /// Removes what crashed processes left in `incoming/`, and those originals that they listed and no
 /// row names. Leaves it for the next opening when anyone is staging or writing.

@@ -8,11 +8,12 @@
 namespace quorvin {
 
 std::string_view findingName(FindingKind kind) {
-  constexpr std::array<std::string_view, 13> kNames = {
-      "damagedCatalogue", "danglingRow",        "repeatedIdentifier",   "wrongListing",
-      "wrongBurst",       "wrongLivePhoto",     "assetWithoutOriginal", "missingOriginal",
-      "changedOriginal",  "unreadableOriginal", "strayOriginal",        "strayDerivative",
-      "leftover"};
+  constexpr std::array<std::string_view, 14> kNames = {
+      "damagedCatalogue",     "danglingRow",     "repeatedIdentifier",
+      "wrongListing",         "wrongBurst",      "wrongLivePhoto",
+      "assetWithoutOriginal", "missingOriginal", "changedOriginal",
+      "unreadableOriginal",   "foreignOriginal", "strayOriginal",
+      "strayDerivative",      "leftover"};
   return kNames.at(static_cast<std::size_t>(kind));
 }
 

@@ -23,6 +23,7 @@ enum class FindingKind {
   missingOriginal,
   changedOriginal,
   unreadableOriginal,
+  foreignOriginal,
   strayOriginal,
   strayDerivative,
   leftover,

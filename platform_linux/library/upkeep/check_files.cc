@@ -13,6 +13,8 @@
 #include "platform_linux/library/catalogue/consistency.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/library/originals/original_file.h"
+#include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/upkeep/check_run.h"
 #include "posix/file_descriptor.h"
@@ -32,9 +34,12 @@ std::string reason(int errorNumber) {
 
 void checkOriginal(CheckRun& run, Database& database, const OriginalRow& original) {
   const std::string named = "The original “" + original.path + "” of “" + original.name + "” ";
-  const std::string path = run.catalogue.folder().originals() + "/" + original.path;
-  const FileDescriptor file(
-      ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
+  const std::string path = std::string(LibraryFolder::kOriginals) + "/" + original.path;
+  if (!resourcePathIsOurs(original.path)) {
+    run.find(FindingKind::foreignOriginal, named + "lies where the library keeps none.");
+    return;
+  }
+  const FileDescriptor file = run.catalogue.folder().held->openFile(path, O_RDONLY);
   const int error = errno;
   if (!file && error == ENOENT) {
     // It may have been removed for good meanwhile, with its row.
@@ -66,26 +71,24 @@ void checkOriginal(CheckRun& run, Database& database, const OriginalRow& origina
   }
 }
 
-// Every file below the folder, relative to it.
-std::vector<std::string> filesIn(const std::string& folder) {
-  std::vector<std::string> files;
-  std::error_code error;
-  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (!fs::is_directory(entry->symlink_status(error))) {
-      files.push_back(entry->path().lexically_relative(folder).string());
-    }
+bool makePrivateFolders(const Folder& folder, const fs::path& path) {
+  constexpr mode_t kPrivate = 0700;
+  fs::path made;
+  for (const fs::path& part : path) {
+    made /= part;
+    const int error = folder.makeFolder(made.string(), kPrivate);
+    if (error == 0) folder.setMode(made.string(), kPrivate);
+    if (error != 0 && error != EEXIST) return false;
   }
-  return files;
+  return true;
 }
 
 // Moves an original of nobody to where a person finds it. Never over another file.
 bool recover(const LibraryFolder& folder, const std::string& path) {
-  const fs::path source = folder.originals() + "/" + path;
-  const fs::path target = folder.recovered() + "/" + path;
-  std::error_code error;
-  fs::create_directories(target.parent_path(), error);
-  if (error) return false;
+  const Folder& held = *folder.held;
+  const std::string source = std::string(LibraryFolder::kOriginals) + "/" + path;
+  const fs::path target = fs::path(LibraryFolder::kRecovered) / path;
+  if (!makePrivateFolders(held, target.parent_path())) return false;
   constexpr int kMostNames = 1000;
   for (int number = 1; number <= kMostNames; ++number) {
     fs::path free = target;
@@ -93,24 +96,27 @@ bool recover(const LibraryFolder& folder, const std::string& path) {
       free.replace_filename(target.stem().string() + " " + std::to_string(number) +
                             target.extension().string());
     }
-    if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, free.c_str(), RENAME_NOREPLACE) == 0) {
-      return syncFolder(target.parent_path()) && syncFolder(folder.recovered()) &&
-             syncFolder(folder.root) && syncFolder(source.parent_path());
+    const int error = held.rename(source, held, free.string(), Folder::Existing::keep);
+    if (error == 0) {
+      return syncFolder(folder, target.parent_path()) &&
+             syncFolder(folder, LibraryFolder::kRecovered) && syncFolder(folder, "") &&
+             syncFolder(folder, fs::path(source).parent_path());
     }
-    if (errno != EEXIST) return false;
+    if (error != EEXIST) return false;
   }
   return false;
 }
 
 void checkStrayOriginals(CheckRun& run, Database& database) {
   const LibraryFolder& folder = run.catalogue.folder();
-  for (const std::string& path : filesIn(folder.originals())) {
+  for (const std::string& path : filesBelow(folder, LibraryFolder::kOriginals)) {
     if (isNamed(database, path)) continue;
     // What is on its way in was listed before it came here, and stays so until its row is there or
     // the file is gone again.
     if (announcedOriginals(folder).contains(path) || isNamed(database, path)) continue;
-    std::error_code error;
-    if (!fs::exists(fs::symlink_status(folder.originals() + "/" + path, error))) continue;
+    struct stat status = {};
+    const std::string beneath = std::string(LibraryFolder::kOriginals) + "/" + path;
+    if (folder.held->status(beneath, status) != 0) continue;
     run.find(FindingKind::strayOriginal, "The file “originals/" + path + "” belongs to no asset.",
              [&folder, &path] { return recover(folder, path); });
   }
@@ -119,34 +125,32 @@ void checkStrayOriginals(CheckRun& run, Database& database) {
 void checkStrayDerivatives(CheckRun& run, Database& database) {
   constexpr std::size_t kUuid = 36;
   const LibraryFolder& folder = run.catalogue.folder();
-  for (const std::string& path : filesIn(folder.derivatives())) {
+  for (const std::string& path : filesBelow(folder, LibraryFolder::kDerivatives)) {
     const std::string identifier = fs::path(path).filename().string().substr(0, kUuid) + "/L0/001";
     if (isAsset(database, identifier)) continue;
-    run.find(
-        FindingKind::strayDerivative, "The preview “derivatives/" + path + "” belongs to no asset.",
-        [&folder, &path] { return ::unlink((folder.derivatives() + "/" + path).c_str()) == 0; });
+    run.find(FindingKind::strayDerivative,
+             "The preview “derivatives/" + path + "” belongs to no asset.", [&folder, &path] {
+               return folder.held->removeFile(std::string(LibraryFolder::kDerivatives) + "/" +
+                                              path) == 0;
+             });
   }
 }
 
 void checkLeftovers(CheckRun& run) {
   const LibraryFolder& folder = run.catalogue.folder();
   // Whoever copies at this moment keeps its files.
-  if (!LibraryLock::tryAcquire(folder.lockFile(), LibraryLock::Area::staging,
-                               LibraryLock::Mode::exclusive)) {
+  if (!LibraryLock::tryAcquire(folder, LibraryLock::Area::staging, LibraryLock::Mode::exclusive)) {
     return;
   }
   // The locks of a process that has just died may have been held a moment longer by a child that it
   // was starting, and the opening then left this.
   sweepStaging(folder);
-  std::error_code error;
-  for (fs::directory_iterator entry(folder.incoming(), error), end; !error && entry != end;
-       entry.increment(error)) {
-    const fs::path path = entry->path();
-    run.find(FindingKind::leftover,
-             "“incoming/" + path.filename().string() + "” was left by a copy that was cut short.",
+  for (const std::string& path : leftovers(folder)) {
+    run.find(FindingKind::leftover, "“" + path + "” was left by a copy that was cut short.",
              [&folder, &path] {
                sweepStaging(folder);
-               return !fs::exists(path);
+               struct stat status = {};
+               return folder.held->status(path, status) == ENOENT;
              });
   }
 }

@@ -110,10 +110,10 @@ TEST_F(Check, MovesOriginalsOfNobodyAsideAndNeverRemovesThem) {
 
 TEST_F(Check, LeavesOriginalsThatAreOnTheirWayIn) {
   const auto staging = Staging::begin(library->catalogue()->folder());
-  ASSERT_TRUE((*staging)->announce({"AB/new.jpg"}));
-  writeFile(path() + "/originals/AB/new.jpg", "bytes");
+  ASSERT_TRUE((*staging)->announce({"AB/AB345678-90AB-4DEF-8123-456789ABCDE1.jpg"}));
+  writeFile(path() + "/originals/AB/AB345678-90AB-4DEF-8123-456789ABCDE1.jpg", "bytes");
   EXPECT_EQ(kinds(true), Kinds{});
-  EXPECT_TRUE(fs::exists(path() + "/originals/AB/new.jpg"));
+  EXPECT_TRUE(fs::exists(path() + "/originals/AB/AB345678-90AB-4DEF-8123-456789ABCDE1.jpg"));
 }
 
 TEST_F(Check, RemovesPreviewsOfNobody) {

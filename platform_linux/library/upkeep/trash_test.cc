@@ -146,7 +146,7 @@ TEST_F(Trash, WaitsForALaterOpeningWhileAnotherProgramWrites) {
   saveAndDelete("a.jpg", "image");
   age(std::chrono::days(31));
   {
-    const auto writer = LibraryLock::tryAcquire(path() + "/library.lock", LibraryLock::Area::writer,
+    const auto writer = LibraryLock::tryAcquire(*libraryFolderAt(path()), LibraryLock::Area::writer,
                                                 LibraryLock::Mode::exclusive);
     EXPECT_NE(open(), nullptr);
   }
