@@ -26,6 +26,7 @@
 #include "platform_linux/library/upkeep/trash.h"
 #include "tests/crash/changer_media.h"
 #include "tests/crash/faulty_files.h"
+#include "tests/crash/file_record.h"
 
 namespace quorvin {
 namespace {
@@ -38,6 +39,7 @@ void tell(std::vector<std::string> words) {
   line += "\n";
   // Not `write`, which may be made to fail.
   ::send(kJournal, line.data(), line.size(), MSG_NOSIGNAL);
+  if (words.front() == "done") recordAnswer();
 }
 
 bool isToEnd() {
@@ -218,6 +220,8 @@ struct Order {
   std::string temporary() const { return library + "-temporary"; }
   void arm() const {
     if (fault) inject(library, *fault);
+    const char* record = std::getenv("QUORVIN_CRASH_RECORD");
+    if (record != nullptr) recordFiles(library, record);
   }
 };
 

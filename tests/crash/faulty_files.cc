@@ -3,6 +3,7 @@
 #include "tests/crash/faulty_files.h"
 
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <sys/syscall.h>
@@ -15,6 +16,8 @@
 #include <climits>
 #include <cstddef>
 #include <utility>
+
+#include "tests/crash/file_record.h"
 
 namespace quorvin {
 namespace {
@@ -96,7 +99,34 @@ bool makesFile(int flags) {
 
 int openFile(int folder, const char* path, int flags, mode_t mode) {
   if (makesFile(flags) && failsAt("create", folder, path)) return -1;
-  return static_cast<int>(::syscall(SYS_openat, folder, path, flags, mode));
+  const bool isNew =
+      isRecording() && makesFile(flags) && ::syscall(SYS_faccessat, folder, path, F_OK) != 0;
+  const int fd = static_cast<int>(::syscall(SYS_openat, folder, path, flags, mode));
+  if (fd >= 0 && isNew) record(FileOperation::Kind::createFile, pathOf(fd));
+  if (fd >= 0 && !isNew && (flags & O_TRUNC) != 0 && isRecording()) {
+    record(FileOperation::Kind::truncate, pathOf(fd));
+  }
+  return fd;
+}
+
+/// The result of a write, which is noted.
+ssize_t recorded(int fd, const void* bytes, off64_t offset, ssize_t written) {
+  if (written > 0 && isRecording()) {
+    record(FileOperation::Kind::write, pathOf(fd), {}, offset,
+           {static_cast<const char*>(bytes), static_cast<std::size_t>(written)});
+  }
+  return written;
+}
+
+/// The result of a call that is noted where it went well.
+int recordedAt(FileOperation::Kind kind, int folder, const char* path, long result) {
+  if (result == 0 && isRecording()) record(kind, pathAt(folder, path));
+  return static_cast<int>(result);
+}
+
+int recordedOn(FileOperation::Kind kind, int fd, long result, std::int64_t offset = 0) {
+  if (result == 0 && isRecording()) record(kind, pathOf(fd), {}, offset);
+  return static_cast<int>(result);
 }
 
 ssize_t writeFile(int fd, const void* bytes, std::size_t size, off64_t offset) {
@@ -104,7 +134,7 @@ ssize_t writeFile(int fd, const void* bytes, std::size_t size, off64_t offset) {
     return ::syscall(SYS_pwrite64, fd, bytes, some, offset);
   };
   if (fails("pwrite", fd, [&] { write(size / 2); })) return -1;
-  return write(size);
+  return recorded(fd, bytes, offset, write(size));
 }
 
 }  // namespace
@@ -123,13 +153,16 @@ bool wasFaultReached() {
 
 #define QUORVIN_REPLACES __attribute__((visibility("default")))
 
+using Kind = quorvin::FileOperation::Kind;
+
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 QUORVIN_REPLACES ssize_t write(int fd, const void* bytes, size_t size) {
   const auto half = [&] { ::syscall(SYS_write, fd, bytes, size / 2); };
   if (quorvin::fails("write", fd, half)) return -1;
-  return ::syscall(SYS_write, fd, bytes, size);
+  const off64_t offset = quorvin::isRecording() ? ::lseek64(fd, 0, SEEK_CUR) : 0;
+  return quorvin::recorded(fd, bytes, offset, ::syscall(SYS_write, fd, bytes, size));
 }
 
 QUORVIN_REPLACES ssize_t pwrite64(int fd, const void* bytes, size_t size, off64_t offset) {
@@ -142,18 +175,22 @@ QUORVIN_REPLACES ssize_t pwrite(int fd, const void* bytes, size_t size, off_t of
 
 QUORVIN_REPLACES int fsync(int fd) {
   if (quorvin::fails("fsync", fd)) return -1;
-  return static_cast<int>(::syscall(SYS_fsync, fd));
+  return quorvin::recordedOn(Kind::sync, fd, ::syscall(SYS_fsync, fd));
 }
 
 QUORVIN_REPLACES int fdatasync(int fd) {
   if (quorvin::fails("fdatasync", fd)) return -1;
-  return static_cast<int>(::syscall(SYS_fdatasync, fd));
+  return quorvin::recordedOn(Kind::sync, fd, ::syscall(SYS_fdatasync, fd));
 }
 
 QUORVIN_REPLACES int renameat2(int from, const char* old, int to, const char* fresh,
                                unsigned int flags) noexcept {
   if (quorvin::failsAt("rename", to, fresh)) return -1;
-  return static_cast<int>(::syscall(SYS_renameat2, from, old, to, fresh, flags));
+  const long result = ::syscall(SYS_renameat2, from, old, to, fresh, flags);
+  if (result == 0 && quorvin::isRecording()) {
+    quorvin::record(Kind::rename, quorvin::pathAt(from, old), quorvin::pathAt(to, fresh));
+  }
+  return static_cast<int>(result);
 }
 
 QUORVIN_REPLACES int rename(const char* old, const char* fresh) noexcept {
@@ -162,16 +199,22 @@ QUORVIN_REPLACES int rename(const char* old, const char* fresh) noexcept {
 
 QUORVIN_REPLACES int unlinkat(int folder, const char* path, int flags) noexcept {
   if (quorvin::failsAt("unlink", folder, path)) return -1;
-  return static_cast<int>(::syscall(SYS_unlinkat, folder, path, flags));
+  const Kind kind = (flags & AT_REMOVEDIR) != 0 ? Kind::removeFolder : Kind::removeFile;
+  return quorvin::recordedAt(kind, folder, path, ::syscall(SYS_unlinkat, folder, path, flags));
 }
 
 QUORVIN_REPLACES int unlink(const char* path) noexcept {
   return unlinkat(AT_FDCWD, path, 0);
 }
 
+QUORVIN_REPLACES int rmdir(const char* path) noexcept {
+  return unlinkat(AT_FDCWD, path, AT_REMOVEDIR);
+}
+
 QUORVIN_REPLACES int mkdirat(int folder, const char* path, mode_t mode) noexcept {
   if (quorvin::failsAt("mkdir", folder, path)) return -1;
-  return static_cast<int>(::syscall(SYS_mkdirat, folder, path, mode));
+  return quorvin::recordedAt(Kind::makeFolder, folder, path,
+                             ::syscall(SYS_mkdirat, folder, path, mode));
 }
 
 QUORVIN_REPLACES int mkdir(const char* path, mode_t mode) noexcept {
@@ -184,12 +227,29 @@ QUORVIN_REPLACES ssize_t copy_file_range(int from, off64_t* source, int to, off6
     ::syscall(SYS_copy_file_range, from, source, to, target, size / 2, flags);
   };
   if (quorvin::fails("copy", to, half)) return -1;
+  if (quorvin::isRecording()) {
+    // So that what is copied passes through `write`.
+    errno = EOPNOTSUPP;
+    return -1;
+  }
   return ::syscall(SYS_copy_file_range, from, source, to, target, size, flags);
+}
+
+QUORVIN_REPLACES int ioctl(int fd, unsigned long request, ...) noexcept {
+  va_list rest;
+  va_start(rest, request);
+  void* argument = va_arg(rest, void*);
+  va_end(rest);
+  if (request == FICLONE && quorvin::isRecording()) {
+    errno = EOPNOTSUPP;
+    return -1;
+  }
+  return static_cast<int>(::syscall(SYS_ioctl, fd, request, argument));
 }
 
 QUORVIN_REPLACES int ftruncate64(int fd, off64_t size) noexcept {
   if (quorvin::fails("truncate", fd)) return -1;
-  return static_cast<int>(::syscall(SYS_ftruncate, fd, size));
+  return quorvin::recordedOn(Kind::truncate, fd, ::syscall(SYS_ftruncate, fd, size), size);
 }
 
 QUORVIN_REPLACES int ftruncate(int fd, off_t size) noexcept {
