@@ -1,6 +1,6 @@
-// A small parser by recursive descent: a disjunction is conjunctions, a conjunction is negations, and
-// a negation holds a comparison or a disjunction in parentheses. Columns and operators of the result
-// are constants of this file, so no text of a caller's ever becomes part of a statement.
+// A small parser by recursive descent: a disjunction is conjunctions, a conjunction is negations,
+// and a negation holds a comparison or a disjunction in parentheses. Columns and operators of the
+// result are constants of this file, so no text of a caller's ever becomes part of a statement.
 #include "platform_linux/library/fetch/predicate.h"
 
 #include <array>
