@@ -26,4 +26,40 @@ inline FileDescriptor asking(std::string_view text) {
   return file;
 }
 
+inline constexpr std::int64_t kInterrupted =
+    static_cast<std::int64_t>(LibraryErrorCode::operationInterrupted);
+
+inline Result<MediaProbe> probe(MediaWorkerPool& pool, std::string_view text) {
+  return pool.probe(asking(text), "a.jpg");
+}
+
+/// What the worker reports of itself; for "answer" its process id.
+inline std::string report(MediaWorkerPool& pool, std::string_view text) {
+  const auto result = probe(pool, text);
+  EXPECT_TRUE(result) << result.error().reason;
+  return result ? result->contentIdentifier : "";
+}
+
+inline Result<std::shared_ptr<const RenderedImage>> render(MediaWorkerPool& pool,
+                                                           std::string_view text) {
+  RenderRequest request;
+  request.targetWidth = 4;
+  request.targetHeight = 3;
+  return pool.render(asking(text), request);
+}
+
+inline RenderedImage image(std::string_view text) {
+  return {asking(text), 4, 3, 3};
+}
+
+inline Result<ByteBuffer> encode(MediaWorkerPool& pool, std::string_view text) {
+  return pool.encode(image(text), ImageFormat::jpeg, 1);
+}
+
+inline void expectInterrupted(const Failure& error) {
+  EXPECT_EQ(error.domain, FailureDomain::library);
+  EXPECT_EQ(error.code, kInterrupted) << error.reason;
+  EXPECT_FALSE(error.reason.empty());
+}
+
 }  // namespace quorvin

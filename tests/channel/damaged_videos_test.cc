@@ -1,0 +1,78 @@
+// Exports of videos whose originals are damaged.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tests/channel/exports_fixture.h"
+
+namespace quorvin {
+namespace {
+
+/// The fault of an export of a damaged original.
+class DamagedVideos : public ExportsFixture {
+ protected:
+  void damage(const std::string& name, const std::string& bytes) {
+    useCopy(
+        [&](const std::string& library) { replaceOriginal(library, kGoodMedia / name, bytes); });
+  }
+  void expectFaults(const std::string& name, const std::vector<std::string>& messages) {
+    for (const Format format : {Format::mov, Format::mp4}) {
+      for (const bool medium : {false, true}) {
+        const FlutterError fault = error("getVideoUrl", videoFile(asset(name), format, medium));
+        EXPECT_TRUE(std::ranges::count(messages, fault.message) == 1) << fault.message;
+        EXPECT_EQ(fault.details.isNull(), fault.message != "Export failed");
+      }
+    }
+    EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
+    EXPECT_EQ(seeVideo(video("TURNED.mp4", Format::mov)).frames, 30);
+  }
+};
+
+TEST_F(DamagedVideos, WithoutTheirIndexHaveNoSession) {
+  damage("MOVIE.mov", bytesOf(kGoodMedia / "MOVIE.mov").substr(0, 5000));
+  expectFaults("MOVIE.mov", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, OfNoBytesHaveNoSession) {
+  damage("CLIP.mp4", "");
+  expectFaults("CLIP.mp4", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, OfNoiseHaveNoSession) {
+  damage("CLIP.mp4", bytesOf(kBadMedia / "noise.heic"));
+  expectFaults("CLIP.mp4", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, OfAnUnknownCodecHaveNoSession) {
+  std::string bytes = bytesOf(kGoodMedia / "CLIP.mp4");
+  const std::size_t codec = bytes.rfind("avc1");
+  ASSERT_NE(codec, std::string::npos);
+  bytes.replace(codec, 4, "zzzz");
+  damage("CLIP.mp4", bytes);
+  expectFaults("CLIP.mp4", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, WithoutAPictureHaveNoSession) {
+  damage("CLIP.mp4", bytesOf(kGoodMedia / "memo.m4a"));
+  expectFaults("CLIP.mp4", {"Failed to create export session"});
+}
+
+TEST_F(DamagedVideos, WithAHoleLeaveAFileThatPlaysOrNone) {
+  std::string bytes = bytesOf(kGoodMedia / "MOVIE.mov");
+  std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 3),
+            bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), '\0');
+  damage("MOVIE.mov", bytes);
+  const Answer& answer = call(engine(), "getVideoUrl", videoFile(asset("MOVIE.mov"), Format::mp4));
+  await(engine(), answer);
+  EXPECT_EQ(answer.count, 1);
+  const auto files = filesIn(temporary());
+  if (answer.message[0] == 0) {
+    ASSERT_EQ(files, (std::vector<std::string>{"video/MOVIE.mp4"}));
+    EXPECT_GT(seeVideo(temporary() / files[0]).frames, 0);
+  } else {
+    EXPECT_EQ(files, std::vector<std::string>{});
+  }
+}
+
+}  // namespace
+}  // namespace quorvin
