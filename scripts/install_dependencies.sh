@@ -15,7 +15,8 @@ packages=(
 makers=(ffmpeg libheif-examples libimage-exiftool-perl libvips-tools)
 # Newer suites have a package of its own for each encoder of libheif.
 makers_where_known=(libheif-plugin-aomenc libheif-plugin-x265)
-known=()
+# And one for its decoder of AVIF, which the media worker uses.
+known=(libheif-plugin-dav1d)
 for purpose in "$@"; do
   case $purpose in
     demo) packages+=("${makers[@]}"); known+=("${makers_where_known[@]}") ;;
