@@ -19,7 +19,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   # It warns of designated initialisers that leave out members which have a default, and, wrongly,
   # of short texts that are put together.
   target_compile_options(quorvin_compile INTERFACE -Wno-missing-field-initializers
-    $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
+    $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict> $<$<COMPILE_LANGUAGE:CXX>:-Wno-array-bounds>)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety -Wshadow>)
