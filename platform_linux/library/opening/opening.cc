@@ -45,7 +45,8 @@ Done checkOwner(const LibraryFolder& folder) {
 // has the library open was left by a stop in the middle.
 bool stoppedUncleanly(const LibraryFolder& folder) {
   struct stat status = {};
-  const std::string log = std::string(LibraryFolder::kCatalogue) + "-wal";
+  std::string log(LibraryFolder::kCatalogue);
+  log += "-wal";
   return folder.held->status(log, status) == 0 && status.st_size > 0;
 }
 
