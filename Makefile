@@ -1,6 +1,6 @@
 # The two commands are `make demo` and `make test`; `make help` lists all.
 .DEFAULT_GOAL := help
-.PHONY: help demo test crash-test bench coverage fuzz clean
+.PHONY: help demo test check crash-test bench coverage fuzz clean
 
 # `make test PRESET=ci` takes every warning for an error.
 PRESET ?= test
@@ -14,6 +14,10 @@ demo: ## install, build, import media and show every method; PHOTOS=DIR takes yo
 test: ## install, build and run all tests
 	@scripts/install_dependencies.sh test
 	@scripts/test.sh $(PRESET)
+
+check: ## run what takes long: all tests under sanitizers, static analysis
+	@scripts/install_dependencies.sh test check
+	@scripts/check.sh
 
 crash-test: ## kill 2,000 processes and fail every call to the system while libraries change
 	@scripts/install_dependencies.sh test

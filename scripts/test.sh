@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
-# test.sh PRESET: builds a preset and runs all of its tests; the last line counts them.
+# test.sh PRESET [PROGRAM...]: builds a preset and runs all of its tests, or those of some programs;
+# the last line counts them.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset=$1
-scripts/build.sh "$preset"
+shift
+scripts/build.sh "$preset" "$@"
+only=()
+if [ "$#" -gt 0 ]; then only=(-R "^($(IFS='|' && echo "$*"))\."); fi
 echo "Testing $preset"
 log=build/$preset-tests.log
 status=0
-ctest --test-dir "build/$preset" -j "$(nproc)" >"$log" 2>&1 || status=$?
+ctest --test-dir "build/$preset" "${only[@]}" -j "$(nproc)" >"$log" 2>&1 || status=$?
 # Its last words name what failed and what did not run at all.
 if [ "$status" -ne 0 ]; then sed -n '/^[0-9]*% tests passed/,$p' "$log"; fi
 scripts/report_tests.py "build/$preset/Testing/Temporary/LastTest.log"
