@@ -67,19 +67,19 @@ void Calls::listen() {
   if (!channel_.listen()) fail("the changes cannot be listened to");
 }
 
-void Calls::showEventsUntilRemoved(const Value& asset) {
+void Calls::showEventsUntil(const char* key, const Value& asset) {
   std::puts("\nquorvin/changes");
   Table table({"sequence", "inserted", "changed", "removed", "galleries"});
   for (bool isTold = false; !isTold;) {
     const Value event = channel_.nextEvent();
-    const auto list = [&event](const char* key) {
-      return *find(*event.as<Map>(), key)->as<List>();
+    const auto list = [&event](const char* name) {
+      return *find(*event.as<Map>(), name)->as<List>();
     };
-    const auto count = [&list](const char* key) { return std::to_string(list(key).size()); };
+    const auto count = [&list](const char* name) { return std::to_string(list(name).size()); };
     table.add({std::to_string(integerAt(event, "sequence")), count("inserted"), count("changed"),
                count("removed"), count("galleries")});
-    const List removed = list("removed");
-    isTold = std::ranges::find(removed, asset) != removed.end();
+    const List told = list(key);
+    isTold = std::ranges::find(told, asset) != told.end();
   }
   table.print();
 }

@@ -44,8 +44,8 @@ class Calls {
 
   /// Gathers from now on what the engine tells of changes.
   void listen();
-  /// Prints what it told until an asset that was removed is among it.
-  void showEventsUntilRemoved(const Value& asset);
+  /// Prints what it told until the asset is in the list "inserted", "changed" or "removed".
+  void showEventsUntil(const char* key, const Value& asset);
 
   void fail(const std::string& what);
   int failures() const { return failures_; }

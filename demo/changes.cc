@@ -40,8 +40,10 @@ void showChanges(Calls& calls, const ExportedFiles& files) {
   if (page.isNull() || page.as<List>()->size() != saved.size()) {
     calls.fail("the album does not hold what was saved into it");
   }
+  // Told before they go again: what comes and goes within one event is in none of its lists.
+  if (!saved.empty()) calls.showEventsUntil("inserted", saved.back());
   calls.show("deleteAssets", Map{{"assetIds", saved}}, isTrue);
-  if (!saved.empty()) calls.showEventsUntilRemoved(saved.front());
+  if (!saved.empty()) calls.showEventsUntil("removed", saved.back());
 }
 
 }  // namespace quorvin
