@@ -35,6 +35,7 @@ extern "C" {
 
 #include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/heif_file.h"
+#include "media_worker/reading/libheif_versions.h"
 
 namespace quorvin {
 
@@ -68,6 +69,7 @@ HevcDecoding wanted() {
 struct Decoder {
   std::vector<std::uint8_t> stream;
   HevcDecoding decoding;
+  bool isDone = false;
 };
 
 /// Each unit comes behind its size, 4 bytes long; in a stream it stands behind a start code.
@@ -224,7 +226,10 @@ Image rgbImageOf(const AVFrame& frame, std::optional<YuvCoding> coding) {
 }
 
 heif_error decodeImage(void* self, heif_image** image) {
-  const auto& decoder = *static_cast<const Decoder*>(self);
+  auto& decoder = *static_cast<Decoder*>(self);
+  *image = nullptr;
+  if (decoder.isDone) return kDone;  // asked for one more than there is
+  decoder.isDone = true;
   try {
     const FramePtr frame = decodeFrame(decoder);
     if (!frame) return kFailed;
@@ -251,23 +256,22 @@ heif_error pushData(void* self, const void* data, std::size_t size) {
 // Above the priority of the decoders that libheif brings.
 constexpr int kPriority = 200;
 
+int supportsFormat(heif_compression_format format) {
+  return format == heif_compression_HEVC ? kPriority : 0;
+}
+
+heif_error makeDecoder(void** decoder) {
+  *decoder = new (std::nothrow) Decoder{{}, wanted(), false};
+  return *decoder == nullptr ? kNoMemory : kDone;
+}
+
 /// What it says of strict decoding is left out: it says so of untiled pictures alone.
 heif_decoder_plugin makePlugin() {
-  // By name: newer versions have further members, which stay empty.
   heif_decoder_plugin plugin{};
-  plugin.plugin_api_version = 3;
   plugin.get_plugin_name = [] { return "quorvin"; };
-  plugin.does_support_format = [](heif_compression_format format) {
-    return format == heif_compression_HEVC ? kPriority : 0;
-  };
-  plugin.new_decoder = [](void** decoder) {
-    *decoder = new (std::nothrow) Decoder{{}, wanted()};
-    return *decoder == nullptr ? kNoMemory : kDone;
-  };
-  plugin.free_decoder = [](void* decoder) { delete static_cast<Decoder*>(decoder); };
-  plugin.push_data = pushData;
-  plugin.decode_image = decodeImage;
   plugin.id_name = "quorvin";
+  plugin.free_decoder = [](void* decoder) { delete static_cast<Decoder*>(decoder); };
+  setDecoderCalls<HeifDecoderCalls{supportsFormat, makeDecoder, pushData, decodeImage}>(plugin);
   return plugin;
 }
 
