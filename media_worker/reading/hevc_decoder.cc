@@ -271,7 +271,7 @@ heif_decoder_plugin makePlugin() {
   plugin.get_plugin_name = [] { return "quorvin"; };
   plugin.id_name = "quorvin";
   plugin.free_decoder = [](void* decoder) { delete static_cast<Decoder*>(decoder); };
-  setDecoderCalls<HeifDecoderCalls{supportsFormat, makeDecoder, pushData, decodeImage}>(plugin);
+  setDecoderCalls<supportsFormat, makeDecoder, pushData, decodeImage>(plugin);
   return plugin;
 }
 
