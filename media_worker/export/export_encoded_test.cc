@@ -132,8 +132,8 @@ TEST(ExportEncoded, TakesFewBytesAtMediumQuality) {
 TEST(ExportEncoded, KeepsTheTagsOfColours) {
   const FileDescriptor source =
       movie(film() +
-            "-c:v libx264 -color_primaries smpte170m -color_trc smpte170m -colorspace "
-            "smpte170m -c:a aac");
+            "-vf setparams=color_primaries=smpte170m:color_trc=smpte170m:colorspace=smpte170m "
+            "-c:v libx264 -c:a aac");
   const TestTrack track = contentsOf(exported(source, kHighest).file).picture();
   EXPECT_EQ(track.primaries, AVCOL_PRI_SMPTE170M);
   EXPECT_EQ(track.transfer, AVCOL_TRC_SMPTE170M);

@@ -27,6 +27,12 @@ unsigned tagOfCopy(const AVCodecParameters& codec, const AVOutputFormat& format)
   return known ? codec.codec_tag : 0;
 }
 
+/// From 6.1 on FFmpeg puts plain samples into MPEG-4 files, where few players hear them.
+bool isUnusualIn(VideoContainer container, AVCodecID codec) {
+  return container == VideoContainer::mpeg4 && codec >= AV_CODEC_ID_FIRST_AUDIO &&
+         codec < AV_CODEC_ID_ADPCM_IMA_QT;
+}
+
 }  // namespace
 
 bool describeCopy(const AVStream& source, AVFormatContext& movie, AVStream& copy) {
@@ -48,6 +54,7 @@ void copyLanguage(const AVStream& source, AVStream& copy) {
 }
 
 bool canHoldCopyOf(const AVStream& source, VideoContainer container) {
+  if (isUnusualIn(container, source.codecpar->codec_id)) return false;
   AVFormatContext* movie = nullptr;
   avformat_alloc_output_context2(&movie, nullptr, muxerName(container), nullptr);
   if (movie == nullptr) return false;

@@ -156,7 +156,7 @@ TEST(ProbeHeif, AcceptsAPictureWithAThumbnail) {
 
 TEST(ProbeHeif, KnowsDepthAndGainMapsByTheirItems) {
   const auto subtypes = [](const std::string& type) {
-    return probed(heicWithAuxiliary(gradient(64, 48), type)).mediaSubtypes;
+    return probed(heicWithAuxiliary(gradient(64, 64), type)).mediaSubtypes;
   };
   EXPECT_EQ(subtypes("urn:mpeg:hevc:2015:auxid:2"), PHAssetMediaSubtype::photoDepthEffect);
   EXPECT_EQ(subtypes("urn:example:auxiliary:hdrgainmap"), PHAssetMediaSubtype::photoHDR);

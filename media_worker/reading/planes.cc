@@ -157,6 +157,24 @@ Plane turnedRows(const Plane& from, int width, int height, int orientation, int 
   return {band.data, band.stride};
 }
 
+/// Interleaved pixels become planes. The last columns are taken by hand: libyuv 0.0.1904 (Debian
+/// 13) writes past a buffer of its own where less than a vector of them is left.
+void splitRows(const std::uint8_t* pixels, int width, int rows,
+               const std::array<WritablePlane, 3>& rgb) {
+  constexpr int kVector = 32;
+  const int stride = width * 3;
+  const int whole = width - width % kVector;
+  libyuv::SplitRGBPlane(pixels, stride, rgb[0].data, rgb[0].stride, rgb[1].data, rgb[1].stride,
+                        rgb[2].data, rgb[2].stride, whole, rows);
+  for (int row = 0; row < rows; ++row) {
+    const std::uint8_t* from = pixels + static_cast<std::ptrdiff_t>(row) * stride;
+    for (std::size_t c = 0; c < 3; ++c) {
+      std::uint8_t* to = rowOf(rgb.at(c), row);
+      for (int x = whole; x < width; ++x) to[x] = from[3 * x + static_cast<std::ptrdiff_t>(c)];
+    }
+  }
+}
+
 bool beginsUpsideDown(int orientation) {
   return orientation == 3 || orientation == 4 || orientation == 5 || orientation == 7;
 }
@@ -190,10 +208,10 @@ bool convertToRgb(const YuvPicture& picture, const std::array<WritablePlane, 3>&
     const int first = std::max(begin - kBeside, 0);
     const int last = std::min(end + kBeside, picture.height);
     convertRows(picture, source.rows(first, last), last - first, pixels.get());
-    libyuv::SplitRGBPlane(pixels.get() + static_cast<std::ptrdiff_t>(begin - first) * stride,
-                          stride, rowOf(rgb[0], begin), rgb[0].stride, rowOf(rgb[1], begin),
-                          rgb[1].stride, rowOf(rgb[2], begin), rgb[2].stride, picture.width,
-                          end - begin);
+    std::array<WritablePlane, 3> band = rgb;
+    for (WritablePlane& each : band) each.data = rowOf(each, begin);
+    splitRows(pixels.get() + static_cast<std::ptrdiff_t>(begin - first) * stride, picture.width,
+              end - begin, band);
   }
   return true;
 }
