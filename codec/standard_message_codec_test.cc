@@ -8,7 +8,7 @@
 #include <string>
 
 #include "codec/message_reader.h"
-#include "codec/message_vectors.h"
+#include "testing/engine/message_vectors.h"
 
 namespace quorvin {
 namespace {

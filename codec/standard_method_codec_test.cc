@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "codec/message_vectors.h"
+#include "testing/engine/message_vectors.h"
 
 namespace quorvin {
 namespace {

@@ -3,12 +3,14 @@
 
 #include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -82,6 +84,10 @@ inline std::string readFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+inline std::optional<std::string> readIfThere(const std::string& path) {
+  return std::filesystem::exists(path) ? std::optional(readFile(path)) : std::nullopt;
+}
+
 /// Every regular file below the folder, relative to it, sorted.
 inline std::vector<std::string> filesBelow(const std::string& folder) {
   std::vector<std::string> files;
@@ -92,6 +98,21 @@ inline std::vector<std::string> filesBelow(const std::string& folder) {
   }
   std::sort(files.begin(), files.end());
   return files;
+}
+
+/// Name, mode, modification time and bytes of everything below the folder.
+inline std::vector<std::string> stateBelow(const std::string& folder) {
+  std::vector<std::string> state;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    struct stat status = {};
+    ::lstat(entry.path().c_str(), &status);
+    state.push_back(entry.path().string() + " " + std::to_string(status.st_mode) + " " +
+                    std::to_string(status.st_mtim.tv_sec) + " " +
+                    std::to_string(status.st_mtim.tv_nsec) + " " +
+                    (entry.is_regular_file() ? readFile(entry.path()) : ""));
+  }
+  std::sort(state.begin(), state.end());
+  return state;
 }
 
 }  // namespace quorvin

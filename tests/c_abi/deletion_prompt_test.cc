@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "codec/standard_method_codec.h"
-#include "tests/c_abi/engine_fixture.h"
+#include "testing/engine/engines.h"
 
 namespace quorvin {
 namespace {
@@ -41,23 +41,25 @@ struct Asked {
   }
 };
 
-class DeletionPrompt : public EngineFixture {
+class DeletionPrompt : public testing::Test {
  protected:
+  Engines engines;
+
   EnginePointer openAsking(Asked& asked) {
-    QuorvinOptions given = options();
+    QuorvinOptions given = engines.options();
     given.confirm_deletion = Asked::ask;
     given.user_data = &asked;
-    return open(given);
+    return engines.open(given);
   }
 
   /// Small pictures in a new library; their identifiers.
   std::vector<std::string> plant(int count) {
-    const auto engine = open();
+    const auto engine = engines.open();
     std::vector<std::string> identifiers;
     for (int i = 0; i < count; ++i) {
-      const std::string path = folder() / ("picture" + std::to_string(i) + ".gif");
+      const std::string path = engines.folder() / ("picture" + std::to_string(i) + ".gif");
       std::ofstream(path, std::ios::binary) << kPicture;
-      const Value record = result(engine.get(), "saveImage", Map{{"filePath", path}});
+      const Value record = engines.result(engine.get(), "saveImage", Map{{"filePath", path}});
       identifiers.emplace_back(find(*record.as<Map>(), "id")->text());
     }
     return identifiers;
@@ -69,20 +71,20 @@ class DeletionPrompt : public EngineFixture {
 
   const Answer& remove(QuorvinEngine* engine, const std::vector<std::string>& identifiers,
                        Asked* asked = nullptr) {
-    const Answer& answer = call(engine, "deleteAssets", deletionOf(identifiers));
+    const Answer& answer = engines.call(engine, "deleteAssets", deletionOf(identifiers));
     if (asked != nullptr) {
       EXPECT_TRUE(asked->counts.empty()) << "it is asked inside run";
       asked->running = true;
     }
-    await(engine, answer);
+    engines.await(engine, answer);
     if (asked != nullptr) asked->running = false;
     return answer;
   }
 
   bool isThere(const std::string& id) {
-    const auto engine = open();
-    const Answer& answer = call(engine.get(), "getAssetInfo", Map{{"assetId", id}});
-    await(engine.get(), answer);
+    const auto engine = engines.open();
+    const Answer& answer = engines.call(engine.get(), "getAssetInfo", Map{{"assetId", id}});
+    engines.await(engine.get(), answer);
     return answer.message.at(0) == 0;
   }
 };
@@ -135,8 +137,9 @@ TEST_F(DeletionPrompt, NobodyIsAskedWhenNothingWouldGo) {
   const auto engine = openAsking(asked);
   EXPECT_EQ(remove(engine.get(), {}).message, encodeSuccessEnvelope(true));
   EXPECT_EQ(remove(engine.get(), {"unknown"}).message, encodeSuccessEnvelope(true));
-  EXPECT_EQ(result(engine.get(), "createAlbum", Map{{"title", "A"}}).as<Map>()->size(), 4u);
-  result(engine.get(), "saveImage", Map{{"filePath", (folder() / "picture0.gif").string()}});
+  EXPECT_EQ(engines.result(engine.get(), "createAlbum", Map{{"title", "A"}}).as<Map>()->size(), 4u);
+  engines.result(engine.get(), "saveImage",
+                 Map{{"filePath", (engines.folder() / "picture0.gif").string()}});
   EXPECT_TRUE(asked.counts.empty());
   EXPECT_TRUE(isThere(ids[0]));
 }
@@ -144,11 +147,11 @@ TEST_F(DeletionPrompt, NobodyIsAskedWhenNothingWouldGo) {
 TEST_F(DeletionPrompt, NobodyIsAskedWithoutAuthorisation) {
   const auto ids = plant(1);
   Asked asked;
-  QuorvinOptions given = options();
+  QuorvinOptions given = engines.options();
   given.authorization = 2;
   given.confirm_deletion = Asked::ask;
   given.user_data = &asked;
-  const auto engine = open(given);
+  const auto engine = engines.open(given);
   EXPECT_EQ(remove(engine.get(), ids).message.at(0), 1);
   EXPECT_TRUE(asked.counts.empty());
   EXPECT_TRUE(isThere(ids[0]));
@@ -156,9 +159,9 @@ TEST_F(DeletionPrompt, NobodyIsAskedWithoutAuthorisation) {
 
 TEST_F(DeletionPrompt, WithoutAPromptTheCallDecides) {
   const auto ids = plant(1);
-  QuorvinOptions given = options();
+  QuorvinOptions given = engines.options();
   given.confirm_deletion = nullptr;
-  const auto engine = open(given);
+  const auto engine = engines.open(given);
   EXPECT_EQ(remove(engine.get(), ids).message, encodeSuccessEnvelope(true));
   EXPECT_FALSE(isThere(ids[0]));
 }
@@ -166,12 +169,12 @@ TEST_F(DeletionPrompt, WithoutAPromptTheCallDecides) {
 TEST_F(DeletionPrompt, TheFirstVersionOfTheOptionsHasNoPrompt) {
   const auto ids = plant(1);
   Asked asked{.answer = 0};
-  QuorvinOptions given = options();
+  QuorvinOptions given = engines.options();
   given.struct_size = offsetof(QuorvinOptions, confirm_deletion);
   // Beyond the struct that such a caller has.
   given.confirm_deletion = Asked::ask;
   given.user_data = &asked;
-  const auto engine = open(given);
+  const auto engine = engines.open(given);
   EXPECT_EQ(remove(engine.get(), ids).message, encodeSuccessEnvelope(true));
   EXPECT_TRUE(asked.counts.empty());
   EXPECT_FALSE(isThere(ids[0]));
@@ -181,10 +184,10 @@ TEST_F(DeletionPrompt, EachCallIsAskedAboutInItsTurn) {
   const auto ids = plant(3);
   Asked asked;
   const auto engine = openAsking(asked);
-  const Answer& first = call(engine.get(), "deleteAssets", deletionOf({ids[0], ids[1]}));
-  const Answer& second = call(engine.get(), "deleteAssets", deletionOf({ids[2]}));
-  await(engine.get(), first);
-  await(engine.get(), second);
+  const Answer& first = engines.call(engine.get(), "deleteAssets", deletionOf({ids[0], ids[1]}));
+  const Answer& second = engines.call(engine.get(), "deleteAssets", deletionOf({ids[2]}));
+  engines.await(engine.get(), first);
+  engines.await(engine.get(), second);
   EXPECT_EQ(asked.counts, (std::vector<std::size_t>{2, 1}));
 }
 
@@ -202,7 +205,7 @@ TEST_F(DeletionPrompt, ThePromptMayEndTheEngineAndThenDeletesNothing) {
   for (const std::int32_t said : {0, 1}) {
     Asked asked{.answer = said};
     asked.ends = openAsking(asked).release();
-    const Answer& answer = call(asked.ends, "deleteAssets", deletionOf(ids));
+    const Answer& answer = engines.call(asked.ends, "deleteAssets", deletionOf(ids));
     while (asked.counts.empty()) quorvin_engine_run(asked.ends, -1);
     EXPECT_EQ(answer.count, 1);
     EXPECT_TRUE(answer.message.empty());
@@ -214,7 +217,7 @@ TEST_F(DeletionPrompt, AnEngineEndsWhileTheQuestionWaits) {
   const auto ids = plant(1);
   Asked asked;
   auto engine = openAsking(asked);
-  const Answer& answer = call(engine.get(), "deleteAssets", deletionOf(ids));
+  const Answer& answer = engines.call(engine.get(), "deleteAssets", deletionOf(ids));
   ASSERT_TRUE(isReadable(quorvin_engine_fd(engine.get()), 60'000)) << "the question";
   engine.reset();
   EXPECT_TRUE(asked.counts.empty());
@@ -227,12 +230,12 @@ TEST_F(DeletionPrompt, AnOpenQuestionHoldsUpNeitherReadingNorAnotherEnginesChang
   const auto ids = plant(2);
   Asked asked;
   const auto engine = openAsking(asked);
-  const Answer& answer = call(engine.get(), "deleteAssets", deletionOf({ids[0]}));
+  const Answer& answer = engines.call(engine.get(), "deleteAssets", deletionOf({ids[0]}));
   ASSERT_TRUE(isReadable(quorvin_engine_fd(engine.get()), 60'000)) << "the question";
   EXPECT_TRUE(isThere(ids[0]));
-  const auto other = open();
+  const auto other = engines.open();
   EXPECT_EQ(remove(other.get(), {ids[1]}).message, encodeSuccessEnvelope(true));
-  await(engine.get(), answer);
+  engines.await(engine.get(), answer);
   EXPECT_EQ(answer.message, encodeSuccessEnvelope(true));
   EXPECT_FALSE(isThere(ids[0]));
 }

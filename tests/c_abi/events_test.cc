@@ -19,7 +19,7 @@
 
 #include "codec/standard_method_codec.h"
 #include "posix/file_descriptor.h"
-#include "tests/c_abi/engine_fixture.h"
+#include "testing/engine/engines.h"
 
 namespace quorvin {
 namespace {
@@ -68,8 +68,10 @@ bool isAnyThreadNamed(std::string_view wanted) {
   return false;
 }
 
-class Events : public EngineFixture {
+class Events : public testing::Test {
  protected:
+  Engines engines;
+
   void listen(QuorvinEngine* engine, Listener& listener) {
     listener.engine = engine;
     quorvin_engine_receive(engine, Listener::record, &listener);
@@ -77,7 +79,7 @@ class Events : public EngineFixture {
   }
   /// The reply of the events' channel, which comes before `send` returns.
   Bytes ask(QuorvinEngine* engine, const std::string& method) {
-    const Answer& answer = send(engine, callMessage(method), "quorvin/changes");
+    const Answer& answer = engines.send(engine, callMessage(method), "quorvin/changes");
     EXPECT_EQ(answer.count, 1);
     return answer.message;
   }
@@ -102,17 +104,12 @@ class Events : public EngineFixture {
   }
   /// The identifier of a new album.
   std::string makeAlbum(QuorvinEngine* engine) {
-    const Value album = result(engine, "createAlbum", Map{{"title", "Summer"}});
+    const Value album = engines.result(engine, "createAlbum", Map{{"title", "Summer"}});
     return album.as<Map>() == nullptr ? "" : std::string(find(*album.as<Map>(), "id")->text());
-  }
-  EnginePointer openWith(std::int32_t authorization) {
-    QuorvinOptions given = options();
-    given.authorization = authorization;
-    return open(given);
   }
   /// Another process.
   void tool(Texts arguments) {
-    const Texts head = {QUORVIN_TOOL, "--library", libraryPath()};
+    const Texts head = {QUORVIN_TOOL, "--library", engines.libraryPath()};
     arguments.insert(arguments.begin(), head.begin(), head.end());
     std::vector<char*> words;
     for (std::string& argument : arguments) words.push_back(argument.data());
@@ -130,7 +127,7 @@ class Events : public EngineFixture {
 };
 
 TEST_F(Events, TellOfThisEnginesOwnCommits) {
-  const auto engine = open();
+  const auto engine = engines.open();
   Listener listener;
   listen(engine.get(), listener);
   const std::string album = makeAlbum(engine.get());
@@ -146,8 +143,8 @@ TEST_F(Events, TellOfThisEnginesOwnCommits) {
 }
 
 TEST_F(Events, TellOfAnotherEnginesCommitsWithinHalfASecond) {
-  const auto engine = open();
-  const auto other = open();
+  const auto engine = engines.open();
+  const auto other = engines.open();
   Listener listener;
   listen(engine.get(), listener);
   auto soonest = Clock::duration::max();
@@ -166,9 +163,9 @@ TEST_F(Events, TellOfAnotherEnginesCommitsWithinHalfASecond) {
 }
 
 TEST_F(Events, TellOfAnotherProcesssCommits) {
-  const std::string photo = folder() / "photo.jpg";
+  const std::string photo = engines.folder() / "photo.jpg";
   std::filesystem::copy(QUORVIN_GENERATED_MEDIA "/good/orientation_1.jpg", photo);
-  const auto engine = open();
+  const auto engine = engines.open();
   tool({"authorize", "authorized"});
   Listener listener;
   listen(engine.get(), listener);
@@ -179,8 +176,9 @@ TEST_F(Events, TellOfAnotherProcesssCommits) {
   ASSERT_EQ(inserted.size(), 1U);
   const std::string asset = inserted.front();
   EXPECT_FALSE(textsAt(listener.events.at(0), "galleries").empty());
-  EXPECT_NE(find(*result(engine.get(), "getAssetInfo", Map{{"assetId", asset}}).as<Map>(), "id"),
-            nullptr);
+  EXPECT_NE(
+      find(*engines.result(engine.get(), "getAssetInfo", Map{{"assetId", asset}}).as<Map>(), "id"),
+      nullptr);
   listener.events.clear();
 
   tool({"call", "deleteAssets", R"({"assetIds": [")" + asset + R"("]})"});
@@ -193,7 +191,7 @@ TEST_F(Events, TellOfAnotherProcesssCommits) {
 }
 
 TEST_F(Events, TellOnlyOfWhatIsCommittedAfterListening) {
-  const auto engine = open();
+  const auto engine = engines.open();
   makeAlbum(engine.get());
   Listener listener;
   listen(engine.get(), listener);
@@ -203,8 +201,8 @@ TEST_F(Events, TellOnlyOfWhatIsCommittedAfterListening) {
 }
 
 TEST_F(Events, ShareAMessageWhileItWaitsToBeReceived) {
-  const auto engine = open();
-  const auto other = open();
+  const auto engine = engines.open();
+  const auto other = engines.open();
   Listener listener;
   listen(engine.get(), listener);
   std::set<std::string> albums = {makeAlbum(other.get())};
@@ -221,8 +219,8 @@ TEST_F(Events, ShareAMessageWhileItWaitsToBeReceived) {
 }
 
 TEST_F(Events, StopWithCancelAndWithoutAReceiver) {
-  const auto engine = open();
-  const auto other = open();
+  const auto engine = engines.open();
+  const auto other = engines.open();
   Listener listener;
   Listener witness;
   EXPECT_FALSE(isAnyThreadNamed("quorvin-watch"));
@@ -245,9 +243,9 @@ TEST_F(Events, StopWithCancelAndWithoutAReceiver) {
 }
 
 TEST_F(Events, AreNotForProgramsThatMaySeeNothing) {
-  const auto engine = open();
-  const auto denied = openWith(2);
-  const auto limited = openWith(4);
+  const auto engine = engines.open();
+  const auto denied = engines.openLibrary(engines.libraryPath(), 2);
+  const auto limited = engines.openLibrary(engines.libraryPath(), 4);
   Listener listener;
   Listener deaf;
   Listener shortSighted;
@@ -267,7 +265,7 @@ TEST_F(Events, AreNotForProgramsThatMaySeeNothing) {
 }
 
 TEST_F(Events, MayReplaceTheirReceiverAndEndTheEngine) {
-  auto engine = open();
+  auto engine = engines.open();
   Listener listener;
   static Listener next;
   next = Listener();
@@ -287,7 +285,7 @@ TEST_F(Events, MayReplaceTheirReceiverAndEndTheEngine) {
 }
 
 TEST_F(Events, AnswerListenWithAnErrorWhenDescriptorsRunOut) {
-  const auto engine = open();
+  const auto engine = engines.open();
   makeAlbum(engine.get());
   rlimit before;
   getrlimit(RLIMIT_NOFILE, &before);
@@ -309,10 +307,10 @@ TEST_F(Events, AnswerListenWithAnErrorWhenDescriptorsRunOut) {
 }
 
 TEST_F(Events, ChannelTakesNothingElse) {
-  const auto engine = open();
+  const auto engine = engines.open();
   EXPECT_TRUE(ask(engine.get(), "getPlatformVersion").empty());
-  EXPECT_TRUE(send(engine.get(), {7, 6, 'l'}, "quorvin/changes").message.empty());
-  const Answer& plugin = call(engine.get(), "listen");
+  EXPECT_TRUE(engines.send(engine.get(), {7, 6, 'l'}, "quorvin/changes").message.empty());
+  const Answer& plugin = engines.call(engine.get(), "listen");
   EXPECT_TRUE(plugin.message.empty()) << "the plugin's own channel knows no such method";
   quorvin_engine_receive(nullptr, Listener::record, nullptr);
 }
@@ -320,7 +318,7 @@ TEST_F(Events, ChannelTakesNothingElse) {
 TEST_F(Events, NeverComeAfterTheEngineHasEnded) {
   std::atomic<bool> isDone = false;
   std::thread writer([this, &isDone] {
-    const auto engine = open();
+    const auto engine = engines.open();
     const Bytes message = callMessage("createAlbum", Map{{"title", "Summer"}});
     while (!isDone) {
       Answer answer;
@@ -330,7 +328,7 @@ TEST_F(Events, NeverComeAfterTheEngineHasEnded) {
     }
   });
   for (int i = 0; i < 20; ++i) {
-    auto engine = open();
+    auto engine = engines.open();
     Listener listener;
     listen(engine.get(), listener);
     if (i % 2 == 0) {

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "codec/standard_method_codec.h"
-#include "tests/c_abi/engine_fixture.h"
+#include "testing/engine/engines.h"
 
 namespace quorvin {
 namespace {
@@ -17,8 +17,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-class Lifetime : public EngineFixture {
+class Lifetime : public testing::Test {
  protected:
+  Engines engines;
+
   std::string refusal(const QuorvinOptions* options) {
     char* error = nullptr;
     const EnginePointer engine(quorvin_engine_create(options, &error));
@@ -49,25 +51,25 @@ struct InCallback {
 
 TEST_F(Lifetime, RefusesOptionsThatMakeNoSense) {
   EXPECT_FALSE(refusal(nullptr).empty());
-  QuorvinOptions wrong = options();
+  QuorvinOptions wrong = engines.options();
   wrong.struct_size = 0;
   EXPECT_FALSE(refusal(&wrong).empty());
-  wrong = options();
+  wrong = engines.options();
   wrong.struct_size = std::numeric_limits<std::size_t>::max();
   EXPECT_FALSE(refusal(&wrong).empty());
-  wrong = options();
+  wrong = engines.options();
   wrong.authorization = 5;
   EXPECT_FALSE(refusal(&wrong).empty());
-  wrong = options();
+  wrong = engines.options();
   wrong.library_path = "";
   EXPECT_FALSE(refusal(&wrong).empty());
 }
 
 TEST_F(Lifetime, RefusesALibraryPathThatIsAFile) {
-  std::ofstream(libraryPath()) << "not a library";
-  const QuorvinOptions file = options();
+  std::ofstream(engines.libraryPath()) << "not a library";
+  const QuorvinOptions file = engines.options();
   EXPECT_FALSE(refusal(&file).empty());
-  EXPECT_EQ(std::filesystem::file_size(libraryPath()), 13U);
+  EXPECT_EQ(std::filesystem::file_size(engines.libraryPath()), 13U);
 }
 
 TEST_F(Lifetime, RefusesWithoutAPlaceForTheReason) {
@@ -75,18 +77,18 @@ TEST_F(Lifetime, RefusesWithoutAPlaceForTheReason) {
 }
 
 TEST_F(Lifetime, TakesTheShorterStructOfAnotherVersion) {
-  QuorvinOptions shorter = options();
+  QuorvinOptions shorter = engines.options();
   shorter.struct_size = offsetof(QuorvinOptions, temporary_path);
-  EXPECT_NE(open(shorter), nullptr);
+  EXPECT_NE(engines.open(shorter), nullptr);
 }
 
 TEST_F(Lifetime, CopiesTheTextsOfTheOptions) {
   std::string version = "1.2.3";
-  QuorvinOptions given = options();
+  QuorvinOptions given = engines.options();
   given.system_version = version.c_str();
-  const auto engine = open(given);
+  const auto engine = engines.open(given);
   version = "9.9.9";
-  EXPECT_EQ(result(engine.get(), "getPlatformVersion"), Value("iOS 1.2.3"));
+  EXPECT_EQ(engines.result(engine.get(), "getPlatformVersion"), Value("iOS 1.2.3"));
 }
 
 TEST_F(Lifetime, NullIsNothing) {
@@ -101,10 +103,11 @@ TEST_F(Lifetime, NullIsNothing) {
 }
 
 TEST_F(Lifetime, EndingAnswersWhatIsUnansweredOnce) {
-  auto engine = open();
+  auto engine = engines.open();
   std::vector<const Answer*> answers;
   for (int i = 0; i < 50; ++i) {
-    answers.push_back(&call(engine.get(), i % 2 == 0 ? "getGalleryList" : "clearAllCache", Map{}));
+    answers.push_back(
+        &engines.call(engine.get(), i % 2 == 0 ? "getGalleryList" : "clearAllCache", Map{}));
   }
   for (const Answer* answer : answers) EXPECT_EQ(answer->count, 0);
   engine.reset();
@@ -125,7 +128,7 @@ TEST_F(Lifetime, EndingAnswersInTheOrderOfSending) {
   for (int i = 0; i < 20; ++i) places.push_back({&order, i});
   const Bytes message = callMessage("getGalleryList", Map{});
   {
-    const auto engine = open();
+    const auto engine = engines.open();
     for (Place& place : places) {
       quorvin_engine_send(
           engine.get(), "quorvin", message.data(), message.size(),
@@ -142,7 +145,7 @@ TEST_F(Lifetime, EndingAnswersInTheOrderOfSending) {
 
 TEST_F(Lifetime, WhatIsSentWhileTheEngineEndsIsAnsweredAtOnce) {
   InCallback callback;
-  callback.engine = open().release();
+  callback.engine = engines.open().release();
   callback.act = [](InCallback& self) {
     const Bytes message = callMessage("getPlatformVersion");
     quorvin_engine_send(self.engine, "quorvin", message.data(), message.size(), Answer::record,
@@ -158,7 +161,7 @@ TEST_F(Lifetime, WhatIsSentWhileTheEngineEndsIsAnsweredAtOnce) {
 
 TEST_F(Lifetime, AnEngineMayBeEndedByACallbackInsideRun) {
   InCallback callback;
-  callback.engine = open().release();
+  callback.engine = engines.open().release();
   callback.act = [](InCallback& self) {
     quorvin_engine_destroy(self.engine);
     EXPECT_EQ(self.inner.count, 1);  // the other message, unanswered until now
@@ -175,7 +178,7 @@ TEST_F(Lifetime, AnEngineMayBeEndedByACallbackInsideRun) {
 
 TEST_F(Lifetime, AnEngineMayBeEndedByACallbackInsideSend) {
   InCallback callback;
-  callback.engine = open().release();
+  callback.engine = engines.open().release();
   callback.act = [](InCallback& self) { quorvin_engine_destroy(self.engine); };
   callback.send("getPlatformVersion");
   EXPECT_EQ(callback.count, 1);
@@ -183,7 +186,7 @@ TEST_F(Lifetime, AnEngineMayBeEndedByACallbackInsideSend) {
 
 TEST_F(Lifetime, AnEngineMayBeEndedAgainByACallbackThatEndingCalls) {
   InCallback callback;
-  callback.engine = open().release();
+  callback.engine = engines.open().release();
   callback.act = [](InCallback& self) { quorvin_engine_destroy(self.engine); };
   callback.send("getGalleryList");
   quorvin_engine_destroy(callback.engine);
@@ -191,7 +194,7 @@ TEST_F(Lifetime, AnEngineMayBeEndedAgainByACallbackThatEndingCalls) {
 }
 
 TEST_F(Lifetime, ACallbackMaySendAndRun) {
-  const auto engine = open();
+  const auto engine = engines.open();
   InCallback callback;
   callback.engine = engine.get();
   callback.act = [](InCallback& self) {
@@ -207,15 +210,15 @@ TEST_F(Lifetime, ACallbackMaySendAndRun) {
 }
 
 TEST_F(Lifetime, TheDescriptorIsReadableWhileWorkWaits) {
-  const auto engine = open();
+  const auto engine = engines.open();
   const int fd = quorvin_engine_fd(engine.get());
   ASSERT_GE(fd, 0);
   EXPECT_FALSE(isReadable(fd, 0));
 
-  call(engine.get(), "getPlatformVersion");
+  engines.call(engine.get(), "getPlatformVersion");
   EXPECT_FALSE(isReadable(fd, 0));  // answered already: nothing waits
 
-  call(engine.get(), "clearAllCache");
+  engines.call(engine.get(), "clearAllCache");
   EXPECT_TRUE(isReadable(fd, 0));
   EXPECT_TRUE(isReadable(fd, 0));  // looking changes nothing
   EXPECT_EQ(quorvin_engine_run(engine.get(), 0), 1U);
@@ -223,8 +226,8 @@ TEST_F(Lifetime, TheDescriptorIsReadableWhileWorkWaits) {
 }
 
 TEST_F(Lifetime, TheDescriptorTellsOfBackgroundReplies) {
-  const auto engine = open();
-  const Answer& answer = call(engine.get(), "getGalleryList", Map{});
+  const auto engine = engines.open();
+  const Answer& answer = engines.call(engine.get(), "getGalleryList", Map{});
   ASSERT_TRUE(isReadable(quorvin_engine_fd(engine.get()), 60'000));
   EXPECT_EQ(answer.count, 0);
   EXPECT_EQ(quorvin_engine_run(engine.get(), 0), 1U);
@@ -232,49 +235,49 @@ TEST_F(Lifetime, TheDescriptorTellsOfBackgroundReplies) {
 }
 
 TEST_F(Lifetime, RunWaitsAsLongAsItIsTold) {
-  const auto engine = open();
+  const auto engine = engines.open();
   EXPECT_EQ(quorvin_engine_run(engine.get(), 0), 0U);
 
   const auto start = Clock::now();
   EXPECT_EQ(quorvin_engine_run(engine.get(), 50), 0U);
   EXPECT_GE(Clock::now() - start, milliseconds(50));
 
-  call(engine.get(), "clearAllCache");
-  call(engine.get(), "clearAllCache");
+  engines.call(engine.get(), "clearAllCache");
+  engines.call(engine.get(), "clearAllCache");
   EXPECT_EQ(quorvin_engine_run(engine.get(), -1), 2U);
 }
 
 TEST_F(Lifetime, ANegativeTimeoutWaitsForAnItem) {
-  const auto engine = open();
-  const Answer& answer = call(engine.get(), "getGalleryList", Map{});
+  const auto engine = engines.open();
+  const Answer& answer = engines.call(engine.get(), "getGalleryList", Map{});
   EXPECT_EQ(quorvin_engine_run(engine.get(), -1), 1U);
   EXPECT_EQ(answer.count, 1);
 }
 
 TEST_F(Lifetime, TwoEnginesShareALibrary) {
-  const auto first = open();
-  QuorvinOptions other = options();
+  const auto first = engines.open();
+  QuorvinOptions other = engines.options();
   other.system_version = "16.0";
-  const auto second = open(other);
+  const auto second = engines.open(other);
   EXPECT_NE(quorvin_engine_fd(first.get()), quorvin_engine_fd(second.get()));
-  const Answer& answer = call(first.get(), "clearAllCache");
+  const Answer& answer = engines.call(first.get(), "clearAllCache");
   EXPECT_EQ(quorvin_engine_run(second.get(), 0), 0U);
   EXPECT_EQ(answer.count, 0);
-  EXPECT_EQ(result(first.get(), "getPlatformVersion"), Value("iOS 17.2"));
-  EXPECT_EQ(result(second.get(), "getPlatformVersion"), Value("iOS 16.0"));
+  EXPECT_EQ(engines.result(first.get(), "getPlatformVersion"), Value("iOS 17.2"));
+  EXPECT_EQ(engines.result(second.get(), "getPlatformVersion"), Value("iOS 16.0"));
   const Value everything(Map{{"withAllPhotos", true},
                              {"filterEmptyAsset", false},
                              {"withSmartAlbum", true},
                              {"mediaType", 0}});
-  EXPECT_EQ(result(first.get(), "getGalleryList", everything),
-            result(second.get(), "getGalleryList", everything));
+  EXPECT_EQ(engines.result(first.get(), "getGalleryList", everything),
+            engines.result(second.get(), "getGalleryList", everything));
 }
 
 TEST_F(Lifetime, EnginesOpenAndEndManyTimes) {
   for (int i = 0; i < 20; ++i) {
-    auto engine = open();
-    const Answer& answer = call(engine.get(), "getGalleryList", Map{});
-    if (i % 2 == 0) await(engine.get(), answer);
+    auto engine = engines.open();
+    const Answer& answer = engines.call(engine.get(), "getGalleryList", Map{});
+    if (i % 2 == 0) engines.await(engine.get(), answer);
     engine.reset();
     EXPECT_EQ(answer.count, 1);
   }

@@ -3,17 +3,20 @@
 #include <quorvin/quorvin.h>
 
 #include <string>
+#include <variant>
 
-#include "codec/message_vectors.h"
 #include "codec/standard_method_codec.h"
-#include "tests/c_abi/engine_fixture.h"
+#include "testing/engine/engines.h"
+#include "testing/engine/message_vectors.h"
 
 namespace quorvin {
 namespace {
 
-class Messages : public EngineFixture {
+class Messages : public testing::Test {
  protected:
-  EnginePointer engine_ = open();
+  Engines engines;
+
+  EnginePointer engine_ = engines.open();
 };
 
 TEST(Versions, AreThoseOfThisLibrary) {
@@ -22,7 +25,7 @@ TEST(Versions, AreThoseOfThisLibrary) {
 }
 
 TEST_F(Messages, ThePlatformVersionComesBeforeSendReturns) {
-  const Answer& answer = call(engine_.get(), "getPlatformVersion");
+  const Answer& answer = engines.call(engine_.get(), "getPlatformVersion");
   EXPECT_EQ(answer.count, 1);
   EXPECT_EQ(answer.message, encodeSuccessEnvelope("iOS 17.2"));
   EXPECT_EQ(quorvin_engine_run(engine_.get(), 0), 0U);
@@ -30,15 +33,15 @@ TEST_F(Messages, ThePlatformVersionComesBeforeSendReturns) {
 
 TEST_F(Messages, ThePlatformVersionTakesAnyArguments) {
   for (const Value& arguments : {Value(), Value(7), Value("x"), Value(List{1}), Value(Map{})}) {
-    EXPECT_EQ(result(engine_.get(), "getPlatformVersion", arguments), Value("iOS 17.2"));
+    EXPECT_EQ(engines.result(engine_.get(), "getPlatformVersion", arguments), Value("iOS 17.2"));
   }
 }
 
 TEST_F(Messages, ThePlatformVersionIsTheSystemsOwnWhenNoneIsGiven) {
-  QuorvinOptions own = options();
+  QuorvinOptions own = engines.options();
   own.system_version = nullptr;
-  const auto engine = open(own);
-  const Value version = result(engine.get(), "getPlatformVersion");
+  const auto engine = engines.open(own);
+  const Value version = engines.result(engine.get(), "getPlatformVersion");
   EXPECT_TRUE(version.text().starts_with("iOS ")) << version.text();
   EXPECT_GT(version.text().size(), 4U);
 }
@@ -47,7 +50,7 @@ TEST_F(Messages, UnknownMethodsAreNotImplemented) {
   for (const char* method : {"", "x", "GetPlatformVersion", "getplatformversion",
                              "getPlatformVersion ", " getPermission", "GetPermission",
                              "getGalleryLis", "getGalleryLists", "getPermission\xC2\xA0"}) {
-    const Answer& answer = call(engine_.get(), method);
+    const Answer& answer = engines.call(engine_.get(), method);
     EXPECT_EQ(answer.count, 1) << method;
     EXPECT_TRUE(answer.message.empty()) << method;
   }
@@ -55,14 +58,14 @@ TEST_F(Messages, UnknownMethodsAreNotImplemented) {
 }
 
 TEST_F(Messages, AMethodNameIsComparedBeyondANulCharacter) {
-  const Answer& answer = call(engine_.get(), std::string("getPlatformVersion\0", 19));
+  const Answer& answer = engines.call(engine_.get(), std::string("getPlatformVersion\0", 19));
   EXPECT_EQ(answer.count, 1);
   EXPECT_TRUE(answer.message.empty());
 }
 
 TEST_F(Messages, UnknownChannelsAnswerWithNothing) {
   for (const char* channel : {"", "Quorvin", "quorvin ", "quorvin/x", "\xFF"}) {
-    const Answer& answer = send(engine_.get(), callMessage("getPlatformVersion"), channel);
+    const Answer& answer = engines.send(engine_.get(), callMessage("getPlatformVersion"), channel);
     EXPECT_EQ(answer.count, 1) << channel;
     EXPECT_TRUE(answer.message.empty()) << channel;
   }
@@ -91,18 +94,18 @@ TEST_F(Messages, MalformedMessagesAnswerWithNothingAndDoNoHarm) {
       fromHexadecimal("0000"),
   };
   for (const Bytes& message : messages) {
-    const Answer& answer = send(engine_.get(), message);
+    const Answer& answer = engines.send(engine_.get(), message);
     EXPECT_EQ(answer.count, 1);
     EXPECT_TRUE(answer.message.empty());
   }
-  EXPECT_EQ(result(engine_.get(), "getPlatformVersion"), Value("iOS 17.2"));
+  EXPECT_EQ(engines.result(engine_.get(), "getPlatformVersion"), Value("iOS 17.2"));
 }
 
 TEST_F(Messages, EveryTruncationOfACallAnswersWithNothing) {
   const Bytes whole = callMessage("startCachingImages", Map{{"assetIds", List{"a", "b"}}});
   for (std::size_t size = 0; size < whole.size(); ++size) {
     const Bytes part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-    const Answer& answer = send(engine_.get(), part);
+    const Answer& answer = engines.send(engine_.get(), part);
     EXPECT_EQ(answer.count, 1) << size;
     EXPECT_TRUE(answer.message.empty()) << size;
   }
@@ -117,7 +120,7 @@ TEST_F(Messages, AMissingMessageAnswersWithNothing) {
 }
 
 TEST_F(Messages, AMissingChannelAnswersWithNothing) {
-  const Answer& answer = send(engine_.get(), callMessage("getPlatformVersion"), nullptr);
+  const Answer& answer = engines.send(engine_.get(), callMessage("getPlatformVersion"), nullptr);
   EXPECT_EQ(answer.count, 1);
   EXPECT_TRUE(answer.message.empty());
 }
@@ -136,7 +139,7 @@ TEST_F(Messages, CachingControlsAcceptAnythingInsideRun) {
        {"clearAllCache", "stopAllCachingImages", "startCachingImages", "stopCachingImages"}) {
     for (const Value& arguments :
          {Value(), Value(7), Value(List{"nobody"}), Value(Map{{"assetIds", List{"nobody"}}})}) {
-      const Answer& answer = call(engine_.get(), method, arguments);
+      const Answer& answer = engines.call(engine_.get(), method, arguments);
       EXPECT_EQ(answer.count, 0) << method;
       EXPECT_EQ(quorvin_engine_run(engine_.get(), 0), 1U) << method;
       EXPECT_EQ(answer.count, 1) << method;
@@ -169,11 +172,20 @@ TEST_F(Messages, InlineRepliesComeInTheOrderOfTheCalls) {
 }
 
 TEST_F(Messages, QueuedCallsAnswerInsideRunOnThisThread) {
-  const Answer& answer = call(engine_.get(), "getGalleryList", Map{});
-  await(engine_.get(), answer);
+  const Answer& answer = engines.call(engine_.get(), "getGalleryList",
+                                      Map{{"withAllPhotos", true},
+                                          {"filterEmptyAsset", false},
+                                          {"withSmartAlbum", true},
+                                          {"mediaType", 0}});
+  EXPECT_EQ(answer.count, 0);
+  engines.await(engine_.get(), answer);
   EXPECT_EQ(answer.count, 1);
   EXPECT_EQ(answer.thread, std::this_thread::get_id());
-  EXPECT_TRUE(decodeEnvelope(answer.message));
+  const auto envelope = decodeEnvelope(answer.message);
+  ASSERT_TRUE(envelope && std::holds_alternative<Value>(*envelope));
+  const auto* galleries = std::get<Value>(*envelope).as<List>();
+  ASSERT_NE(galleries, nullptr);
+  EXPECT_EQ(galleries->size(), 15U);
 }
 
 }  // namespace

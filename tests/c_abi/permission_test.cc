@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "codec/standard_method_codec.h"
-#include "tests/c_abi/engine_fixture.h"
+#include "testing/engine/engines.h"
 
 namespace quorvin {
 namespace {
@@ -29,26 +29,28 @@ struct Prompt {
   }
 };
 
-class Permission : public EngineFixture {
+class Permission : public testing::Test {
  protected:
+  Engines engines;
+
   EnginePointer openWith(std::int32_t authorization, Prompt* prompt = nullptr) {
-    QuorvinOptions given = options();
+    QuorvinOptions given = engines.options();
     given.authorization = authorization;
     if (prompt != nullptr) {
       given.request_authorization = Prompt::ask;
       given.user_data = prompt;
     }
-    return open(given);
+    return engines.open(given);
   }
 
   bool permitted(QuorvinEngine* engine, Prompt* prompt = nullptr) {
-    const Answer& answer = call(engine, "getPermission");
+    const Answer& answer = engines.call(engine, "getPermission");
     EXPECT_EQ(answer.count, 0) << "the reply comes inside run";
     if (prompt != nullptr) {
       EXPECT_EQ(prompt->running, false);
       prompt->running = true;
     }
-    await(engine, answer);
+    engines.await(engine, answer);
     if (prompt != nullptr) prompt->running = false;
     EXPECT_EQ(answer.count, 1);
     const bool yes = answer.message == encodeSuccessEnvelope(true);
@@ -126,7 +128,7 @@ TEST_F(Permission, WhatIsDecidedForTheLibraryIsStored) {
 TEST_F(Permission, ThePromptMayEndTheEngine) {
   Prompt prompt;
   prompt.ends = openWith(0, &prompt).release();
-  const Answer& answer = call(prompt.ends, "getPermission");
+  const Answer& answer = engines.call(prompt.ends, "getPermission");
   quorvin_engine_run(prompt.ends, -1);
   EXPECT_EQ(prompt.asked, 1);
   EXPECT_EQ(answer.count, 1);

@@ -2,15 +2,17 @@
 #include <algorithm>
 #include <limits>
 
-#include "tests/channel/channel_fixture.h"
+#include "testing/engine/channel.h"
 
 namespace quorvin {
 namespace {
 
-class Assets : public ChannelFixture {
+class Assets : public testing::Test {
  protected:
+  Channel channel;
+
   Value info(const std::string& name) {
-    return result("getAssetInfo", Map{{"assetId", asset(name)}});
+    return channel.result("getAssetInfo", Map{{"assetId", channel.asset(name)}});
   }
 };
 
@@ -21,46 +23,32 @@ std::vector<std::string> ids(const List& records) {
 }
 
 TEST_F(Assets, PagesFollowOneAnotherWithoutGapOrRepetition) {
-  const std::string recents = gallery("Recents");
-  const auto whole = ids(page(recents, 0, 1000, kNewestFirst));
+  const std::string recents = channel.gallery("Recents");
+  const auto whole = ids(channel.page(recents, 0, 1000, kNewestFirst));
   EXPECT_EQ(whole.size(), 31u);
   std::vector<std::string> pages;
   for (int start = 0; start < 42; start += 7) {
-    const auto part = ids(page(recents, start, start + 7, kNewestFirst));
+    const auto part = ids(channel.page(recents, start, start + 7, kNewestFirst));
     pages.insert(pages.end(), part.begin(), part.end());
   }
   EXPECT_EQ(pages, whole);
 }
 
-TEST_F(Assets, OldestFirstMirrorsNewestFirst) {
-  const std::string recents = gallery("Recents");
-  auto newest = ids(page(recents, 0, 1000, kNewestFirst));
-  std::reverse(newest.begin(), newest.end());
-  EXPECT_EQ(ids(page(recents, 0, 1000, kOldestFirst)), newest);
-}
-
-TEST_F(Assets, APageIsClampedAtBothEnds) {
-  const std::string recents = gallery("Recents");
-  EXPECT_EQ(page(recents, -10, 3, kNewestFirst).size(), 3u);
-  EXPECT_EQ(page(recents, 30, 100, kNewestFirst).size(), 1u);
-  EXPECT_EQ(page(recents, 31, 100, kNewestFirst).size(), 0u);
-  EXPECT_EQ(page("ABC", 0, 10, kNewestFirst).size(), 0u);
-}
-
 TEST_F(Assets, APageMayEndWhereIntegersDo) {
-  const Value all = result("getAssetList", Map{{"collectionId", gallery("Recents")},
-                                               {"start", std::numeric_limits<std::int64_t>::min()},
-                                               {"end", std::numeric_limits<std::int64_t>::max()},
-                                               {"sort", std::numeric_limits<std::int64_t>::min()},
-                                               {"mediaType", kAll}});
+  const Value all =
+      channel.result("getAssetList", Map{{"collectionId", channel.gallery("Recents")},
+                                         {"start", std::numeric_limits<std::int64_t>::min()},
+                                         {"end", std::numeric_limits<std::int64_t>::max()},
+                                         {"sort", std::numeric_limits<std::int64_t>::min()},
+                                         {"mediaType", kAll}});
   ASSERT_NE(all.as<List>(), nullptr);
   EXPECT_EQ(all.as<List>()->size(), 31u);
 }
 
 TEST_F(Assets, AnAlbumListsItsOwnAlone) {
-  const List holidays = page(gallery("Holidays"), 0, 10, 2);
+  const List holidays = channel.page(channel.gallery("Holidays"), 0, 10, 2);
   ASSERT_EQ(holidays.size(), 2u);
-  const auto assets = assetsByName();
+  const auto assets = channel.assetsByName();
   EXPECT_NE(ids(holidays)[0], ids(holidays)[1]);
   EXPECT_TRUE(std::ranges::count(ids(holidays), assets.at("PAIR_STILL.jpg")) == 1);
 }
@@ -98,7 +86,7 @@ TEST_F(Assets, SizesAreUpright) {
 }
 
 TEST_F(Assets, StillsAndMoviesOfOneShotAreLivePhotos) {
-  const auto assets = assetsByName();
+  const auto assets = channel.assetsByName();
   EXPECT_EQ(at(info("IMG_0011.HEIC"), "isLivePhoto"), Value(true)) << "by name";
   EXPECT_EQ(at(info("PAIR_STILL.jpg"), "isLivePhoto"), Value(true)) << "by content identifier";
   EXPECT_FALSE(assets.contains("IMG_0011.MOV"));
@@ -106,39 +94,32 @@ TEST_F(Assets, StillsAndMoviesOfOneShotAreLivePhotos) {
 }
 
 TEST_F(Assets, ABurstIsListedByItsPrimaryAndOpensIntoItsMembers) {
-  const auto assets = assetsByName();
+  const auto assets = channel.assetsByName();
   EXPECT_FALSE(assets.contains("BURST_001.jpg"));
   ASSERT_TRUE(assets.contains("BURST_003.jpg"));
-  const Value burst = result("getBurstAssetList", Map{{"assetId", assets.at("BURST_003.jpg")}});
+  const Value burst =
+      channel.result("getBurstAssetList", Map{{"assetId", assets.at("BURST_003.jpg")}});
   ASSERT_EQ(burst.as<List>()->size(), 5u);
   for (std::size_t i = 0; i < 5; ++i) {
     const Value& member = burst.as<List>()->at(i);
     EXPECT_EQ(textAt(member, "burstIdentifier"), "burst-of-five");
     EXPECT_EQ(at(member, "representsBurst"), Value(i == 2));
-    EXPECT_EQ(result("getAssetOriginalFilename", Map{{"assetId", textAt(member, "id")}}),
+    EXPECT_EQ(channel.result("getAssetOriginalFilename", Map{{"assetId", textAt(member, "id")}}),
               Value("BURST_00" + std::to_string(i + 1) + ".jpg"));
   }
   const std::string member = textAt(burst.as<List>()->at(0), "id");
-  EXPECT_EQ(error("getBurstAssetList", Map{{"assetId", member}}).message,
+  EXPECT_EQ(channel.error("getBurstAssetList", Map{{"assetId", member}}).message,
             "Asset not found id = " + member);
 }
 
 TEST_F(Assets, TwoFilesOfOneNameAreTwoAssets) {
   int count = 0;
-  for (const Value& record : page(gallery("Recents"), 0, 1000, kNewestFirst)) {
-    const Value name = result("getAssetOriginalFilename", Map{{"assetId", textAt(record, "id")}});
+  for (const Value& record : channel.page(channel.gallery("Recents"), 0, 1000, kNewestFirst)) {
+    const Value name =
+        channel.result("getAssetOriginalFilename", Map{{"assetId", textAt(record, "id")}});
     count += name == Value("IMG_0001.jpg") ? 1 : 0;
   }
   EXPECT_EQ(count, 2);
-}
-
-TEST_F(Assets, UnknownIdentifiersAreErrors) {
-  for (const char* method : {"getAssetInfo", "getBurstAssetList", "getAssetOriginalFilename"}) {
-    EXPECT_EQ(error(method, Map{{"assetId", "ABC"}}).message, "Asset not found id = ABC");
-    EXPECT_EQ(error(method, Map{{"assetId", ""}}).message, "Asset not found id = ");
-    EXPECT_EQ(error(method, Map{{"assetId", 5}}).message, "Error arguments");
-    EXPECT_EQ(error(method).message, "Error arguments");
-  }
 }
 
 }  // namespace

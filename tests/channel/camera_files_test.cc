@@ -5,31 +5,33 @@
 #include <string_view>
 
 #include "codec/standard_method_codec.h"
-#include "tests/channel/exports_fixture.h"
+#include "testing/engine/exports.h"
 
 namespace quorvin {
 namespace {
 
-class CameraFiles : public ExportsFixture {
+class CameraFiles : public testing::Test {
  protected:
+  Exports channel;
+
   void SetUp() override {
     const char* folderOfFiles = std::getenv("QUORVIN_TEST_MEDIA");
     if (folderOfFiles == nullptr) GTEST_SKIP() << "QUORVIN_TEST_MEDIA names no folder";
-    const std::string library = folder() / "cameras";
+    const std::string library = channel.folder() / "cameras";
     const std::string import = std::string(QUORVIN_TOOL) + " --library " + library + " import " +
                                folderOfFiles + " >/dev/null 2>&1";
     const int status = std::system(import.c_str());
     ASSERT_TRUE(WIFEXITED(status));
     ASSERT_LE(WEXITSTATUS(status), 1);
-    use(library, temporary());
+    channel.use(library);
   }
 
-  List all() { return page(gallery("Recents"), 0, 1000, kNewestFirst); }
+  List all() { return channel.page(channel.gallery("Recents"), 0, 1000, kNewestFirst); }
 
   /// The file that a call replies; none when it replies an error, which has a text.
   std::optional<std::filesystem::path> fileOf(const Map& arguments) {
-    const Answer& answer = call(engine(), "getImageUrl", arguments);
-    await(engine(), answer);
+    const Answer& answer = channel.call("getImageUrl", arguments);
+    channel.await(answer);
     const auto reply = decodeEnvelope(answer.message);
     if (!reply) return std::nullopt;
     if (const auto* fault = std::get_if<FlutterError>(&*reply)) {
@@ -48,13 +50,12 @@ TEST_F(CameraFiles, EveryAssetIsAnsweredWithAThumbnailOrAReason) {
   const List assets = all();
   EXPECT_GE(assets.size(), 15u);
   for (const Value& asset : assets) {
-    const Answer& answer = call(engine(), "getThumbnail",
-                                Map{{"assetId", textAt(asset, "id")},
-                                    {"width", 256},
-                                    {"height", 256},
-                                    {"contentMode", 0},
-                                    {"jpegFormat", true}});
-    await(engine(), answer);
+    const Answer& answer = channel.call("getThumbnail", Map{{"assetId", textAt(asset, "id")},
+                                                            {"width", 256},
+                                                            {"height", 256},
+                                                            {"contentMode", 0},
+                                                            {"jpegFormat", true}});
+    channel.await(answer);
     EXPECT_GT(answer.message.size(), 10u);
   }
 }
@@ -62,7 +63,8 @@ TEST_F(CameraFiles, EveryAssetIsAnsweredWithAThumbnailOrAReason) {
 TEST_F(CameraFiles, TheSameSceneIsUprightInEveryOrientation) {
   int scenes = 0;
   for (const Value& asset : all()) {
-    const Value name = result("getAssetOriginalFilename", Map{{"assetId", textAt(asset, "id")}});
+    const Value name =
+        channel.result("getAssetOriginalFilename", Map{{"assetId", textAt(asset, "id")}});
     const bool landscape = name.text().starts_with("landscape_");
     if (!landscape && !name.text().starts_with("portrait_")) continue;
     ++scenes;
@@ -74,7 +76,7 @@ TEST_F(CameraFiles, TheSameSceneIsUprightInEveryOrientation) {
 TEST_F(CameraFiles, EveryImageIsStoredBitByBit) {
   for (const Value& record : all()) {
     const std::string id = textAt(record, "id");
-    const Value bytes = result("getImageData", imageData(id, false));
+    const Value bytes = channel.result("getImageData", imageData(id, false));
     ASSERT_NE(bytes.as<ByteBuffer>(), nullptr);
     const auto file = fileOf(imageFile(id));
     ASSERT_TRUE(file);
@@ -100,10 +102,10 @@ TEST_F(CameraFiles, HeicBecomesAJpegOfItsUprightSize) {
 
 TEST_F(CameraFiles, HeicKeepsItsColoursAsAJpeg) {
   const std::filesystem::path source = std::getenv("QUORVIN_TEST_MEDIA");
-  const std::filesystem::path before = folder() / "before.tif";
-  const std::filesystem::path after = folder() / "after.tif";
+  const std::filesystem::path before = channel.folder() / "before.tif";
+  const std::filesystem::path after = channel.folder() / "after.tif";
   for (const std::string name : {"phone_12mp", "phone_a"}) {
-    const auto jpeg = fileOf(imageFile(asset(name + ".HEIC"), true));
+    const auto jpeg = fileOf(imageFile(channel.asset(name + ".HEIC"), true));
     ASSERT_TRUE(jpeg);
     outputOf({"vips", "icc_transform", source / (name + ".HEIC"), before, "srgb", "--embedded"});
     outputOf({"vips", "icc_transform", *jpeg, after, "srgb", "--embedded"});

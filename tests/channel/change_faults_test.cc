@@ -5,21 +5,23 @@
 #include <fstream>
 #include <functional>
 
+#include "testing/engine/library_copy.h"
 #include "testing/platform/testing_folder.h"
-#include "tests/channel/changes_fixture.h"
 
 namespace quorvin {
 namespace {
 
 namespace fs = std::filesystem;
 
-class ChangeFaults : public ChangesFixture {
+class ChangeFaults : public testing::Test {
  protected:
+  LibraryCopy library;
+
   /// The call fails with one sentence about this file, and nothing is added.
   void expectRefused(const std::string& method, const fs::path& file, const std::string& name,
                      const std::string& ending) {
     SCOPED_TRACE(method + " " + file.string());
-    const FlutterError reply = saveError(method, file);
+    const FlutterError reply = library.saveError(method, file);
     EXPECT_EQ(reply.code, "Error");
     EXPECT_EQ(reply.message, method == "saveImage" ? "Save image error" : "Save video error");
     const std::string details(reply.details.text());
@@ -34,51 +36,46 @@ class ChangeFaults : public ChangesFixture {
 
   void TearDown() override {
     if (before_.empty()) return;
-    EXPECT_EQ(everything(), before_) << "something was added";
-    use(library(), temporary());  // the engine that failed ends
-    EXPECT_EQ(everything(), before_);
-    EXPECT_TRUE(filesIn(library() / "incoming").empty());
+    EXPECT_EQ(library.everything(), before_) << "something was added";
+    library.reopen();  // the engine that failed ends
+    EXPECT_EQ(library.everything(), before_);
+    EXPECT_TRUE(filesIn(library.path() / "incoming").empty());
   }
   /// From now on the library must stay as it is.
-  void keepAsItIs() { before_ = everything(); }
+  void keepAsItIs() { before_ = library.everything(); }
 
   /// The error of a call on another engine.
   FlutterError errorOf(QuorvinEngine* engine, const std::string& method, Value arguments) {
-    asked_ = engine;
-    FlutterError reply = error(method, std::move(arguments));
-    asked_ = nullptr;
-    return reply;
+    return library.channel.engines.error(engine, method, std::move(arguments));
   }
-  QuorvinEngine* engine() override { return asked_ != nullptr ? asked_ : ChangesFixture::engine(); }
 
  private:
   Names before_;
-  QuorvinEngine* asked_ = nullptr;
 };
 
 TEST_F(ChangeFaults, AMissingFileIsNamed) {
   keepAsItIs();
-  expectRefusedByBoth(folder() / "none.jpg", "none.jpg", "3303");
+  expectRefusedByBoth(library.channel.folder() / "none.jpg", "none.jpg", "3303");
   expectRefusedByBoth(kGoodMedia / "IMG_0001.jpg" / "inner.jpg", "inner.jpg", "3303");
   expectRefusedByBoth("relative/none.jpg", "none.jpg", "3303");
   expectRefusedByBoth("file://" + (kGoodMedia / "IMG_0001.jpg").string(), "IMG_0001.jpg", "3303");
-  fs::create_symlink("nowhere", folder() / "dangling.jpg");
-  expectRefusedByBoth(folder() / "dangling.jpg", "dangling.jpg", "3303");
+  fs::create_symlink("nowhere", library.channel.folder() / "dangling.jpg");
+  expectRefusedByBoth(library.channel.folder() / "dangling.jpg", "dangling.jpg", "3303");
 }
 
 TEST_F(ChangeFaults, AnEmptyPathIsRefused) {
   keepAsItIs();
   for (const char* method : {"saveImage", "saveVideo"}) {
-    EXPECT_NE(saveError(method, "").details.text(), "");
+    EXPECT_NE(library.saveError(method, "").details.text(), "");
   }
 }
 
 TEST_F(ChangeFaults, APathThatNoFileCanHaveIsRefused) {
   keepAsItIs();
-  for (const std::string& path :
-       {"/" + std::string(5000, 'x'), (folder() / std::string(300, 'n')).string()}) {
+  for (const std::string& path : {"/" + std::string(5000, 'x'),
+                                  (library.channel.folder() / std::string(300, 'n')).string()}) {
     for (const char* method : {"saveImage", "saveVideo"}) {
-      EXPECT_NE(saveError(method, path).details.text(), "") << path.size();
+      EXPECT_NE(library.saveError(method, path).details.text(), "") << path.size();
     }
   }
 }
@@ -87,16 +84,16 @@ TEST_F(ChangeFaults, APathWithAZeroByteNamesNoOtherFile) {
   keepAsItIs();
   // The system reads up to the zero byte, and would take a file that nobody named.
   const std::string image = kGoodMedia / "NO_DATE.jpg";
-  EXPECT_EQ(saveError("saveImage", image + std::string(1, '\0') + ".jpg").message,
+  EXPECT_EQ(library.saveError("saveImage", image + std::string(1, '\0') + ".jpg").message,
             "Save image error");
 }
 
 TEST_F(ChangeFaults, WhatIsNoRegularFileIsNamedWithoutWaiting) {
   keepAsItIs();
-  fs::create_directory(folder() / "folder.jpg");
-  expectRefusedByBoth(folder() / "folder.jpg", "folder.jpg", "3302");
-  ASSERT_EQ(::mkfifo((folder() / "pipe.jpg").c_str(), 0600), 0);
-  expectRefusedByBoth(folder() / "pipe.jpg", "pipe.jpg", "3302");
+  fs::create_directory(library.channel.folder() / "folder.jpg");
+  expectRefusedByBoth(library.channel.folder() / "folder.jpg", "folder.jpg", "3302");
+  ASSERT_EQ(::mkfifo((library.channel.folder() / "pipe.jpg").c_str(), 0600), 0);
+  expectRefusedByBoth(library.channel.folder() / "pipe.jpg", "pipe.jpg", "3302");
   expectRefusedByBoth("/dev/zero", "zero", "3302");
   expectRefusedByBoth("/dev/null", "null", "3302");
 }
@@ -130,7 +127,7 @@ TEST_F(ChangeFaults, AFileOfTheOtherKindIsNamedWhateverItsSuffix) {
 }
 
 TEST_F(ChangeFaults, AFileThatMayNotBeReadIsNamed) {
-  const fs::path file = incoming(kGoodMedia / "NO_DATE.jpg", "secret.jpg");
+  const fs::path file = library.incoming(kGoodMedia / "NO_DATE.jpg", "secret.jpg");
   fs::permissions(file, fs::perms::none);
   if (std::ifstream(file).is_open()) GTEST_SKIP() << "root may read everything";
   keepAsItIs();
@@ -139,18 +136,19 @@ TEST_F(ChangeFaults, AFileThatMayNotBeReadIsNamed) {
 
 TEST_F(ChangeFaults, AFailedSaveDoesNotHinderTheNext) {
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(saveError("saveImage", kBadMedia / "truncated.heic").message, "Save image error");
-    save("saveImage", kGoodMedia / "NO_DATE.jpg");
+    EXPECT_EQ(library.saveError("saveImage", kBadMedia / "truncated.heic").message,
+              "Save image error");
+    library.save("saveImage", kGoodMedia / "NO_DATE.jpg");
   }
 }
 
 TEST_F(ChangeFaults, WithoutAuthorisationNothingChanges) {
-  const std::string album = gallery("Holidays");
-  const std::string id = recents().front();
+  const std::string album = library.channel.gallery("Holidays");
+  const std::string id = library.recents().front();
   const std::string file = kGoodMedia / "NO_DATE.jpg";
   keepAsItIs();
   for (const int status : {0, 1, 2}) {
-    const EnginePointer denied = openLibrary(library(), status);
+    const EnginePointer denied = library.channel.engines.openLibrary(library.path(), status);
     const std::string code = status == 1 ? "3310" : "3311";
     const auto expectFault = [&](const std::string& method, Value arguments,
                                  const std::string& message) {
@@ -170,37 +168,13 @@ TEST_F(ChangeFaults, WithoutAuthorisationNothingChanges) {
   }
 }
 
-TEST_F(ChangeFaults, LimitedAccessTakesNewAssetsAndNoAlbums) {
-  const std::string album = gallery("Holidays");
-  const std::string stranger = recents().front();
-  const std::string file = incoming(kGoodMedia / "NO_DATE.jpg", "a.jpg");
-  const EnginePointer limited = openLibrary(library(), 4);
-  const FlutterError refused = errorOf(limited.get(), "createAlbum", Map{{"title", "New"}});
-  EXPECT_EQ(refused.message, "Create album error");
-  EXPECT_TRUE(refused.details.text().ends_with(" error 3311.)"));
-  EXPECT_EQ(
-      errorOf(limited.get(), "saveImage", Map{{"filePath", file}, {"collectionId", album}}).details,
-      Value("Collection not found"));
-
-  const Value record = EngineFixture::result(limited.get(), "saveImage", Map{{"filePath", file}});
-  const std::string id = textAt(record, "id");
-  EngineFixture::result(limited.get(), "clearAllCache");
-  EXPECT_EQ(at(EngineFixture::result(limited.get(), "getAssetInfo", Map{{"assetId", id}}), "id"),
-            Value(id));
-  EXPECT_EQ(EngineFixture::result(limited.get(), "deleteAssets", assetIds({stranger})),
-            Value(true));
-  EXPECT_EQ(recents()[1], stranger) << "it was not the application's to see";
-  EXPECT_EQ(EngineFixture::result(limited.get(), "deleteAssets", assetIds({id})), Value(true));
-  EXPECT_EQ(recents().front(), stranger);
-}
-
 TEST_F(ChangeFaults, AReadOnlyLibraryIsRefusedWhenItIsOpened) {
   SmallVolume volume("size=64m");
   if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
   const std::string place = volume / "library";
   fs::copy(QUORVIN_IMPORTED_LIBRARY, place, fs::copy_options::recursive);
   volume.makeReadOnly();
-  QuorvinOptions opened = options();
+  QuorvinOptions opened = library.channel.engines.options();
   opened.library_path = place.c_str();
   char* error = nullptr;
   const EnginePointer engine(quorvin_engine_create(&opened, &error));
@@ -211,22 +185,22 @@ TEST_F(ChangeFaults, AReadOnlyLibraryIsRefusedWhenItIsOpened) {
 }
 
 TEST_F(ChangeFaults, AReadOnlyPlaceForIncomingFilesRefusesThemAlone) {
-  const std::string incoming = library() / "incoming";
-  const Names before = everything();
+  const std::string incoming = library.path() / "incoming";
+  const Names before = library.everything();
   if (::mount("none", incoming.c_str(), "tmpfs", MS_RDONLY, "size=1m") != 0) {
     GTEST_SKIP() << "needs to mount a volume";
   }
   for (const auto& [method, name, message] :
        {std::tuple("saveImage", "NO_DATE.jpg", "Save image error"),
         std::tuple("saveVideo", "CLIP.mp4", "Save video error")}) {
-    const FlutterError reply = saveError(method, kGoodMedia / name);
+    const FlutterError reply = library.saveError(method, kGoodMedia / name);
     EXPECT_EQ(reply.message, message);
     EXPECT_NE(reply.details.text().find("Read-only"), std::string::npos) << reply.details.text();
   }
-  EXPECT_EQ(everything(), before);
-  EXPECT_EQ(total(createAlbum("New")), 0);
+  EXPECT_EQ(library.everything(), before);
+  EXPECT_EQ(library.total(library.createAlbum("New")), 0);
   ::umount2(incoming.c_str(), MNT_DETACH);
-  save("saveImage", kGoodMedia / "NO_DATE.jpg");
+  library.save("saveImage", kGoodMedia / "NO_DATE.jpg");
 }
 
 TEST_F(ChangeFaults, AFullVolumeKeepsWhatItHasAndTakesMoreOnceThereIsRoom) {
@@ -234,8 +208,8 @@ TEST_F(ChangeFaults, AFullVolumeKeepsWhatItHasAndTakesMoreOnceThereIsRoom) {
   if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
   const fs::path place = volume / "library";
   fs::copy(QUORVIN_IMPORTED_LIBRARY, place, fs::copy_options::recursive);
-  use(place, temporary());
-  const Names before = recents();
+  library.channel.use(place);
+  const Names before = library.recents();
   const Names files = filesIn(place / "originals");
   // All but about 100 KiB is taken.
   const fs::path ballast = volume / "ballast";
@@ -244,16 +218,16 @@ TEST_F(ChangeFaults, AFullVolumeKeepsWhatItHasAndTakesMoreOnceThereIsRoom) {
     const std::string block(4096, 'x');
     for (auto left = fs::space(volume.path()).available; left > 100'000; left -= 4096) out << block;
   }
-  const FlutterError full = saveError("saveImage", kGoodMedia / "PANORAMA.jpg");
+  const FlutterError full = library.saveError("saveImage", kGoodMedia / "PANORAMA.jpg");
   EXPECT_EQ(full.message, "Save image error");
   const std::string details(full.details.text());
   EXPECT_NE(details.find("“PANORAMA.jpg”"), std::string::npos) << details;
   EXPECT_TRUE(details.ends_with(" error 3305.)")) << details;
-  EXPECT_EQ(recents(), before);
+  EXPECT_EQ(library.recents(), before);
   EXPECT_EQ(filesIn(place / "originals"), files);
   fs::remove(ballast);
-  save("saveImage", kGoodMedia / "PANORAMA.jpg");
-  EXPECT_EQ(recents().size(), before.size() + 1);
+  library.save("saveImage", kGoodMedia / "PANORAMA.jpg");
+  EXPECT_EQ(library.recents().size(), before.size() + 1);
 }
 
 }  // namespace

@@ -1,30 +1,34 @@
-// Exports of videos whose originals are damaged.
+// Videos whose originals cannot be read to their end.
 #include <algorithm>
-#include <string>
-#include <vector>
 
-#include "tests/channel/exports_fixture.h"
+#include "codec/standard_method_codec.h"
+#include "testing/engine/exports.h"
 
 namespace quorvin {
 namespace {
 
+namespace fs = std::filesystem;
+
 /// The fault of an export of a damaged original.
-class DamagedVideos : public ExportsFixture {
+class DamagedVideos : public testing::Test {
  protected:
+  Exports channel;
+
   void damage(const std::string& name, const std::string& bytes) {
-    useCopy(
+    channel.useCopy(
         [&](const std::string& library) { replaceOriginal(library, kGoodMedia / name, bytes); });
   }
   void expectFaults(const std::string& name, const std::vector<std::string>& messages) {
     for (const Format format : {Format::mov, Format::mp4}) {
       for (const bool medium : {false, true}) {
-        const FlutterError fault = error("getVideoUrl", videoFile(asset(name), format, medium));
+        const FlutterError fault =
+            channel.error("getVideoUrl", videoFile(channel.asset(name), format, medium));
         EXPECT_TRUE(std::ranges::count(messages, fault.message) == 1) << fault.message;
         EXPECT_EQ(fault.details.isNull(), fault.message != "Export failed");
       }
     }
-    EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
-    EXPECT_EQ(seeVideo(video("TURNED.mp4", Format::mov)).frames, 30);
+    EXPECT_EQ(filesIn(channel.temporary()), std::vector<std::string>{});
+    EXPECT_EQ(seeVideo(channel.video("TURNED.mp4", Format::mov)).frames, 30);
   }
 };
 
@@ -62,13 +66,14 @@ TEST_F(DamagedVideos, WithAHoleLeaveAFileThatPlaysOrNone) {
   std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 3),
             bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), '\0');
   damage("MOVIE.mov", bytes);
-  const Answer& answer = call(engine(), "getVideoUrl", videoFile(asset("MOVIE.mov"), Format::mp4));
-  await(engine(), answer);
+  const Answer& answer =
+      channel.call("getVideoUrl", videoFile(channel.asset("MOVIE.mov"), Format::mp4));
+  channel.await(answer);
   EXPECT_EQ(answer.count, 1);
-  const auto files = filesIn(temporary());
+  const auto files = filesIn(channel.temporary());
   if (answer.message[0] == 0) {
     ASSERT_EQ(files, (std::vector<std::string>{"video/MOVIE.mp4"}));
-    EXPECT_GT(seeVideo(temporary() / files[0]).frames, 0);
+    EXPECT_GT(seeVideo(channel.temporary() / files[0]).frames, 0);
   } else {
     EXPECT_EQ(files, std::vector<std::string>{});
   }

@@ -4,8 +4,8 @@
 #include <variant>
 
 #include "codec/standard_method_codec.h"
+#include "testing/engine/exports.h"
 #include "testing/platform/testing_folder.h"
-#include "tests/channel/exports_fixture.h"
 
 namespace quorvin {
 namespace {
@@ -82,62 +82,64 @@ const Export kExports[] = {
      true},
 };
 
-class ExportFaults : public ExportsFixture, public testing::WithParamInterface<Export> {
+class ExportFaults : public testing::Test, public testing::WithParamInterface<Export> {
  protected:
+  Exports channel;
+
   Map arguments() {
     Map all = GetParam().arguments;
-    all.emplace_back("assetId", asset(GetParam().name));
+    all.emplace_back("assetId", channel.asset(GetParam().name));
     return all;
   }
   void expectSuccess(const fs::path& place) {
-    EXPECT_EQ(exported(GetParam().method, arguments()), place / GetParam().file);
+    EXPECT_EQ(channel.exported(GetParam().method, arguments()), place / GetParam().file);
     EXPECT_GT(fs::file_size(place / GetParam().file), 1000u);
   }
   void expectFault(const std::string& message) {
-    const FlutterError fault = error(GetParam().method, arguments());
+    const FlutterError fault = channel.error(GetParam().method, arguments());
     const bool namesAsset = message.ends_with("id = ");
-    EXPECT_EQ(fault.message, namesAsset ? message + asset(GetParam().name) : message);
+    EXPECT_EQ(fault.message, namesAsset ? message + channel.asset(GetParam().name) : message);
     EXPECT_GT(fault.details.text().size(), 20u) << "a sentence";
   }
-  fs::path file() const { return temporary() / GetParam().file; }
+  fs::path file() const { return channel.temporary() / GetParam().file; }
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, ExportFaults, testing::ValuesIn(kExports),
                          [](const auto& each) { return each.param.title; });
 
 TEST_P(ExportFaults, AMissingTemporaryDirectoryIsMadeAgain) {
-  expectSuccess(temporary());
-  fs::remove_all(temporary());
-  expectSuccess(temporary());
-  EXPECT_EQ(filesIn(temporary()), (std::vector<std::string>{GetParam().file}));
+  expectSuccess(channel.temporary());
+  fs::remove_all(channel.temporary());
+  expectSuccess(channel.temporary());
+  EXPECT_EQ(filesIn(channel.temporary()), (std::vector<std::string>{GetParam().file}));
 }
 
 TEST_P(ExportFaults, AFileInTheFoldersPlaceIsReportedAndKept) {
-  fs::create_directories(temporary());
+  fs::create_directories(channel.temporary());
   std::ofstream(file().parent_path()) << "mine";
   expectFault(GetParam().folderFault);
   EXPECT_EQ(bytesOf(file().parent_path()), "mine");
   fs::remove(file().parent_path());
-  expectSuccess(temporary());
+  expectSuccess(channel.temporary());
 }
 
 TEST_P(ExportFaults, AFolderInTheFilesPlaceIsReportedOrReplaced) {
   fs::create_directories(file() / "inner");
   if (GetParam().removesFirst) {
-    expectSuccess(temporary());
+    expectSuccess(channel.temporary());
   } else {
     expectFault(GetParam().writeFault);
     EXPECT_TRUE(fs::is_directory(file() / "inner"));
-    EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
+    EXPECT_EQ(filesIn(channel.temporary()), std::vector<std::string>{});
     fs::remove_all(file());
-    expectSuccess(temporary());
+    expectSuccess(channel.temporary());
   }
 }
 
 TEST_P(ExportFaults, AReadOnlyPlaceIsReported) {
   SmallVolume volume("size=4m");
   if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
-  use(QUORVIN_IMPORTED_LIBRARY, volume.path());
+  channel.use(QUORVIN_IMPORTED_LIBRARY, volume.path());
   volume.makeReadOnly();
   expectFault(GetParam().folderFault);
 }
@@ -146,7 +148,7 @@ TEST_P(ExportFaults, AReadOnlyPlaceWithTheFolderIsReported) {
   SmallVolume volume("size=4m");
   if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
   fs::create_directory((volume / GetParam().file).substr(0, (volume / GetParam().file).rfind('/')));
-  use(QUORVIN_IMPORTED_LIBRARY, volume.path());
+  channel.use(QUORVIN_IMPORTED_LIBRARY, volume.path());
   volume.makeReadOnly();
   expectFault(GetParam().writeFault);
 }
@@ -154,11 +156,11 @@ TEST_P(ExportFaults, AReadOnlyPlaceWithTheFolderIsReported) {
 TEST_P(ExportFaults, AFullPlaceIsReportedAndNothingStays) {
   const SmallVolume volume("size=24k");
   if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
-  use(QUORVIN_IMPORTED_LIBRARY, volume.path());
+  channel.use(QUORVIN_IMPORTED_LIBRARY, volume.path());
   expectFault(GetParam().writeFault);
   EXPECT_EQ(filesIn(volume.path()), std::vector<std::string>{});
-  use(QUORVIN_IMPORTED_LIBRARY, temporary());
-  expectSuccess(temporary());
+  channel.use(QUORVIN_IMPORTED_LIBRARY);
+  expectSuccess(channel.temporary());
 }
 
 TEST_P(ExportFaults, AFullPlaceKeepsTheEarlierImageWhole) {
@@ -167,7 +169,7 @@ TEST_P(ExportFaults, AFullPlaceKeepsTheEarlierImageWhole) {
   const fs::path earlier = volume / GetParam().file;
   fs::create_directory(earlier.parent_path());
   std::ofstream(earlier) << "earlier";
-  use(QUORVIN_IMPORTED_LIBRARY, volume.path());
+  channel.use(QUORVIN_IMPORTED_LIBRARY, volume.path());
   expectFault(GetParam().writeFault);
   if (GetParam().removesFirst) {
     EXPECT_EQ(filesIn(volume.path()), std::vector<std::string>{}) << "it goes before the export";
@@ -181,31 +183,34 @@ TEST_P(ExportFaults, FaultsAndSuccessesLeaveNoDescriptorOpen) {
   Descriptors before;
   constexpr int kRounds = 6;
   for (int round = 0; round < kRounds; ++round) {
-    if (round == 2) before = openDescriptors();
-    fs::remove_all(temporary());
-    expectSuccess(temporary());
+    if (round == 2) before = descriptorsInUse();
+    fs::remove_all(channel.temporary());
+    expectSuccess(channel.temporary());
     fs::remove_all(file().parent_path());
     std::ofstream(file().parent_path()) << "mine";
     expectFault(GetParam().folderFault);
   }
-  const Descriptors after = openDescriptors();
+  const Descriptors after = descriptorsInUse();
   EXPECT_LT(after.own, before.own + kRounds - 2);
   EXPECT_LT(after.worker, before.worker + kRounds - 2);
 }
 
-class ExportsOfBadMedia : public ExportsFixture {};
+class ExportsOfBadMedia : public testing::Test {
+ protected:
+  Exports channel;
+};
 
 TEST_F(ExportsOfBadMedia, AreFilesOrReasonsAndNothingElse) {
-  const std::string library = folder() / "bad";
+  const std::string library = channel.folder() / "bad";
   const std::string import = std::string(QUORVIN_TOOL) + " --library " + library + " import " +
                              kBadMedia.string() + " >/dev/null 2>&1";
   ASSERT_LE(WEXITSTATUS(std::system(import.c_str())), 1);
-  use(library, temporary());
+  channel.use(library);
   std::size_t files = 0;
   std::size_t reasons = 0;
   const auto expectAnswer = [&](const std::string& method, const Map& arguments) {
-    const Answer& answer = call(engine(), method, arguments);
-    await(engine(), answer);
+    const Answer& answer = channel.call(method, arguments);
+    channel.await(answer);
     const auto reply = decodeEnvelope(answer.message);
     ASSERT_TRUE(reply);
     if (const auto* fault = std::get_if<FlutterError>(&*reply)) {
@@ -216,11 +221,11 @@ TEST_F(ExportsOfBadMedia, AreFilesOrReasonsAndNothingElse) {
       ++files;
     }
   };
-  const List assets = page(gallery("Recents"), 0, 1000, kNewestFirst);
+  const List assets = channel.page(channel.gallery("Recents"), 0, 1000, kNewestFirst);
   EXPECT_GE(assets.size(), 8u);
   for (const Value& record : assets) {
     const std::string id = textAt(record, "id");
-    SCOPED_TRACE(result("getAssetOriginalFilename", Map{{"assetId", id}}).text());
+    SCOPED_TRACE(channel.result("getAssetOriginalFilename", Map{{"assetId", id}}).text());
     for (const bool flag : {false, true}) {
       expectAnswer("getImageData", imageData(id, flag));
       expectAnswer("getImageUrl", imageFile(id, flag));
@@ -233,7 +238,7 @@ TEST_F(ExportsOfBadMedia, AreFilesOrReasonsAndNothingElse) {
   }
   EXPECT_GE(files, 2 * assets.size() - 2);
   EXPECT_GT(reasons, 0u);
-  for (const std::string& file : filesIn(temporary())) {
+  for (const std::string& file : filesIn(channel.temporary())) {
     EXPECT_FALSE(fs::path(file).filename().string().starts_with(".quorvin")) << file;
   }
 }

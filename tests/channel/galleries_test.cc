@@ -1,16 +1,19 @@
 // Galleries, counts and first assets of the imported library.
 #include <set>
 
-#include "tests/channel/channel_fixture.h"
+#include "testing/engine/channel.h"
 
 namespace quorvin {
 namespace {
 
-class Galleries : public ChannelFixture {
+class Galleries : public testing::Test {
  protected:
+  Channel channel;
+
   Value counts(const std::string& collection, int mediaType, int sort = kNewestFirst) {
-    return result("getGalleryAssetCount",
-                  Map{{"collectionId", collection}, {"sort", sort}, {"mediaType", mediaType}});
+    return channel.result(
+        "getGalleryAssetCount",
+        Map{{"collectionId", collection}, {"sort", sort}, {"mediaType", mediaType}});
   }
 };
 
@@ -21,7 +24,7 @@ std::vector<std::string> titles(const List& galleries) {
 }
 
 TEST_F(Galleries, ListsSmartAlbumsThenTheUserLibraryThenAlbums) {
-  EXPECT_EQ(titles(galleries(kAll)),
+  EXPECT_EQ(titles(channel.galleries(kAll)),
             (std::vector<std::string>{"Favorites", "Videos", "Selfies", "Live Photos", "Panoramas",
                                       "Time-lapse", "Slo-mo", "Bursts", "Screenshots", "Portrait",
                                       "Screen Recordings", "Animated", "RAW", "Hidden", "Recents",
@@ -29,41 +32,15 @@ TEST_F(Galleries, ListsSmartAlbumsThenTheUserLibraryThenAlbums) {
 }
 
 TEST_F(Galleries, LeavesOutEmptyOnesWhenAsked) {
-  EXPECT_EQ(titles(galleries(kAll, true)),
+  EXPECT_EQ(titles(channel.galleries(kAll, true)),
             (std::vector<std::string>{"Videos", "Live Photos", "Panoramas", "Slo-mo", "Bursts",
                                       "Screenshots", "Animated", "Recents", "Holidays"}));
-  EXPECT_EQ(titles(galleries(kVideos, true)),
+  EXPECT_EQ(titles(channel.galleries(kVideos, true)),
             (std::vector<std::string>{"Videos", "Slo-mo", "Recents"}));
 }
 
-TEST_F(Galleries, LeavesOutTheUserLibraryAloneWithoutSmartAlbum) {
-  const auto with = titles(galleries(kAll));
-  const auto without = titles(galleries(kAll, false, false));
-  EXPECT_EQ(without.size(), with.size() - 1);
-  EXPECT_EQ(std::count(without.begin(), without.end(), "Recents"), 0);
-  EXPECT_EQ(std::count(without.begin(), without.end(), "Videos"), 1);
-}
-
-TEST_F(Galleries, OnlyTheUserLibraryAndAlbumsAreOfTypeUser) {
-  for (const Value& each : galleries(kAll)) {
-    const std::string title = textAt(each, "title");
-    const bool user = title == "Recents" || title == "Holidays";
-    EXPECT_EQ(textAt(each, "type"), user ? "user" : "smart") << title;
-  }
-}
-
-TEST_F(Galleries, TheFilterAllCountsNoTypeByItself) {
-  for (const Value& each : galleries(kAll, true)) {
-    const Value& counted = at(each, "assetCount");
-    EXPECT_EQ(integerAt(counted, "photoCount"), 0);
-    EXPECT_EQ(integerAt(counted, "videoCount"), 0);
-    EXPECT_EQ(integerAt(counted, "audioCount"), 0);
-    EXPECT_GT(integerAt(counted, "totalCount"), 0);
-  }
-}
-
 TEST_F(Galleries, TheCountOfOneGalleryAddsImagesAndVideos) {
-  const std::string recents = gallery("Recents");
+  const std::string recents = channel.gallery("Recents");
   const Value all = counts(recents, kAll);
   EXPECT_EQ(integerAt(all, "photoCount"), 24);
   EXPECT_EQ(integerAt(all, "videoCount"), 5);
@@ -75,44 +52,48 @@ TEST_F(Galleries, TheCountOfOneGalleryAddsImagesAndVideos) {
 }
 
 TEST_F(Galleries, TheFirstAssetFollowsTheSortOrder) {
-  const std::string recents = gallery("Recents");
+  const std::string recents = channel.gallery("Recents");
   const auto arguments = [&](int sort) {
     return Map{{"collectionId", recents}, {"sort", sort}, {"mediaType", kImages}};
   };
-  const List oldest = page(recents, 0, 1, kOldestFirst, kImages);
-  const List newest = page(recents, 0, 1, kNewestFirst, kImages);
-  EXPECT_EQ(result("getGalleryFirstAssetId", arguments(kOldestFirst)), at(oldest.at(0), "id"));
-  EXPECT_EQ(result("getGalleryFirstAssetId", arguments(kNewestFirst)), at(newest.at(0), "id"));
+  const List oldest = channel.page(recents, 0, 1, kOldestFirst, kImages);
+  const List newest = channel.page(recents, 0, 1, kNewestFirst, kImages);
+  EXPECT_EQ(channel.result("getGalleryFirstAssetId", arguments(kOldestFirst)),
+            at(oldest.at(0), "id"));
+  EXPECT_EQ(channel.result("getGalleryFirstAssetId", arguments(kNewestFirst)),
+            at(newest.at(0), "id"));
   EXPECT_EQ(at(counts(recents, kImages, kOldestFirst), "firstAssetId"), at(oldest.at(0), "id"));
 }
 
 TEST_F(Galleries, AnUnknownGalleryAndAnEmptyOneAreErrorsOfTheirOwn) {
-  EXPECT_EQ(
-      error("getGalleryAssetCount", Map{{"collectionId", "ABC"}, {"sort", 0}, {"mediaType", 0}})
-          .message,
-      "Gallery not found id = ABC");
-  const std::string hidden = gallery("Hidden");
-  EXPECT_EQ(
-      error("getGalleryFirstAssetId", Map{{"collectionId", hidden}, {"sort", 0}, {"mediaType", 0}})
-          .message,
-      "Asset not found for gallery id = " + hidden);
+  EXPECT_EQ(channel
+                .error("getGalleryAssetCount",
+                       Map{{"collectionId", "ABC"}, {"sort", 0}, {"mediaType", 0}})
+                .message,
+            "Gallery not found id = ABC");
+  const std::string hidden = channel.gallery("Hidden");
+  EXPECT_EQ(channel
+                .error("getGalleryFirstAssetId",
+                       Map{{"collectionId", hidden}, {"sort", 0}, {"mediaType", 0}})
+                .message,
+            "Asset not found for gallery id = " + hidden);
   EXPECT_EQ(textAt(counts(hidden, kAll), "firstAssetId"), "");
 }
 
 TEST_F(Galleries, KeepTheirIdentifiersAcrossEngines) {
   const auto ids = [this](QuorvinEngine* engine) {
-    const Value list = EngineFixture::result(engine, "getGalleryList",
-                                             Map{{"withAllPhotos", false},
-                                                 {"filterEmptyAsset", false},
-                                                 {"withSmartAlbum", true},
-                                                 {"mediaType", 0}});
+    const Value list = channel.engines.result(engine, "getGalleryList",
+                                              Map{{"withAllPhotos", false},
+                                                  {"filterEmptyAsset", false},
+                                                  {"withSmartAlbum", true},
+                                                  {"mediaType", 0}});
     std::set<std::string> all;
     for (const Value& each : *list.as<List>()) all.insert(textAt(each, "id"));
     return all;
   };
-  const EnginePointer another = openLibrary(QUORVIN_IMPORTED_LIBRARY);
-  EXPECT_EQ(ids(engine()).size(), 16u);
-  EXPECT_EQ(ids(engine()), ids(another.get()));
+  const EnginePointer another = channel.engines.openLibrary(QUORVIN_IMPORTED_LIBRARY);
+  EXPECT_EQ(ids(channel.engine()).size(), 16u);
+  EXPECT_EQ(ids(channel.engine()), ids(another.get()));
 }
 
 }  // namespace

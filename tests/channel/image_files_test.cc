@@ -5,24 +5,27 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "tests/channel/exports_fixture.h"
+#include "testing/engine/exports.h"
 
 namespace quorvin {
 namespace {
 
 namespace fs = std::filesystem;
 
-class ImageFiles : public ExportsFixture {
+class ImageFiles : public testing::Test {
  protected:
+  Exports channel;
+
   /// The stored picture as a PNG, decoded by another program and turned upright.
   fs::path picture(const std::string& name) {
-    const fs::path png = folder() / "picture.png";
+    const fs::path png = channel.folder() / "picture.png";
     outputOf({"vips", "autorot", kGoodMedia / name, png});
     return png;
   }
   double modificationOfAsset(const std::string& name) {
-    return static_cast<double>(integerAt(result("getAssetInfo", Map{{"assetId", asset(name)}}),
-                                         "modificationDate")) /
+    return static_cast<double>(
+               integerAt(channel.result("getAssetInfo", Map{{"assetId", channel.asset(name)}}),
+                         "modificationDate")) /
            1000;
   }
 };
@@ -31,24 +34,24 @@ TEST_F(ImageFiles, HoldTheStoredBytesUnderTheStoredName) {
   for (const std::string name :
        {"IMG_0002.jpg", "IMG_0003.JPG", "IMG_0010.HEIC", "still.avif", "drawing.webp", "scan.tif",
         "transparent.png", "animation.gif", "orientation_6.jpg", "IMG_0011.HEIC"}) {
-    const fs::path file = image(name);
-    EXPECT_EQ(file, temporary() / "image" / name);
+    const fs::path file = channel.image(name);
+    EXPECT_EQ(file, channel.temporary() / "image" / name);
     EXPECT_TRUE(bytesOf(file) == bytesOf(kGoodMedia / name)) << name;
   }
-  EXPECT_EQ(filesIn(temporary()).size(), 10u);
+  EXPECT_EQ(filesIn(channel.temporary()).size(), 10u);
 }
 
 TEST_F(ImageFiles, KeepWhatIsNoHeicWhenAskedToConvert) {
   for (const std::string name : {"IMG_0003.JPG", "still.avif", "drawing.webp", "transparent.png"}) {
-    const fs::path file = image(name, true);
+    const fs::path file = channel.image(name, true);
     EXPECT_EQ(file.filename(), name);
     EXPECT_TRUE(bytesOf(file) == bytesOf(kGoodMedia / name)) << name;
   }
 }
 
 TEST_F(ImageFiles, ConvertHeicToAJpegOfTheSamePicture) {
-  const fs::path file = image("IMG_0010.HEIC", true);
-  EXPECT_EQ(file, temporary() / "image/IMG_0010.jpg");
+  const fs::path file = channel.image("IMG_0010.HEIC", true);
+  EXPECT_EQ(file, channel.temporary() / "image/IMG_0010.jpg");
   const SeenStill seen = seeStill(file);
   EXPECT_EQ(seen.format, "mjpeg");
   EXPECT_EQ(seen.size, (PixelSize{1200, 900}));
@@ -68,8 +71,8 @@ TEST_F(ImageFiles, OfMediumQualityFitIntoTheirSizeAndAreNeverLarger) {
         Case{"animation.gif", "animation.jpg", {160, 120}},
         Case{"PANORAMA.jpg", "PANORAMA.jpg", {1024, 256}}}) {
     for (const bool convertJpeg : {false, true}) {
-      const fs::path file = image(c.name, convertJpeg, true);
-      EXPECT_EQ(file, temporary() / "image" / c.file);
+      const fs::path file = channel.image(c.name, convertJpeg, true);
+      EXPECT_EQ(file, channel.temporary() / "image" / c.file);
       const SeenStill seen = seeStill(file);
       EXPECT_EQ(seen.format, "mjpeg") << c.name;
       EXPECT_EQ(seen.size, c.size) << c.name;
@@ -80,14 +83,14 @@ TEST_F(ImageFiles, OfMediumQualityFitIntoTheirSizeAndAreNeverLarger) {
 TEST_F(ImageFiles, OfMediumQualityAreUprightWhateverTheOrientation) {
   for (int orientation = 1; orientation <= 8; ++orientation) {
     const std::string name = "orientation_" + std::to_string(orientation) + ".jpg";
-    const fs::path file = image(name, false, true);
+    const fs::path file = channel.image(name, false, true);
     EXPECT_EQ(seeStill(file).size, orientation < 5 ? (PixelSize{320, 240}) : (PixelSize{240, 320}));
     EXPECT_GT(psnr(file, picture(name)), 38) << name;
   }
 }
 
 TEST_F(ImageFiles, OfMediumQualityShowTransparentPartsOnWhite) {
-  const fs::path file = image("transparent.png", false, true);
+  const fs::path file = channel.image("transparent.png", false, true);
   const std::string pixel = outputOf({"vips", "getpoint", file, "10", "10"});
   int red = 0;
   int green = 0;
@@ -103,11 +106,11 @@ TEST_F(ImageFiles, CarryTheDatesOfTheirAssets) {
   for (const auto& [name, convert, medium] : {std::tuple{"IMG_0002.jpg", false, false},
                                               {"IMG_0010.HEIC", true, false},
                                               {"NO_DATE.jpg", false, true}}) {
-    const fs::path file = image(name, convert, medium);
+    const fs::path file = channel.image(name, convert, medium);
     EXPECT_NEAR(modificationOf(file), modificationOfAsset(name), 0.002) << name;
   }
   std::array<char, 64> created = {};
-  if (::getxattr((temporary() / "image/IMG_0010.jpg").c_str(), "user.quorvin.creationDate",
+  if (::getxattr((channel.temporary() / "image/IMG_0010.jpg").c_str(), "user.quorvin.creationDate",
                  created.data(), created.size() - 1) < 0) {
     GTEST_SKIP() << "no attributes on this file system";
   }
@@ -115,157 +118,89 @@ TEST_F(ImageFiles, CarryTheDatesOfTheirAssets) {
 }
 
 TEST_F(ImageFiles, ReplaceTheEarlierOnes) {
-  const fs::path stored = image("IMG_0002.jpg");
-  const fs::path medium = image("IMG_0002.jpg", false, true);
+  const fs::path stored = channel.image("IMG_0002.jpg");
+  const fs::path medium = channel.image("IMG_0002.jpg", false, true);
   EXPECT_EQ(stored, medium);
   EXPECT_EQ(seeStill(medium).size, (PixelSize{768, 1024}));
-  image("IMG_0002.jpg");
+  channel.image("IMG_0002.jpg");
   EXPECT_TRUE(bytesOf(stored) == bytesOf(kGoodMedia / "IMG_0002.jpg"));
-  EXPECT_EQ(filesIn(temporary()), (std::vector<std::string>{"image/IMG_0002.jpg"}));
+  EXPECT_EQ(filesIn(channel.temporary()), (std::vector<std::string>{"image/IMG_0002.jpg"}));
 }
 
 TEST_F(ImageFiles, AreTheCallersToWriteAndRemove) {
-  const fs::path file = image("IMG_0002.jpg");
+  const fs::path file = channel.image("IMG_0002.jpg");
   EXPECT_NE(fs::status(file).permissions() & fs::perms::owner_write, fs::perms::none);
   EXPECT_TRUE(fs::remove(file));
-  EXPECT_EQ(image("IMG_0002.jpg"), file);
-}
-
-TEST_F(ImageFiles, DoNotComeFromVideosOrSoundButTheFolderDoes) {
-  for (const std::string name : {"MOVIE.mov", "song.mp3"}) {
-    fs::remove_all(temporary());
-    for (const bool medium : {false, true}) {
-      EXPECT_EQ(error("getImageUrl", imageFile(asset(name), true, medium)),
-                (FlutterError{"Error", "No photo resource found", Value()}));
-    }
-    EXPECT_TRUE(fs::is_directory(temporary() / "image"));
-    EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
-  }
-}
-
-TEST_F(ImageFiles, OfAnUnknownAssetAreReportedBeforeAnyFolderIsMade) {
-  EXPECT_EQ(error("getImageUrl", imageFile("nobody/L0/001")).message,
-            "Asset not found id = nobody/L0/001");
-  EXPECT_EQ(error("getImageUrl", Map{{"assetId", "nobody"}}).message, "Error arguments");
-  EXPECT_FALSE(fs::exists(temporary() / "image"));
+  EXPECT_EQ(channel.image("IMG_0002.jpg"), file);
 }
 
 TEST_F(ImageFiles, OfDamagedOriginalsAreStoredAsTheyAreButNotConverted) {
   const std::string truncated = bytesOf(kBadMedia / "truncated.heic");
-  useCopy([&](const std::string& library) {
+  channel.useCopy([&](const std::string& library) {
     replaceOriginal(library, kGoodMedia / "IMG_0010.HEIC", truncated);
   });
-  const std::string id = asset("IMG_0010.HEIC");
-  EXPECT_EQ(error("getImageUrl", imageFile(id, true)),
+  const std::string id = channel.asset("IMG_0010.HEIC");
+  EXPECT_EQ(channel.error("getImageUrl", imageFile(id, true)),
             (FlutterError{"Error", "HEIC to JPEG conversion failed", Value()}));
-  const FlutterError medium = error("getImageUrl", imageFile(id, false, true));
+  const FlutterError medium = channel.error("getImageUrl", imageFile(id, false, true));
   EXPECT_EQ(medium.message, "Failed to generate image");
   EXPECT_NE(medium.details.text(), "");
-  EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
-  EXPECT_TRUE(bytesOf(image("IMG_0010.HEIC")) == truncated);
-  EXPECT_EQ(seeStill(image("IMG_0011.HEIC", true)).size, (PixelSize{960, 720}));
+  EXPECT_EQ(filesIn(channel.temporary()), std::vector<std::string>{});
+  EXPECT_TRUE(bytesOf(channel.image("IMG_0010.HEIC")) == truncated);
+  EXPECT_EQ(seeStill(channel.image("IMG_0011.HEIC", true)).size, (PixelSize{960, 720}));
 }
 
 TEST_F(ImageFiles, OfATruncatedJpegAreStoredAsItIsButNotMadeSmaller) {
   const std::string truncated = bytesOf(kGoodMedia / "IMG_0002.jpg").substr(0, 400'000);
-  useCopy([&](const std::string& library) {
+  channel.useCopy([&](const std::string& library) {
     replaceOriginal(library, kGoodMedia / "IMG_0002.jpg", truncated);
   });
-  const FlutterError medium = error("getImageUrl", imageFile(asset("IMG_0002.jpg"), false, true));
+  const FlutterError medium =
+      channel.error("getImageUrl", imageFile(channel.asset("IMG_0002.jpg"), false, true));
   EXPECT_EQ(medium.message, "Failed to generate image");
   EXPECT_NE(medium.details.text(), "");
-  EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
-  EXPECT_TRUE(bytesOf(image("IMG_0002.jpg")) == truncated);
+  EXPECT_EQ(filesIn(channel.temporary()), std::vector<std::string>{});
+  EXPECT_TRUE(bytesOf(channel.image("IMG_0002.jpg")) == truncated);
 }
 
 TEST_F(ImageFiles, OfOriginalsThatAreGoneAreReported) {
-  useCopy([](const std::string& library) { fs::remove_all(library + "/originals"); });
+  channel.useCopy([](const std::string& library) { fs::remove_all(library + "/originals"); });
   for (const std::string name : {"IMG_0002.jpg", "IMG_0010.HEIC"}) {
-    const std::string id = asset(name);
-    const FlutterError stored = error("getImageUrl", imageFile(id));
+    const std::string id = channel.asset(name);
+    const FlutterError stored = channel.error("getImageUrl", imageFile(id));
     EXPECT_EQ(stored.message, "Failed to export live photo video id = " + id);
     EXPECT_NE(stored.details.text(), "");
-    const FlutterError medium = error("getImageUrl", imageFile(id, false, true));
+    const FlutterError medium = channel.error("getImageUrl", imageFile(id, false, true));
     EXPECT_EQ(medium.message, "Failed to generate image");
     EXPECT_NE(medium.details.text(), "");
   }
-  EXPECT_EQ(error("getImageUrl", imageFile(asset("IMG_0010.HEIC"), true)).message,
+  EXPECT_EQ(channel.error("getImageUrl", imageFile(channel.asset("IMG_0010.HEIC"), true)).message,
             "HEIC to JPEG conversion failed");
-  EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
+  EXPECT_EQ(filesIn(channel.temporary()), std::vector<std::string>{});
 }
 
-// Types
-
-class ImageFileTypes : public ImageFiles {
- protected:
-  /// A library of one file with these bytes.
-  void import(const std::string& name, const std::string& bytes) {
-    std::ofstream(folder() / name, std::ios::binary) << bytes;
-    use(libraryOf({folder() / name}), temporary());
-  }
-  /// The HEIC with other brands: it stays the same picture.
-  static std::string heicOfBrands(const std::string& major, const std::string& compatible) {
-    std::string bytes = bytesOf(kGoodMedia / "IMG_0010.HEIC");
-    const std::size_t end = bytes.find("meta");
-    for (std::size_t at = 16; at + 4 <= end - 4; at += 4) {
-      if (bytes.compare(at, 4, "heic") == 0) bytes.replace(at, 4, compatible);
-    }
-    return bytes.replace(8, 4, major);
-  }
-  bool isJpeg(const ByteBuffer& bytes) {
-    return bytes.size() > 1 && bytes.data()[0] == 0xFF && bytes.data()[1] == 0xD8;
-  }
-};
-
-TEST_F(ImageFileTypes, OfHeicThatNamesAMoreGeneralTypeFirstAreConverted) {
-  import("GENERAL.HEIC", heicOfBrands("mif1", "heic"));
-  EXPECT_TRUE(isJpeg(data("GENERAL.HEIC", true)));
-  EXPECT_EQ(image("GENERAL.HEIC", true).filename(), "GENERAL.jpg");
-}
-
-TEST_F(ImageFileTypes, OfOtherHeifAreConvertedWhereTheDataIsNot) {
-  import("OTHER.HEIF", heicOfBrands("mif1", "miaf"));
-  EXPECT_FALSE(isJpeg(data("OTHER.HEIF", true)));
-  const fs::path file = image("OTHER.HEIF", true);
-  EXPECT_EQ(file.filename(), "OTHER.jpg");
-  EXPECT_EQ(seeStill(file).size, (PixelSize{1200, 900}));
-}
-
-TEST_F(ImageFileTypes, AreTheContentsNotTheNames) {
-  import("heic_named.jpg", bytesOf(kBadMedia / "heic_named.jpg"));
-  EXPECT_TRUE(isJpeg(data("heic_named.jpg", true)));
-  EXPECT_FALSE(isJpeg(data("heic_named.jpg", false)));
-  EXPECT_EQ(seeStill(image("heic_named.jpg", true)).format, "mjpeg");
-}
-
-TEST_F(ImageFileTypes, OfAJpegWithTheNameOfHeicStay) {
-  const std::string jpeg = bytesOf(kGoodMedia / "IMG_0002.jpg");
-  import("jpeg_named.HEIC", jpeg);
-  const fs::path file = image("jpeg_named.HEIC", true);
-  EXPECT_EQ(file.filename(), "jpeg_named.HEIC");
-  EXPECT_TRUE(bytesOf(file) == jpeg);
-}
+// The directory
 
 TEST_F(ImageFiles, HaveNoDoubledSlashInTheirPaths) {
-  use(QUORVIN_IMPORTED_LIBRARY, temporary().string() + "//");
-  EXPECT_EQ(image("IMG_0002.jpg"), temporary() / "image/IMG_0002.jpg");
+  channel.use(QUORVIN_IMPORTED_LIBRARY, channel.temporary().string() + "//");
+  EXPECT_EQ(channel.image("IMG_0002.jpg"), channel.temporary() / "image/IMG_0002.jpg");
 }
 
 TEST_F(ImageFiles, LieInAPrivateDirectoryOfTheUsersWhenNoneIsNamed) {
   const char* before = std::getenv("TMPDIR");
   const std::string kept = before == nullptr ? "" : before;
-  fs::create_directory(folder() / "tmp");
-  ::setenv("TMPDIR", (folder() / "tmp").c_str(), 1);
-  QuorvinOptions opened = options();
+  fs::create_directory(channel.folder() / "tmp");
+  ::setenv("TMPDIR", (channel.folder() / "tmp").c_str(), 1);
+  QuorvinOptions opened = channel.engines.options();
   opened.library_path = QUORVIN_IMPORTED_LIBRARY;
   opened.temporary_path = nullptr;
-  const EnginePointer engineOfDefaults = open(opened);
-  const Value reply = EngineFixture::result(engineOfDefaults.get(), "getImageUrl",
-                                            imageFile(asset("IMG_0002.jpg")));
+  const EnginePointer engineOfDefaults = channel.engines.open(opened);
+  const Value reply = channel.engines.result(engineOfDefaults.get(), "getImageUrl",
+                                             imageFile(channel.asset("IMG_0002.jpg")));
   before == nullptr ? ::unsetenv("TMPDIR") : ::setenv("TMPDIR", kept.c_str(), 1);
   const fs::path file = textAt(reply, "url");
   const fs::path directory = file.parent_path().parent_path();
-  EXPECT_EQ(directory.parent_path(), folder() / "tmp");
+  EXPECT_EQ(directory.parent_path(), channel.folder() / "tmp");
   EXPECT_EQ(fs::status(directory).permissions(), fs::perms::owner_all);
 }
 

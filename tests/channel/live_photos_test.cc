@@ -1,29 +1,31 @@
 // The motion parts of live photos as files, out of the imported library.
-#include "tests/channel/exports_fixture.h"
+#include "testing/engine/exports.h"
 
 namespace quorvin {
 namespace {
 
 namespace fs = std::filesystem;
 
-class LivePhotos : public ExportsFixture {
+class LivePhotos : public testing::Test {
  protected:
+  Exports channel;
+
   fs::path motion(const std::string& name, bool mediumQuality = false) {
-    return exported("getLivePhotoUrl", livePhotoFile(asset(name), mediumQuality));
+    return channel.exported("getLivePhotoUrl", livePhotoFile(channel.asset(name), mediumQuality));
   }
 };
 
 TEST_F(LivePhotos, GiveTheirVideoAsItIsStored) {
   for (const bool medium : {false, true}) {
     const fs::path byName = motion("IMG_0011.HEIC", medium);
-    EXPECT_EQ(byName, temporary() / "livephoto/IMG_0011.mov");
+    EXPECT_EQ(byName, channel.temporary() / "livephoto/IMG_0011.mov");
     EXPECT_TRUE(bytesOf(byName) == bytesOf(kGoodMedia / "IMG_0011.MOV"));
     const fs::path byIdentifier = motion("PAIR_STILL.jpg", medium);
-    EXPECT_EQ(byIdentifier, temporary() / "livephoto/PAIR_STILL.mov");
+    EXPECT_EQ(byIdentifier, channel.temporary() / "livephoto/PAIR_STILL.mov");
     EXPECT_TRUE(bytesOf(byIdentifier) == bytesOf(kGoodMedia / "album/PAIR_MOTION.MOV"));
   }
-  EXPECT_EQ(seeVideo(temporary() / "livephoto/IMG_0011.mov").frames, 30);
-  EXPECT_EQ(filesIn(temporary()),
+  EXPECT_EQ(seeVideo(channel.temporary() / "livephoto/IMG_0011.mov").frames, 30);
+  EXPECT_EQ(filesIn(channel.temporary()),
             (std::vector<std::string>{"livephoto/IMG_0011.mov", "livephoto/PAIR_STILL.mov"}));
 }
 
@@ -37,57 +39,45 @@ TEST_F(LivePhotos, GiveAFileThatTheCallerMayChange) {
 
 TEST_F(LivePhotos, CarryTheDatesOfTheirAssets) {
   const fs::path file = motion("IMG_0011.HEIC");
-  const auto milliseconds = integerAt(
-      result("getAssetInfo", Map{{"assetId", asset("IMG_0011.HEIC")}}), "modificationDate");
+  const auto milliseconds =
+      integerAt(channel.result("getAssetInfo", Map{{"assetId", channel.asset("IMG_0011.HEIC")}}),
+                "modificationDate");
   EXPECT_NEAR(modificationOf(file), static_cast<double>(milliseconds) / 1000, 0.002);
 }
 
-TEST_F(LivePhotos, AreNeitherStillsNorVideos) {
-  for (const std::string name : {"IMG_0010.HEIC", "IMG_0002.jpg", "MOVIE.mov", "song.mp3"}) {
-    const std::string id = asset(name);
-    EXPECT_EQ(error("getLivePhotoUrl", livePhotoFile(id)),
-              (FlutterError{"Error", "Asset is not live photo id = " + id, Value()}));
-  }
-  EXPECT_EQ(error("getLivePhotoUrl", Map{{"assetId", "x"}, {"mediumQuality", 1}}),
-            (FlutterError{"Error", "Invalid arguments", Value()}));
-  EXPECT_EQ(error("getLivePhotoUrl", livePhotoFile("nobody")).message,
-            "Asset not found id = nobody");
-  EXPECT_FALSE(fs::exists(temporary() / "livephoto"));
-}
-
 TEST_F(LivePhotos, WithoutTheirVideoOrTheirStillAreReported) {
-  useCopy([](const std::string& library) {
+  channel.useCopy([](const std::string& library) {
     fs::remove(originalOf(library, kGoodMedia / "IMG_0011.MOV"));
     fs::remove(originalOf(library, kGoodMedia / "PAIR_STILL.jpg"));
   });
   for (const std::string name : {"IMG_0011.HEIC", "PAIR_STILL.jpg"}) {
-    const FlutterError fault = error("getLivePhotoUrl", livePhotoFile(asset(name)));
+    const FlutterError fault = channel.error("getLivePhotoUrl", livePhotoFile(channel.asset(name)));
     EXPECT_EQ(fault.message, "Failed to load live photo") << name;
     EXPECT_NE(fault.details.text(), "") << name;
   }
-  EXPECT_EQ(filesIn(temporary()), std::vector<std::string>{});
+  EXPECT_EQ(filesIn(channel.temporary()), std::vector<std::string>{});
 }
 
 TEST_F(LivePhotos, GiveADamagedVideoAsItIsStored) {
   const std::string truncated = bytesOf(kGoodMedia / "IMG_0011.MOV").substr(0, 3000);
-  useCopy([&](const std::string& library) {
+  channel.useCopy([&](const std::string& library) {
     replaceOriginal(library, kGoodMedia / "IMG_0011.MOV", truncated);
   });
   EXPECT_TRUE(bytesOf(motion("IMG_0011.HEIC")) == truncated);
 }
 
 TEST_F(LivePhotos, WhoseNamesAreDotsKeepThem) {
-  useCopy([](const std::string& library) {
+  channel.useCopy([](const std::string& library) {
     outputOf({"sqlite3", library + "/library.sqlite",
               "UPDATE resources SET name = '..' WHERE name = 'IMG_0011.HEIC'"});
   });
   EXPECT_EQ(motion("..").filename(), "...mov");
-  EXPECT_EQ(filesIn(temporary()), (std::vector<std::string>{"livephoto/...mov"}));
+  EXPECT_EQ(filesIn(channel.temporary()), (std::vector<std::string>{"livephoto/...mov"}));
 }
 
 TEST_F(LivePhotos, AreStillsToo) {
-  EXPECT_TRUE(bytesOf(image("IMG_0011.HEIC")) == bytesOf(kGoodMedia / "IMG_0011.HEIC"));
-  EXPECT_EQ(image("IMG_0011.HEIC", true).filename(), "IMG_0011.jpg");
+  EXPECT_TRUE(bytesOf(channel.image("IMG_0011.HEIC")) == bytesOf(kGoodMedia / "IMG_0011.HEIC"));
+  EXPECT_EQ(channel.image("IMG_0011.HEIC", true).filename(), "IMG_0011.jpg");
 }
 
 }  // namespace

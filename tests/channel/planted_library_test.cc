@@ -3,48 +3,33 @@
 
 #include <fstream>
 
-#include "tests/channel/changes_fixture.h"
+#include "testing/engine/library_copy.h"
+#include "testing/platform/testing_folder.h"
 
 namespace quorvin {
 namespace {
 
 namespace fs = std::filesystem;
 
-class PlantedLibrary : public ChangesFixture {
+class PlantedLibrary : public testing::Test {
  protected:
+  LibraryCopy library;
+  Exports& channel = library.channel;
+
   void SetUp() override {
-    ChangesFixture::SetUp();
     fs::create_directories(outside());
     // A photo and videos that could be shown, if they were reached.
     fs::copy_file(kGoodMedia / "IMG_0001.jpg", outside() / "photo");
     fs::copy_file(kGoodMedia / "CLIP.mp4", outside() / "video");
     fs::copy_file(kGoodMedia / "IMG_0011.MOV", outside() / "motion");
-    before_ = stateOfOutside();
+    before_ = stateBelow(outside());
   }
-  void TearDown() override {
-    EXPECT_EQ(stateOfOutside(), before_);
-    ChangesFixture::TearDown();
-  }
+  void TearDown() override { EXPECT_EQ(stateBelow(outside()), before_); }
 
-  fs::path outside() const { return folder() / "outside"; }
-
-  /// Name, mode, modification time and bytes of everything.
-  std::vector<std::string> stateOfOutside() const {
-    std::vector<std::string> state;
-    for (const auto& entry : fs::recursive_directory_iterator(outside())) {
-      struct stat status = {};
-      EXPECT_EQ(::lstat(entry.path().c_str(), &status), 0);
-      state.push_back(entry.path().string() + " " + std::to_string(status.st_mode) + " " +
-                      std::to_string(status.st_mtim.tv_sec) + " " +
-                      std::to_string(status.st_mtim.tv_nsec) + " " +
-                      (entry.is_regular_file() ? bytesOf(entry.path()) : ""));
-    }
-    std::ranges::sort(state);
-    return state;
-  }
+  fs::path outside() const { return channel.folder() / "outside"; }
 
   std::string sql(const std::string& statement) const {
-    return outputOf({"sqlite3", library() / "library.sqlite", statement});
+    return outputOf({"sqlite3", library.path() / "library.sqlite", statement});
   }
   fs::path original(const std::string& name, int type) const {
     std::string path = sql("SELECT path FROM resources WHERE type = " + std::to_string(type) +
@@ -57,11 +42,11 @@ class PlantedLibrary : public ChangesFixture {
   /// What every method answers for assets whose files are not there.
   std::vector<FlutterError> errors() {
     std::vector<FlutterError> all;
-    const std::string photo = asset("IMG_0002.jpg");
-    const std::string video = asset("MOVIE.mov");
-    const std::string livePhoto = asset("IMG_0011.HEIC");
+    const std::string photo = channel.asset("IMG_0002.jpg");
+    const std::string video = channel.asset("MOVIE.mov");
+    const std::string livePhoto = channel.asset("IMG_0011.HEIC");
     const auto add = [&](const std::string& method, Map arguments) {
-      all.push_back(error(method, std::move(arguments)));
+      all.push_back(channel.error(method, std::move(arguments)));
     };
     for (const bool convert : {false, true}) {
       add("getImageData", imageData(photo, convert));
@@ -98,7 +83,9 @@ class PlantedLibrary : public ChangesFixture {
 
 TEST_F(PlantedLibrary, AnswersForOriginalsThatAreNoFilesOfItsOwnAsForMissingOnes) {
   const auto files = stored();
-  const auto place = [this](const Stored& each) { return library() / "originals" / each.path; };
+  const auto place = [this](const Stored& each) {
+    return library.path() / "originals" / each.path;
+  };
   for (const Stored& each : files) fs::remove(place(each));
   const auto missing = errors();
   for (const Stored& each : files) fs::create_symlink(each.target, place(each));
@@ -131,10 +118,10 @@ TEST_F(PlantedLibrary, AnswersForOriginalsThatAreNoFilesOfItsOwnAsForMissingOnes
 TEST_F(PlantedLibrary, AnswersForRowsThatLeadElsewhereAsForMissingOriginals) {
   const auto files = stored();
   // What a link in the middle of such a path would have to get through.
-  fs::create_directory(library() / "originals" / "edited");
+  fs::create_directory(library.path() / "originals" / "edited");
   for (const Stored& each : files) {
-    fs::copy_file(each.target, library() / "originals" / "edited" / each.target.filename());
-    fs::remove(library() / "originals" / each.path);
+    fs::copy_file(each.target, library.path() / "originals" / "edited" / each.target.filename());
+    fs::remove(library.path() / "originals" / each.path);
   }
   const auto missing = errors();
   for (const std::string& prefix :
@@ -153,81 +140,87 @@ TEST_F(PlantedLibrary, ExportsNothingOutOfTheTemporaryDirectory) {
   sql("UPDATE resources SET name = '../../outside/photo' WHERE name = 'IMG_0002.jpg'");
   sql("UPDATE resources SET name = '../../outside/video' WHERE name = 'MOVIE.mov'");
   sql("UPDATE resources SET name = '../../outside/motion' WHERE name = 'IMG_0011.HEIC'");
-  const auto assets = assetsByName();
+  const auto assets = channel.assetsByName();
   const std::string photo = assets.at("../../outside/photo");
   for (const bool convert : {false, true}) {
-    EXPECT_EQ(error("getImageUrl", imageFile(photo, convert)).code, "Error");
-    EXPECT_EQ(error("getImageUrl", imageFile(photo, convert, true)).code, "Error");
+    EXPECT_EQ(channel.error("getImageUrl", imageFile(photo, convert)).code, "Error");
+    EXPECT_EQ(channel.error("getImageUrl", imageFile(photo, convert, true)).code, "Error");
   }
-  EXPECT_EQ(error("getVideoUrl", videoFile(assets.at("../../outside/video"), Format::mp4)).code,
-            "Error");
-  EXPECT_EQ(error("getLivePhotoUrl", livePhotoFile(assets.at("../../outside/motion"))).code,
+  EXPECT_EQ(
+      channel.error("getVideoUrl", videoFile(assets.at("../../outside/video"), Format::mp4)).code,
+      "Error");
+  EXPECT_EQ(channel.error("getLivePhotoUrl", livePhotoFile(assets.at("../../outside/motion"))).code,
             "Error");
 }
 
 TEST_F(PlantedLibrary, ExportsNothingThroughLinksInTheTemporaryDirectory) {
-  fs::create_directories(temporary());
+  fs::create_directories(channel.temporary());
   for (const char* name : {"image", "video", "livephoto"}) {
-    fs::create_directory_symlink(outside(), temporary() / name);
+    fs::create_directory_symlink(outside(), channel.temporary() / name);
   }
-  EXPECT_EQ(error("getImageUrl", imageFile(asset("IMG_0002.jpg"))).message,
+  EXPECT_EQ(channel.error("getImageUrl", imageFile(channel.asset("IMG_0002.jpg"))).message,
             "Create temp dir failed");
-  EXPECT_EQ(error("getVideoUrl", videoFile(asset("MOVIE.mov"), Format::mp4)).message,
-            "Failed to create temp video folder");
-  EXPECT_EQ(error("getLivePhotoUrl", livePhotoFile(asset("IMG_0011.HEIC"))).message,
+  EXPECT_EQ(
+      channel.error("getVideoUrl", videoFile(channel.asset("MOVIE.mov"), Format::mp4)).message,
+      "Failed to create temp video folder");
+  EXPECT_EQ(channel.error("getLivePhotoUrl", livePhotoFile(channel.asset("IMG_0011.HEIC"))).message,
             "Failed to create temp directory");
 }
 
 TEST_F(PlantedLibrary, ReplacesLinksInTheTemporaryDirectoryByItsExports) {
-  const fs::path earlier = image("IMG_0002.jpg");
+  const fs::path earlier = channel.image("IMG_0002.jpg");
   const std::string bytes = bytesOf(earlier);
   for (const fs::path& target : {outside() / "photo", outside() / "nowhere"}) {
     fs::remove(earlier);
     fs::create_symlink(target, earlier);
-    EXPECT_EQ(image("IMG_0002.jpg"), earlier);
+    EXPECT_EQ(channel.image("IMG_0002.jpg"), earlier);
     EXPECT_FALSE(fs::is_symlink(earlier));
     EXPECT_EQ(bytesOf(earlier), bytes);
   }
-  const fs::path motion = exported("getLivePhotoUrl", livePhotoFile(asset("IMG_0011.HEIC")));
+  const fs::path motion =
+      channel.exported("getLivePhotoUrl", livePhotoFile(channel.asset("IMG_0011.HEIC")));
   fs::remove(motion);
   fs::create_symlink(outside() / "nowhere", motion);
-  EXPECT_EQ(exported("getLivePhotoUrl", livePhotoFile(asset("IMG_0011.HEIC"))), motion);
+  EXPECT_EQ(channel.exported("getLivePhotoUrl", livePhotoFile(channel.asset("IMG_0011.HEIC"))),
+            motion);
   EXPECT_FALSE(fs::is_symlink(motion));
 }
 
 TEST_F(PlantedLibrary, SavesNoFileThatLiesInIt) {
-  const auto before = everything();
-  const fs::path photo = library() / "originals" / original("IMG_0002.jpg", 1);
-  const fs::path video = library() / "originals" / original("MOVIE.mov", 2);
+  const auto before = library.everything();
+  const fs::path photo = library.path() / "originals" / original("IMG_0002.jpg", 1);
+  const fs::path video = library.path() / "originals" / original("MOVIE.mov", 2);
   const auto refusal = [](const std::string& method, const fs::path& file) {
     return FlutterError{"Error", method == "saveImage" ? "Save image error" : "Save video error",
                         Value("The file “" + file.filename().string() +
                               "” cannot be saved: it lies in the library itself."
                               " (QuorvinLibraryErrorDomain error 3302.)")};
   };
-  EXPECT_EQ(saveError("saveImage", photo), refusal("saveImage", photo));
-  EXPECT_EQ(saveError("saveVideo", video), refusal("saveVideo", video));
-  fs::create_symlink(photo, folder() / "link.jpg");
-  EXPECT_EQ(saveError("saveImage", folder() / "link.jpg"),
-            refusal("saveImage", folder() / "link.jpg"));
-  fs::create_directory_symlink(library(), folder() / "other");
-  EXPECT_EQ(saveError("saveImage", folder() / "other/originals" / original("IMG_0002.jpg", 1)),
+  EXPECT_EQ(library.saveError("saveImage", photo), refusal("saveImage", photo));
+  EXPECT_EQ(library.saveError("saveVideo", video), refusal("saveVideo", video));
+  fs::create_symlink(photo, channel.folder() / "link.jpg");
+  EXPECT_EQ(library.saveError("saveImage", channel.folder() / "link.jpg"),
+            refusal("saveImage", channel.folder() / "link.jpg"));
+  fs::create_directory_symlink(library.path(), channel.folder() / "other");
+  EXPECT_EQ(library.saveError("saveImage",
+                              channel.folder() / "other/originals" / original("IMG_0002.jpg", 1)),
             refusal("saveImage", photo));
   for (const char* name : {"library.sqlite", "library.sqlite-wal", "library.lock"}) {
-    EXPECT_EQ(saveError("saveImage", library() / name), refusal("saveImage", library() / name));
+    EXPECT_EQ(library.saveError("saveImage", library.path() / name),
+              refusal("saveImage", library.path() / name));
   }
-  EXPECT_EQ(everything(), before);
+  EXPECT_EQ(library.everything(), before);
 }
 
 // Closing it would give up the locks that the process has on the catalogue.
 TEST_F(PlantedLibrary, OpensNoOtherNameOfItsCatalogue) {
   std::error_code error;
-  fs::create_hard_link(library() / "library.sqlite", folder() / "photo.jpg", error);
+  fs::create_hard_link(library.path() / "library.sqlite", channel.folder() / "photo.jpg", error);
   if (error) GTEST_SKIP() << "needs a file system with hard links";
-  EXPECT_EQ(saveError("saveImage", folder() / "photo.jpg").details,
+  EXPECT_EQ(library.saveError("saveImage", channel.folder() / "photo.jpg").details,
             Value("The file “photo.jpg” cannot be saved: it lies in the library itself."
                   " (QuorvinLibraryErrorDomain error 3302.)"));
-  createAlbum("kept");
+  library.createAlbum("kept");
   EXPECT_EQ(sql("SELECT count(*) FROM collections WHERE title = 'kept'"), "1\n");
 }
 

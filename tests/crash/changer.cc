@@ -24,6 +24,7 @@
 
 #include "codec/standard_method_codec.h"
 #include "platform_linux/library/upkeep/trash.h"
+#include "testing/engine/answer.h"
 #include "tests/crash/changer_media.h"
 #include "tests/crash/faulty_files.h"
 #include "tests/crash/file_record.h"
@@ -47,17 +48,6 @@ bool isToEnd() {
   return ::recv(kJournal, &byte, 1, MSG_DONTWAIT) == 0;
 }
 
-struct Answer {
-  bool came = false;
-  std::vector<std::uint8_t> message;
-
-  static void record(const std::uint8_t* message, std::size_t size, void* answer) {
-    auto& self = *static_cast<Answer*>(answer);
-    self.came = true;
-    self.message.assign(message, message + size);
-  }
-};
-
 class Engine {
  public:
   Engine(const std::string& library, const std::string& temporary) {
@@ -80,7 +70,7 @@ class Engine {
     const auto message = encodeMethodCall({method, std::move(arguments)});
     quorvin_engine_send(engine_.get(), "quorvin", message.data(), message.size(), Answer::record,
                         &answer);
-    while (!answer.came) quorvin_engine_run(engine_.get(), -1);
+    while (answer.count == 0) quorvin_engine_run(engine_.get(), -1);
     auto envelope = decodeEnvelope(answer.message);
     if (envelope && std::holds_alternative<Value>(*envelope)) {
       return std::get<Value>(*std::move(envelope));

@@ -3,22 +3,22 @@
 #include <variant>
 
 #include "codec/standard_method_codec.h"
-#include "tests/channel/channel_fixture.h"
+#include "testing/engine/channel.h"
+#include "testing/engine/media_check.h"
 
 namespace quorvin {
 namespace {
 
-class ConcurrentExports : public ChannelFixture {
+class ConcurrentExports : public testing::Test {
  protected:
+  Channel channel;
+
   struct Call {
     std::string method;
     Map arguments;
   };
 
-  void SetUp() override {
-    ChannelFixture::SetUp();
-    assets_ = assetsByName();
-  }
+  void SetUp() override { assets_ = channel.assetsByName(); }
 
   Call data(const std::string& name, bool convert) {
     return {"getImageData", Map{{"assetId", assets_.at(name)}, {"convertJpeg", convert}}};
@@ -60,31 +60,52 @@ class ConcurrentExports : public ChannelFixture {
             livePhoto("PAIR_STILL.jpg")};
   }
 
-  void expectResult(const Call& call, const Answer& answer) {
-    SCOPED_TRACE(call.method);
+  /// The bytes that a reply holds or names; empty, and a failure, when it is no result.
+  static std::string contentOf(const Answer& answer) {
     EXPECT_EQ(answer.count, 1);
     const auto reply = decodeEnvelope(answer.message);
-    ASSERT_TRUE(reply && std::holds_alternative<Value>(*reply));
-    const Value& value = std::get<Value>(*reply);
-    if (call.method == "getImageData") {
-      ASSERT_NE(value.as<ByteBuffer>(), nullptr);
-      EXPECT_GT(value.as<ByteBuffer>()->size(), 1000u);
-    } else {
-      EXPECT_GT(std::filesystem::file_size(textAt(value, "url")), 1000u);
+    if (!reply || !std::holds_alternative<Value>(*reply)) {
+      ADD_FAILURE() << "the reply is no result";
+      return "";
     }
+    const Value& value = std::get<Value>(*reply);
+    if (const auto* bytes = value.as<ByteBuffer>()) {
+      return {bytes->bytes().begin(), bytes->bytes().end()};
+    }
+    return bytesOf(textAt(value, "url"));
+  }
+  /// What the call gives when nothing else is under way.
+  std::string contentAlone(const Call& each) {
+    if (quiet_ == nullptr) {
+      QuorvinOptions opened = channel.engines.options();
+      opened.library_path = QUORVIN_IMPORTED_LIBRARY;
+      const std::string temporary = channel.folder() / "alone";
+      opened.temporary_path = temporary.c_str();
+      quiet_ = channel.engines.open(opened);
+    }
+    const Answer& answer = channel.engines.call(quiet_.get(), each.method, each.arguments);
+    channel.engines.await(quiet_.get(), answer);
+    std::string content = contentOf(answer);
+    EXPECT_GT(content.size(), 1000U);
+    return content;
   }
 
  private:
   std::map<std::string, std::string> assets_;
+  EnginePointer quiet_;
 };
 
-TEST_F(ConcurrentExports, OfAllKindsAreAnsweredOnceEachWithTheirFiles) {
+TEST_F(ConcurrentExports, OfAllKindsAreAnsweredOnceEachAsTheyAreAlone) {
   std::vector<Call> calls = twentyCalls();
   std::vector<const Answer*> answers;
-  for (const Call& each : calls) answers.push_back(&call(engine(), each.method, each.arguments));
-  for (const Answer* answer : answers) await(engine(), *answer);
-  quorvin_engine_run(engine(), 0);
-  for (std::size_t i = 0; i < calls.size(); ++i) expectResult(calls[i], *answers[i]);
+  for (const Call& each : calls) answers.push_back(&channel.call(each.method, each.arguments));
+  for (const Answer* answer : answers) channel.await(*answer);
+  quorvin_engine_run(channel.engine(), 0);
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    SCOPED_TRACE(calls[i].method + " " + std::to_string(i));
+    const std::string content = contentOf(*answers[i]);
+    EXPECT_TRUE(content == contentAlone(calls[i])) << "it gives something else alone";
+  }
 }
 
 TEST_F(ConcurrentExports, OfOneFileAreAnsweredOnceEachAndLeaveOneWholeFile) {
@@ -94,25 +115,38 @@ TEST_F(ConcurrentExports, OfOneFileAreAnsweredOnceEachAndLeaveOneWholeFile) {
   std::vector<const Answer*> images;
   std::vector<const Answer*> motions;
   for (int i = 0; i < 20; ++i) {
-    images.push_back(&call(engine(), stored.method, (i % 2 == 0 ? stored : medium).arguments));
-    motions.push_back(&call(engine(), motion.method, motion.arguments));
+    images.push_back(&channel.call(stored.method, (i % 2 == 0 ? stored : medium).arguments));
+    motions.push_back(&channel.call(motion.method, motion.arguments));
   }
-  for (const Answer* answer : images) await(engine(), *answer);
-  for (const Answer* answer : motions) await(engine(), *answer);
-  quorvin_engine_run(engine(), 0);
-  for (const Answer* answer : images) expectResult(stored, *answer);
+  for (const Answer* answer : images) channel.await(*answer);
+  for (const Answer* answer : motions) channel.await(*answer);
+  quorvin_engine_run(channel.engine(), 0);
+  const std::string whole = contentAlone(stored);
+  const std::string smaller = contentAlone(medium);
+  for (const Answer* answer : images) {
+    const std::string content = contentOf(*answer);
+    EXPECT_TRUE(content == whole || content == smaller) << "a file of neither";
+  }
   // Each removes the file of the one before; those between find another's.
-  for (const Answer* answer : motions) EXPECT_EQ(answer->count, 1);
+  const std::string movie = contentAlone(motion);
+  for (const Answer* answer : motions) {
+    EXPECT_EQ(answer->count, 1);
+    const auto reply = decodeEnvelope(answer->message);
+    ASSERT_TRUE(reply);
+    if (std::holds_alternative<FlutterError>(*reply)) continue;
+    const std::string path = textAt(std::get<Value>(*reply), "url");
+    EXPECT_TRUE(!std::filesystem::exists(path) || bytesOf(path) == movie);
+  }
 }
 
 TEST_F(ConcurrentExports, AreAnsweredOnceEachWhenTheEngineEnds) {
   std::vector<const Answer*> answers;
   {
-    const EnginePointer ended = openLibrary(QUORVIN_IMPORTED_LIBRARY);
+    const EnginePointer ended = channel.engines.openLibrary(QUORVIN_IMPORTED_LIBRARY);
     for (const Call& each : twentyCalls()) {
-      answers.push_back(&call(ended.get(), each.method, each.arguments));
+      answers.push_back(&channel.engines.call(ended.get(), each.method, each.arguments));
     }
-    await(ended.get(), *answers.front());
+    channel.engines.await(ended.get(), *answers.front());
   }
   for (const Answer* answer : answers) EXPECT_EQ(answer->count, 1);
 }

@@ -1,7 +1,7 @@
 // `quorvin call`: arguments, replies and exit statuses.
 #include <sys/stat.h>
 
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
 
 namespace quorvin {
 namespace {
@@ -9,12 +9,12 @@ namespace {
 class Call : public ToolFixture {
  protected:
   Ran send(Words words) {
-    words.insert(words.begin(), {"--library", kImported, "call"});
+    words.insert(words.begin(), {"--library", kImportedLibrary, "call"});
     return quorvin(words);
   }
 
   std::string gallery() {
-    const Json galleries = call(kImported, "getGalleryList", galleryArguments)["result"];
+    const Json galleries = call(kImportedLibrary, "getGalleryList", galleryArguments)["result"];
     for (const Json& gallery : galleries) {
       if (gallery["title"] == "Recents") return gallery["id"];
     }
@@ -96,7 +96,7 @@ TEST_F(Call, ReadsArgumentsFromStandardInput) {
   standardInput = galleryArguments + "\n";
   const Ran ran = send({"getGalleryList", "-"});
   EXPECT_EQ(ran.status, 0);
-  EXPECT_EQ(ran.json(), call(kImported, "getGalleryList", galleryArguments));
+  EXPECT_EQ(ran.json(), call(kImportedLibrary, "getGalleryList", galleryArguments));
   standardInput = "";
   EXPECT_EQ(send({"getGalleryList", "-"}).status, 2);
 }
@@ -129,8 +129,8 @@ TEST_F(Call, WritesIntoAPipeOrDeviceInsteadOfReplacingIt) {
   const std::string script =
       R"(cat "$1" >"$2" & "$3" --library "$4" call getThumbnail "$5" --out "$1"; )"
       R"(status=$?; wait; exit $status)";
-  const Ran ran = run({"sh", "-c", script, "sh", pipe, folder() / "copy", QUORVIN_TOOL, kImported,
-                       thumbnailArguments()});
+  const Ran ran = run({"sh", "-c", script, "sh", pipe, folder() / "copy", QUORVIN_TOOL,
+                       kImportedLibrary, thumbnailArguments()});
   EXPECT_EQ(ran.status, 0) << ran.err;
   EXPECT_TRUE(fs::is_fifo(pipe));
   EXPECT_EQ(fs::file_size(folder() / "copy"), ran.json()["result"]["bytes"].get<std::size_t>());
@@ -168,7 +168,7 @@ TEST_F(Call, GivesUpWaitingAfterTheTimeout) {
 
 TEST_F(Call, AnOutputThatCannotBeWrittenIsAFailure) {
   const Ran ran = run({"sh", "-c", "\"$1\" --library \"$2\" call getPermission >/dev/full", "sh",
-                       QUORVIN_TOOL, kImported});
+                       QUORVIN_TOOL, kImportedLibrary});
   EXPECT_EQ(ran.status, 1);
   EXPECT_EQ(ran.err, "quorvin: standard output could not be written\n");
 }

@@ -1,5 +1,5 @@
 // `quorvin check`: sound libraries, damaged ones, and repairs.
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -1,7 +1,7 @@
 // `quorvin import`: what is added, skipped and refused.
 #include <map>
 
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
 
 namespace quorvin {
 namespace {

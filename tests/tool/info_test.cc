@@ -1,7 +1,7 @@
 // `quorvin info`: for people and for programs.
 #include <regex>
 
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
 
 namespace quorvin {
 namespace {
@@ -18,8 +18,8 @@ class Info : public ToolFixture {
 };
 
 TEST_F(Info, ProgramsGetEveryCount) {
-  const Json read = Json::parse(quorvin({"--library", kImported, "info", "--json"}).out);
-  EXPECT_EQ(read["path"], kImported.string());
+  const Json read = Json::parse(quorvin({"--library", kImportedLibrary, "info", "--json"}).out);
+  EXPECT_EQ(read["path"], kImportedLibrary.string());
   EXPECT_EQ(read["status"], "authorized");
   EXPECT_GT(read["photos"], 0);
   EXPECT_EQ(read["livePhotos"], 2);

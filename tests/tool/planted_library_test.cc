@@ -1,7 +1,8 @@
 // Libraries that somebody else has filled: no command reads, changes or removes anything outside.
 #include <sys/stat.h>
 
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
+#include "testing/platform/testing_folder.h"
 
 namespace quorvin {
 namespace {
@@ -15,26 +16,11 @@ class CommandsOnAPlantedLibrary : public ToolFixture {
     write(outside() / "ZZ" / "diary.txt", "diary");
     write(outside() / "originals.list", "\nZZ/diary.txt\n");
     fs::permissions(outside() / "secret.txt", fs::perms(0644));
-    before_ = stateOfOutside();
+    before_ = stateBelow(outside());
   }
-  ~CommandsOnAPlantedLibrary() override { EXPECT_EQ(stateOfOutside(), before_); }
+  ~CommandsOnAPlantedLibrary() override { EXPECT_EQ(stateBelow(outside()), before_); }
 
   fs::path outside() const { return folder() / "outside"; }
-
-  /// Name, mode, modification time and bytes of everything.
-  Words stateOfOutside() const {
-    Words state;
-    for (const auto& entry : fs::recursive_directory_iterator(outside())) {
-      struct stat status = {};
-      EXPECT_EQ(::lstat(entry.path().c_str(), &status), 0);
-      state.push_back(entry.path().string() + " " + std::to_string(status.st_mode) + " " +
-                      std::to_string(status.st_mtim.tv_sec) + " " +
-                      std::to_string(status.st_mtim.tv_nsec) + " " +
-                      (entry.is_regular_file() ? contents(entry.path()) : ""));
-    }
-    std::sort(state.begin(), state.end());
-    return state;
-  }
 
   void sql(const std::string& statement) {
     const Ran ran = run({"sqlite3", library() / "library.sqlite", statement});

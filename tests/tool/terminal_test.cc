@@ -5,7 +5,7 @@
 #include <array>
 #include <csignal>
 
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
 
 namespace quorvin {
 namespace {
@@ -99,7 +99,8 @@ TEST_F(Terminal, ASummaryThatNobodyReadsLeavesTheImportWhole) {
 TEST_F(Terminal, InfoIntoAClosedPipeEndsQuietly) {
   Pipe closed;
   closed.closeEnd(0);
-  const pid_t process = start({"--library", kImported, "info"}, closed.ends[1], nullDevice());
+  const pid_t process =
+      start({"--library", kImportedLibrary, "info"}, closed.ends[1], nullDevice());
   EXPECT_EQ(statusOf(process), 128 + SIGPIPE);
 }
 

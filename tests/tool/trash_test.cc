@@ -1,7 +1,7 @@
 // `quorvin trash`: listing, restoring and emptying.
 #include <regex>
 
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
 
 namespace quorvin {
 namespace {

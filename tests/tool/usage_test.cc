@@ -1,5 +1,5 @@
 // Help, versions, mistakes in the command line, and which library is meant.
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
 
 namespace quorvin {
 namespace {
@@ -71,16 +71,17 @@ TEST_F(Usage, ATimeoutIsANumberOfSeconds) {
 }
 
 TEST_F(Usage, TheLibraryMayBeNamedBeforeAndAfterTheSubcommand) {
-  EXPECT_EQ(pathThatInfoPrints({"--library", kImported, "info"}), kImported);
-  EXPECT_EQ(pathThatInfoPrints({"info", "--library", kImported}), kImported);
-  EXPECT_EQ(pathThatInfoPrints({"info", "--library=" + kImported.string()}), kImported);
+  EXPECT_EQ(pathThatInfoPrints({"--library", kImportedLibrary, "info"}), kImportedLibrary);
+  EXPECT_EQ(pathThatInfoPrints({"info", "--library", kImportedLibrary}), kImportedLibrary);
+  EXPECT_EQ(pathThatInfoPrints({"info", "--library=" + kImportedLibrary.string()}),
+            kImportedLibrary);
 }
 
 TEST_F(Usage, TheEnvironmentNamesTheLibraryUnlessAnOptionDoes) {
-  setVariable("QUORVIN_LIBRARY", kImported);
-  EXPECT_EQ(pathThatInfoPrints({"info"}), kImported);
+  setVariable("QUORVIN_LIBRARY", kImportedLibrary);
+  EXPECT_EQ(pathThatInfoPrints({"info"}), kImportedLibrary);
   setVariable("QUORVIN_LIBRARY", "/nowhere");
-  EXPECT_EQ(pathThatInfoPrints({"info", "--library", kImported}), kImported);
+  EXPECT_EQ(pathThatInfoPrints({"info", "--library", kImportedLibrary}), kImportedLibrary);
   EXPECT_EQ(quorvin({"info"}).status, 1);
 }
 

@@ -1,4 +1,4 @@
-#include "codec/message_vectors.h"
+#include "testing/engine/message_vectors.h"
 
 #include <limits>
 #include <string>

@@ -1,4 +1,4 @@
-#include "tests/tool/tool_fixture.h"
+#include "testing/engine/tool_fixture.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -128,7 +128,7 @@ Json ToolFixture::call(const fs::path& library, const std::string& method,
 }
 
 fs::path ToolFixture::copyOfImportedLibrary() {
-  fs::copy(kImported, library(), fs::copy_options::recursive);
+  fs::copy(kImportedLibrary, library(), fs::copy_options::recursive);
   return library();
 }
 

@@ -1,28 +1,24 @@
-// What the tests of the changes share: a library of the test's own, files to save, and what the
-// library shows.
+// A copy of the imported library that a test changes, files to save, and what the library shows.
 #pragma once
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
-#include "tests/channel/exports_fixture.h"
+#include "testing/engine/exports.h"
 
 namespace quorvin {
 
-/// Calls go to an engine on a copy of the imported library, at `library()`.
-class ChangesFixture : public ExportsFixture {
- protected:
-  using Names = std::vector<std::string>;
+using Names = std::vector<std::string>;
 
-  void SetUp() override;
+/// Calls of `channel` go to an engine on the copy, at `path()`.
+class LibraryCopy {
+ public:
+  LibraryCopy();
 
-  /// Never the one on the library that all tests read; null when none of the test's own is open.
-  QuorvinEngine* engine() override {
-    QuorvinEngine* own = ExportsFixture::engine();
-    return own == ChannelFixture::engine() ? nullptr : own;
-  }
-  std::filesystem::path library() const { return folder() / "copy"; }
+  std::filesystem::path path() const { return channel.folder() / "copy"; }
+  /// The engine ends, and another begins on the copy as it is now.
+  void reopen() { channel.use(path()); }
 
   /// A copy of a file of the generated media under another name, modified just now.
   std::filesystem::path incoming(const std::filesystem::path& source, const std::string& name);
@@ -37,20 +33,25 @@ class ChangesFixture : public ExportsFixture {
 
   /// The identifiers that a gallery lists.
   Names listed(const std::string& collection, int sort = kNewestFirst);
-  Names recents(int sort = kNewestFirst) { return listed(gallery("Recents"), sort); }
+  Names recents(int sort = kNewestFirst) { return listed(channel.gallery("Recents"), sort); }
   /// The gallery's total as the list of galleries has it.
   std::int64_t total(const std::string& collection);
   /// The media files that the library keeps.
-  Names originals() { return filesIn(library() / "originals"); }
+  Names originals() { return filesIn(path() / "originals"); }
   /// Everything that a change may add to, to be compared later.
   Names everything();
 
   FlutterError infoError(const std::string& id) {
-    return error("getAssetInfo", Map{{"assetId", id}});
+    return channel.error("getAssetInfo", Map{{"assetId", id}});
   }
+
+  Exports channel;
 };
 
 /// The list as an argument.
-Map assetIds(const std::vector<std::string>& identifiers);
+Map assetIds(const Names& identifiers);
+
+/// The arguments of a call that saves a file, into an album if one is given.
+Map fileArguments(const std::filesystem::path& file, Value collection = {});
 
 }  // namespace quorvin

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "testing/media/generated_media.h"
+
 namespace quorvin {
 
 namespace fs = std::filesystem;
@@ -63,9 +65,5 @@ class ToolFixture : public testing::Test {
   fs::path folder_;
   std::vector<std::string> environment_;
 };
-
-inline const fs::path kGoodMedia = fs::path(QUORVIN_GENERATED_MEDIA) / "good";
-inline const fs::path kBadMedia = fs::path(QUORVIN_GENERATED_MEDIA) / "bad";
-inline const fs::path kImported = QUORVIN_IMPORTED_LIBRARY;
 
 }  // namespace quorvin

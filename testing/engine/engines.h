@@ -1,5 +1,4 @@
-// What the tests of the C interface share: a library in a folder of its own, engines on it, and
-// replies that are counted.
+// Engines on libraries in a folder of a test's own, and replies that are counted.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,23 +9,15 @@
 #include <list>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "core/platform/host.h"
 #include "core/platform/value.h"
+#include "testing/engine/answer.h"
 
 namespace quorvin {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// What came back for one message.
-struct Answer {
-  int count = 0;  ///< calls of the callback
-  Bytes message;  ///< the last one's
-  std::thread::id thread{};
-
-  static void record(const std::uint8_t* message, std::size_t size, void* answer);
-};
 
 /// The call as a message.
 Bytes callMessage(const std::string& method, Value arguments = {});
@@ -39,16 +30,21 @@ struct EngineEnd {
 };
 using EnginePointer = std::unique_ptr<QuorvinEngine, EngineEnd>;
 
-class EngineFixture : public testing::Test {
- protected:
-  EngineFixture();
-  ~EngineFixture() override;
+/// A folder, engines that work in it, and their answers. Made before any engine, ends after all.
+class Engines {
+ public:
+  Engines();
+  ~Engines();
+  Engines(const Engines&) = delete;
+  Engines& operator=(const Engines&) = delete;
 
   /// Full access for the engine alone, version "17.2", no prompt.
   QuorvinOptions options() const;
   /// Fails the test when the engine does not open.
   EnginePointer open(const QuorvinOptions& options);
   EnginePointer open() { return open(options()); }
+  /// The same on another library.
+  EnginePointer openLibrary(const std::string& path, int authorization = 3);
 
   /// Sends a message; the answer lives as long as the test.
   Answer& send(QuorvinEngine* engine, const Bytes& message, const char* channel = "quorvin");
@@ -59,6 +55,8 @@ class EngineFixture : public testing::Test {
   void await(QuorvinEngine* engine, const Answer& answer);
   /// Calls, awaits, and returns the result; fails the test when the reply is none.
   Value result(QuorvinEngine* engine, const std::string& method, Value arguments = {});
+  /// Calls, awaits, and returns the error; fails the test when the reply is none.
+  FlutterError error(QuorvinEngine* engine, const std::string& method, Value arguments = {});
 
   std::string libraryPath() const { return folder_ / "library"; }
   const std::filesystem::path& folder() const { return folder_; }

@@ -1,9 +1,4 @@
-#include "tests/channel/channel_fixture.h"
-
-#include <filesystem>
-#include <fstream>
-
-#include "codec/standard_method_codec.h"
+#include "testing/engine/channel.h"
 
 namespace quorvin {
 
@@ -25,45 +20,26 @@ std::int64_t integerAt(const Value& map, std::string_view key) {
   return integer == nullptr ? -1 : *integer;
 }
 
-std::vector<pid_t> childrenOfThisProcess() {
-  std::vector<pid_t> children;
-  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::ifstream list(thread.path() / "children");
-    for (pid_t child = 0; list >> child;) children.push_back(child);
-  }
-  return children;
-}
-
-void ChannelFixture::SetUp() {
-  engine_ = openLibrary(QUORVIN_IMPORTED_LIBRARY);
-  ASSERT_NE(engine_, nullptr);
-}
-
-std::string ChannelFixture::copyOfLibrary() {
-  const auto copy = folder() / "copy";
+void copyImportedLibrary(const std::filesystem::path& copy) {
   std::filesystem::copy(QUORVIN_IMPORTED_LIBRARY, copy, std::filesystem::copy_options::recursive);
-  return copy;
 }
 
-EnginePointer ChannelFixture::openLibrary(const std::string& path, int authorization) {
-  QuorvinOptions opened = options();
-  opened.library_path = path.c_str();
-  opened.authorization = authorization;
-  return open(opened);
+void Channel::use(const std::string& library, const std::string& temporaryPath) {
+  QuorvinOptions opened = engines.options();
+  opened.library_path = library.c_str();
+  opened.temporary_path = temporaryPath.c_str();
+  engine_ = engines.open(opened);
+  assets_.reset();
 }
 
-FlutterError ChannelFixture::error(const std::string& method, Value arguments) {
-  const Answer& answer = call(engine(), method, std::move(arguments));
-  await(engine(), answer);
-  const auto envelope = decodeEnvelope(answer.message);
-  if (!envelope || !std::holds_alternative<FlutterError>(*envelope)) {
-    ADD_FAILURE() << method << " replied no error";
-    return {};
-  }
-  return std::get<FlutterError>(*envelope);
+void Channel::useCopy(const std::function<void(const std::string& library)>& change) {
+  const std::filesystem::path copy = folder() / "copy";
+  copyImportedLibrary(copy);
+  change(copy);
+  use(copy);
 }
 
-List ChannelFixture::galleries(int mediaType, bool filterEmpty, bool withSmartAlbum) {
+List Channel::galleries(int mediaType, bool filterEmpty, bool withSmartAlbum) {
   const Value list = result("getGalleryList", Map{{"withAllPhotos", true},
                                                   {"filterEmptyAsset", filterEmpty},
                                                   {"withSmartAlbum", withSmartAlbum},
@@ -72,7 +48,7 @@ List ChannelFixture::galleries(int mediaType, bool filterEmpty, bool withSmartAl
   return list.as<List>() == nullptr ? List{} : *list.as<List>();
 }
 
-std::string ChannelFixture::gallery(const std::string& title) {
+std::string Channel::gallery(const std::string& title) {
   for (const Value& each : galleries(kAll)) {
     if (textAt(each, "title") == title) return textAt(each, "id");
   }
@@ -80,8 +56,7 @@ std::string ChannelFixture::gallery(const std::string& title) {
   return "";
 }
 
-List ChannelFixture::page(const std::string& collection, int start, int end, int sort,
-                          int mediaType) {
+List Channel::page(const std::string& collection, int start, int end, int sort, int mediaType) {
   const Value list = result("getAssetList", Map{{"collectionId", collection},
                                                 {"start", start},
                                                 {"end", end},
@@ -91,7 +66,7 @@ List ChannelFixture::page(const std::string& collection, int start, int end, int
   return list.as<List>() == nullptr ? List{} : *list.as<List>();
 }
 
-std::map<std::string, std::string> ChannelFixture::assetsByName() {
+std::map<std::string, std::string> Channel::assetsByName() {
   std::map<std::string, std::string> assets;
   for (const Value& record : page(gallery("Recents"), 0, 1000, kNewestFirst)) {
     const std::string id = textAt(record, "id");
@@ -101,10 +76,10 @@ std::map<std::string, std::string> ChannelFixture::assetsByName() {
   return assets;
 }
 
-std::string ChannelFixture::asset(const std::string& name) {
-  auto assets = assetsByName();
-  EXPECT_TRUE(assets.contains(name)) << name;
-  return assets[name];
+std::string Channel::asset(const std::string& name) {
+  if (!assets_) assets_ = assetsByName();
+  EXPECT_TRUE(assets_->contains(name)) << name;
+  return (*assets_)[name];
 }
 
 }  // namespace quorvin

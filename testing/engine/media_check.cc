@@ -1,4 +1,4 @@
-#include "tests/channel/media_check.h"
+#include "testing/engine/media_check.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

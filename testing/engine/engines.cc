@@ -1,4 +1,4 @@
-#include "tests/c_abi/engine_fixture.h"
+#include "testing/engine/engines.h"
 
 #include <poll.h>
 #include <stdlib.h>
@@ -10,13 +10,6 @@
 
 namespace quorvin {
 
-void Answer::record(const std::uint8_t* message, std::size_t size, void* answer) {
-  auto& self = *static_cast<Answer*>(answer);
-  ++self.count;
-  self.message.assign(message, message + size);
-  self.thread = std::this_thread::get_id();
-}
-
 Bytes callMessage(const std::string& method, Value arguments) {
   return encodeMethodCall({method, std::move(arguments)});
 }
@@ -26,18 +19,18 @@ bool isReadable(int fd, int timeoutMs) {
   return poll(&watched, 1, timeoutMs) == 1 && (watched.revents & POLLIN) != 0;
 }
 
-EngineFixture::EngineFixture() {
-  std::string pattern = testing::TempDir() + "quorvin-c-abi-XXXXXX";
+Engines::Engines() {
+  std::string pattern = testing::TempDir() + "quorvin-engines-XXXXXX";
   folder_ = mkdtemp(pattern.data());
   libraryPath_ = libraryPath();
   temporaryPath_ = folder_ / "temporary";
 }
 
-EngineFixture::~EngineFixture() {
+Engines::~Engines() {
   std::filesystem::remove_all(folder_);
 }
 
-QuorvinOptions EngineFixture::options() const {
+QuorvinOptions Engines::options() const {
   QuorvinOptions options{};
   options.struct_size = sizeof options;
   options.library_path = libraryPath_.c_str();
@@ -47,7 +40,7 @@ QuorvinOptions EngineFixture::options() const {
   return options;
 }
 
-EnginePointer EngineFixture::open(const QuorvinOptions& options) {
+EnginePointer Engines::open(const QuorvinOptions& options) {
   char* error = nullptr;
   EnginePointer engine(quorvin_engine_create(&options, &error));
   EXPECT_EQ(error, nullptr) << error;
@@ -56,19 +49,26 @@ EnginePointer EngineFixture::open(const QuorvinOptions& options) {
   return engine;
 }
 
-Answer& EngineFixture::send(QuorvinEngine* engine, const Bytes& message, const char* channel) {
+EnginePointer Engines::openLibrary(const std::string& path, int authorization) {
+  QuorvinOptions opened = options();
+  opened.library_path = path.c_str();
+  opened.authorization = authorization;
+  return open(opened);
+}
+
+Answer& Engines::send(QuorvinEngine* engine, const Bytes& message, const char* channel) {
   Answer& answer = answers_.emplace_back();
   quorvin_engine_send(engine, channel, message.data(), message.size(), Answer::record, &answer);
   return answer;
 }
 
-void EngineFixture::await(QuorvinEngine* engine, const Answer& answer) {
+void Engines::await(QuorvinEngine* engine, const Answer& answer) {
   while (answer.count == 0) {
     ASSERT_GT(quorvin_engine_run(engine, 60'000), 0U) << "no answer within a minute";
   }
 }
 
-Value EngineFixture::result(QuorvinEngine* engine, const std::string& method, Value arguments) {
+Value Engines::result(QuorvinEngine* engine, const std::string& method, Value arguments) {
   const Answer& answer = call(engine, method, std::move(arguments));
   await(engine, answer);
   auto envelope = decodeEnvelope(answer.message);
@@ -77,6 +77,17 @@ Value EngineFixture::result(QuorvinEngine* engine, const std::string& method, Va
     return {};
   }
   return std::get<Value>(*std::move(envelope));
+}
+
+FlutterError Engines::error(QuorvinEngine* engine, const std::string& method, Value arguments) {
+  const Answer& answer = call(engine, method, std::move(arguments));
+  await(engine, answer);
+  const auto envelope = decodeEnvelope(answer.message);
+  if (!envelope || !std::holds_alternative<FlutterError>(*envelope)) {
+    ADD_FAILURE() << method << " replied no error";
+    return {};
+  }
+  return std::get<FlutterError>(*envelope);
 }
 
 }  // namespace quorvin

@@ -1,33 +1,18 @@
-#include "tests/channel/exports_fixture.h"
+#include "testing/engine/exports.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <variant>
 
-#include "codec/standard_method_codec.h"
+#include "testing/platform/testing_processes.h"
 
 namespace quorvin {
 
 namespace fs = std::filesystem;
 
-void ExportsFixture::useCopy(const std::function<void(const std::string& library)>& change) {
-  const std::string copy = copyOfLibrary();
-  change(copy);
-  use(copy, temporary());
-}
-
-void ExportsFixture::use(const std::string& library, const std::string& temporaryPath) {
-  QuorvinOptions opened = options();
-  opened.library_path = library.c_str();
-  opened.temporary_path = temporaryPath.c_str();
-  own_ = open(opened);
-  assets_.reset();
-}
-
-fs::path ExportsFixture::exported(const std::string& method, Value arguments) {
+fs::path Exports::exported(const std::string& method, Value arguments) {
   const Value reply = result(method, std::move(arguments));
   const auto* entries = reply.as<Map>();
   if (entries == nullptr || entries->size() != 2) {
@@ -45,20 +30,14 @@ fs::path ExportsFixture::exported(const std::string& method, Value arguments) {
   return path;
 }
 
-ByteBuffer ExportsFixture::data(const std::string& name, bool convertJpeg) {
+ByteBuffer Exports::data(const std::string& name, bool convertJpeg) {
   const Value reply = result("getImageData", imageData(asset(name), convertJpeg));
   const auto* bytes = reply.as<ByteBuffer>();
   EXPECT_NE(bytes, nullptr) << name;
   return bytes == nullptr ? ByteBuffer() : *bytes;
 }
 
-std::string ExportsFixture::asset(const std::string& name) {
-  if (!assets_) assets_ = assetsByName();
-  EXPECT_TRUE(assets_->contains(name)) << name;
-  return (*assets_)[name];
-}
-
-fs::path ExportsFixture::originalOf(const std::string& library, const fs::path& source) {
+fs::path originalOf(const std::string& library, const fs::path& source) {
   const std::string wanted = bytesOf(source);
   for (const auto& entry : fs::recursive_directory_iterator(library + "/originals")) {
     if (!entry.is_regular_file() || entry.file_size() != wanted.size()) continue;
@@ -68,14 +47,13 @@ fs::path ExportsFixture::originalOf(const std::string& library, const fs::path& 
   return {};
 }
 
-void ExportsFixture::replaceOriginal(const std::string& library, const fs::path& source,
-                                     const std::string& bytes) {
+void replaceOriginal(const std::string& library, const fs::path& source, const std::string& bytes) {
   const fs::path original = originalOf(library, source);
   fs::remove(original);
   std::ofstream(original, std::ios::binary) << bytes;
 }
 
-std::string ExportsFixture::libraryOf(const std::vector<fs::path>& files) {
+std::string Exports::libraryOf(const std::vector<fs::path>& files) {
   const std::string library = folder() / "imported";
   std::vector<std::string> words = {QUORVIN_TOOL, "--library", library, "import"};
   words.insert(words.end(), files.begin(), files.end());
@@ -83,7 +61,7 @@ std::string ExportsFixture::libraryOf(const std::vector<fs::path>& files) {
   return library;
 }
 
-std::vector<std::string> ExportsFixture::filesIn(const fs::path& place) {
+std::vector<std::string> filesIn(const fs::path& place) {
   std::vector<std::string> files;
   if (!fs::exists(place)) return files;
   for (const auto& entry : fs::recursive_directory_iterator(place)) {
@@ -100,14 +78,14 @@ double modificationOf(const fs::path& file) {
          static_cast<double>(status.st_mtim.tv_nsec) / 1e9;
 }
 
-Descriptors openDescriptors() {
+Descriptors descriptorsInUse() {
   const auto of = [](const std::string& process) {
     std::error_code gone;
     const fs::directory_iterator descriptors("/proc/" + process + "/fd", gone);
     return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
   };
-  Descriptors open{of("self"), 0};
-  for (const pid_t worker : childrenOfThisProcess()) {
+  Descriptors open{openDescriptors(), 0};
+  for (const pid_t worker : children()) {
     open.worker = std::max(open.worker, of(std::to_string(worker)));
   }
   return open;
