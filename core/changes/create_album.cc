@@ -28,9 +28,11 @@ void ImageManager::createAlbum(const FlutterMethodCall& call, const ResultHolder
         };
         if (!success) return failed(errors::detailsOf(error));
         if (!*placeholder) return failed(errors::kNilPlaceholder);
-        const Album album = self->fetchAlbum((*placeholder)->localIdentifier);
-        if (album == nullptr) return failed(errors::kFetchResultError);
-        self->sendResult(result, galleryToMap("user"_lit, *album, {}));
+        self->readingLibrary(result, [&] {
+          const Album album = self->fetchAlbum((*placeholder)->localIdentifier);
+          if (album == nullptr) return failed(errors::kFetchResultError);
+          self->sendResult(result, galleryToMap("user"_lit, *album, {}));
+        });
       });
 }
 

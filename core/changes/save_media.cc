@@ -34,7 +34,7 @@ struct ImageManager::MediaSave {
         [save](PHChangeRequests& requests) { save->request(requests); },
         [save](bool success, const std::optional<NSError>& error) {
           if (!success) return save->fail(errors::detailsOf(error));
-          save->reply();
+          save->manager->readingLibrary(save->result, [&save] { save->reply(); });
         });
   }
 

@@ -70,7 +70,7 @@ struct ImageManager::LivePhotoExport {
     if (livePhoto == nullptr) return fail(errors::withId(errors::kNoLivePhoto, assetId));
     auto video = pairedVideo(*livePhoto);
     if (video == nullptr) return fail(errors::withId(errors::kNoPairedVideo, assetId));
-    write(std::move(video));
+    manager->readingLibrary(result, [this, &video] { write(std::move(video)); });
   }
 
   void write(std::shared_ptr<const PHAssetResource> video) const {

@@ -54,17 +54,19 @@ struct ImageManager::VideoRequest {
 
   void exportCopy(const std::shared_ptr<const AVAsset>& asset) const {
     const bool isMp4 = arguments.videoFormat == VideoFormat::Mp4;
-    manager->exportVideo(
-        {.assetId = arguments.assetId,
-         .asset = asset,
-         .phAsset = phAsset,
-         .avFileType = isMp4 ? AVFileType::AVFileTypeMPEG4 : AVFileType::AVFileTypeQuickTimeMovie,
-         .videoFormat = arguments.videoFormat,
-         .videoExt = isMp4 ? "mp4" : "mov",
-         .mediumQuality = arguments.mediumQuality,
-         .creationDate = phAsset->creationDate,
-         .modificationDate = phAsset->modificationDate,
-         .result = result});
+    manager->readingLibrary(result, [&] {
+      manager->exportVideo(
+          {.assetId = arguments.assetId,
+           .asset = asset,
+           .phAsset = phAsset,
+           .avFileType = isMp4 ? AVFileType::AVFileTypeMPEG4 : AVFileType::AVFileTypeQuickTimeMovie,
+           .videoFormat = arguments.videoFormat,
+           .videoExt = isMp4 ? "mp4" : "mov",
+           .mediumQuality = arguments.mediumQuality,
+           .creationDate = phAsset->creationDate,
+           .modificationDate = phAsset->modificationDate,
+           .result = result});
+    });
   }
 };
 

@@ -18,6 +18,8 @@ inline constexpr std::string_view kErrorArguments = "Error arguments";
 inline constexpr std::string_view kGalleryNotFound = "Gallery not found id = ";
 inline constexpr std::string_view kAssetNotFoundForGallery = "Asset not found for gallery id = ";
 inline constexpr std::string_view kAssetNotFound = "Asset not found id = ";
+/// Of any call that reads the library.
+inline constexpr std::string_view kFailedToReadLibrary = "Failed to read the library";
 inline constexpr std::string_view kFailedToLoadThumbnail = "Failed to load thumbnail";
 
 // Images

@@ -105,6 +105,7 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
 
  private:
   friend class ImageManagerPeer;
+  friend struct MethodTable;
 
   // Replies: the only ways out. Any thread; the reply is made on the main queue, in order of
   // submission
@@ -114,6 +115,17 @@ class ImageManager : public std::enable_shared_from_this<ImageManager> {
                  Value details = {});
   /// `sendError` with the one code that there is.
   void fail(const ResultHolder& result, std::string_view text, Value details = {});
+
+  /// Runs a step of a call. When the library cannot be read meanwhile, that is the call's answer.
+  template <class Step>
+  void readingLibrary(const ResultHolder& result, Step&& step) {
+    try {
+      step();
+    } catch (const LibraryUnreadable& unreadable) {
+      failUnreadable(result, unreadable);
+    }
+  }
+  void failUnreadable(const ResultHolder& result, const LibraryUnreadable& unreadable);
 
   // Lookup. Any thread
 

@@ -25,4 +25,8 @@ void ImageManager::fail(const ResultHolder& result, std::string_view text, Value
   sendError(result, errors::kCode, text, std::move(details));
 }
 
+void ImageManager::failUnreadable(const ResultHolder& result, const LibraryUnreadable& unreadable) {
+  fail(result, errors::kFailedToReadLibrary, unreadable.error().localizedDescription);
+}
+
 }  // namespace quorvin

@@ -52,6 +52,7 @@ class PHAssetResourceLister {
  public:
   virtual ~PHAssetResourceLister() = default;
   /// The asset's resources in the library's order; empty when the asset is gone.
+  /// Throws `LibraryUnreadable`.
   virtual PHAssetResources assetResourcesForAsset(const PHAsset& asset) = 0;
 };
 

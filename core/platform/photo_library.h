@@ -3,11 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/platform/foundation.h"
@@ -130,12 +132,24 @@ class PHFetchResult {
   }
 };
 
+/// Leaves whatever reads the library when that cannot be done: what its medium or its catalogue
+/// does not give must not be taken for what is not there.
+class LibraryUnreadable : public std::exception {
+ public:
+  explicit LibraryUnreadable(NSError error) : error_(std::move(error)) {}
+  const NSError& error() const { return error_; }
+  const char* what() const noexcept override { return error_.localizedDescription.c_str(); }
+
+ private:
+  NSError error_;
+};
+
 template <class T>
 using FetchResult = std::shared_ptr<const PHFetchResult<T>>;
 
 /// Fetches read the library as it is now; without authorisation they find nothing. Any thread,
 /// several at once, also while the library changes. They never wait for the main queue. Results
-/// are never null.
+/// are never null. They, their results and the status throw `LibraryUnreadable`.
 class PHPhotoLibrary {
  public:
   virtual ~PHPhotoLibrary() = default;

@@ -12,11 +12,13 @@ template <auto member>
 void MethodTable::manager(SwiftQuorvinPlugin& plugin, const FlutterMethodCall& call,
                           const ResultHolder& result) {
   if (plugin.manager == nullptr) return;
-  if constexpr (std::is_invocable_v<decltype(member), ImageManager&, const ResultHolder&>) {
-    ((*plugin.manager).*member)(result);
-  } else {
-    ((*plugin.manager).*member)(call, result);
-  }
+  plugin.manager->readingLibrary(result, [&] {
+    if constexpr (std::is_invocable_v<decltype(member), ImageManager&, const ResultHolder&>) {
+      ((*plugin.manager).*member)(result);
+    } else {
+      ((*plugin.manager).*member)(call, result);
+    }
+  });
 }
 
 template <bool startCache>

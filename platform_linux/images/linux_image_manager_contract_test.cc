@@ -53,7 +53,7 @@ class GatedFiles final : public AssetFiles {
     return files_.storedResources(localIdentifier);
   }
   Done accessTo(const StoredResource& resource) override { return files_.accessTo(resource); }
-  TimeMap timeMap(const std::string& localIdentifier) override {
+  Result<TimeMap> timeMap(const std::string& localIdentifier) override {
     return files_.timeMap(localIdentifier);
   }
 

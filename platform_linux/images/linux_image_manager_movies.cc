@@ -34,7 +34,9 @@ Result<std::shared_ptr<const AVAsset>> LinuxImageManager::loadVideo(
 
   const bool isPlayedByMap = version == PHImageRequestOptionsVersion::current &&
                              (*resource)->type == PHAssetResourceType::video;
-  TimeMap map = isPlayedByMap ? assets_.timeMap(asset.localIdentifier) : TimeMap();
+  auto stored = isPlayedByMap ? assets_.timeMap(asset.localIdentifier) : Result<TimeMap>(TimeMap());
+  if (!stored) return stored.error();
+  TimeMap map = *std::move(stored);
   const bool isSlowMotion = (asset.mediaSubtypes & PHAssetMediaSubtype::videoHighFrameRate) != 0;
   if (isPlayedByMap && map.empty() && isSlowMotion) {
     // Stored slowed down already, or imported before time maps were stored.

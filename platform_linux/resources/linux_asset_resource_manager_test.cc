@@ -24,7 +24,7 @@ class ScriptedFiles final : public AssetFiles {
 
   Result<StoredResources> storedResources(const std::string&) override { return StoredResources(); }
   Done accessTo(const StoredResource&) override { return onAccess(); }
-  TimeMap timeMap(const std::string&) override { return {}; }
+  Result<TimeMap> timeMap(const std::string&) override { return TimeMap(); }
 };
 
 class LinuxAssetResourceManagerTest : public testing::Test {

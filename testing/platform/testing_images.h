@@ -115,7 +115,7 @@ class StoredFiles final : public AssetFiles {
     return found->second;
   }
   Done accessTo(const StoredResource&) override { return access_; }
-  TimeMap timeMap(const std::string& localIdentifier) override {
+  Result<TimeMap> timeMap(const std::string& localIdentifier) override {
     const auto found = maps_.find(localIdentifier);
     return found == maps_.end() ? TimeMap() : found->second;
   }

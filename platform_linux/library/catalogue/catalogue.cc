@@ -8,6 +8,7 @@
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/journal.h"
+#include "platform_linux/library/catalogue/schema.h"
 
 namespace quorvin {
 namespace {
@@ -16,8 +17,8 @@ constexpr std::size_t kIdleConnections = 8;
 
 }  // namespace
 
-Failure catalogueUnreadable() {
-  return Failure(LibraryErrorCode::internal, "The catalogue cannot be read.");
+Failure unreadable(const Database& database) {
+  return database.lastError("The catalogue cannot be read");
 }
 
 bool writeStatus(Database& database, PHAuthorizationStatus status) {
@@ -32,6 +33,15 @@ const CollectionRow* Overview::find(std::string_view identifier) const {
 
 Catalogue::Catalogue(LibraryFolder folder, LibraryLock presence)
     : folder_(std::move(folder)), presence_(std::move(presence)) {}
+
+Catalogue::Reader::Reader(Catalogue& owner, Result<std::unique_ptr<Database>> database)
+    : owner_(owner) {
+  if (database) {
+    database_ = *std::move(database);
+  } else {
+    error_ = database.error();
+  }
+}
 
 Catalogue::~Catalogue() {
   closeCleanly();
@@ -52,12 +62,11 @@ void Catalogue::closeCleanly() {
   const auto lock =
       LibraryLock::tryAcquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return;
-  if (auto database = Database::open(folder_.catalogueFile(), Database::Use::read)) {
-    (*database)->emptyLog();
-  }
+  const auto database = Database::open(folder_.catalogueFile(), Database::Use::read);
+  if (database && requirePresentVersion(**database, folder_)) (*database)->emptyLog();
 }
 
-std::unique_ptr<Database> Catalogue::borrow() {
+Result<std::unique_ptr<Database>> Catalogue::borrow() {
   {
     NSLockHolder holder(poolLock_);
     if (!idle_.empty()) {
@@ -66,48 +75,52 @@ std::unique_ptr<Database> Catalogue::borrow() {
       return database;
     }
   }
-  auto opened = Database::open(folder_.catalogueFile(), Database::Use::read);
-  return opened ? *std::move(opened) : nullptr;
+  return Database::open(folder_.catalogueFile(), Database::Use::read);
 }
 
 void Catalogue::giveBack(std::unique_ptr<Database> database) {
-  if (database == nullptr) return;
+  // One that met damage would go on to say so after a repair.
+  if (database == nullptr || database->hasMetDamage()) return;
   NSLockHolder holder(poolLock_);
   if (idle_.size() < kIdleConnections) idle_.push_back(std::move(database));
 }
 
-std::int64_t Catalogue::currentVersion() {
+Result<std::int64_t> Catalogue::currentVersion() {
   if (watch_ == nullptr) {
     auto opened = Database::open(folder_.catalogueFile(), Database::Use::read);
-    if (!opened) return 0;
+    if (!opened) return opened.error();
     watch_ = *std::move(opened);
   }
-  return watch_->integer("PRAGMA data_version").value_or(0);
+  const auto version = watch_->integer("PRAGMA data_version");
+  return version ? Result<std::int64_t>(*version) : unreadable(*watch_);
 }
 
-std::shared_ptr<const Overview> Catalogue::overview() {
+Result<std::shared_ptr<const Overview>> Catalogue::overview() {
   std::int64_t version = 0;
   {
     NSLockHolder holder(watchLock_);
-    version = currentVersion();
-    if (overview_ != nullptr && overview_->version == version && version != 0) return overview_;
+    const auto current = currentVersion();
+    if (!current) return current.error();
+    version = *current;
+    if (overview_ != nullptr && overview_->version == version) return overview_;
   }
   auto fresh = readOverview(version);
+  if (!fresh) return fresh;
   NSLockHolder holder(watchLock_);
-  if (overview_ == nullptr || overview_->version < version) overview_ = fresh;
+  if (overview_ == nullptr || overview_->version < version) overview_ = *fresh;
   return fresh;
 }
 
-std::shared_ptr<const Overview> Catalogue::readOverview(std::int64_t version) {
+Result<std::shared_ptr<const Overview>> Catalogue::readOverview(std::int64_t version) {
   auto overview = std::make_shared<Overview>();
   overview->version = version;
   Reader database = reader();
-  if (!database) return overview;
+  if (!database) return database.error();
   const ReadTransaction moment(*database);
-  const auto status =
-      database->integer("SELECT value FROM meta WHERE key = 'authorization'").value_or(0);
-  if (status >= 0 && status <= static_cast<std::int64_t>(PHAuthorizationStatus::limited)) {
-    overview->status = static_cast<PHAuthorizationStatus>(status);
+  const auto status = database->integer("SELECT value FROM meta WHERE key = 'authorization'");
+  if (!status) return unreadable(*database);
+  if (*status >= 0 && *status <= static_cast<std::int64_t>(PHAuthorizationStatus::limited)) {
+    overview->status = static_cast<PHAuthorizationStatus>(*status);
   }
   Statement rows = database->prepare(
       "SELECT id, ident, type, subtype, title FROM collections ORDER BY type, pos, id");
@@ -120,10 +133,11 @@ std::shared_ptr<const Overview> Catalogue::readOverview(std::int64_t version) {
              .assetCollectionSubtype = rows.integer(3),
              .localizedTitle = rows.optionalText(4)})});
   }
+  if (rows.failed()) return unreadable(*database);
   for (std::size_t i = 0; i < overview->collections.size(); ++i) {
     overview->byIdentifier.emplace(overview->collections[i].collection->localIdentifier, i);
   }
-  return overview;
+  return std::shared_ptr<const Overview>(std::move(overview));
 }
 
 Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncertain) {
@@ -136,11 +150,19 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncer
     if (!opened) return opened.error();
     writer_ = *std::move(opened);
   }
+  return store(body, isUncertain);
+}
+
+Done Catalogue::store(const std::function<Done(Database&)>& body, bool* isUncertain) {
   const std::string failure = "The change cannot be stored";
   if (!writer_->prepare("BEGIN IMMEDIATE").run()) return writer_->lastError(failure);
-  auto outcome = body(*writer_);
+  Done outcome = requirePresentVersion(*writer_, folder_);
+  if (outcome) outcome = body(*writer_);
+  if (writer_->hasMetDamage()) outcome = needsRescue(folder_.catalogue());
   if (!outcome) {
     writer_->execute("ROLLBACK");
+    // The next change looks anew.
+    if (writer_->hasMetDamage()) writer_.reset();
     return outcome;
   }
   if (trimJournal(*writer_) && writer_->prepare("COMMIT").run()) return outcome;

@@ -37,8 +37,8 @@ struct Overview {
   const CollectionRow* find(std::string_view identifier) const;
 };
 
-/// What is told when no more is known than that reading failed.
-Failure catalogueUnreadable();
+/// Of a statement that failed, or of a connection when nothing more is known.
+Failure unreadable(const Database& database);
 
 /// Keeps the status for all openers without one of their own. Inside a change. False when writing
 /// failed.
@@ -58,8 +58,7 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   /// A connection for reading, lent until the lease goes.
   class Reader {
    public:
-    Reader(Catalogue& owner, std::unique_ptr<Database> database)
-        : owner_(owner), database_(std::move(database)) {}
+    Reader(Catalogue& owner, Result<std::unique_ptr<Database>> database);
     ~Reader() { owner_.giveBack(std::move(database_)); }
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
@@ -67,29 +66,36 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
     explicit operator bool() const { return database_ != nullptr; }
     Database& operator*() { return *database_; }
     Database* operator->() { return database_.get(); }
+    /// Why it could not be opened.
+    const Failure& error() const { return error_; }
 
    private:
     Catalogue& owner_;
     std::unique_ptr<Database> database_;
+    Failure error_;
   };
   Reader reader() { return Reader(*this, borrow()); }
 
-  /// The present state, also after commits of other processes. Never null.
-  std::shared_ptr<const Overview> overview();
+  /// The present state, also after commits of other processes. Never null. What could not be read
+  /// is not kept.
+  Result<std::shared_ptr<const Overview>> overview();
 
   /// Row ids of listings that were made lately.
   ListingCache& listings() { return listings_; }
 
   /// Runs `body` as one durable transaction, as the only writer of all processes. What it returns
-  /// decides: an error rolls back. Waits a few seconds for another writer. `isUncertain`, if given,
-  /// becomes true when the change failed in such a way that the next opening may yet find it done.
+  /// decides: an error rolls back. A catalogue that a later version has taken over is left alone.
+  /// Waits a few seconds for another writer. `isUncertain`, if given, becomes true when the change
+  /// failed in such a way that the next opening may yet find it done.
   Done change(const std::function<Done(Database&)>& body, bool* isUncertain = nullptr);
 
  private:
-  std::unique_ptr<Database> borrow();
+  Result<std::unique_ptr<Database>> borrow();
   void giveBack(std::unique_ptr<Database> database);
-  std::int64_t currentVersion() QUORVIN_REQUIRES(watchLock_);
-  std::shared_ptr<const Overview> readOverview(std::int64_t version);
+  Result<std::int64_t> currentVersion() QUORVIN_REQUIRES(watchLock_);
+  Result<std::shared_ptr<const Overview>> readOverview(std::int64_t version);
+  Done store(const std::function<Done(Database&)>& body, bool* isUncertain)
+      QUORVIN_REQUIRES(writerLock_);
   void closeCleanly();
 
   const LibraryFolder folder_;

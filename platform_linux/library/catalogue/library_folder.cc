@@ -29,6 +29,9 @@ constexpr mode_t kPrivateFile = 0600;
 constexpr std::array<std::string_view, 3> kFolders = {
     LibraryFolder::kOriginals, LibraryFolder::kDerivatives, LibraryFolder::kIncoming};
 
+constexpr std::array<std::string_view, 3> kSignsOfUse = {
+    LibraryFolder::kOriginals, LibraryFolder::kRecovered, LibraryFolder::kSnapshots};
+
 bool isOneOf(std::span<const std::string_view> names, std::string_view name) {
   return std::ranges::find(names, name) != names.end();
 }
@@ -125,13 +128,24 @@ Result<FolderState> folderState(const LibraryFolder& folder) {
     if (!isLeftByCreation(folder, entry)) strange = entry.name;
   }
   if (hasCatalogue) return FolderState::catalogue;
-  if (strange == LibraryFolder::kOriginals || strange == LibraryFolder::kRecovered) {
-    return notALibrary(folder, "it holds originals, but its catalogue “library.sqlite” is missing");
+  if (wasInUse(folder)) {
+    // Somebody else may have made it since the list was read.
+    struct stat status = {};
+    const bool isLost = folder.held->status(LibraryFolder::kCatalogue, status) != 0;
+    return isLost ? FolderState::lost : FolderState::catalogue;
   }
   if (!strange.empty()) {
     return notALibrary(folder, "it holds other things, for example “" + strange + "”");
   }
   return FolderState::empty;
+}
+
+bool wasInUse(const LibraryFolder& folder) {
+  return std::ranges::any_of(kSignsOfUse, [&folder](std::string_view name) {
+    std::vector<Folder::Entry> entries;
+    const Folder opened = folder.held->openFolder(name);
+    return opened && opened.list(entries) == 0 && !entries.empty();
+  });
 }
 
 Done makeFolders(LibraryFolder& folder) {

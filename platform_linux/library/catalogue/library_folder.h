@@ -32,6 +32,7 @@ struct LibraryFolder {
   static constexpr const char* kDerivatives = "derivatives";  ///< can be made again
   static constexpr const char* kIncoming = "incoming";        ///< being copied
   static constexpr const char* kRecovered = "recovered";      ///< originals of no asset
+  static constexpr const char* kSnapshots = "snapshots";      ///< of the catalogue
   /// SQLite makes the last three of them.
   static constexpr std::array<std::string_view, 5> kFiles = {
       kLockFile, kCatalogue, "library.sqlite-wal", "library.sqlite-shm", "library.sqlite-journal"};
@@ -41,11 +42,16 @@ enum class FolderState {
   missing,    ///< there is no such folder
   empty,      ///< nothing in it, or only what an interrupted creation leaves behind
   catalogue,  ///< holds a catalogue
+  lost,       ///< holds a library's files, and no catalogue of them
 };
 
 /// What stands at the path. An error when it is no folder, cannot be read, or holds anything that
 /// is no library; nothing is changed.
 Result<FolderState> folderState(const LibraryFolder& folder);
+
+/// True when the folder holds what only a library that was in use has: originals, and what a repair
+/// or a snapshot of the catalogue left.
+bool wasInUse(const LibraryFolder& folder);
 
 /// Makes the folders and the lock file where they are missing, durably, and closes the library to
 /// everybody but its owner.

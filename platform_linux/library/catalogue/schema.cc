@@ -6,6 +6,7 @@
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/journal.h"
+#include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/catalogue/sqlite.h"
 #include "platform_linux/library/values/identifiers.h"
 
@@ -224,16 +225,35 @@ Result<CatalogueState> catalogueState(Database& database) {
   return *version == kSchemaVersion ? CatalogueState::current : CatalogueState::older;
 }
 
-Done migrate(Database& database) {
+Failure madeByLaterVersion(const LibraryFolder& folder) {
+  return Failure(
+      LibraryErrorCode::invalidResource,
+      "The catalogue “" + folder.catalogue() + "” was made by a later version of this program.");
+}
+
+Done requirePresentVersion(Database& database, const LibraryFolder& folder) {
+  const auto version = database.integer("PRAGMA user_version");
+  if (!version) return database.lastError("The catalogue cannot be read");
+  if (*version == kSchemaVersion) return Null{};
+  if (*version > kSchemaVersion) return madeByLaterVersion(folder);
+  return Failure(LibraryErrorCode::internal,
+                 "The catalogue “" + folder.catalogue() + "” is not of the present version.");
+}
+
+Done migrate(Database& database, std::int64_t statusWhenEmpty) {
   const std::string failure = "The catalogue cannot be set up";
   // Stays with the file; it cannot be changed inside a transaction.
   if (!database.execute("PRAGMA journal_mode=WAL") || !database.execute("BEGIN IMMEDIATE")) {
     return database.lastError(failure);
   }
   const auto version = database.integer("PRAGMA user_version");
-  bool done = version.has_value();
+  bool done = version.has_value() && *version <= kSchemaVersion;
   for (auto step = version.value_or(0); done && step < kSchemaVersion; ++step) {
     done = kSteps[static_cast<std::size_t>(step)](database);
+  }
+  if (done && *version == 0) {
+    Statement store = database.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
+    done = store.bind(statusWhenEmpty).run();
   }
   done = done && database.execute("PRAGMA user_version=" + std::to_string(kSchemaVersion)) &&
          database.execute("COMMIT");

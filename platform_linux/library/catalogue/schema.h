@@ -9,6 +9,7 @@
 namespace quorvin {
 
 class Database;
+struct LibraryFolder;
 
 /// Marks the file as a catalogue of ours ("Qvrn").
 inline constexpr std::int64_t kCatalogueApplicationId = 0x5176726E;
@@ -25,8 +26,14 @@ enum class CatalogueState {
 /// What the open database is; an error when it cannot be read.
 Result<CatalogueState> catalogueState(Database& database);
 
+/// An error, and nothing may be written, unless the catalogue is of the present version now. Others
+/// may have brought it up to date since it was opened, so a writer asks under its lock.
+Done requirePresentVersion(Database& database, const LibraryFolder& folder);
+/// Of one that a later version made.
+Failure madeByLaterVersion(const LibraryFolder& folder);
+
 /// Brings an empty or older catalogue to the present version, in one transaction. The caller holds
-/// the writer lock.
-Done migrate(Database& database);
+/// the writer lock. An empty one gets this status.
+Done migrate(Database& database, std::int64_t statusWhenEmpty);
 
 }  // namespace quorvin

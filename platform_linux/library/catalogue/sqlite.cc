@@ -22,11 +22,17 @@ void endCollecting(sqlite3_context* context) {
   sqlite3_result_null(context);
 }
 
+bool meansDamage(int status) {
+  const int code = status & 0xFF;
+  return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
+}
+
 }  // namespace
 
 Statement::Statement(Statement&& other) noexcept
     : statement_(std::exchange(other.statement_, nullptr)),
       status_(other.status_),
+      damageMet_(other.damageMet_),
       bound_(other.bound_) {}
 
 Statement::~Statement() {
@@ -52,6 +58,7 @@ bool Statement::failed() const {
 bool Statement::next() {
   if (failed()) return false;
   status_ = sqlite3_step(statement_);
+  if (failed() && meansDamage(status_)) *damageMet_ = true;
   return status_ == SQLITE_ROW;
 }
 
@@ -123,6 +130,7 @@ Result<std::unique_ptr<Database>> Database::open(const std::string& path, Use us
   const int status = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
   std::unique_ptr<Database> database(new Database(connection));
   if (status != SQLITE_OK || !database->configure(use)) {
+    if (database->isDamaged()) return needsRescue(path);
     return database->lastError("The catalogue “" + path + "” cannot be opened");
   }
   return database;
@@ -154,7 +162,7 @@ Database::~Database() {
 
 Statement Database::prepare(std::string_view sql) {
   if (const auto kept = statements_.find(sql); kept != statements_.end()) {
-    return Statement(kept->second, SQLITE_OK);
+    return Statement(kept->second, SQLITE_OK, damageMet_);
   }
   if (statements_.size() >= kKeptStatements) {
     for (auto kept = statements_.begin(); kept != statements_.end();) {
@@ -170,7 +178,8 @@ Statement Database::prepare(std::string_view sql) {
   const int status = sqlite3_prepare_v3(connection_, sql.data(), static_cast<int>(sql.size()),
                                         SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
   if (statement != nullptr) statements_.emplace(sql, statement);
-  return Statement(statement, status);
+  if (meansDamage(status)) damageMet_ = true;
+  return Statement(statement, status, damageMet_);
 }
 
 bool Database::execute(const std::string& sql) {
@@ -214,11 +223,20 @@ int Database::changedRows() const {
 }
 
 bool Database::isDamaged() const {
-  const int code = sqlite3_errcode(connection_) & 0xFF;
-  return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
+  return meansDamage(sqlite3_errcode(connection_));
+}
+
+Failure needsRescue(const std::string& path, std::string_view what) {
+  return Failure(LibraryErrorCode::internal,
+                 "The catalogue “" + path + "” " + std::string(what) +
+                     ". The command “quorvin check --repair” brings back what can be.");
 }
 
 Failure Database::lastError(std::string_view sentence) const {
+  if (isDamaged() || damageMet_) {
+    const char* path = sqlite3_db_filename(connection_, "main");
+    return needsRescue(path == nullptr ? "" : path);
+  }
   const int code = sqlite3_errcode(connection_) & 0xFF;
   LibraryErrorCode told = LibraryErrorCode::internal;
   if (code == SQLITE_FULL) told = LibraryErrorCode::notEnoughSpace;

@@ -29,7 +29,9 @@ struct Blob {
 /// new. A statement that could not be prepared has no rows and has failed.
 class Statement {
  public:
-  Statement(sqlite3_stmt* statement, int status) : statement_(statement), status_(status) {}
+  /// `damageMet` becomes true when a step finds the file damaged.
+  Statement(sqlite3_stmt* statement, int status, bool& damageMet)
+      : statement_(statement), status_(status), damageMet_(&damageMet) {}
   Statement(Statement&& other) noexcept;
   Statement& operator=(Statement&&) = delete;
   ~Statement();
@@ -76,8 +78,12 @@ class Statement {
 
   sqlite3_stmt* statement_;
   int status_;
+  bool* damageMet_;
   int bound_ = 0;
 };
+
+/// Of a catalogue that cannot be used: "The catalogue “PATH” WHAT", and the command that helps.
+Failure needsRescue(const std::string& path, std::string_view what = "is damaged");
 
 /// One connection; used by one thread at a time. It checkpoints only when it is told to, or, for
 /// `write`, when it commits.
@@ -101,7 +107,8 @@ class Database {
 
   std::int64_t lastInsertedRow() const;
   int changedRows() const;
-  /// The last failure, as the library tells it: out of space, locked, damaged or else.
+  /// The last failure, as the library tells it: out of space, locked, damaged or else. Of a damaged
+  /// file it says that alone, and what helps.
   Failure lastError(std::string_view sentence) const;
   /// After a commit that failed: part of it may stand in the log, whole, and would count when the
   /// log is next read from its start. Makes it void by writing on in its place. What is read
@@ -114,6 +121,9 @@ class Database {
   void emptyLog();
   /// True when the last failure says that the file is no sound database.
   bool isDamaged() const;
+  /// True once any statement found the file damaged. Whoever took the failure for "no such row" has
+  /// then been mistaken, so that nothing may be committed.
+  bool hasMetDamage() const { return damageMet_; }
 
  private:
   explicit Database(sqlite3* connection) : connection_(connection) {}
@@ -122,6 +132,7 @@ class Database {
   sqlite3* connection_;
   std::map<std::string, sqlite3_stmt*, std::less<>> statements_;
   std::vector<std::int64_t>* collecting_ = nullptr;
+  bool damageMet_ = false;
 };
 
 /// What is read while it lives is of one moment.

@@ -23,7 +23,7 @@ bool removeTimeMap(Database& database, std::int64_t asset) {
   return database.prepare("DELETE FROM time_maps WHERE asset = ?").bind(asset).run();
 }
 
-TimeMap findTimeMap(Database& database, const std::string& localIdentifier) {
+std::optional<TimeMap> findTimeMap(Database& database, const std::string& localIdentifier) {
   using std::chrono::nanoseconds;
   TimeMap map;
   Statement rows = database.prepare(
@@ -34,6 +34,7 @@ TimeMap findTimeMap(Database& database, const std::string& localIdentifier) {
     map.push_back(
         {nanoseconds(rows.integer(0)), nanoseconds(rows.integer(1)), nanoseconds(rows.integer(2))});
   }
+  if (rows.failed()) return std::nullopt;
   return map;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "media_protocol/time_map.h"
@@ -16,7 +17,7 @@ bool insertTimeMap(Database& database, std::int64_t asset, const TimeMap& map);
 /// False when writing failed.
 bool removeTimeMap(Database& database, std::int64_t asset);
 
-/// Empty when there is none.
-TimeMap findTimeMap(Database& database, const std::string& localIdentifier);
+/// Empty when there is none; none when it cannot be read.
+std::optional<TimeMap> findTimeMap(Database& database, const std::string& localIdentifier);
 
 }  // namespace quorvin

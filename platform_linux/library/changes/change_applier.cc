@@ -56,21 +56,23 @@ bool needsStaging(const std::vector<ChangeRequest>& requests) {
 
 }  // namespace
 
-std::size_t ChangeApplier::countDeletions(const std::vector<ChangeRequest>& requests) {
+Result<std::size_t> ChangeApplier::countDeletions(const std::vector<ChangeRequest>& requests) {
   std::vector<std::int64_t> rows;
   Catalogue::Reader database = catalogue_.reader();
-  if (!database) return 0;
+  if (!database) return database.error();
   for (const ChangeRequest& request : requests) {
     if (const auto* deletion = std::get_if<DeleteAssets>(&request)) {
       appendRows(*database, *deletion, rows);
     }
   }
-  if (rows.empty()) return 0;
+  if (database->hasMetDamage()) return unreadable(*database);
+  if (rows.empty()) return std::size_t{0};
   Statement count = database->prepare(
       "SELECT count(*) FROM assets WHERE id IN (SELECT value FROM json_each(?))"
       " AND trashed_ns IS NULL");
   const std::string list = listOfRows(rows);
-  return count.bind(list).next() ? static_cast<std::size_t>(count.integer(0)) : 0;
+  if (!count.bind(list).next()) return unreadable(*database);
+  return static_cast<std::size_t>(count.integer(0));
 }
 
 Done ChangeApplier::apply(const std::vector<ChangeRequest>& requests,

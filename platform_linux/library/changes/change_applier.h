@@ -24,7 +24,7 @@ class ChangeApplier {
   ChangeApplier(Catalogue& catalogue, MediaService& media) : catalogue_(catalogue), media_(media) {}
 
   /// How many assets, not deleted yet, the requests would delete.
-  std::size_t countDeletions(const std::vector<ChangeRequest>& requests);
+  Result<std::size_t> countDeletions(const std::vector<ChangeRequest>& requests);
 
   /// Makes all of the requests durable, in their order, or none. `status` is granted. With limited
   /// access, new assets join the selection, only assets of the selection can be deleted, and albums

@@ -24,8 +24,14 @@ void LibraryChanges::performChanges(
   blocks_.add([this, changeBlock = std::move(changeBlock),
                completionHandler = std::move(completionHandler)] {
     if (stop_.stop_requested()) return;
-    completions_.add([this, completionHandler, done = perform(changeBlock)] {
-      if (!stop_.stop_requested()) completionHandler(static_cast<bool>(done), presented(done));
+    std::optional<NSError> error;
+    try {
+      error = presented(perform(changeBlock));
+    } catch (const LibraryUnreadable& unreadable) {
+      error = unreadable.error();
+    }
+    completions_.add([this, completionHandler, error] {
+      if (!stop_.stop_requested()) completionHandler(!error, error);
     });
   });
 }
@@ -37,15 +43,16 @@ Done LibraryChanges::perform(const std::function<void(PHChangeRequests&)>& chang
   const std::vector<ChangeRequest> requests = recorder.take();
   if (requests.empty()) return Null{};
   if (!prompt_.isEmpty()) {
-    const std::size_t deletions = applier_.countDeletions(requests);
-    if (deletions > 0 && !prompt_.allows(deletions)) {
+    const auto deletions = applier_.countDeletions(requests);
+    if (!deletions) return deletions.error();
+    if (*deletions > 0 && !prompt_.allows(*deletions)) {
       return Failure(LibraryErrorCode::userCancelled, "The deletion was not allowed.");
     }
   }
   // The block and the user may have taken their time.
-  const PHAuthorizationStatus status = authorization_->status();
+  const auto status = authorization_->status();
   if (auto access = accessUnder(status); !access) return access;
-  return applier_.apply(requests, status);
+  return applier_.apply(requests, *status);
 }
 
 void LibraryChanges::beginShutDown() {

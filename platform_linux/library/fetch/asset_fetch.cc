@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform_linux/errors/presented.h"
+
 namespace quorvin {
 namespace {
 
@@ -32,10 +34,10 @@ class ListedResult final : public PHFetchResult<PHAsset> {
     requireRange(range, count_);
     Objects objects = listing_->loaded.find(range);
     if (std::find(objects.begin(), objects.end(), nullptr) == objects.end()) return objects;
-    if (Catalogue::Reader database = catalogue_->reader()) {
-      load(*database, range, objects);
-      listing_->loaded.store(range, objects);
-    }
+    Catalogue::Reader database = catalogue_->reader();
+    requireOpen(database);
+    load(*database, range, objects);
+    listing_->loaded.store(range, objects);
     // Rows stay as long as an asset can be restored. Whoever holds a result for longer than that
     // gets assets of which nothing is known any more.
     std::replace(objects.begin(), objects.end(), Object(), std::make_shared<const PHAsset>());
@@ -53,6 +55,7 @@ class ListedResult final : public PHFetchResult<PHAsset> {
       if (object != nullptr) continue;
       row.rewind();
       if (row.bind(listing_->rows[i]).next()) object = assetFromRow(row);
+      requireRead(row, database);
     }
   }
 
@@ -74,7 +77,8 @@ void readFewRows(Database& database, const AssetQuery& query, Listing& listing) 
     assets.push_back(assetFromRow(rows));
     listing.rows.push_back(rows.integer(kAssetColumnCount));
   }
-  listing.complete = !rows.failed() && assets.size() < query.limit;
+  requireRead(rows, database);
+  listing.complete = assets.size() < query.limit;
   listing.loaded.store({0, assets.size()}, assets);
 }
 
@@ -83,7 +87,9 @@ void readFewRows(Database& database, const AssetQuery& query, Listing& listing) 
 void readByAddition(Database& database, const AssetQuery& query, Listing& listing) {
   Statement rows = database.prepare("SELECT collect(a.id) " + query.from);
   query.bind(rows);
-  listing.complete = database.collect(rows, listing.rows);
+  database.collect(rows, listing.rows);
+  requireRead(rows, database);
+  listing.complete = true;
   if (!std::is_sorted(listing.rows.begin(), listing.rows.end())) {
     std::sort(listing.rows.begin(), listing.rows.end());
   }
@@ -100,11 +106,23 @@ void readInOrder(Database& database, const AssetQuery& query, Listing& listing) 
   query.bind(rows);
   rows.bind(most);
   while (rows.next()) listing.rows.push_back(rows.integer(0));
-  listing.complete =
-      !rows.failed() && (most < 0 || static_cast<std::int64_t>(listing.rows.size()) < most);
+  requireRead(rows, database);
+  listing.complete = most < 0 || static_cast<std::int64_t>(listing.rows.size()) < most;
 }
 
 }  // namespace
+
+void throwUnreadable(const Failure& failure) {
+  throw LibraryUnreadable(presented(failure));
+}
+
+void requireRead(const Statement& statement, const Database& database) {
+  if (statement.failed()) throwUnreadable(unreadable(database));
+}
+
+void requireOpen(const Catalogue::Reader& database) {
+  if (!database) throwUnreadable(database.error());
+}
 
 void requireRange(IndexRange range, std::size_t count) {
   if (range.first <= range.last && range.last <= count) return;
@@ -119,14 +137,14 @@ FetchResult<PHAsset> fetchAssets(const std::shared_ptr<Catalogue>& catalogue, st
   std::shared_ptr<const Listing> listing = catalogue->listings().find(version, key, needed);
   if (listing == nullptr) {
     auto read = std::make_shared<Listing>();
-    if (Catalogue::Reader database = catalogue->reader()) {
-      if (query.isIndexed && query.limit > 0 && query.limit <= kRowsAtOnce) {
-        readFewRows(*database, query, *read);
-      } else if (query.isByAddition && (!query.isIndexed || query.limit == 0)) {
-        readByAddition(*database, query, *read);
-      } else {
-        readInOrder(*database, query, *read);
-      }
+    Catalogue::Reader database = catalogue->reader();
+    requireOpen(database);
+    if (query.isIndexed && query.limit > 0 && query.limit <= kRowsAtOnce) {
+      readFewRows(*database, query, *read);
+    } else if (query.isByAddition && (!query.isIndexed || query.limit == 0)) {
+      readByAddition(*database, query, *read);
+    } else {
+      readInOrder(*database, query, *read);
     }
     listing = read;
     const bool isWhole = listing->complete || listing->rows.size() >= needed;
@@ -154,13 +172,14 @@ std::vector<std::int64_t> assetRows(Catalogue& catalogue,
                                     std::span<const std::string> identifiers) {
   std::vector<std::int64_t> rows;
   Catalogue::Reader database = catalogue.reader();
-  if (!database) return rows;
+  requireOpen(database);
   const ReadTransaction moment(*database);
   Statement find =
       database->prepare("SELECT id FROM assets WHERE ident = ? AND trashed_ns IS NULL");
   for (const std::string& identifier : identifiers) {
     find.rewind();
     if (find.bind(identifier).next()) rows.push_back(find.integer(0));
+    requireRead(find, *database);
   }
   std::sort(rows.begin(), rows.end());
   rows.erase(std::unique(rows.begin(), rows.end()), rows.end());

@@ -14,6 +14,19 @@
 
 namespace quorvin {
 
+/// Throws `LibraryUnreadable`.
+[[noreturn]] void throwUnreadable(const Failure& failure);
+/// What there is, or throws.
+template <class T>
+T orThrow(Result<T> result) {
+  if (!result) throwUnreadable(result.error());
+  return *std::move(result);
+}
+/// Throws unless all that was asked for so far was read.
+void requireRead(const Statement& statement, const Database& database);
+/// Throws unless it could be opened.
+void requireOpen(const Catalogue::Reader& database);
+
 /// Fatal unless the range lies within `count`.
 void requireRange(IndexRange range, std::size_t count);
 

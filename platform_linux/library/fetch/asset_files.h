@@ -44,7 +44,7 @@ class AssetFiles {
   virtual Done accessTo(const StoredResource& resource) = 0;
 
   /// How the asset's original video plays; empty when it plays as it is, or when nobody looked yet.
-  virtual TimeMap timeMap(const std::string& localIdentifier) = 0;
+  virtual Result<TimeMap> timeMap(const std::string& localIdentifier) = 0;
 };
 
 }  // namespace quorvin

@@ -157,10 +157,11 @@ std::string AssetQuery::key() const {
   return key;
 }
 
-std::int64_t countAssets(Database& database, const AssetQuery& query) {
+std::optional<std::int64_t> countAssets(Database& database, const AssetQuery& query) {
   Statement count = database.prepare("SELECT count(*) " + query.from);
   query.bind(count);
-  return count.next() ? count.integer(0) : 0;
+  if (!count.next()) return std::nullopt;
+  return count.integer(0);
 }
 
 std::shared_ptr<const PHAsset> assetFromRow(const Statement& row) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -55,8 +56,8 @@ struct AssetQuery {
 /// `limitedAccess` leaves out what the user did not select for this program.
 AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bool limitedAccess);
 
-/// How many assets the fetch would find without its limit.
-std::int64_t countAssets(Database& database, const AssetQuery& query);
+/// How many assets the fetch would find without its limit; none when it cannot be read.
+std::optional<std::int64_t> countAssets(Database& database, const AssetQuery& query);
 
 /// The columns of a record, for `assetFromRow`.
 inline constexpr std::string_view kAssetColumns =

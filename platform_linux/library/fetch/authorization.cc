@@ -15,6 +15,12 @@ Authorization::Authorization(std::shared_ptr<Catalogue> catalogue,
       mainQueue_(mainQueue),
       own_(own) {}
 
+Result<PHAuthorizationStatus> Authorization::status() {
+  const auto overview = catalogue_->overview();
+  if (!overview) return overview.error();
+  return status(**overview);
+}
+
 PHAuthorizationStatus Authorization::status(const Overview& overview) {
   NSLockHolder holder(lock_);
   return own_.value_or(overview.status);
@@ -36,7 +42,10 @@ void Authorization::answer(Handler handler) {
 }
 
 PHAuthorizationStatus Authorization::decide() {
-  const PHAuthorizationStatus standing = status();
+  const auto known = status();
+  // Nobody is asked what may have been decided before.
+  if (!known) return PHAuthorizationStatus::notDetermined;
+  const PHAuthorizationStatus standing = *known;
   if (standing != PHAuthorizationStatus::notDetermined || !prompt_) return standing;
   const std::optional<PHAuthorizationStatus> answer = prompt_();
   if (!answer) return standing;
@@ -45,7 +54,8 @@ PHAuthorizationStatus Authorization::decide() {
     if (own_) return *(own_ = answer);
   }
   storeStatus(*catalogue_, *answer);
-  return status();
+  const auto stored = status();
+  return stored ? *stored : standing;
 }
 
 Done accessUnder(PHAuthorizationStatus status) {
@@ -55,6 +65,10 @@ Done accessUnder(PHAuthorizationStatus status) {
                    "Access to the photo library is restricted.");
   }
   return Failure(LibraryErrorCode::accessUserDenied, "Access to the photo library is not granted.");
+}
+
+Done accessUnder(const Result<PHAuthorizationStatus>& status) {
+  return status ? accessUnder(*status) : Done(status.error());
 }
 
 Done storeStatus(Catalogue& catalogue, PHAuthorizationStatus status) {

@@ -21,7 +21,8 @@ class Authorization : public std::enable_shared_from_this<Authorization> {
                 std::function<std::optional<PHAuthorizationStatus>()> prompt,
                 DispatchQueue* mainQueue);
 
-  PHAuthorizationStatus status() { return status(*catalogue_->overview()); }
+  /// An error when the catalogue cannot be read.
+  Result<PHAuthorizationStatus> status();
   /// The same, without a look at the catalogue.
   PHAuthorizationStatus status(const Overview& overview);
 
@@ -53,6 +54,7 @@ inline bool isGranted(PHAuthorizationStatus status) {
 
 /// Why the library stays shut with this status; none when it is granted.
 Done accessUnder(PHAuthorizationStatus status);
+Done accessUnder(const Result<PHAuthorizationStatus>& status);
 
 /// Keeps the status for all openers without one of their own.
 Done storeStatus(Catalogue& catalogue, PHAuthorizationStatus status);

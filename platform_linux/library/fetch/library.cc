@@ -66,7 +66,7 @@ Library::Library(std::shared_ptr<Catalogue> catalogue, std::shared_ptr<Authoriza
 Library::~Library() = default;
 
 PHAuthorizationStatus Library::authorizationStatus() {
-  return authorization_->status();
+  return orThrow(authorization_->status());
 }
 
 void Library::requestAuthorization(std::function<void(PHAuthorizationStatus)> handler) {
@@ -75,7 +75,7 @@ void Library::requestAuthorization(std::function<void(PHAuthorizationStatus)> ha
 
 FetchResult<PHAsset> Library::fetchAssetsWithLocalIdentifiers(
     std::span<const std::string> identifiers, const PHFetchOptions* options) {
-  const auto overview = catalogue_->overview();
+  const auto overview = orThrow(catalogue_->overview());
   const PHAuthorizationStatus status = authorization_->status(*overview);
   if (!isGranted(status)) return nothing<PHAsset>();
   auto rows = assetRows(*catalogue_, identifiers);
@@ -92,7 +92,7 @@ FetchResult<PHAsset> Library::fetchAssetsWithLocalIdentifiers(
 
 FetchResult<PHAsset> Library::fetchAssetsInAssetCollection(const PHAssetCollection& collection,
                                                            const PHFetchOptions* options) {
-  const auto overview = catalogue_->overview();
+  const auto overview = orThrow(catalogue_->overview());
   const PHAuthorizationStatus status = authorization_->status(*overview);
   const CollectionRow* row = overview->find(collection.localIdentifier);
   if (row == nullptr || !isOpen(*row->collection, status)) return nothing<PHAsset>();
@@ -109,7 +109,7 @@ FetchResult<PHAsset> Library::fetchAssetsInAssetCollection(const PHAssetCollecti
 
 FetchResult<PHAsset> Library::fetchAssetsWithBurstIdentifier(const std::string& burstIdentifier,
                                                              const PHFetchOptions* options) {
-  const auto overview = catalogue_->overview();
+  const auto overview = orThrow(catalogue_->overview());
   const PHAuthorizationStatus status = authorization_->status(*overview);
   if (!isGranted(status)) return nothing<PHAsset>();
   return fetchAssets(catalogue_, overview->version,
@@ -119,7 +119,7 @@ FetchResult<PHAsset> Library::fetchAssetsWithBurstIdentifier(const std::string& 
 
 FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithType(
     PHAssetCollectionType type, std::int64_t subtype, const PHFetchOptions* options) {
-  const auto overview = catalogue_->overview();
+  const auto overview = orThrow(catalogue_->overview());
   const PHAuthorizationStatus status = authorization_->status(*overview);
   Collections found;
   for (const CollectionRow& row : overview->collections) {
@@ -135,7 +135,7 @@ FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithType(
 
 FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithLocalIdentifiers(
     std::span<const std::string> identifiers, const PHFetchOptions* options) {
-  const auto overview = catalogue_->overview();
+  const auto overview = orThrow(catalogue_->overview());
   const PHAuthorizationStatus status = authorization_->status(*overview);
   std::vector<const CollectionRow*> rows;
   for (const std::string& identifier : identifiers) {
@@ -152,19 +152,18 @@ FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithLocalIdentifier
 
 PHAssetResources Library::assetResourcesForAsset(const PHAsset& asset) {
   const auto stored = storedResources(asset.localIdentifier);
+  if (!stored && stored.error().is(LibraryErrorCode::internal)) throwUnreadable(stored.error());
   if (!stored) return {};
   return {stored->begin(), stored->end()};
 }
 
 Result<StoredResources> Library::storedResources(const std::string& localIdentifier) {
-  const PHAuthorizationStatus status = authorization_->status();
+  const auto status = authorization_->status();
   if (const Done access = accessUnder(status); !access) return access.error();
-  const Failure gone(LibraryErrorCode::missingResource,
-                     "The asset “" + localIdentifier + "” is not in the library.");
   Catalogue::Reader database = catalogue_->reader();
-  if (!database) return gone;
+  if (!database) return database.error();
   Statement rows = database->prepare(
-      status == PHAuthorizationStatus::limited
+      *status == PHAuthorizationStatus::limited
           ? "SELECT r.type, r.name, r.uti, r.path, r.orientation FROM assets AS a "
             "JOIN limited_selection AS l ON l.asset = a.id "
             "LEFT JOIN resources AS r ON r.asset = a.id "
@@ -185,34 +184,42 @@ Result<StoredResources> Library::storedResources(const std::string& localIdentif
         std::string(rows.text(2)), originalFile(catalogue_->folder(), path), originals + path,
         static_cast<int>(rows.integer(4))));
   }
-  if (!found) return gone;
-  return resources;
+  if (rows.failed()) return unreadable(*database);
+  if (found) return resources;
+  return Failure(LibraryErrorCode::missingResource,
+                 "The asset “" + localIdentifier + "” is not in the library.");
 }
 
 Done Library::accessTo(const StoredResource& resource) {
-  const PHAuthorizationStatus status = authorization_->status();
+  const auto status = authorization_->status();
   if (Done access = accessUnder(status); !access) return access;
   const std::string originals = originalsPath(*catalogue_);
   const bool isOurs = resource.path.starts_with(originals);
   const std::string path = isOurs ? resource.path.substr(originals.size()) : "";
-  if (Catalogue::Reader database = catalogue_->reader(); database && isOurs) {
+  if (isOurs) {
+    Catalogue::Reader database = catalogue_->reader();
+    if (!database) return database.error();
     Statement row =
-        database->prepare(status == PHAuthorizationStatus::limited
+        database->prepare(*status == PHAuthorizationStatus::limited
                               ? "SELECT 1 FROM resources AS r JOIN assets AS a ON a.id = r.asset "
                                 "JOIN limited_selection AS l ON l.asset = a.id "
                                 "WHERE r.path = ? AND a.trashed_ns IS NULL"
                               : "SELECT 1 FROM resources AS r JOIN assets AS a ON a.id = r.asset "
                                 "WHERE r.path = ? AND a.trashed_ns IS NULL");
     if (row.bind(path).next()) return Null{};
+    if (row.failed()) return unreadable(*database);
   }
   return Failure(
       LibraryErrorCode::missingResource,
       "The asset of the file “" + resource.originalFilename + "” is not in the library.");
 }
 
-TimeMap Library::timeMap(const std::string& localIdentifier) {
+Result<TimeMap> Library::timeMap(const std::string& localIdentifier) {
   Catalogue::Reader database = catalogue_->reader();
-  return database ? findTimeMap(*database, localIdentifier) : TimeMap();
+  if (!database) return database.error();
+  auto map = findTimeMap(*database, localIdentifier);
+  if (!map) return unreadable(*database);
+  return *std::move(map);
 }
 
 }  // namespace quorvin

@@ -55,7 +55,7 @@ class Library final : public PHPhotoLibrary, public PHAssetResourceLister, publi
   PHAssetResources assetResourcesForAsset(const PHAsset& asset) override;
   Result<StoredResources> storedResources(const std::string& localIdentifier) override;
   Done accessTo(const StoredResource& resource) override;
-  TimeMap timeMap(const std::string& localIdentifier) override;
+  Result<TimeMap> timeMap(const std::string& localIdentifier) override;
 
   /// What this library shares with the changes of it.
   const std::shared_ptr<Catalogue>& catalogue() const { return catalogue_; }

@@ -53,7 +53,7 @@ std::int64_t number(Database& database, std::string_view sql) {
 
 }  // namespace
 
-CatalogueTotals readTotals(Database& database) {
+std::optional<CatalogueTotals> readTotals(Database& database) {
   CatalogueTotals totals;
   countByType(database, totals);
   totals.bursts = number(database,
@@ -62,6 +62,7 @@ CatalogueTotals readTotals(Database& database) {
   totals.deleted = number(database, "SELECT count(*) FROM assets WHERE trashed_ns IS NOT NULL");
   totals.originalFiles = countOriginals(database);
   totals.originalBytes = number(database, "SELECT coalesce(sum(size), 0) FROM resources");
+  if (database.hasMetDamage()) return std::nullopt;
   return totals;
 }
 

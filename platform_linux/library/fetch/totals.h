@@ -26,7 +26,7 @@ struct CatalogueTotals {
   std::optional<NSDate> newest;
 };
 
-/// All of one moment, inside a `ReadTransaction`.
-CatalogueTotals readTotals(Database& database);
+/// All of one moment, inside a `ReadTransaction`. None when they cannot be read.
+std::optional<CatalogueTotals> readTotals(Database& database);
 
 }  // namespace quorvin

@@ -119,7 +119,7 @@ class Import {
   // Only a file whose size the library knows is read for this.
   Done recognise(int source, ImportFile& file) {
     Catalogue::Reader database = catalogue_->reader();
-    if (!database) return catalogueUnreadable();
+    if (!database) return database.error();
     if (!isKnownSize(*database, file.size)) return Null{};
     const auto hash = hashContent(source);
     if (!hash) return hash.error();

@@ -120,7 +120,7 @@ TEST_F(Importer, StoresHowSlowMotionPlays) {
   using namespace std::chrono_literals;
   import({put("a.mov", "video rate=120")});
   const TimeMap map = {{0s, 500ms, 500ms}, {500ms, 1500ms, 6s}, {2s, 500ms, 500ms}};
-  EXPECT_EQ(open()->timeMap(only().localIdentifier), map);
+  EXPECT_EQ(*open()->timeMap(only().localIdentifier), map);
   expectSound();
 }
 

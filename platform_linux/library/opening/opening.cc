@@ -26,17 +26,24 @@ namespace {
 
 // Before anything is made beside it: is it a catalogue of ours, and one that can be read?
 Done checkOwner(const LibraryFolder& folder) {
+  struct stat status = {};
+  if (folder.held->status(LibraryFolder::kCatalogue, status) == 0 && status.st_size == 0 &&
+      wasInUse(folder)) {
+    // SQLite, asked, would remove the log beside it.
+    return needsRescue(folder.catalogue(), "is empty");
+  }
   auto database = Database::open(folder.catalogueFile(), Database::Use::read);
   if (!database) return database.error();
   const auto known = catalogueState(**database);
   if (!known) return known.error();
-  const std::string named = "The catalogue “" + folder.catalogue() + "” ";
-  if (*known == CatalogueState::newer) {
-    return Failure(LibraryErrorCode::invalidResource,
-                   named + "was made by a later version of this program.");
+  if (*known == CatalogueState::newer) return madeByLaterVersion(folder);
+  if (*known == CatalogueState::empty && wasInUse(folder)) {
+    return needsRescue(folder.catalogue(), "is empty");
   }
   if (*known == CatalogueState::foreign) {
-    return Failure(LibraryErrorCode::invalidResource, named + "is a database of something else.");
+    if (wasInUse(folder)) return needsRescue(folder.catalogue());
+    return Failure(LibraryErrorCode::invalidResource,
+                   "The catalogue “" + folder.catalogue() + "” is a database of something else.");
   }
   return Null{};
 }
@@ -52,11 +59,12 @@ bool stoppedUncleanly(const LibraryFolder& folder) {
 
 Done checkIntegrity(Database& database, const LibraryFolder& folder) {
   if (database.isSound()) return Null{};
-  return Failure(LibraryErrorCode::internal,
-                 "The catalogue “" + folder.catalogue() + "” is damaged.");
+  return needsRescue(folder.catalogue());
 }
 
-Done setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
+// To bring a catalogue up to date, one has to be alone with it: whoever has it open knows its
+// tables as they are. To make a new one, not: others make the same.
+Done setUp(const LibraryFolder& folder, bool alone, PHAuthorizationStatus status) {
   auto lock = LibraryLock::acquire(folder, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return lock.error();
   // SQLite would let others read it. What it makes beside it has the same mode.
@@ -69,12 +77,16 @@ Done setUp(const LibraryFolder& folder, PHAuthorizationStatus status) {
   const auto state = catalogueState(**database);
   if (!state) return state.error();
   if (*state == CatalogueState::current) return Null{};
-  if (const auto done = migrate(**database); !done) return done.error();
-  if (*state == CatalogueState::empty) {
-    if (!writeStatus(**database, status)) {
-      return (*database)->lastError("The library's authorisation cannot be stored");
-    }
+  if (*state == CatalogueState::newer) return madeByLaterVersion(folder);
+  if (*state == CatalogueState::foreign) return needsRescue(folder.catalogue());
+  if (*state == CatalogueState::older && !alone) {
+    return Failure(LibraryErrorCode::operationInterrupted,
+                   "The catalogue “" + folder.catalogue() +
+                       "” is of an earlier version, and can be brought up to date only while no "
+                       "other program has the library open.");
   }
+  const auto done = migrate(**database, static_cast<std::int64_t>(status));
+  if (!done) return done.error();
   (*database)->emptyLog();
   return syncFolder(folder, "");
 }
@@ -89,7 +101,7 @@ Done prepare(const LibraryFolder& folder, bool alone, PHAuthorizationStatus stat
     current = state && *state == CatalogueState::current;
   }
   if (!current) {
-    if (auto done = setUp(folder, statusWhenMade); !done) return done.error();
+    if (auto done = setUp(folder, alone, statusWhenMade); !done) return done.error();
   }
   sweepStaging(folder);
   return Null{};
@@ -118,6 +130,7 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
   if (!folder) return folder.error();
   const auto state = folderState(*folder);
   if (!state) return state.error();
+  if (*state == FolderState::lost) return needsRescue(folder->catalogue(), "is missing");
   if (missing == MissingLibrary::refuse && *state != FolderState::catalogue) {
     return Failure(LibraryErrorCode::missingResource,
                    "There is no photo library at “" + folder->root + "”.");
@@ -129,12 +142,14 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
   closeToOthers(*folder);
   auto presence =
       LibraryLock::tryAcquire(*folder, LibraryLock::Area::presence, LibraryLock::Mode::exclusive);
-  const bool alone = presence.has_value();
+  bool alone = presence.has_value();
   if (!alone) {
     auto shared =
         LibraryLock::acquire(*folder, LibraryLock::Area::presence, LibraryLock::Mode::shared);
     if (!shared) return shared.error();
     presence = *std::move(shared);
+    // Whoever was in the way may have been just closing.
+    alone = presence->tryChange(LibraryLock::Mode::exclusive);
   }
   if (auto ready = prepare(*folder, alone, statusWhenMade); !ready) return ready.error();
   presence->tryChange(LibraryLock::Mode::shared);

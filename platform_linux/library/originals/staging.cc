@@ -16,6 +16,7 @@
 
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
+#include "platform_linux/library/catalogue/schema.h"
 #include "platform_linux/library/catalogue/sqlite.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/original_path.h"
@@ -157,7 +158,7 @@ void sweepStaging(const LibraryFolder& folder) {
   if (!writer || !staging) return;
   const auto database = Database::open(folder.catalogueFile(), Database::Use::write);
   // Nothing goes by rows that may yet turn out otherwise.
-  if (!database || !(*database)->settleLog()) return;
+  if (!database || !requirePresentVersion(**database, folder) || !(*database)->settleLog()) return;
   for (const std::string& path : leftovers(folder)) {
     if (!removeUnnamed(**database, folder, listedPaths(folder, path))) continue;
     if (folder.held->removeTree(path) != 0) folder.held->removeFile(path);

@@ -11,7 +11,7 @@
 namespace quorvin {
 namespace {
 
-AlbumSummary describeAlbum(Database& database, const CollectionRow& row) {
+std::optional<AlbumSummary> describeAlbum(Database& database, const CollectionRow& row) {
   const PHAssetCollection& album = *row.collection;
   AlbumSummary summary{album.localIdentifier, album.localizedTitle.value_or(""), 0};
   AssetScope scope{AssetScope::Album{row.row}};
@@ -20,7 +20,9 @@ AlbumSummary describeAlbum(Database& database, const CollectionRow& row) {
     if (smart == nullptr) return summary;
     scope.place = AssetScope::Smart{smart};
   }
-  summary.assets = countAssets(database, assetQuery(scope, {}, false));
+  const auto count = countAssets(database, assetQuery(scope, {}, false));
+  if (!count) return std::nullopt;
+  summary.assets = *count;
   return summary;
 }
 
@@ -30,13 +32,18 @@ Result<LibrarySummary> describeLibrary(const std::string& path) {
   auto catalogue = openCatalogue(path, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
   const auto overview = (*catalogue)->overview();
+  if (!overview) return overview.error();
   Catalogue::Reader database = (*catalogue)->reader();
-  if (!database) return catalogueUnreadable();
+  if (!database) return database.error();
   const ReadTransaction moment(*database);
-  LibrarySummary summary{readTotals(*database), overview->status, {}, {}};
-  for (const CollectionRow& row : overview->collections) {
+  const auto totals = readTotals(*database);
+  if (!totals) return unreadable(*database);
+  LibrarySummary summary{*totals, (*overview)->status, {}, {}};
+  for (const CollectionRow& row : (*overview)->collections) {
     const bool isSmart = row.collection->assetCollectionType == PHAssetCollectionType::smartAlbum;
-    (isSmart ? summary.smartAlbums : summary.albums).push_back(describeAlbum(*database, row));
+    auto album = describeAlbum(*database, row);
+    if (!album) return unreadable(*database);
+    (isSmart ? summary.smartAlbums : summary.albums).push_back(*std::move(album));
   }
   return summary;
 }

@@ -13,9 +13,9 @@ Result<std::vector<TrashedAsset>> listTrash(const std::string& path) {
   auto catalogue = openCatalogue(path, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
   Catalogue::Reader database = (*catalogue)->reader();
-  if (!database) return catalogueUnreadable();
+  if (!database) return database.error();
   auto assets = trashedAssets(*database);
-  if (!assets) return catalogueUnreadable();
+  if (!assets) return unreadable(*database);
   return *std::move(assets);
 }
 

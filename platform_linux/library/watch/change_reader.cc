@@ -26,7 +26,9 @@ Result<std::unique_ptr<ChangeReader>> ChangeReader::open(
   if (!now) return reader->database_->lastError("The catalogue cannot be read");
   reader->read_ = *now;
   reader->sequence_ = now->last;
-  reader->status_ = reader->authorization_->status();
+  const auto status = reader->authorization_->status();
+  if (!status) return status.error();
+  reader->status_ = *status;
   return reader;
 }
 
@@ -41,7 +43,9 @@ std::optional<LibraryChange> ChangeReader::read() {
   const ReadTransaction moment(*database_);
   const auto now = present();
   if (now && now->version == read_.version && !isTrackLost_) return std::nullopt;
-  const PHAuthorizationStatus status = authorization_->status();
+  const auto known = authorization_->status();
+  if (!known) isTrackLost_ = true;
+  const PHAuthorizationStatus status = known ? *known : status_;
   if (!isGranted(status) && status == status_) {
     if (now) read_ = *now;
     return std::nullopt;
@@ -55,7 +59,7 @@ std::optional<LibraryChange> ChangeReader::read() {
   if (!isRead) change = everything(status);
   if (now && (isRead || !isFollowed)) read_ = *now;
   status_ = status;
-  isTrackLost_ = isTrackLost_ && !now;
+  isTrackLost_ = isTrackLost_ && !(now && known);
   if (isLimited && isNothing(change)) return std::nullopt;
   sequence_ = std::max(sequence_ + 1, read_.last);
   change.sequence = sequence_;
