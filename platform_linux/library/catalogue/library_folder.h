@@ -32,6 +32,7 @@ struct LibraryFolder {
   static constexpr const char* kDerivatives = "derivatives";  ///< can be made again
   static constexpr const char* kIncoming = "incoming";        ///< being copied
   static constexpr const char* kRecovered = "recovered";      ///< originals of no asset
+  static constexpr const char* kRecords = "records";          ///< of originals, one by one
   static constexpr const char* kSnapshots = "snapshots";      ///< of the catalogue
   /// SQLite makes the last three of them.
   static constexpr std::array<std::string_view, 5> kFiles = {

@@ -120,9 +120,8 @@ Done ChangeApplier::store(Database& database, const std::vector<ChangeRequest>& 
   auto creation = creations.begin();
   for (const ChangeRequest& request : requests) {
     Done stored = Null{};
-    if (const auto* asset = std::get_if<CreateAsset>(&request)) {
-      stored = transaction.createAsset(asset->identifier, creation->file, creation->main,
-                                       creation->pairedVideo);
+    if (std::holds_alternative<CreateAsset>(request)) {
+      stored = transaction.createAsset(creation->asset, creation->main, creation->pairedVideo);
       ++creation;
     } else if (const auto* deletion = std::get_if<DeleteAssets>(&request)) {
       stored = transaction.deleteAssets(*deletion);
@@ -187,6 +186,7 @@ Result<ChangeApplier::Creation> ChangeApplier::copyFile(const CreateAsset& reque
   auto main = copies_->copyFile(creation.file, uuid, false);
   if (!main) return cannotSave(request.path, main.error());
   creation.main = *std::move(main);
+  creation.asset = newAssetOf(request.identifier, creation.file);
   if (creation.file.probe.embeddedMovieLength > 0) {
     auto movie = copies_->copyEmbeddedMovie(creation.file, uuid);
     if (!movie && movie.error().is(LibraryErrorCode::notEnoughSpace)) {
@@ -202,8 +202,11 @@ Result<ChangeApplier::Creation> ChangeApplier::copyFile(const CreateAsset& reque
 Done ChangeApplier::placeFiles(std::vector<Creation>& creations) {
   std::vector<OriginalCopy*> copies;
   for (Creation& creation : creations) {
+    creation.main.asset = creation.asset;
     copies.push_back(&creation.main);
-    if (creation.pairedVideo) copies.push_back(&*creation.pairedVideo);
+    if (!creation.pairedVideo) continue;
+    creation.pairedVideo->asset = creation.asset;
+    copies.push_back(&*creation.pairedVideo);
   }
   return copies_->place(copies);
 }

@@ -34,6 +34,7 @@ class ChangeApplier {
  private:
   struct Creation {
     SourceFile file;
+    NewAsset asset;
     OriginalCopy main;
     std::optional<OriginalCopy> pairedVideo;
   };

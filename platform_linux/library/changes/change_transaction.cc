@@ -36,10 +36,8 @@ Done ChangeTransaction::accessToAlbums() const {
                  "Albums cannot be changed while access is limited to a selection of assets.");
 }
 
-Done ChangeTransaction::createAsset(const std::string& identifier, const SourceFile& file,
-                                    const OriginalCopy& main,
+Done ChangeTransaction::createAsset(const NewAsset& asset, const OriginalCopy& main,
                                     const std::optional<OriginalCopy>& pairedVideo) {
-  const NewAsset asset = newAssetOf(identifier, file);
   const auto row = insertAsset(database_, asset);
   if (!row || !insertResource(database_, *row, main.resource)) return failure();
   if (pairedVideo && !insertPairedVideo(database_, *row, pairedVideo->resource)) return failure();

@@ -13,7 +13,6 @@
 #include "platform_linux/library/catalogue/sqlite.h"
 #include "platform_linux/library/changes/change_recorder.h"
 #include "platform_linux/library/originals/original_copies.h"
-#include "platform_linux/library/originals/source_file.h"
 
 namespace quorvin {
 
@@ -26,7 +25,7 @@ class ChangeTransaction {
   ChangeTransaction(Database& database, PHAuthorizationStatus status)
       : database_(database), isLimited_(status == PHAuthorizationStatus::limited) {}
 
-  Done createAsset(const std::string& identifier, const SourceFile& file, const OriginalCopy& main,
+  Done createAsset(const NewAsset& asset, const OriginalCopy& main,
                    const std::optional<OriginalCopy>& pairedVideo);
   /// Assets that are deleted already stay so.
   Done deleteAssets(const DeleteAssets& request);

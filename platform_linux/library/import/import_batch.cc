@@ -94,8 +94,13 @@ Result<ImportBatch::Part> ImportBatch::stageEmbedded(const std::vector<ImportFil
 Done ImportBatch::place() {
   std::vector<OriginalCopy*> copies;
   for (Unit& unit : units_) {
+    const bool isNew = unit.main && !unit.main->existingAsset;
     for (std::optional<Part>* part : {&unit.main, &unit.pairedVideo}) {
-      if (*part && !(*part)->existingAsset) copies.push_back(&(*part)->copy);
+      if (!*part || (*part)->existingAsset) continue;
+      OriginalCopy& copy = (*part)->copy;
+      copy.asset = newAsset(unit.identifier, *(*part)->file);
+      copy.isPaired = isNew && part == &unit.pairedVideo;
+      copies.push_back(&copy);
     }
   }
   return copies_.place(copies);

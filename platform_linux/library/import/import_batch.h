@@ -73,6 +73,7 @@ class ImportBatch {
   Result<Part> stageEmbedded(const std::vector<ImportFile>& files, std::size_t index,
                              const std::string& uuid);
   Done place();
+  static NewAsset newAsset(const std::string& identifier, const ImportFile& file);
   bool store(Database& database, Unit& unit, Committed& committed);
   std::optional<std::int64_t> storeUnit(Database& database, Unit& unit, Committed& committed);
   std::optional<std::int64_t> storeAlone(Database& database, Unit& unit, Part& part,

@@ -12,15 +12,12 @@
 #include "platform_linux/library/originals/original_file.h"
 
 namespace quorvin {
-namespace {
 
-NewAsset newAsset(const std::string& identifier, const ImportFile& file) {
+NewAsset ImportBatch::newAsset(const std::string& identifier, const ImportFile& file) {
   NewAsset asset = newAssetOf(identifier, file);
   asset.sourceFolder = folderNumber(file.folder);
   return asset;
 }
-
-}  // namespace
 
 // The same content may have come in meanwhile: earlier in this import, or by another one.
 void ImportBatch::findExisting(Database& database, Part& part) {

@@ -15,6 +15,7 @@
 #include "platform_linux/library/catalogue/pairing.h"
 #include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/original_path.h"
+#include "platform_linux/library/originals/original_record.h"
 
 namespace quorvin {
 namespace {
@@ -111,9 +112,6 @@ Done OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64_t offse
       copied = hash.error();
     }
   }
-  if (copied && ::fchmod(copy.content.get(), 0400) != 0) {
-    copied = systemFailure("The copy cannot be made", errno);
-  }
   if (!copied) remove(copy);
   return copied;
 }
@@ -123,6 +121,12 @@ Done OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
   paths.reserve(copies.size());
   for (const OriginalCopy* copy : copies) paths.push_back(copy->resource.path);
   for (const OriginalCopy* copy : copies) {
+    OriginalRecord record{copy->asset, copy->resource};
+    if (copy->isPaired) record.resource.type = PHAssetResourceType::pairedVideo;
+    if (auto written = writeRecord(folder_, copy->content.get(), record); !written) return written;
+    if (::fchmod(copy->content.get(), 0400) != 0) {
+      return systemFailure("The copy of “" + copy->resource.name + "” cannot be made", errno);
+    }
     if (::fsync(copy->content.get()) != 0) {
       return systemFailure("The copy of “" + copy->resource.name + "” cannot be made durable",
                            errno);
@@ -155,6 +159,7 @@ Done OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
 
 bool OriginalCopies::remove(const OriginalCopy& copy) const {
   if (copy.place.empty()) return true;
+  removeRecord(folder_, copy.resource.path);
   const int error = folder_.held->removeFile(copy.place);
   return error == 0 || error == ENOENT;
 }

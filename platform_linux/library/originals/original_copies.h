@@ -20,6 +20,9 @@ struct OriginalCopy {
   NewResource resource;
   std::string place;  ///< beneath the library: in the staging folder, later in `originals/`
   FileDescriptor content;
+  // For the original's record.
+  NewAsset asset;         ///< whose resource it will be
+  bool isPaired = false;  ///< as the movie of a photo
 };
 
 /// One thread. The folder and the staging outlive it.
@@ -28,15 +31,15 @@ class OriginalCopies {
   OriginalCopies(const LibraryFolder& folder, Staging& staging)
       : folder_(folder), staging_(staging) {}
 
-  /// Copies the whole file into the staging folder, read-only and with the file's times. An error
+  /// Copies the whole file into the staging folder, with the file's times. An error
   /// when it is no longer what `file` says. `uuid` names the original.
   Result<OriginalCopy> copyFile(const SourceFile& file, const std::string& uuid, bool isPaired);
 
   /// Copies the movie inside a motion photo.
   Result<OriginalCopy> copyEmbeddedMovie(const SourceFile& file, const std::string& uuid);
 
-  /// Makes the copies durable, lists them and moves them among the originals. After an error some
-  /// of them may be there.
+  /// Writes the copies' records, makes them read-only and durable, lists them and moves them among
+  /// the originals. After an error some of them may be there.
   Done place(const std::vector<OriginalCopy*>& copies);
 
   /// Removes the copy from wherever it is. False when it is still there.

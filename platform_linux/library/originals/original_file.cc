@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "platform_linux/library/originals/original_path.h"
+#include "platform_linux/library/originals/original_record.h"
 
 namespace quorvin {
 namespace {
@@ -33,6 +34,7 @@ HeldFile originalFile(const LibraryFolder& folder, const std::string& path) {
 
 bool removeOriginal(const LibraryFolder& folder, const std::string& path) {
   if (!resourcePathIsOurs(path)) return true;
+  removeRecord(folder, path);
   switch (folder.held->removeFile(std::string(LibraryFolder::kOriginals) + "/" + path)) {
     case 0:
     case ENOENT:

@@ -37,6 +37,11 @@ std::string originalPath(std::string_view uuid, bool isPaired, std::string_view 
   return path;
 }
 
+bool isAssetIdentifier(std::string_view identifier) {
+  return identifier.size() > kUuid && isUuid(identifier.substr(0, kUuid)) &&
+         identifier.substr(kUuid) == "/L0/001";
+}
+
 bool isPlainExtension(std::string_view extension) {
   return !extension.empty() && extension.size() <= kLongestExtension &&
          std::ranges::all_of(extension, [](char c) {

@@ -15,6 +15,9 @@ std::string originalPath(std::string_view uuid, bool isPaired, std::string_view 
 /// At most ten letters and digits, and at least one.
 bool isPlainExtension(std::string_view extension);
 
+/// True for an identifier of the form that assets have.
+bool isAssetIdentifier(std::string_view identifier);
+
 /// True for the paths that `originalPath` makes, with the number of any resource type for the 9. A
 /// library that comes from elsewhere may hold others: nothing is to be looked for there.
 bool resourcePathIsOurs(std::string_view path);

@@ -97,6 +97,9 @@ SourceFile describeSource(const FileDescriptor& source, const std::string& path)
   file.modified = modificationTime(status);
   file.device = status.st_dev;
   file.inode = status.st_ino;
+  file.added = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                   std::chrono::system_clock::now().time_since_epoch())
+                   .count();
   return file;
 }
 
@@ -107,9 +110,7 @@ NewAsset newAssetOf(const std::string& identifier, const SourceFile& file) {
   asset.probe.burstIdentifier = validUtf8(file.probe.burstIdentifier);
   asset.probe.contentIdentifier = validUtf8(file.probe.contentIdentifier);
   asset.modified = file.modified;
-  asset.added = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                    std::chrono::system_clock::now().time_since_epoch())
-                    .count();
+  asset.added = file.added;
   return asset;
 }
 

@@ -23,6 +23,7 @@ struct SourceFile {
   std::int64_t modified = 0;  ///< nanoseconds since 1970
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
+  std::int64_t added = 0;  ///< when it was looked at: nanoseconds since 1970
   MediaProbe probe;
 };
 
@@ -41,7 +42,7 @@ SourceFile describeSource(const FileDescriptor& source, const std::string& path)
 /// Nanoseconds since 1970.
 std::int64_t modificationTime(const struct stat& status);
 
-/// The row of an asset that is made of this file, added now. It comes from no folder.
+/// The row of an asset that is made of this file. It comes from no folder.
 NewAsset newAssetOf(const std::string& identifier, const SourceFile& file);
 
 }  // namespace quorvin
