@@ -3,6 +3,8 @@
 // sent, but for the silences and the second reply that the methods' descriptions state.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -21,28 +23,11 @@
 namespace quorvin {
 namespace {
 
-constexpr const char* kMethods[] = {"getPlatformVersion",
-                                    "getPermission",
-                                    "clearAllCache",
-                                    "stopAllCachingImages",
-                                    "startCachingImages",
-                                    "stopCachingImages",
-                                    "getGalleryList",
-                                    "getGalleryAssetCount",
-                                    "getGalleryFirstAssetId",
-                                    "getAssetList",
-                                    "getAssetInfo",
-                                    "getThumbnail",
-                                    "getImageData",
-                                    "getImageUrl",
-                                    "getLivePhotoUrl",
-                                    "getVideoUrl",
-                                    "deleteAssets",
-                                    "getBurstAssetList",
-                                    "getAssetOriginalFilename",
-                                    "createAlbum",
-                                    "saveImage",
-                                    "saveVideo"};
+constexpr auto kMethods = [] {
+  std::array<const char*, kInlineMethods.size() + kQueuedMethods.size()> all{};
+  std::ranges::copy(kQueuedMethods, std::ranges::copy(kInlineMethods, all.begin()).out);
+  return all;
+}();
 
 const std::vector<std::string>& identifiers() {
   static const std::vector<std::string> all = {"p",       "v",         "a",     "l",     "b1", "b2",

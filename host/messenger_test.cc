@@ -35,10 +35,17 @@ struct Handler {
   }
 };
 
-TEST(Messenger, HandsAMessageToItsChannelBeforeSendReturns) {
-  Messenger messenger;
+/// One that hands the messages on "a" to the handler.
+class MessengerWithAChannel : public testing::Test {
+ protected:
+  MessengerWithAChannel() { messenger.setMessageHandlerOnChannel("a", handler.function()); }
+
+  Replies replies;
   Handler handler;
-  messenger.setMessageHandlerOnChannel("a", handler.function());
+  Messenger messenger;  // answers what is left when it goes, so it goes first
+};
+
+TEST_F(MessengerWithAChannel, HandsAMessageToItsChannelBeforeSendReturns) {
   messenger.send("a", Bytes{1, 2}, [](auto) {});
   EXPECT_EQ(handler.messages, (std::vector<Bytes>{{1, 2}}));
 }
@@ -70,11 +77,7 @@ TEST(Messenger, AnswersAMessageThatIsTooLargeWithNoBytes) {
   EXPECT_EQ(replies.all, std::vector<Bytes>{Bytes{}});
 }
 
-TEST(Messenger, LetsTheFirstReplyThroughAndDropsTheSecond) {
-  Messenger messenger;
-  Handler handler;
-  Replies replies;
-  messenger.setMessageHandlerOnChannel("a", handler.function());
+TEST_F(MessengerWithAChannel, LetsTheFirstReplyThroughAndDropsTheSecond) {
   messenger.send("a", {}, replies.receiver());
   const FlutterBinaryReply copy = handler.replies[0];
   handler.replies[0](Bytes{7});
@@ -85,10 +88,7 @@ TEST(Messenger, LetsTheFirstReplyThroughAndDropsTheSecond) {
   EXPECT_EQ(replies.all.size(), 1U);
 }
 
-TEST(Messenger, KnowsWhetherAnAnswerMayStillCome) {
-  Messenger messenger;
-  Handler handler;
-  messenger.setMessageHandlerOnChannel("a", handler.function());
+TEST_F(MessengerWithAChannel, KnowsWhetherAnAnswerMayStillCome) {
   EXPECT_FALSE(messenger.mayAnswer());
   messenger.send("a", {}, [](auto) {});
   messenger.send("a", {}, [](auto) {});
@@ -101,11 +101,7 @@ TEST(Messenger, KnowsWhetherAnAnswerMayStillCome) {
   EXPECT_FALSE(messenger.mayAnswer());
 }
 
-TEST(Messenger, AnswersInAnyOrder) {
-  Messenger messenger;
-  Handler handler;
-  Replies replies;
-  messenger.setMessageHandlerOnChannel("a", handler.function());
+TEST_F(MessengerWithAChannel, AnswersInAnyOrder) {
   messenger.send("a", {}, replies.receiver());
   messenger.send("a", {}, replies.receiver());
   handler.replies[1](Bytes{2});
@@ -141,32 +137,21 @@ TEST(Messenger, IgnoresRepliesAfterItIsGone) {
   EXPECT_EQ(replies.all, std::vector<Bytes>(1));
 }
 
-TEST(Messenger, AnswersWhatIsSentWhileItClosesAtOnce) {
-  Messenger messenger;
-  Handler handler;
-  Replies later;
-  messenger.setMessageHandlerOnChannel("a", handler.function());
-  messenger.send("a", {}, [&](auto) { messenger.send("a", Bytes{1}, later.receiver()); });
+TEST_F(MessengerWithAChannel, AnswersWhatIsSentWhileItClosesAtOnce) {
+  messenger.send("a", {}, [&](auto) { messenger.send("a", Bytes{1}, replies.receiver()); });
   messenger.close();
-  EXPECT_EQ(later.all, std::vector<Bytes>(1));
+  EXPECT_EQ(replies.all, std::vector<Bytes>(1));
   EXPECT_EQ(handler.messages.size(), 1U);
 }
 
-TEST(Messenger, MayBeClosedByAReceiver) {
-  Messenger messenger;
-  Handler handler;
-  Replies replies;
-  messenger.setMessageHandlerOnChannel("a", handler.function());
+TEST_F(MessengerWithAChannel, MayBeClosedByAReceiver) {
   messenger.send("a", {}, [&](auto) { messenger.close(); });
   messenger.send("a", {}, replies.receiver());
   handler.replies[0](Bytes{1});
   EXPECT_EQ(replies.all, std::vector<Bytes>(1));
 }
 
-TEST(Messenger, DestroysAReceiverOnceItIsCalled) {
-  Messenger messenger;
-  Handler handler;
-  messenger.setMessageHandlerOnChannel("a", handler.function());
+TEST_F(MessengerWithAChannel, DestroysAReceiverOnceItIsCalled) {
   const auto held = std::make_shared<int>(0);
   messenger.send("a", {}, [held](auto) {});
   EXPECT_EQ(held.use_count(), 2);

@@ -66,10 +66,7 @@ TEST_F(GetImageData, RequestsCurrentFinalExactDataThatMayComeFromTheNetwork) {
 }
 
 TEST_F(GetImageData, RequestsTheCachedAssetWithoutAFetch) {
-  library.addCollection(userAlbum("album"), {"p"});
-  plugin.answer("getGalleryAssetCount",
-                Map{{"collectionId", "album"}, {"sort", 0}, {"mediaType", 0}});
-  log.clear();
+  haveCached("p");
   RecordedReply reply = request(imageData(false));
   reply.expectSilence();
   EXPECT_EQ(log.count("fetch"), 0u);
@@ -223,10 +220,7 @@ TEST_F(GetImageData, IsAnsweredAfterThePluginsRegistrationIsGone) {
 }
 
 TEST_F(GetImageData, LetsGoOfTheReplyWithItsHandler) {
-  const auto witness = std::make_shared<int>(0);
-  plugin.plugin().handle({"getImageData", imageData(true)}, [witness](const FlutterReply&) {});
-  plugin.runToEnd();
-  EXPECT_GT(witness.use_count(), 1);
+  const auto witness = heldByTheReplyOf("getImageData", imageData(true));
   images.forgetRequests();
   EXPECT_EQ(witness.use_count(), 1);
 }

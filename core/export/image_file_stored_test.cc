@@ -95,11 +95,7 @@ TEST_F(GetImageUrlAsStored, CopiesAlsoWhenTheEarlierFileCannotBeRemovedAndFailsT
 TEST_F(GetImageUrlAsStored, ReportsAFailedCopyInTheWordsOfALivePhoto) {
   const RecordedReply reply = requestData(kStored);
   deliver(std::nullopt);
-  log.clear();
-  finishWrite(failure);
-  EXPECT_EQ(reply.error(), (FlutterError{"Error", "Failed to export live photo video id = p",
-                                         Value("The disk is on fire.")}));
-  EXPECT_EQ(log.events(), (Names{"main.async", "reply getImageUrl"}));
+  expectOneErrorOfAFailedWrite(reply, "getImageUrl");
 }
 
 TEST_F(GetImageUrlAsStored, StampsTheCurrentTimeOnACopyForAnAbsentDate) {
@@ -173,16 +169,12 @@ TEST_F(GetImageUrlAsStored, IsAnsweredAfterThePluginsRegistrationIsGone) {
 }
 
 TEST_F(GetImageUrlAsStored, LetsGoOfTheReplyWithItsHandlers) {
-  const auto witness = std::make_shared<int>(0);
   for (const Map& call : {kStored, kConverted, kMedium}) {
-    plugin.plugin().handle({"getImageUrl", call}, [witness](const FlutterReply&) {});
-    plugin.runToEnd();
-    EXPECT_GT(witness.use_count(), 1);
+    const auto witness = heldByTheReplyOf("getImageUrl", call);
     images.forgetRequests();
     EXPECT_EQ(witness.use_count(), 1);
   }
-  plugin.plugin().handle({"getImageUrl", kStored}, [witness](const FlutterReply&) {});
-  plugin.runToEnd();
+  const auto witness = heldByTheReplyOf("getImageUrl", kStored);
   deliverData(std::nullopt);
   images.forgetRequests();
   EXPECT_GT(witness.use_count(), 1);

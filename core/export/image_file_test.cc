@@ -76,10 +76,7 @@ TEST_F(GetImageUrl, ReportsAnAssetWithoutAPhotoAfterItMadeTheFolder) {
 }
 
 TEST_F(GetImageUrl, RequestsTheCachedAssetWithoutAFetch) {
-  library.addCollection(userAlbum("album"), {"p"});
-  plugin.answer("getGalleryAssetCount",
-                Map{{"collectionId", "album"}, {"sort", 0}, {"mediaType", 0}});
-  log.clear();
+  haveCached("p");
   RecordedReply stored = request(kStored);
   RecordedReply medium = request(kMedium);
   stored.expectSilence();

@@ -114,11 +114,7 @@ TEST_F(GetLivePhotoUrlFile, ReportsAnEarlierFileThatCannotBeRemovedAndWritesNoth
 TEST_F(GetLivePhotoUrlFile, ReportsAFailedWriteAndStampsNothing) {
   const RecordedReply reply = request();
   deliver(livePhoto);
-  log.clear();
-  finishWrite(failure);
-  EXPECT_EQ(reply.error(), (FlutterError{"Error", "Failed to export live photo video id = p",
-                                         Value("The disk is on fire.")}));
-  EXPECT_EQ(log.events(), (Names{"main.async", "reply getLivePhotoUrl"}));
+  expectOneErrorOfAFailedWrite(reply, "getLivePhotoUrl");
 }
 
 TEST_F(GetLivePhotoUrlFile, StampsOnlyTheDatesThatTheAssetHas) {
@@ -199,10 +195,7 @@ TEST_F(GetLivePhotoUrlFile, IsAnsweredAfterThePluginsRegistrationIsGone) {
 }
 
 TEST_F(GetLivePhotoUrlFile, LetsGoOfTheReplyWithItsHandlers) {
-  const auto witness = std::make_shared<int>(0);
-  plugin.plugin().handle({"getLivePhotoUrl", livePhotoFile()}, [witness](const FlutterReply&) {});
-  plugin.runToEnd();
-  EXPECT_GT(witness.use_count(), 1);
+  const auto witness = heldByTheReplyOf("getLivePhotoUrl", livePhotoFile());
   deliverLivePhoto(livePhoto);
   images.forgetRequests();
   EXPECT_GT(witness.use_count(), 1);

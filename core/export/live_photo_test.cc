@@ -77,10 +77,7 @@ TEST_F(GetLivePhotoUrl, RequestsACurrentFinalLivePhotoThatMayComeFromTheNetwork)
 }
 
 TEST_F(GetLivePhotoUrl, RequestsTheCachedAssetWithoutAFetch) {
-  library.addCollection(userAlbum("album"), {"p"});
-  plugin.answer("getGalleryAssetCount",
-                Map{{"collectionId", "album"}, {"sort", 0}, {"mediaType", 0}});
-  log.clear();
+  haveCached("p");
   RecordedReply reply = request();
   reply.expectSilence();
   EXPECT_EQ(log.count("fetch"), 0u);

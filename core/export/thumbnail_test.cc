@@ -104,10 +104,7 @@ TEST_F(GetThumbnail, PassesContentModesOnUnchanged) {
 }
 
 TEST_F(GetThumbnail, RequestsTheCachedAssetWithoutAFetch) {
-  library.addCollection(userAlbum("album"), {"p"});
-  plugin.answer("getGalleryAssetCount",
-                Map{{"collectionId", "album"}, {"sort", 0}, {"mediaType", 0}});
-  log.clear();
+  haveCached("p");
   RecordedReply reply = request(thumbnail());
   reply.expectSilence();
   EXPECT_EQ(log.count("fetch"), 0u);
@@ -281,10 +278,7 @@ TEST_F(GetThumbnail, IsAnsweredAfterThePluginsRegistrationIsGone) {
 }
 
 TEST_F(GetThumbnail, LetsGoOfTheReplyWithItsHandler) {
-  const auto witness = std::make_shared<int>(0);
-  plugin.plugin().handle({"getThumbnail", thumbnail()}, [witness](const FlutterReply&) {});
-  plugin.runToEnd();
-  EXPECT_GT(witness.use_count(), 1);
+  const auto witness = heldByTheReplyOf("getThumbnail", thumbnail());
   images.forgetRequests();
   EXPECT_EQ(witness.use_count(), 1);
 }

@@ -91,10 +91,7 @@ TEST_F(GetVideoUrl, RequestsTheCurrentVideoThatMayComeFromTheNetwork) {
 }
 
 TEST_F(GetVideoUrl, RequestsTheCachedAssetWithoutAFetch) {
-  library.addCollection(userAlbum("album"), {"v"});
-  plugin.answer("getGalleryAssetCount",
-                Map{{"collectionId", "album"}, {"sort", 0}, {"mediaType", 0}});
-  log.clear();
+  haveCached("v");
   RecordedReply reply = request(videoFile());
   reply.expectSilence();
   EXPECT_EQ(log.count("fetch"), 0u);
@@ -207,10 +204,7 @@ TEST_F(GetVideoUrl, IsAnsweredAfterThePluginsRegistrationIsGone) {
 }
 
 TEST_F(GetVideoUrl, LetsGoOfTheReplyWithItsHandler) {
-  const auto witness = std::make_shared<int>(0);
-  plugin.plugin().handle({"getVideoUrl", videoFile()}, [witness](const FlutterReply&) {});
-  plugin.runToEnd();
-  EXPECT_GT(witness.use_count(), 1);
+  const auto witness = heldByTheReplyOf("getVideoUrl", videoFile());
   images.forgetRequests();
   EXPECT_EQ(witness.use_count(), 1);
 }

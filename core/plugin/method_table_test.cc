@@ -12,31 +12,6 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-const Names& inlineMethods() {
-  static const Names names = {"getPlatformVersion",   "getPermission",      "clearAllCache",
-                              "stopAllCachingImages", "startCachingImages", "stopCachingImages",
-                              "deleteAssets",         "createAlbum"};
-  return names;
-}
-
-const Names& queuedMethods() {
-  static const Names names = {"getGalleryList",
-                              "getGalleryAssetCount",
-                              "getGalleryFirstAssetId",
-                              "getAssetList",
-                              "getAssetInfo",
-                              "getThumbnail",
-                              "getImageData",
-                              "getImageUrl",
-                              "getLivePhotoUrl",
-                              "getVideoUrl",
-                              "getBurstAssetList",
-                              "getAssetOriginalFilename",
-                              "saveImage",
-                              "saveVideo"};
-  return names;
-}
-
 Map pageOf(const std::string& collection) {
   return {{"collectionId", collection}, {"start", 0}, {"end", 10}, {"sort", 2}, {"mediaType", 0}};
 }
@@ -44,7 +19,7 @@ Map pageOf(const std::string& collection) {
 using MethodDispatch = PluginTest;
 
 TEST_F(MethodDispatch, SubmitsNoBackgroundWorkForAnInlineMethod) {
-  for (const std::string& name : inlineMethods()) {
+  for (const std::string name : kInlineMethods) {
     SCOPED_TRACE(name);
     RecordedReply reply = plugin.call(name);
     EXPECT_EQ(log.count("background.async"), 0u);
@@ -54,7 +29,7 @@ TEST_F(MethodDispatch, SubmitsNoBackgroundWorkForAnInlineMethod) {
 }
 
 TEST_F(MethodDispatch, SubmitsOneBackgroundItemForAQueuedMethodAndDoesNothingElse) {
-  for (const std::string& name : queuedMethods()) {
+  for (const std::string name : kQueuedMethods) {
     SCOPED_TRACE(name);
     log.clear();
     RecordedReply reply = plugin.call(name);
@@ -65,7 +40,7 @@ TEST_F(MethodDispatch, SubmitsOneBackgroundItemForAQueuedMethodAndDoesNothingEls
 }
 
 TEST_F(MethodDispatch, KnowsTwentyTwoMethods) {
-  EXPECT_EQ(inlineMethods().size() + queuedMethods().size(), 22u);
+  EXPECT_EQ(kInlineMethods.size() + kQueuedMethods.size(), 22u);
 }
 
 TEST_F(MethodDispatch, RunsAQueuedHandlerOnTheThreadOfItsItem) {
@@ -76,8 +51,8 @@ TEST_F(MethodDispatch, RunsAQueuedHandlerOnTheThreadOfItsItem) {
 }
 
 TEST_F(MethodDispatch, AnswersEveryHandlersCallFromTheMainQueueOnly) {
-  Names names = queuedMethods();
-  names.insert(names.end(), inlineMethods().begin() + 1, inlineMethods().end());
+  Names names(kQueuedMethods.begin(), kQueuedMethods.end());
+  names.insert(names.end(), kInlineMethods.begin() + 1, kInlineMethods.end());
   for (const std::string& name : names) {
     SCOPED_TRACE(name);
     RecordedReply reply = plugin.call(name);
@@ -126,7 +101,7 @@ TEST_F(MethodDispatch, MatchesNamesExactly) {
     SCOPED_TRACE(name);
     EXPECT_TRUE(plugin.call(name).isNotImplemented());
   }
-  for (std::string name : queuedMethods()) {
+  for (std::string name : kQueuedMethods) {
     name[0] = 'G';
     EXPECT_TRUE(plugin.call(name).isNotImplemented());
   }
@@ -177,19 +152,19 @@ TEST_F(MethodDispatch, SaysNothingWithoutAManagerExceptThePlatformVersion) {
   SwiftQuorvinPluginPeer::manager(plugin.plugin()) = nullptr;
   log.clear();
   EXPECT_EQ(plugin.call("getPlatformVersion").value(), Value("iOS 17.2"));
-  for (const std::string& name : inlineMethods()) {
+  for (const std::string name : kInlineMethods) {
     if (name == "getPlatformVersion") continue;
     SCOPED_TRACE(name);
     RecordedReply reply = plugin.answer(name);
     reply.expectSilence();
   }
   EXPECT_EQ(log.count("background.async"), 0u);
-  for (const std::string& name : queuedMethods()) {
+  for (const std::string name : kQueuedMethods) {
     SCOPED_TRACE(name);
     RecordedReply reply = plugin.answer(name);
     reply.expectSilence();
   }
-  EXPECT_EQ(log.count("background.async"), queuedMethods().size());
+  EXPECT_EQ(log.count("background.async"), kQueuedMethods.size());
   EXPECT_EQ(log.count("main.async"), 0u);
   EXPECT_TRUE(plugin.call("nothing").isNotImplemented());
 }

@@ -4,6 +4,7 @@
 #include <limits>
 #include <thread>
 
+#include "core/queries/asset_record.h"
 #include "testing/fakes/plugin_fixture.h"
 
 namespace quorvin {
@@ -89,19 +90,7 @@ TEST_F(GetAssetList, RefusesAPageThatHoldsNothing) {
 
 TEST_F(GetAssetList, RepliesTheRecordsOfThePage) {
   const Value reply = plugin.answer("getAssetList", page(0, 1)).value();
-  EXPECT_EQ(reply, Value(List{Map{{"id", "p2"},
-                                  {"mediaType", 1},
-                                  {"width", 0},
-                                  {"height", 0},
-                                  {"creationDate", 40000},
-                                  {"modificationDate", 0},
-                                  {"duration", 0.0},
-                                  {"isFavorite", false},
-                                  {"isHidden", false},
-                                  {"burstIdentifier", ""},
-                                  {"representsBurst", false},
-                                  {"burstSelectionTypes", 0},
-                                  {"isLivePhoto", false}}}));
+  EXPECT_EQ(reply, Value(List{assetToMap(photo("p2", 40))}));
 }
 
 TEST_F(GetAssetList, ClampsANegativeStartToZero) {

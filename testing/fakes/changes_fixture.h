@@ -53,13 +53,6 @@ class ChangeTest : public PluginTest {
     return queues;
   }
 
-  /// The host lets go of the plugin; the manager stays while a change needs it.
-  void letGoOfThePlugin() {
-    const std::weak_ptr<ImageManager> manager = SwiftQuorvinPluginPeer::manager(plugin.plugin());
-    plugin.registrar.registrations.clear();
-    EXPECT_FALSE(manager.expired());
-  }
-
   const NSError failure{"Domain", 42, "The disk is on fire."};
   const Value failureText = Value("The disk is on fire.");
 };

@@ -78,6 +78,23 @@ class ExportTest : public PluginTest {
   using Names = std::vector<std::string>;
   using Takes = RequiredArgument::Takes;
 
+  /// Another call has looked the asset up before.
+  void haveCached(const std::string& asset) {
+    library.addCollection(userAlbum("album"), {asset});
+    plugin.answer("getGalleryAssetCount",
+                  Map{{"collectionId", "album"}, {"sort", 0}, {"mediaType", 0}});
+    log.clear();
+  }
+
+  /// Held as long as somebody holds the reply of this call, which waits for its request.
+  std::shared_ptr<int> heldByTheReplyOf(const std::string& method, const Map& arguments) {
+    const auto witness = std::make_shared<int>(0);
+    plugin.plugin().handle({method, arguments}, [witness](const FlutterReply&) {});
+    plugin.runToEnd();
+    EXPECT_GT(witness.use_count(), 1);
+    return witness;
+  }
+
   void onPlatformThread(const std::function<void()>& delivery) {
     std::thread(delivery).join();
     plugin.runToEnd();
@@ -118,6 +135,15 @@ class ExportTest : public PluginTest {
     onPlatformThread([&] { write.finish(error); });
   }
 
+  /// The writing of the resource of "p" fails: that is replied, and nothing else done.
+  void expectOneErrorOfAFailedWrite(const RecordedReply& reply, const std::string& method) {
+    log.clear();
+    finishWrite(failure);
+    EXPECT_EQ(reply.error(), (FlutterError{"Error", "Failed to export live photo video id = p",
+                                           Value("The disk is on fire.")}));
+    EXPECT_EQ(log.events(), (Names{"main.async", "reply " + method}));
+  }
+
   /// Ends an export session; a completed one leaves its file.
   void finishExport(AVAssetExportSessionStatus status, const std::optional<NSError>& error = {},
                     std::size_t index = 0) {
@@ -126,13 +152,6 @@ class ExportTest : public PluginTest {
       EXPECT_FALSE(files.writeNew(storedBytes, session->outputPath)) << session->outputPath;
     }
     onPlatformThread([&] { session->finish(status, error); });
-  }
-
-  /// The host lets go of the plugin. The manager stays while a request's handler needs it.
-  void letGoOfThePlugin() {
-    const std::weak_ptr<ImageManager> manager = SwiftQuorvinPluginPeer::manager(plugin.plugin());
-    plugin.registrar.registrations.clear();
-    EXPECT_FALSE(manager.expired());
   }
 
   NSFileAttributes attributesOf(const std::string& path) const {

@@ -34,13 +34,9 @@ class FakeResources {
 
   static std::string folder() { return "/temporary"; }
   void put(const std::string& path, const std::string& text) {
-    platform_.files.addFile(path, bytes(text));
+    platform_.files.addText(path, text);
   }
-  std::optional<std::string> text(const std::string& path) {
-    const auto file = platform_.files.file(path);
-    if (!file) return std::nullopt;
-    return std::string(file->data.bytes().begin(), file->data.bytes().end());
-  }
+  std::optional<std::string> text(const std::string& path) { return platform_.files.text(path); }
   bool exists(const std::string& path) { return platform_.files.fileExists(path); }
 
   void settle() {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <filesystem>
 #include <utility>
+#include <vector>
 
 namespace quorvin {
 namespace {
@@ -43,6 +44,16 @@ void eraseBelow(Paths& paths, const std::string& folder) {
 }
 
 }  // namespace
+
+void FakeFileManager::addText(const std::string& path, const std::string& text) {
+  addFile(path, ByteBuffer(std::vector<std::uint8_t>(text.begin(), text.end())));
+}
+
+std::optional<std::string> FakeFileManager::text(const std::string& path) const {
+  const auto found = file(path);
+  if (!found) return std::nullopt;
+  return std::string(found->data.bytes().begin(), found->data.bytes().end());
+}
 
 void FakeFileManager::addFile(const std::string& path, ByteBuffer data) {
   const std::lock_guard guard(mutex_);

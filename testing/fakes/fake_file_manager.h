@@ -30,9 +30,11 @@ class FakeFileManager : public NSFileManager {
 
   /// Makes the folders on the way too.
   void addFile(const std::string& path, ByteBuffer data);
+  void addText(const std::string& path, const std::string& text);
   /// As somebody writes who replaces nothing.
   std::optional<NSError> writeNew(const ByteBuffer& data, const std::string& path);
   std::optional<File> file(const std::string& path) const;
+  std::optional<std::string> text(const std::string& path) const;
 
   std::string NSTemporaryDirectory() override { return "/temporary/"; }
   std::optional<NSError> createDirectory(const std::string& path) override;

@@ -13,14 +13,8 @@ class FakeSubject {
 
   NSFileManager& files() { return files_; }
   std::string folder() { return "/work"; }
-  void put(const std::string& path, const std::string& text) {
-    files_.addFile(path, ByteBuffer(std::vector<std::uint8_t>(text.begin(), text.end())));
-  }
-  std::optional<std::string> text(const std::string& path) {
-    const auto file = files_.file(path);
-    if (!file) return std::nullopt;
-    return std::string(file->data.bytes().begin(), file->data.bytes().end());
-  }
+  void put(const std::string& path, const std::string& text) { files_.addText(path, text); }
+  std::optional<std::string> text(const std::string& path) { return files_.text(path); }
   std::optional<NSDate> modificationDate(const std::string& path) {
     return files_.file(path)->attributes.NSFileModificationDate;
   }

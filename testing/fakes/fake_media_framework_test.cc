@@ -31,14 +31,8 @@ class FakeExports {
   }
 
   static std::string folder() { return "/temporary"; }
-  void put(const std::string& path, const std::string& text) {
-    files_.addFile(path, ByteBuffer(std::vector<std::uint8_t>(text.begin(), text.end())));
-  }
-  std::optional<std::string> text(const std::string& path) {
-    const auto file = files_.file(path);
-    if (!file) return std::nullopt;
-    return std::string(file->data.bytes().begin(), file->data.bytes().end());
-  }
+  void put(const std::string& path, const std::string& text) { files_.addText(path, text); }
+  std::optional<std::string> text(const std::string& path) { return files_.text(path); }
   bool exists(const std::string& path) { return files_.fileExists(path); }
   bool isExported(const std::string& path) { return text(path) == "movie"; }
 

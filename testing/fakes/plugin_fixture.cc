@@ -60,6 +60,12 @@ void printBytes(const ByteBuffer& bytes, std::ostream& out) {
 
 }  // namespace
 
+void PluginTest::letGoOfThePlugin() {
+  const std::weak_ptr<ImageManager> manager = SwiftQuorvinPluginPeer::manager(plugin.plugin());
+  plugin.registrar.registrations.clear();
+  EXPECT_FALSE(manager.expired());
+}
+
 void PrintTo(const Value& value, std::ostream* out) {
   std::visit(
       [out](const auto& held) {

@@ -24,6 +24,9 @@ inline OnMisuse failTheTest() {
 
 class PluginTest : public testing::Test {
  protected:
+  /// The host lets go of the plugin; the manager stays while what is under way needs it.
+  void letGoOfThePlugin();
+
   PluginHarness plugin{failTheTest()};
   FakePhotoLibrary& library = plugin.library;
   EventLog& log = plugin.log;

@@ -1,6 +1,7 @@
 // Assets and collections in one line.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,6 +10,27 @@
 #include "core/platform/photo_library.h"
 
 namespace quorvin {
+
+/// The methods that do their work on the platform thread, or leave it to the change queue.
+inline constexpr std::array kInlineMethods = {
+    "getPlatformVersion", "getPermission",     "clearAllCache", "stopAllCachingImages",
+    "startCachingImages", "stopCachingImages", "deleteAssets",  "createAlbum"};
+
+/// Those that do it on the background queue.
+inline constexpr std::array kQueuedMethods = {"getGalleryList",
+                                              "getGalleryAssetCount",
+                                              "getGalleryFirstAssetId",
+                                              "getAssetList",
+                                              "getAssetInfo",
+                                              "getThumbnail",
+                                              "getImageData",
+                                              "getImageUrl",
+                                              "getLivePhotoUrl",
+                                              "getVideoUrl",
+                                              "getBurstAssetList",
+                                              "getAssetOriginalFilename",
+                                              "saveImage",
+                                              "saveVideo"};
 
 inline PHAsset assetOf(PHAssetMediaType type, std::string identifier,
                        std::optional<double> created = {}) {
