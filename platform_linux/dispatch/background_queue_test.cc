@@ -64,23 +64,8 @@ TEST(BackgroundQueue, LeavesTheProcessItsSignalsAndItsCrashHandler) {
   EXPECT_EQ(sigismember(&after, SIGINT), sigismember(&before, SIGINT));
 }
 
-TEST(BackgroundQueue, RunsAsManyItemsAtOnceAsThereAreProcessors) {
-  const auto processors = static_cast<std::ptrdiff_t>(std::thread::hardware_concurrency());
-  BackgroundQueue queue;
-  std::latch together(processors);
-  std::latch done(processors);
-  for (std::ptrdiff_t i = 0; i < processors; ++i) {
-    queue.async([&together, &done] {
-      together.arrive_and_wait();
-      done.count_down();
-    });
-  }
-  done.wait();
-}
-
-TEST(BackgroundQueue, GrowsWhenItsThreadsWaitForWorkThatWaits) {
-  const auto items = static_cast<std::ptrdiff_t>(std::thread::hardware_concurrency()) + 10;
-  BackgroundQueue queue;
+/// Items that each wait until all of them run.
+void runTogether(BackgroundQueue& queue, std::ptrdiff_t items) {
   std::latch together(items);
   std::latch done(items);
   for (std::ptrdiff_t i = 0; i < items; ++i) {
@@ -92,20 +77,22 @@ TEST(BackgroundQueue, GrowsWhenItsThreadsWaitForWorkThatWaits) {
   done.wait();
 }
 
+TEST(BackgroundQueue, RunsAsManyItemsAtOnceAsThereAreProcessors) {
+  const auto processors = static_cast<std::ptrdiff_t>(std::thread::hardware_concurrency());
+  BackgroundQueue queue;
+  runTogether(queue, processors);
+}
+
+TEST(BackgroundQueue, GrowsWhenItsThreadsWaitForWorkThatWaits) {
+  const auto items = static_cast<std::ptrdiff_t>(std::thread::hardware_concurrency()) + 10;
+  BackgroundQueue queue;
+  runTogether(queue, items);
+}
+
 TEST(BackgroundQueue, GrowsAgainAfterItHasShrunk) {
   const auto items = static_cast<std::ptrdiff_t>(std::thread::hardware_concurrency()) + 3;
   BackgroundQueue queue(std::chrono::milliseconds(0));
-  for (int round = 0; round < 3; ++round) {
-    std::latch together(items);
-    std::latch done(items);
-    for (std::ptrdiff_t i = 0; i < items; ++i) {
-      queue.async([&together, &done] {
-        together.arrive_and_wait();
-        done.count_down();
-      });
-    }
-    done.wait();
-  }
+  for (int round = 0; round < 3; ++round) runTogether(queue, items);
 }
 
 TEST(BackgroundQueue, DoesNotGrowWhileItsThreadsAreBusy) {

@@ -8,11 +8,11 @@
 #include <atomic>
 #include <future>
 #include <latch>
-#include <thread>
 
 #include "platform_linux/errors/presented.h"
 #include "testing/platform/testing_held_file.h"
 #include "testing/platform/testing_library.h"
+#include "testing/platform/testing_processes.h"
 
 namespace quorvin {
 namespace {
@@ -52,10 +52,6 @@ class LinuxAssetResourceManagerTest : public testing::Test {
     EXPECT_EQ(error->code, code);
     EXPECT_EQ(error->localizedDescription, description);
   }
-  static std::size_t openDescriptors() {
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
-  }
 
   TemporaryFolder folder;
   ScriptedFiles files;
@@ -86,14 +82,6 @@ TEST_F(LinuxAssetResourceManagerTest, WritesNothingThroughALinkInTheTemporaryDir
 TEST_F(LinuxAssetResourceManagerTest, WritesAFileWithoutBytes) {
   EXPECT_FALSE(write(stored(""), folder / "copy"));
   EXPECT_EQ(readFile(folder / "copy"), "");
-}
-
-TEST_F(LinuxAssetResourceManagerTest, CompletesOnAThreadOfItsOwn) {
-  std::promise<std::thread::id> ranOn;
-  manager.writeDataForAssetResource(
-      stored("photo"), folder / "copy", nullptr,
-      [&ranOn](std::optional<NSError>) { ranOn.set_value(std::this_thread::get_id()); });
-  EXPECT_NE(ranOn.get_future().get(), std::this_thread::get_id());
 }
 
 TEST_F(LinuxAssetResourceManagerTest, KeepsAFileThatIsThere) {

@@ -46,10 +46,7 @@ class LinuxResources {
 
   std::string folder() const { return folder_ / "out"; }
   static void put(const std::string& path, const std::string& text) { writeFile(path, text); }
-  static std::optional<std::string> text(const std::string& path) {
-    if (!exists(path)) return std::nullopt;
-    return readFile(path);
-  }
+  static std::optional<std::string> text(const std::string& path) { return readIfThere(path); }
   static bool exists(const std::string& path) { return std::filesystem::exists(path); }
 
   /// There is one thread, so what comes last ends last.

@@ -123,18 +123,29 @@ TEST_F(ExportTest, CancelsEverythingWhenItIsShutDown) {
 
 TEST_F(ExportTest, LetsOnlyOneOfTwoExportsHaveThePath) {
   Gate gate;
-  exporter.onExport = gate.passing();
+  std::atomic<int> writing = 0;
+  exporter.onExport = [&writing, pass = gate.passing()](const FileDescriptor& output,
+                                                        const std::stop_token& stop) {
+    ScriptedExporter::writeText(output, ++writing == 1 ? "one " : "other ");
+    return pass(output, stop);
+  };
   const auto one = sessionTo("out.mov");
   const auto other = sessionTo("out.mov");
   std::latch done(2);
   one->exportAsynchronously([&done] { done.count_down(); });
+  gate.waitFor(1);
   other->exportAsynchronously([&done] { done.count_down(); });
   gate.waitFor(2);
   gate.open();
   done.wait();
-  EXPECT_NE(one->status(), other->status());
-  EXPECT_TRUE(one->status() == Status::completed || other->status() == Status::completed);
+  const bool hasOne = one->status() == Status::completed;
+  EXPECT_EQ((hasOne ? one : other)->status(), Status::completed);
+  const auto& loser = *(hasOne ? other : one);
+  EXPECT_EQ(loser.status(), Status::failed);
+  ASSERT_TRUE(loser.error());
+  EXPECT_EQ(loser.error()->code, static_cast<std::int64_t>(MediaErrorCode::cannotSave));
   EXPECT_EQ(others(), std::vector<std::string>{"out.mov"});
+  EXPECT_EQ(readFile(folder / "out.mov"), hasOne ? "one video" : "other video");
 }
 
 TEST_F(ExportTest, LeaksNoDescriptor) {

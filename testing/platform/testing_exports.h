@@ -25,6 +25,7 @@
 #include "platform_linux/videos/linux_media_framework.h"
 #include "testing/platform/testing_folder.h"
 #include "testing/platform/testing_held_file.h"
+#include "testing/platform/testing_processes.h"
 
 namespace quorvin {
 
@@ -139,10 +140,6 @@ class ExportTest : public testing::Test {
     auto files = filesBelow(folder.path());
     std::erase(files, "original.mov");
     return files;
-  }
-  static std::size_t openDescriptors() {
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
   }
 
   TemporaryFolder folder;
