@@ -37,40 +37,9 @@ TEST(Collections, KeepsTheIdentifiersOfSmartAlbumsAcrossOpenings) {
   EXPECT_EQ(test.smart(209)->localIdentifier, before);
 }
 
-TEST(Collections, FindsAnAlbumOnlyUnderItsOwnTypeAndSubtype) {
+TEST(Collections, MayHaveNoTitle) {
   TestLibrary test;
-  test.gardener.plantAlbum("Trip");
-  test.gardener.plantAlbum("Camera", 6);
-  const auto count = [&test](PHAssetCollectionType type, std::int64_t subtype) {
-    return test.library->fetchAssetCollectionsWithType(type, subtype, nullptr)->count();
-  };
-  EXPECT_EQ(count(PHAssetCollectionType::album, 2), 1U);
-  EXPECT_EQ(count(PHAssetCollectionType::album, 6), 1U);
-  EXPECT_EQ(count(PHAssetCollectionType::album, PHAssetCollectionSubtype::any), 2U);
-  EXPECT_EQ(count(PHAssetCollectionType::smartAlbum, 2), 0U);
-  EXPECT_EQ(count(PHAssetCollectionType::album, 209), 0U);
-}
-
-TEST(Collections, ListsUserAlbumsInTheOrderOfTheirCreation) {
-  TestLibrary test;
-  const Identifiers albums = {test.gardener.plantAlbum("B"), test.gardener.plantAlbum("A"),
-                              test.gardener.plantAlbum("A")};
-  Identifiers found;
-  test.library->fetchAssetCollectionsWithType(PHAssetCollectionType::album, 2, nullptr)
-      ->enumerateObjectsUsingBlock(
-          [&found](const PHAssetCollection& album) { found.push_back(album.localIdentifier); });
-  EXPECT_EQ(found, albums);
-}
-
-TEST(Collections, CarriesTitlesByteForByte) {
-  TestLibrary test;
-  test.gardener.plantAlbum("");
-  test.gardener.plantAlbum("Söme  ✓ ");
   test.gardener.run("UPDATE collections SET title = NULL WHERE subtype = 217");
-  const auto albums =
-      test.library->fetchAssetCollectionsWithType(PHAssetCollectionType::album, 2, nullptr);
-  EXPECT_EQ(albums->objectAtIndexedSubscript(0)->localizedTitle, "");
-  EXPECT_EQ(albums->objectAtIndexedSubscript(1)->localizedTitle, "Söme  ✓ ");
   EXPECT_EQ(test.smart(217)->localizedTitle, std::nullopt);
 }
 

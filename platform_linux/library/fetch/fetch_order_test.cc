@@ -17,25 +17,6 @@ Identifiers reversed(Identifiers identifiers) {
   return identifiers;
 }
 
-TEST(FetchOrder, ListsTheUserLibraryInOrderOfAddition) {
-  TestLibrary test;
-  const Identifiers assets = {test.gardener.plant({.created = 9}),
-                              test.gardener.plant({.created = 3}),
-                              test.gardener.plant({.created = 5})};
-  EXPECT_EQ(test.list(*test.smart(209)), assets);
-}
-
-TEST(FetchOrder, ListsAUserAlbumInItsOwnOrder) {
-  TestLibrary test;
-  const auto first = test.gardener.plant({.created = 1});
-  const auto second = test.gardener.plant({.created = 2});
-  const auto album = test.gardener.plantAlbum("Trip");
-  test.gardener.addToAlbum(album, second);
-  test.gardener.addToAlbum(album, first);
-  EXPECT_EQ(test.list({.localIdentifier = album}), (Identifiers{second, first}));
-  EXPECT_EQ(test.list({.localIdentifier = album}, byDate(true)), (Identifiers{first, second}));
-}
-
 TEST(FetchOrder, SortsByDateWithAbsentDatesFirstAndTiesByAddition) {
   TestLibrary test;
   const auto late = test.gardener.plant({.created = 2'000'000'001});

@@ -21,62 +21,12 @@ TEST(LibraryFetch, CarriesAbsentDatesAsNone) {
   EXPECT_FALSE(asset->modificationDate.has_value());
 }
 
-TEST(LibraryFetch, CarriesEveryPropertyOfAnAsset) {
+TEST(LibraryFetch, ShowsTheUsersPicksAmongTheBurstsToo) {
   TestLibrary test;
-  const auto identifier = test.gardener.plant({.mediaType = 2,
-                                               .created = 1'500'000'000,
-                                               .subtypes = 0x20000,
-                                               .favorite = true,
-                                               .burst = "B1",
-                                               .represents = true,
-                                               .burstSelection = 3});
-  test.gardener.run(
-      "UPDATE assets SET duration = 2.5, modified_ns = -1500000, width = 7, height = 9");
-  const auto asset =
-      test.library->fetchAssetsWithLocalIdentifiers({{identifier}}, nullptr)->firstObject();
-  ASSERT_NE(asset, nullptr);
-  EXPECT_EQ(asset->localIdentifier, identifier);
-  EXPECT_EQ(asset->mediaType, PHAssetMediaType::video);
-  EXPECT_EQ(asset->mediaSubtypes, 0x20000U);
-  EXPECT_EQ(asset->pixelWidth, 7);
-  EXPECT_EQ(asset->pixelHeight, 9);
-  EXPECT_EQ(asset->creationDate, NSDate(1.5));
-  EXPECT_EQ(asset->modificationDate, NSDate(-0.0015));
-  EXPECT_EQ(asset->duration, 2.5);
-  EXPECT_TRUE(asset->isFavorite);
-  EXPECT_FALSE(asset->isHidden);
-  EXPECT_EQ(asset->burstIdentifier, "B1");
-  EXPECT_TRUE(asset->representsBurst);
-  EXPECT_EQ(asset->burstSelectionTypes, 3U);
-}
-
-TEST(LibraryFetch, LeavesOutHiddenAssetsUnlessTheyAreAskedFor) {
-  TestLibrary test;
-  const auto shown = test.gardener.plant({});
-  const auto hidden = test.gardener.plant({.hidden = true});
-  PHFetchOptions all;
-  all.includeHiddenAssets = true;
-  EXPECT_EQ(test.list(*test.smart(209)), Identifiers{shown});
-  EXPECT_EQ(test.list(*test.smart(209), all), (Identifiers{shown, hidden}));
-  EXPECT_EQ(test.list(*test.smart(205)), Identifiers{});
-  EXPECT_EQ(test.list(*test.smart(205), all), Identifiers{hidden});
-}
-
-TEST(LibraryFetch, ShowsOfABurstOnlyTheRepresentativeAndTheUsersPicks) {
-  TestLibrary test;
-  const auto automatic = test.gardener.plant({.created = 1, .burst = "B", .burstSelection = 1});
+  test.gardener.plant({.created = 1, .burst = "B", .burstSelection = 1});
   const auto representative = test.gardener.plant({.created = 2, .burst = "B", .represents = true});
   const auto picked = test.gardener.plant({.created = 3, .burst = "B", .burstSelection = 2});
-  EXPECT_EQ(test.list(*test.smart(209)), (Identifiers{representative, picked}));
   EXPECT_EQ(test.list(*test.smart(207)), (Identifiers{representative, picked}));
-  PHFetchOptions all;
-  all.includeAllBurstAssets = true;
-  EXPECT_EQ(test.list(*test.smart(209), all), (Identifiers{automatic, representative, picked}));
-  EXPECT_EQ(TestLibrary::identifiersOf(*test.library->fetchAssetsWithBurstIdentifier("B", &all)),
-            (Identifiers{automatic, representative, picked}));
-  EXPECT_EQ(TestLibrary::identifiersOf(*test.library->fetchAssetsWithBurstIdentifier("B", nullptr)),
-            (Identifiers{representative, picked}));
-  EXPECT_EQ(test.library->fetchAssetsWithBurstIdentifier("b", &all)->count(), 0U);
 }
 
 TEST(LibraryFetch, FollowsABurstMembersChangeOfRole) {
@@ -89,16 +39,6 @@ TEST(LibraryFetch, FollowsABurstMembersChangeOfRole) {
   EXPECT_EQ(test.list(*test.smart(209)), Identifiers{});
   test.gardener.run("UPDATE assets SET burst_id = NULL");
   EXPECT_EQ(test.list(*test.smart(209)), Identifiers{member});
-}
-
-TEST(LibraryFetch, FindsHiddenAssetsAndBurstMembersByIdentifier) {
-  TestLibrary test;
-  const auto hidden = test.gardener.plant({.hidden = true});
-  const auto member = test.gardener.plant({.burst = "B"});
-  const Identifiers asked = {member, hidden, member};
-  EXPECT_EQ(
-      TestLibrary::identifiersOf(*test.library->fetchAssetsWithLocalIdentifiers(asked, nullptr)),
-      (Identifiers{hidden, member}));
 }
 
 TEST(LibraryFetch, FindsNothingUnderAnythingButTheWholeIdentifier) {
