@@ -20,6 +20,12 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   # of short texts that are put together.
   target_compile_options(quorvin_compile INTERFACE -Wno-missing-field-initializers
     $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict> $<$<COMPILE_LANGUAGE:CXX>:-Wno-array-bounds>)
+  if(CMAKE_UNITY_BUILD)
+    # Sources that are compiled together look like headers to it, and a header's types should not be
+    # made of those in an unnamed namespace.
+    target_compile_options(quorvin_compile INTERFACE
+      $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
+  endif()
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety -Wshadow>)

@@ -13,7 +13,7 @@ namespace {
 const Map kStoredImage{{"assetId", "p"}, {"convertJpeg", false}, {"mediumQuality", false}};
 const Map kMediumImage{{"assetId", "p"}, {"convertJpeg", false}, {"mediumQuality", true}};
 
-const std::string kPath = "/temporary/image/IMG_1.JPG";
+const std::string kImagePath = "/temporary/image/IMG_1.JPG";
 
 /// The folder, the writing and the dates, seen through the export of a stored image.
 class WriteImageData : public ExportTest {
@@ -48,52 +48,52 @@ class WriteImageData : public ExportTest {
 
 TEST_F(WriteImageData, WritesThenStampsThenReplies) {
   const RecordedReply reply = write();
-  EXPECT_EQ(log.events(), (Names{"writeAtomically " + kPath, "setAttributes " + kPath, "main.async",
-                                 "reply getImageUrl"}));
-  EXPECT_EQ(reply.value(), exportReply(kPath));
-  EXPECT_EQ(files.file(kPath)->data, storedBytes);
+  EXPECT_EQ(log.events(), (Names{"writeAtomically " + kImagePath, "setAttributes " + kImagePath,
+                                 "main.async", "reply getImageUrl"}));
+  EXPECT_EQ(reply.value(), exportReply(kImagePath));
+  EXPECT_EQ(files.file(kImagePath)->data, storedBytes);
 }
 
 TEST_F(WriteImageData, KeepsTheBytesUncopied) {
   const RecordedReply reply = write();
-  EXPECT_EQ(files.file(kPath)->data.data(), storedBytes.data());
+  EXPECT_EQ(files.file(kImagePath)->data.data(), storedBytes.data());
 }
 
 TEST_F(WriteImageData, WritesNoBytesAtAllAsAnEmptyFile) {
   const RecordedReply reply = request();
   deliverData(ByteBuffer());
-  EXPECT_EQ(reply.value(), exportReply(kPath));
-  EXPECT_EQ(files.file(kPath)->data, ByteBuffer());
+  EXPECT_EQ(reply.value(), exportReply(kImagePath));
+  EXPECT_EQ(files.file(kImagePath)->data, ByteBuffer());
   EXPECT_EQ(log.count("writeDataForAssetResource"), 0u);
 }
 
 TEST_F(WriteImageData, StampsTheAssetsDates) {
   const RecordedReply reply = write();
-  EXPECT_EQ(attributesOf(kPath), (NSFileAttributes{NSDate(1000.5), NSDate(2000.25)}));
+  EXPECT_EQ(attributesOf(kImagePath), (NSFileAttributes{NSDate(1000.5), NSDate(2000.25)}));
 }
 
 TEST_F(WriteImageData, StampsDatesBefore1970) {
   addAsset(NSDate(-86400.125), NSDate(-1));
   const RecordedReply reply = write();
-  EXPECT_EQ(attributesOf(kPath), (NSFileAttributes{NSDate(-86400.125), NSDate(-1)}));
+  EXPECT_EQ(attributesOf(kImagePath), (NSFileAttributes{NSDate(-86400.125), NSDate(-1)}));
 }
 
 TEST_F(WriteImageData, StampsTheCurrentTimeForAnAbsentDate) {
   const auto start = std::chrono::system_clock::now();
   addAsset(std::nullopt, NSDate(2000.25));
   const RecordedReply withoutCreation = write();
-  EXPECT_TRUE(isFrom(attributesOf(kPath).NSFileCreationDate, start));
-  EXPECT_EQ(attributesOf(kPath).NSFileModificationDate, NSDate(2000.25));
+  EXPECT_TRUE(isFrom(attributesOf(kImagePath).NSFileCreationDate, start));
+  EXPECT_EQ(attributesOf(kImagePath).NSFileModificationDate, NSDate(2000.25));
 
   addAsset(NSDate(1000.5), std::nullopt);
   const RecordedReply withoutModification = write();
-  EXPECT_EQ(attributesOf(kPath).NSFileCreationDate, NSDate(1000.5));
-  EXPECT_TRUE(isFrom(attributesOf(kPath).NSFileModificationDate, start));
+  EXPECT_EQ(attributesOf(kImagePath).NSFileCreationDate, NSDate(1000.5));
+  EXPECT_TRUE(isFrom(attributesOf(kImagePath).NSFileModificationDate, start));
 
   addAsset(std::nullopt, std::nullopt);
   const RecordedReply withoutAny = write();
-  EXPECT_TRUE(isFrom(attributesOf(kPath).NSFileCreationDate, start));
-  EXPECT_TRUE(isFrom(attributesOf(kPath).NSFileModificationDate, start));
+  EXPECT_TRUE(isFrom(attributesOf(kImagePath).NSFileCreationDate, start));
+  EXPECT_TRUE(isFrom(attributesOf(kImagePath).NSFileModificationDate, start));
 }
 
 TEST_F(WriteImageData, ReportsAFailedWriteOnceAndStampsNothing) {
@@ -101,7 +101,8 @@ TEST_F(WriteImageData, ReportsAFailedWriteOnceAndStampsNothing) {
   const RecordedReply reply = write();
   EXPECT_EQ(reply.error(),
             (FlutterError{"Error", "Failed to save image", Value("The disk is on fire.")}));
-  EXPECT_EQ(log.events(), (Names{"writeAtomically " + kPath, "main.async", "reply getImageUrl"}));
+  EXPECT_EQ(log.events(),
+            (Names{"writeAtomically " + kImagePath, "main.async", "reply getImageUrl"}));
 }
 
 TEST_F(WriteImageData, ReportsAFailedStampOnceAndNoSuccess) {
@@ -109,8 +110,8 @@ TEST_F(WriteImageData, ReportsAFailedStampOnceAndNoSuccess) {
   const RecordedReply reply = write();
   EXPECT_EQ(reply.error(),
             (FlutterError{"Error", "Failed to save image", Value("The disk is on fire.")}));
-  EXPECT_EQ(log.events(), (Names{"writeAtomically " + kPath, "setAttributes " + kPath, "main.async",
-                                 "reply getImageUrl"}));
+  EXPECT_EQ(log.events(), (Names{"writeAtomically " + kImagePath, "setAttributes " + kImagePath,
+                                 "main.async", "reply getImageUrl"}));
 }
 
 TEST_F(WriteImageData, ReportsTheFailuresOfRenderingsAlike) {
@@ -126,7 +127,7 @@ TEST_F(WriteImageData, ReplacesTheEarlierFileUnderTheSamePath) {
   const RecordedReply second = request();
   deliverData(ByteBuffer({9, 9}), {}, {}, 1);
   EXPECT_EQ(first.value(), second.value());
-  EXPECT_EQ(files.file(kPath)->data, ByteBuffer({9, 9}));
+  EXPECT_EQ(files.file(kImagePath)->data, ByteBuffer({9, 9}));
   EXPECT_EQ(log.count("removeItem"), 0u);
 }
 
@@ -136,7 +137,7 @@ TEST_F(WriteImageData, WorksAgainAfterAFailure) {
   files.writeFails.reset();
   const RecordedReply reply = write();
   EXPECT_EQ(failed.error().message, "Failed to save image");
-  EXPECT_EQ(reply.value(), exportReply(kPath));
+  EXPECT_EQ(reply.value(), exportReply(kImagePath));
 }
 
 TEST_F(WriteImageData, WritesOnThePlatformsThreadAndRepliesOnTheMainQueue) {
@@ -145,7 +146,7 @@ TEST_F(WriteImageData, WritesOnThePlatformsThreadAndRepliesOnTheMainQueue) {
   const auto handler = images.dataRequests().at(0).handler;
   std::thread([&] { handler(storedBytes, std::nullopt, 1, nullptr); }).join();
   EXPECT_EQ(log.events(),
-            (Names{"writeAtomically " + kPath, "setAttributes " + kPath, "main.async"}));
+            (Names{"writeAtomically " + kImagePath, "setAttributes " + kImagePath, "main.async"}));
   plugin.runToEnd();
   EXPECT_EQ(reply.answer().thread, std::this_thread::get_id());
   EXPECT_EQ(reply.answer().position.queue, &plugin.platform.dispatch.main);
@@ -156,7 +157,7 @@ TEST_F(WriteImageData, MakesTheFolderOnEveryExport) {
   const RecordedReply second = request();
   EXPECT_EQ(log.eventsOf("createDirectory"), (Names{"createDirectory /temporary/image"}));
   deliverData(storedBytes, {}, {}, 1);
-  EXPECT_EQ(second.value(), exportReply(kPath));
+  EXPECT_EQ(second.value(), exportReply(kImagePath));
 }
 
 TEST_F(WriteImageData, ReportsAFolderThatCannotBeMadeAndRequestsNothing) {

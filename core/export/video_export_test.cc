@@ -19,7 +19,7 @@ constexpr std::int64_t kOriginal = 0;
 constexpr std::int64_t kMov = 1;
 constexpr std::int64_t kMp4 = 2;
 
-const std::string kPath = "/temporary/video/IMG_0001.mov";
+const std::string kExportPath = "/temporary/video/IMG_0001.mov";
 
 /// Exports of a composition, which every format leads to.
 class ExportVideo : public ExportTest {
@@ -59,15 +59,16 @@ class ExportVideo : public ExportTest {
 
 TEST_F(ExportVideo, MakesTheFolderRemovesTheEarlierFileThenExports) {
   const RecordedReply reply = start();
-  EXPECT_EQ(log.events(),
-            (Names{"assetResourcesForAsset v", "createDirectory /temporary/video",
-                   "removeItem " + kPath, "exportSessionWithAsset AVAssetExportPresetPassthrough",
-                   "exportAsynchronously " + kPath}));
+  EXPECT_EQ(log.events(), (Names{"assetResourcesForAsset v", "createDirectory /temporary/video",
+                                 "removeItem " + kExportPath,
+                                 "exportSessionWithAsset AVAssetExportPresetPassthrough",
+                                 "exportAsynchronously " + kExportPath}));
   EXPECT_EQ(session().asset, composition);
   log.clear();
   finish(Status::completed);
-  EXPECT_EQ(log.events(), (Names{"setAttributes " + kPath, "main.async", "reply getVideoUrl"}));
-  EXPECT_EQ(reply.value(), exportReply(kPath));
+  EXPECT_EQ(log.events(),
+            (Names{"setAttributes " + kExportPath, "main.async", "reply getVideoUrl"}));
+  EXPECT_EQ(reply.value(), exportReply(kExportPath));
 }
 
 // Names
@@ -149,21 +150,22 @@ TEST_F(ExportVideo, MakesTheFolderOnEveryExport) {
 }
 
 TEST_F(ExportVideo, RemovesTheEarlierFile) {
-  files.addFile(kPath, ByteBuffer({9}));
+  files.addFile(kExportPath, ByteBuffer({9}));
   const RecordedReply reply = start();
-  EXPECT_FALSE(files.file(kPath));
+  EXPECT_FALSE(files.file(kExportPath));
   finish(Status::completed);
 }
 
 TEST_F(ExportVideo, ExportsAlsoWhenTheEarlierFileCannotBeRemovedAndFailsThere) {
-  files.addFile(kPath, ByteBuffer({9}));
+  files.addFile(kExportPath, ByteBuffer({9}));
   files.removeItemFails = failure;
   const RecordedReply reply = start();
   session().complete();
   plugin.runToEnd();
-  EXPECT_EQ(reply.error(), (FlutterError{"Error", "Export failed",
-                                         Value("There is something else at " + kPath + ".")}));
-  EXPECT_EQ(files.file(kPath)->data, ByteBuffer({9}));
+  EXPECT_EQ(reply.error(),
+            (FlutterError{"Error", "Export failed",
+                          Value("There is something else at " + kExportPath + ".")}));
+  EXPECT_EQ(files.file(kExportPath)->data, ByteBuffer({9}));
 }
 
 // The session
@@ -187,11 +189,11 @@ TEST_F(ExportVideo, ChoosesThePresetByQualityFirst) {
 }
 
 TEST_F(ExportVideo, ReportsASessionThatCannotBeMadeAfterItRemovedTheEarlierFile) {
-  files.addFile(kPath, ByteBuffer({9}));
+  files.addFile(kExportPath, ByteBuffer({9}));
   media.makesSessions = false;
   const RecordedReply reply = start();
   EXPECT_EQ(reply.error(), (FlutterError{"Error", "Failed to create export session", Value()}));
-  EXPECT_FALSE(files.file(kPath));
+  EXPECT_FALSE(files.file(kExportPath));
 }
 
 TEST_F(ExportVideo, TakesTheTypeOfTheFormatWhereTheSessionSupportsIt) {
@@ -230,12 +232,12 @@ TEST_F(ExportVideo, KeepsTheSessionUntilItsEndAndNoLonger) {
   const RecordedReply reply = start();
   const std::weak_ptr<FakeExportSession> watched = media.sessions.at(0);
   const auto handler = std::exchange(media.sessions.at(0)->completionHandler, nullptr);
-  files.addFile(kPath, storedBytes);
+  files.addFile(kExportPath, storedBytes);
   media.sessions.at(0)->setFinal(Status::completed);
   media.sessions.clear();
   ASSERT_FALSE(watched.expired());
   onPlatformThread(handler);
-  EXPECT_EQ(reply.value(), exportReply(kPath));
+  EXPECT_EQ(reply.value(), exportReply(kExportPath));
 }
 
 TEST_F(ExportVideo, LetsGoOfSessionAndReplyAfterTheEnd) {
@@ -279,7 +281,7 @@ TEST_F(ExportVideo, SucceedsAlsoWhenTheDatesCannotBeSet) {
   const RecordedReply reply = start();
   finish(Status::completed);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-  EXPECT_EQ(reply.value(), exportReply(kPath));
+  EXPECT_EQ(reply.value(), exportReply(kExportPath));
   EXPECT_EQ(log.count("setAttributes"), 1u);
 }
 
@@ -301,7 +303,7 @@ TEST_F(ExportVideo, ReportsAFailedAndACancelledExportAlike) {
 TEST_F(ExportVideo, TakesACompletedExportForOneWhateverErrorItNames) {
   const RecordedReply reply = start();
   finish(Status::completed, failure);
-  EXPECT_EQ(reply.value(), exportReply(kPath));
+  EXPECT_EQ(reply.value(), exportReply(kExportPath));
 }
 
 TEST_F(ExportVideo, SaysNothingAboutAnExportThatHasNotEnded) {
@@ -318,15 +320,15 @@ TEST_F(ExportVideo, ReadsTheDatesBeforeTheExport) {
   const RecordedReply reply = start();
   library.removeAsset("v");
   finish(Status::completed);
-  EXPECT_EQ(attributesOf(kPath), (NSFileAttributes{NSDate(1000.5), NSDate(2000.25)}));
+  EXPECT_EQ(attributesOf(kExportPath), (NSFileAttributes{NSDate(1000.5), NSDate(2000.25)}));
 }
 
 TEST_F(ExportVideo, StampsOnThePlatformsThreadAndRepliesOnTheMainQueue) {
   const RecordedReply reply = start();
-  files.addFile(kPath, storedBytes);
+  files.addFile(kExportPath, storedBytes);
   log.clear();
   std::thread([this] { session().finish(Status::completed); }).join();
-  EXPECT_EQ(log.events(), (Names{"setAttributes " + kPath, "main.async"}));
+  EXPECT_EQ(log.events(), (Names{"setAttributes " + kExportPath, "main.async"}));
   EXPECT_EQ(reply.answerCount(), 0u);
   plugin.runToEnd();
   EXPECT_EQ(reply.answer().thread, std::this_thread::get_id());

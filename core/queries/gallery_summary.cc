@@ -14,7 +14,7 @@ namespace {
 using Asset = std::shared_ptr<const PHAsset>;
 
 // Not the gallery list's text: single signs, and a blank at the end.
-constexpr std::string_view kImageOrVideoPredicate = "mediaType = %d || mediaType = %d ";
+constexpr std::string_view kSummaryPredicate = "mediaType = %d || mediaType = %d ";
 
 struct GalleryArguments {
   std::string collectionId;
@@ -104,7 +104,7 @@ void ImageManager::getGalleryFirstAssetId(const FlutterMethodCall& call,
   }
   PHPhotoLibrary& library = platform.sharedPhotoLibrary;
   options.predicate = arguments.mediaType == MediaType::All
-                          ? imageOrVideoPredicate(kImageOrVideoPredicate)
+                          ? imageOrVideoPredicate(kSummaryPredicate)
                           : oneMediaTypePredicate(arguments.mediaType);
   const auto first = library.fetchAssetsInAssetCollection(*gallery, &options)->firstObject();
   if (first == nullptr) {

@@ -6,7 +6,6 @@
 namespace quorvin {
 namespace {
 
-constexpr auto kPassthrough = VideoPreset::passthrough;
 using Containers = std::vector<VideoContainer>;
 const Containers kBoth{VideoContainer::quickTime, VideoContainer::mpeg4};
 const Containers kQuickTimeOnly{VideoContainer::quickTime};

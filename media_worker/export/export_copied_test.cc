@@ -11,10 +11,6 @@
 namespace quorvin {
 namespace {
 
-constexpr auto kPassthrough = VideoPreset::passthrough;
-constexpr auto kMov = VideoContainer::quickTime;
-constexpr auto kMp4 = VideoContainer::mpeg4;
-
 /// The same packets at the same times, and the same pictures and sounds at the same times.
 void expectSamePlay(const FileDescriptor& source, const FileDescriptor& copy) {
   const TestMovie a = contentsOf(source);

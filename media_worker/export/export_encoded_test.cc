@@ -14,11 +14,6 @@ extern "C" {
 namespace quorvin {
 namespace {
 
-constexpr auto kHighest = VideoPreset::highestQuality;
-constexpr auto kMedium = VideoPreset::mediumQuality;
-constexpr auto kMov = VideoContainer::quickTime;
-constexpr auto kMp4 = VideoContainer::mpeg4;
-
 /// The same number of frames at the same times.
 void expectSameTimes(const FileDescriptor& source, const FileDescriptor& result) {
   const auto before = shown(source);

@@ -13,10 +13,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr auto kPassthrough = VideoPreset::passthrough;
-constexpr auto kHighest = VideoPreset::highestQuality;
-constexpr auto kMov = VideoContainer::quickTime;
-
 /// One second as it is, one four times as slow, one as it is.
 const TimeMap kSlowMiddle{{milliseconds(0), milliseconds(1000), milliseconds(1000)},
                           {milliseconds(1000), milliseconds(1000), milliseconds(4000)},

@@ -32,12 +32,12 @@ constexpr std::int64_t kJumpAhead = std::int64_t{10} * AV_TIME_BASE;
 /// Packets hold little more than the file; some containers repeat parts of them.
 constexpr std::int64_t kMostCopies = 4;
 
-Failure refused(std::string_view sentence) {
+Failure invalidSource(std::string_view sentence) {
   return Failure(LibraryErrorCode::invalidResource, sentence);
 }
 
 Failure endsEarly() {
-  return refused("The video ends early: the file is not whole.");
+  return invalidSource("The video ends early: the file is not whole.");
 }
 
 /// Whether every packet's time stands in an index, which the container's header holds.
@@ -65,9 +65,9 @@ Result<std::unique_ptr<SourceMovie>> SourceMovie::open(int fd) {
   if (!movie) return movie.error();
   // Packets without a time of showing get one where that can be found out.
   (*movie)->context().flags |= AVFMT_FLAG_GENPTS;
-  if (!(*movie)->findStreams()) return refused("The video is damaged.");
+  if (!(*movie)->findStreams()) return invalidSource("The video is damaged.");
   if (!isKnownPicture((*movie)->videoStream())) {
-    return refused("The file has no video track that can be read.");
+    return invalidSource("The file has no video track that can be read.");
   }
   return std::unique_ptr<SourceMovie>(new SourceMovie(*std::move(movie), file->size()));
 }
@@ -139,7 +139,7 @@ Result<bool> SourceMovie::read(AVPacket& packet) {
     if (code < 0) return false;
     bytesLeft_ -= packet.size + 1;
     if (bytesLeft_ < 0) {
-      return refused("The video is damaged: its tracks are larger than the file.");
+      return invalidSource("The video is damaged: its tracks are larger than the file.");
     }
     if (packet.size == 0) continue;
     joinTimes(packet);

@@ -52,7 +52,7 @@ std::string textOf(Bytes note, const Entry& entry) {
   return {bytes.begin(), std::find(bytes.begin(), bytes.end(), 0)};
 }
 
-std::int64_t integerOf(const Entry& entry) {
+std::int64_t integerIn(const Entry& entry) {
   if (entry.count != 1) return 0;
   switch (entry.type) {
     case kShort:
@@ -88,7 +88,7 @@ MakerNote parseMakerNote(Bytes note) {
     if (!entry) break;
     switch (entry->tag) {
       case kHdrKind:
-        result.hdrKind = integerOf(*entry);
+        result.hdrKind = integerIn(*entry);
         break;
       case kBurstIdentifier:
         result.burstIdentifier = textOf(note, *entry);
@@ -97,7 +97,7 @@ MakerNote parseMakerNote(Bytes note) {
         result.contentIdentifier = textOf(note, *entry);
         break;
       case kFrontCamera:
-        result.frontCamera = integerOf(*entry) != 0;
+        result.frontCamera = integerIn(*entry) != 0;
         break;
       default:
         break;

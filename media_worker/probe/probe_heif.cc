@@ -15,7 +15,7 @@ namespace {
 
 /// Pictures without a thumbnail are decoded whole up to this many pixels; larger ones take too
 /// long.
-constexpr std::int64_t kLargestTrial = 4'000'000;
+constexpr std::int64_t kLargestHeifTrial = 4'000'000;
 
 HeifHandle thumbnailOf(const heif_image_handle* picture) {
   heif_item_id id = 0;
@@ -38,7 +38,7 @@ heif_error_code tryDecoding(const heif_image_handle* picture) {
 /// A picture comes only whole, at a third of a second for a phone's: its thumbnail stands in.
 std::optional<Failure> decodingError(const heif_image_handle* picture, std::int64_t pixels) {
   const HeifHandle thumbnail = thumbnailOf(picture);
-  if (!thumbnail && pixels > kLargestTrial) return std::nullopt;
+  if (!thumbnail && pixels > kLargestHeifTrial) return std::nullopt;
   switch (tryDecoding(thumbnail ? thumbnail.get() : picture)) {
     case heif_error_Ok:
       return std::nullopt;

@@ -71,7 +71,7 @@ bool hasPacket(AVFormatContext& context, const AVStream& stream) {
   return false;
 }
 
-double durationOf(const AVFormatContext& context) {
+double secondsOf(const AVFormatContext& context) {
   return context.duration > 0 ? static_cast<double>(context.duration) / AV_TIME_BASE : 0;
 }
 
@@ -125,7 +125,7 @@ Result<MediaProbe> probeMovie(const InputFile& file) {
   const MovieMetadata metadata = movieMetadata(tagsOf(context.metadata), std::time(nullptr));
   probe.creationDate = metadata.creationDate;
   probe.contentIdentifier = metadata.contentIdentifier;
-  probe.duration = durationOf(context);
+  probe.duration = secondsOf(context);
   if (video != nullptr) describeVideo(*video, metadata.captureFrameRate, probe);
   if (video != nullptr && (probe.pixelWidth <= 0 || probe.pixelHeight <= 0)) return damaged();
   return hasPacket(context, video != nullptr ? *video : *sound) ? Result(probe) : damaged();

@@ -15,9 +15,9 @@ struct Container {
   const char* options = "";
 };
 
-class VideoContainer : public testing::TestWithParam<Container> {};
+class MovieContainer : public testing::TestWithParam<Container> {};
 
-TEST_P(VideoContainer, IsProbedByItsContentWhateverItsName) {
+TEST_P(MovieContainer, IsProbedByItsContentWhateverItsName) {
   const Bytes bytes = smallMovie(GetParam().options, GetParam().extension);
   for (const char* name : {"movie.jpg", "movie.mp3"}) {
     const MediaProbe probe = probedAs(
@@ -29,7 +29,7 @@ TEST_P(VideoContainer, IsProbedByItsContentWhateverItsName) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    ProbeMovie, VideoContainer,
+    ProbeMovie, MovieContainer,
     testing::Values(Container{"mov", "public.quicktime-movie"}, Container{"mp4", "public.mpeg-4"},
                     Container{"m4v", "public.m4v-video"}, Container{"avi", "public.avi"},
                     Container{"3gp", "public.3gpp", "-c:v mpeg4"},

@@ -17,31 +17,31 @@ namespace quorvin {
 
 namespace {
 
-constexpr std::int64_t kMaximumFileSize = 512 << 20;
+constexpr std::int64_t kMaximumJpegSize = 512 << 20;
 /// Progressive files that need more passes are made to keep a decoder busy.
 constexpr int kMaximumScans = 200;
 
 /// One decompression. The library reports errors by a jump; nothing between `run` and the jump
 /// has a destructor.
-class Decoder {
+class JpegDecoder {
  public:
-  Decoder() {
+  JpegDecoder() {
     state_.err = jpeg_std_error(&errors_);
     state_.client_data = this;
     errors_.error_exit = [](j_common_ptr state) {
-      std::longjmp(static_cast<Decoder*>(state->client_data)->failed_, 1);
+      std::longjmp(static_cast<JpegDecoder*>(state->client_data)->failed_, 1);
     };
     errors_.emit_message = [](j_common_ptr state, int level) {
-      if (level < 0) static_cast<Decoder*>(state->client_data)->warn(state->err->msg_code);
+      if (level < 0) static_cast<JpegDecoder*>(state->client_data)->warn(state->err->msg_code);
     };
     progress_.progress_monitor = [](j_common_ptr state) {
       const auto* decompression = reinterpret_cast<j_decompress_ptr>(state);
       if (decompression->input_scan_number > kMaximumScans) state->err->error_exit(state);
     };
   }
-  Decoder(const Decoder&) = delete;
-  Decoder& operator=(const Decoder&) = delete;
-  ~Decoder() { jpeg_destroy_decompress(&state_); }
+  JpegDecoder(const JpegDecoder&) = delete;
+  JpegDecoder& operator=(const JpegDecoder&) = delete;
+  ~JpegDecoder() { jpeg_destroy_decompress(&state_); }
 
   /// Decodes as many rows as there are into memory that it allocates.
   void run(const std::vector<std::uint8_t>& file, int shrink) {
@@ -100,9 +100,9 @@ class Decoder {
 }  // namespace
 
 ImagePtr decodeJpeg(const InputFile& file, int shrink, bool failOnDamage) {
-  if (file.size() > kMaximumFileSize) return nullptr;
+  if (file.size() > kMaximumJpegSize) return nullptr;
   const auto bytes = file.head(static_cast<std::size_t>(file.size()));
-  Decoder decoder;
+  JpegDecoder decoder;
   decoder.run(bytes, shrink);
   if (failOnDamage && decoder.isDamaged()) return nullptr;
   return decoder.take();

@@ -22,13 +22,13 @@ Picture detailed() {
   return gradient(320, 240);
 }
 
-struct Sample {
+struct DamagedSource {
   const char* name;
   MediaKind kind;
   Bytes (*make)();
 };
 
-const Sample kSamples[] = {
+const DamagedSource kDamagedSources[] = {
     {"jpeg", MediaKind::image, [] { return saved(detailed(), ".jpg"); }},
     {"progressive", MediaKind::image, [] { return saved(detailed(), ".jpg[interlace]"); }},
     {"png", MediaKind::image, [] { return saved(detailed(), ".png"); }},
@@ -45,7 +45,7 @@ const Sample kSamples[] = {
     {"mkv", MediaKind::video, [] { return video({detailed()}, {.container = "matroska"}); }},
 };
 
-class RenderDamaged : public testing::TestWithParam<Sample> {
+class RenderDamaged : public testing::TestWithParam<DamagedSource> {
  protected:
   /// A picture of the right size or a reason, whatever the bytes.
   void expectAnAnswer(const Bytes& file) {
@@ -98,7 +98,7 @@ TEST_P(RenderDamaged, AnswersWhenOnlyTheBeginningIsRight) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, RenderDamaged, testing::ValuesIn(kSamples),
+INSTANTIATE_TEST_SUITE_P(Formats, RenderDamaged, testing::ValuesIn(kDamagedSources),
                          [](const auto& info) { return std::string(info.param.name); });
 
 std::string reasonFor(const Bytes& file, const RenderRequest& request) {

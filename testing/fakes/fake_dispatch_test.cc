@@ -11,7 +11,7 @@
 namespace quorvin {
 namespace {
 
-class FakeSubject {
+class FakeDispatchSubject {
  public:
   Dispatch& dispatch() { return dispatch_; }
   template <class Done>
@@ -77,6 +77,6 @@ TEST_F(ManualQueueTest, StartsAnItemThatTheTestJoinsLater) {
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, DispatchContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, DispatchContract, FakeDispatchSubject);
 
 }  // namespace quorvin

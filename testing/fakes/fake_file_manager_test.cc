@@ -7,9 +7,9 @@
 namespace quorvin {
 namespace {
 
-class FakeSubject {
+class FakeFilesSubject {
  public:
-  FakeSubject() { files_.createDirectory(folder()); }
+  FakeFilesSubject() { files_.createDirectory(folder()); }
 
   NSFileManager& files() { return files_; }
   std::string folder() { return "/work"; }
@@ -26,6 +26,6 @@ class FakeSubject {
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, FileManagerContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, FileManagerContract, FakeFilesSubject);
 
 }  // namespace quorvin

@@ -14,6 +14,12 @@
 
 namespace quorvin {
 
+inline constexpr auto kPassthrough = VideoPreset::passthrough;
+inline constexpr auto kHighest = VideoPreset::highestQuality;
+inline constexpr auto kMedium = VideoPreset::mediumQuality;
+inline constexpr auto kMov = VideoContainer::quickTime;
+inline constexpr auto kMp4 = VideoContainer::mpeg4;
+
 /// What the ffmpeg program makes by these arguments.
 inline FileDescriptor movie(const std::string& arguments, const std::string& extension = "mov") {
   return ffmpegFile(arguments, extension);

@@ -15,7 +15,7 @@ class Changes : public testing::Test {
   LibraryCopy library;
 };
 
-std::int64_t milliseconds(const fs::path& file) {
+std::int64_t modifiedAt(const fs::path& file) {
   return static_cast<std::int64_t>(modificationOf(file) * 1000.0);
 }
 
@@ -56,7 +56,7 @@ TEST_F(Changes, ASavedImageHasTheRecordOfItsMetadata) {
            .as<Map>();
   for (auto& [key, value] : expected) {
     if (key == Value("id")) value = id;
-    if (key == Value("modificationDate")) value = milliseconds(file);
+    if (key == Value("modificationDate")) value = modifiedAt(file);
   }
   EXPECT_EQ(record, Value(expected));
   EXPECT_EQ(library.channel.result("getAssetInfo", Map{{"assetId", id}}), record);
@@ -71,7 +71,7 @@ TEST_F(Changes, ASavedVideoHasTheRecordOfItsMetadata) {
   EXPECT_EQ(at(record, "width"), Value(640));
   EXPECT_EQ(at(record, "height"), Value(360));
   EXPECT_EQ(at(record, "creationDate"), Value(std::int64_t{1689330030000}));
-  EXPECT_EQ(at(record, "modificationDate"), Value(milliseconds(file)));
+  EXPECT_EQ(at(record, "modificationDate"), Value(modifiedAt(file)));
   EXPECT_NEAR(*at(record, "duration").as<double>(), 2000, 60);
 }
 

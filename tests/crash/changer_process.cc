@@ -46,6 +46,10 @@ int spawn(std::vector<std::string> words, int journal) {
 
 }  // namespace
 
+bool isThorough() {
+  return std::getenv("QUORVIN_CRASH_THOROUGH") != nullptr;
+}
+
 ChangerProcess::ChangerProcess(const std::string& library, const std::string& job, unsigned seed,
                                const std::optional<Fault>& fault) {
   std::array<int, 2> ends;

@@ -13,6 +13,12 @@ namespace quorvin {
 
 using Line = std::vector<std::string>;
 
+/// For a process that does what it was asked.
+inline constexpr std::chrono::seconds kPatience{60};
+
+/// Whether a test is to try everything, however long that takes.
+bool isThorough();
+
 /// Ends with its process killed, if that still runs. One thread.
 class ChangerProcess {
  public:

@@ -24,7 +24,6 @@ namespace {
 using std::chrono::microseconds;
 
 constexpr int kRoundsOfALibrary = 40;
-constexpr std::chrono::seconds kPatience{60};
 
 /// When to kill: so long after so many lines.
 struct Moment {

@@ -21,62 +21,57 @@
 namespace quorvin {
 namespace {
 
-constexpr std::chrono::seconds kPatience{60};
 constexpr int kMostCalls = 1000;
 
-using Kind = Fault::Kind;
+using FaultKind = Fault::Kind;
 
 /// A way of going wrong.
 struct Way {
   const char* calls;
-  Kind kind;
+  FaultKind kind;
   int errorNumber = 0;
   bool isRare = false;  ///< left out of a quick run
 };
 
 constexpr Way kWays[] = {
-    {"any", Kind::kill},
-    {"write", Kind::killHalf},
-    {"pwrite", Kind::killHalf},
-    {"copy", Kind::killHalf},
-    {"any", Kind::failOn, EIO},       // the disk is gone
-    {"space", Kind::failOn, ENOSPC},  // the disk is full
-    {"fsync", Kind::fail, EIO},
-    {"fdatasync", Kind::fail, EIO},
-    {"unlink", Kind::fail, EIO},
-    {"rename", Kind::fail, EIO},
-    {"write", Kind::fail, EIO, true},
-    {"write", Kind::fail, ENOSPC, true},
-    {"pwrite", Kind::fail, EIO, true},
-    {"pwrite", Kind::fail, ENOSPC, true},
-    {"fsync", Kind::fail, ENOSPC, true},
-    {"rename", Kind::fail, ENOSPC, true},
-    {"mkdir", Kind::fail, EIO, true},
-    {"mkdir", Kind::fail, ENOSPC, true},
-    {"create", Kind::fail, EIO, true},
-    {"create", Kind::fail, ENOSPC, true},
-    {"copy", Kind::fail, EIO, true},
-    {"copy", Kind::fail, ENOSPC, true},
-    {"truncate", Kind::fail, EIO, true},
+    {"any", FaultKind::kill},
+    {"write", FaultKind::killHalf},
+    {"pwrite", FaultKind::killHalf},
+    {"copy", FaultKind::killHalf},
+    {"any", FaultKind::failOn, EIO},       // the disk is gone
+    {"space", FaultKind::failOn, ENOSPC},  // the disk is full
+    {"fsync", FaultKind::fail, EIO},
+    {"fdatasync", FaultKind::fail, EIO},
+    {"unlink", FaultKind::fail, EIO},
+    {"rename", FaultKind::fail, EIO},
+    {"write", FaultKind::fail, EIO, true},
+    {"write", FaultKind::fail, ENOSPC, true},
+    {"pwrite", FaultKind::fail, EIO, true},
+    {"pwrite", FaultKind::fail, ENOSPC, true},
+    {"fsync", FaultKind::fail, ENOSPC, true},
+    {"rename", FaultKind::fail, ENOSPC, true},
+    {"mkdir", FaultKind::fail, EIO, true},
+    {"mkdir", FaultKind::fail, ENOSPC, true},
+    {"create", FaultKind::fail, EIO, true},
+    {"create", FaultKind::fail, ENOSPC, true},
+    {"copy", FaultKind::fail, EIO, true},
+    {"copy", FaultKind::fail, ENOSPC, true},
+    {"truncate", FaultKind::fail, EIO, true},
 };
 
 std::string describe(const Fault& fault) {
   const std::string which = fault.calls + " " + std::to_string(fault.number);
   switch (fault.kind) {
-    case Kind::fail:
+    case FaultKind::fail:
       return which + " fails with " + std::to_string(fault.errorNumber);
-    case Kind::failOn:
+    case FaultKind::failOn:
       return "from " + which + " on all fail with " + std::to_string(fault.errorNumber);
-    case Kind::kill:
+    case FaultKind::kill:
       return "killed before " + which;
-    case Kind::killHalf:
+    case FaultKind::killHalf:
       return "killed in the middle of " + which;
   }
   return which;
-}
-
-bool isThorough() {
-  return std::getenv("QUORVIN_CRASH_THOROUGH") != nullptr;
 }
 
 std::size_t sizeOfAlbums(const LibraryState& state) {
@@ -193,7 +188,7 @@ class Faults : public testing::Test {
       if (line.front() == "done") outcome.succeeded = true;
       if (line.front() == "end") outcome.reached = line[1] == "reached";
     }
-    const bool mayDie = fault.kind == Kind::kill || fault.kind == Kind::killHalf;
+    const bool mayDie = fault.kind == FaultKind::kill || fault.kind == FaultKind::killHalf;
     EXPECT_TRUE(status == 0 || (outcome.killed && mayDie)) << "it ended with " << status;
     EXPECT_TRUE(outcome.killed || outcome.succeeded != !outcome.error.empty()) << outcome.error;
     EXPECT_EQ(outcome.error.find("locked"), std::string::npos) << outcome.error;
@@ -208,7 +203,7 @@ class Faults : public testing::Test {
 
 // That a change was refused is certain only as long as the disk still takes anything.
 bool isDiskGone(const Fault& fault) {
-  return fault.kind == Kind::failOn && fault.calls == "any";
+  return fault.kind == FaultKind::failOn && fault.calls == "any";
 }
 
 class EveryChange : public Faults, public testing::WithParamInterface<Operation> {};

@@ -24,12 +24,6 @@ namespace {
 using Kind = FileOperation::Kind;
 using Lost = std::set<std::size_t>;
 
-constexpr std::chrono::seconds kPatience{60};
-
-bool isThorough() {
-  return std::getenv("QUORVIN_CRASH_THOROUGH") != nullptr;
-}
-
 /// A library before, during and after one change.
 class ChangeOfALibrary {
  public:

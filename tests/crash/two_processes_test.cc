@@ -17,7 +17,6 @@
 namespace quorvin {
 namespace {
 
-constexpr std::chrono::seconds kPatience{60};
 constexpr std::size_t kAllLines = std::numeric_limits<std::size_t>::max();
 
 std::chrono::seconds duration() {

@@ -12,9 +12,9 @@
 namespace quorvin {
 namespace {
 
-struct LibraryChange : testing::Test, ChangeFixture {};
+struct LibraryChanged : testing::Test, ChangeFixture {};
 
-TEST_F(LibraryChange, RunsItsBlockAndItsCompletionOnThreadsOfTheirOwn) {
+TEST_F(LibraryChanged, RunsItsBlockAndItsCompletionOnThreadsOfTheirOwn) {
   std::thread::id block;
   std::promise<std::thread::id> completion;
   changes->performChanges([&block](PHChangeRequests&) { block = std::this_thread::get_id(); },
@@ -27,7 +27,7 @@ TEST_F(LibraryChange, RunsItsBlockAndItsCompletionOnThreadsOfTheirOwn) {
   EXPECT_NE(completed, block);
 }
 
-TEST_F(LibraryChange, MakesAlbumsThatMayShareATitle) {
+TEST_F(LibraryChanged, MakesAlbumsThatMayShareATitle) {
   std::vector<std::string> albums;
   for (int i = 0; i < 2; ++i) {
     EXPECT_TRUE(
@@ -48,7 +48,7 @@ TEST_F(LibraryChange, MakesAlbumsThatMayShareATitle) {
   EXPECT_EQ(listed->objectAtIndexedSubscript(0)->localIdentifier, albums[0]);
 }
 
-TEST_F(LibraryChange, NamesTheAssetThatIsGone) {
+TEST_F(LibraryChanged, NamesTheAssetThatIsGone) {
   const auto album = findAlbum(gardener.plantAlbum("Holidays"));
   const auto outcome = perform([&album](PHChangeRequests& requests) {
     EXPECT_TRUE(requests.addAssets(*album, std::vector<PHObjectPlaceholder>{{"none"}}));
@@ -57,7 +57,7 @@ TEST_F(LibraryChange, NamesTheAssetThatIsGone) {
   EXPECT_NE(outcome.text().find("The asset “none” is not in the library."), std::string::npos);
 }
 
-TEST_F(LibraryChange, IsSeenByTheNextFetchOfAnotherEngine) {
+TEST_F(LibraryChanged, IsSeenByTheNextFetchOfAnotherEngine) {
   const auto other = open();
   const std::string asset = gardener.plant({});
   const std::vector<std::string> identifiers = {asset};
@@ -66,7 +66,7 @@ TEST_F(LibraryChange, IsSeenByTheNextFetchOfAnotherEngine) {
   EXPECT_EQ(other->fetchAssetsWithLocalIdentifiers(identifiers, nullptr)->count(), 0U);
 }
 
-TEST_F(LibraryChange, DeletesWhatAnotherEngineFetched) {
+TEST_F(LibraryChanged, DeletesWhatAnotherEngineFetched) {
   const auto other = open();
   const std::vector<std::string> identifiers = {gardener.plant({}), gardener.plant({})};
   const auto assets = other->fetchAssetsWithLocalIdentifiers(identifiers, nullptr);
@@ -74,7 +74,7 @@ TEST_F(LibraryChange, DeletesWhatAnotherEngineFetched) {
   EXPECT_TRUE(recents().empty());
 }
 
-TEST_F(LibraryChange, TakesDeletedAssetsOutOfEveryFetchAndKeepsTheirFiles) {
+TEST_F(LibraryChanged, TakesDeletedAssetsOutOfEveryFetchAndKeepsTheirFiles) {
   EXPECT_TRUE(saveImage(put("a.jpg", "image")).success);
   const std::string album = gardener.plantAlbum("Holidays");
   gardener.addToAlbum(album, saved);
@@ -88,7 +88,7 @@ TEST_F(LibraryChange, TakesDeletedAssetsOutOfEveryFetchAndKeepsTheirFiles) {
   EXPECT_EQ(filesBelow(folder / "library/originals"), originalsOf(saved));
 }
 
-TEST_F(LibraryChange, TakesTheDeletionOfDeletedAssetsForDone) {
+TEST_F(LibraryChanged, TakesTheDeletionOfDeletedAssetsForDone) {
   const std::string asset = gardener.plant({});
   const std::vector<std::string> identifiers = {asset};
   const auto assets = library->fetchAssetsWithLocalIdentifiers(identifiers, nullptr);
@@ -171,7 +171,7 @@ TEST_F(DeletionPrompts, DoNotHoldUpAShutDown) {
   EXPECT_NE(find(asset), nullptr);
 }
 
-TEST_F(LibraryChange, IsDroppedWithoutACallWhenItWaitsAtTheShutDown) {
+TEST_F(LibraryChanged, IsDroppedWithoutACallWhenItWaitsAtTheShutDown) {
   std::latch running(1);
   std::latch shuttingDown(1);
   std::atomic<int> calls = 0;

@@ -15,7 +15,7 @@ namespace {
 // The conditions of the indexes, word for word: only then does SQLite see that it may use them.
 constexpr std::string_view kListed = "a.trashed_ns IS NULL AND a.hidden = 0 AND a.visible = 1";
 
-constexpr std::size_t kMostAssets = std::size_t{1} << 40;
+constexpr std::size_t kBeyondAnyCatalogue = std::size_t{1} << 40;
 
 void appendCondition(const Condition& condition, AssetQuery& query) {
   switch (condition.kind) {
@@ -110,7 +110,7 @@ AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bo
 
   AssetQuery query;
   // More than any catalogue holds is no limit.
-  query.limit = options.fetchLimit > kMostAssets ? 0 : options.fetchLimit;
+  query.limit = options.fetchLimit > kBeyondAnyCatalogue ? 0 : options.fetchLimit;
   appendPlace(scope, options, limitedAccess, condition, query);
   const bool takesAll = std::holds_alternative<AssetScope::Rows>(scope.place);
   if (takesAll || (options.includeHiddenAssets && options.includeAllBurstAssets)) {

@@ -9,12 +9,12 @@ namespace quorvin {
 namespace {
 
 // Deeper than anything that the library makes; each level holds a descriptor.
-constexpr int kDeepest = 32;
+constexpr int kDeepestFolder = 32;
 
 void appendFiles(const Folder& folder, const std::string& prefix, int depth,
                  std::vector<std::string>& files) {
   std::vector<Folder::Entry> entries;
-  if (!folder || depth > kDeepest || folder.list(entries) != 0) return;
+  if (!folder || depth > kDeepestFolder || folder.list(entries) != 0) return;
   for (const Folder::Entry& entry : entries) {
     const std::string path = prefix + entry.name;
     if (entry.kind == Folder::Kind::folder) {

@@ -8,14 +8,15 @@
 namespace quorvin {
 namespace {
 
-const std::string kUuid = "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
+const std::string kUuidPattern =
+    "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
 
 TEST(Identifiers, OfAssetsEndInTheAssetMark) {
-  EXPECT_TRUE(std::regex_match(newAssetIdentifier(), std::regex(kUuid + "/L0/001")));
+  EXPECT_TRUE(std::regex_match(newAssetIdentifier(), std::regex(kUuidPattern + "/L0/001")));
 }
 
 TEST(Identifiers, OfCollectionsEndInTheCollectionMark) {
-  EXPECT_TRUE(std::regex_match(newCollectionIdentifier(), std::regex(kUuid + "/L0/040")));
+  EXPECT_TRUE(std::regex_match(newCollectionIdentifier(), std::regex(kUuidPattern + "/L0/040")));
 }
 
 TEST(Identifiers, NeverRepeat) {
