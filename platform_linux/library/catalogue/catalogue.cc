@@ -31,8 +31,9 @@ const CollectionRow* Overview::find(std::string_view identifier) const {
   return found == byIdentifier.end() ? nullptr : &collections[found->second];
 }
 
-Catalogue::Catalogue(LibraryFolder folder, LibraryLock presence)
-    : folder_(std::move(folder)), presence_(std::move(presence)) {}
+Catalogue::Catalogue(LibraryFolder folder, LibraryLock presence,
+                     std::unique_ptr<CommitListener> listener)
+    : folder_(std::move(folder)), presence_(std::move(presence)), listener_(std::move(listener)) {}
 
 Catalogue::Reader::Reader(Catalogue& owner, Result<std::unique_ptr<Database>> database)
     : owner_(owner) {
@@ -48,6 +49,7 @@ Catalogue::~Catalogue() {
 }
 
 void Catalogue::closeCleanly() {
+  listener_.reset();
   {
     NSLockHolder holder(poolLock_);
     idle_.clear();
@@ -150,7 +152,9 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncer
     if (!opened) return opened.error();
     writer_ = *std::move(opened);
   }
-  return store(body, isUncertain);
+  Done done = store(body, isUncertain);
+  if (done && listener_ != nullptr) listener_->committed();
+  return done;
 }
 
 Done Catalogue::store(const std::function<Done(Database&)>& body, bool* isUncertain) {

@@ -44,11 +44,19 @@ Failure unreadable(const Database& database);
 /// failed.
 bool writeStatus(Database& database, PHAuthorizationStatus status);
 
+/// Told of each commit of this process, on the thread that makes it. Any thread.
+class CommitListener {
+ public:
+  virtual ~CommitListener() = default;
+  virtual void committed() = 0;
+};
+
 /// An open library's catalogue, as `openCatalogue` gives it. Any thread, several at once.
 class Catalogue : public std::enable_shared_from_this<Catalogue> {
  public:
   /// `folder` holds a catalogue of the present version, and `presence` says that it is open.
-  Catalogue(LibraryFolder folder, LibraryLock presence);
+  Catalogue(LibraryFolder folder, LibraryLock presence,
+            std::unique_ptr<CommitListener> listener = nullptr);
   ~Catalogue();
   Catalogue(const Catalogue&) = delete;
   Catalogue& operator=(const Catalogue&) = delete;
@@ -100,6 +108,7 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
 
   const LibraryFolder folder_;
   LibraryLock presence_;
+  std::unique_ptr<CommitListener> listener_;
   ListingCache listings_;
 
   NSLock poolLock_;

@@ -109,6 +109,10 @@ bool journalAssets(Database& database, JournalKind kind, const std::string& rows
   return note.bind(static_cast<std::int64_t>(kind), rows, isGoing ? 1 : 0).run();
 }
 
+std::optional<std::int64_t> lastJournalEntry(Database& database) {
+  return database.integer("SELECT coalesce(max(id), 0) FROM journal");
+}
+
 bool trimJournal(Database& database) {
   return database.prepare("DELETE FROM journal WHERE id <= (SELECT max(id) FROM journal) - ?")
       .bind(kJournalLength)

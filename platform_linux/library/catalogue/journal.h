@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,9 @@ bool makeJournal(Database& database);
 /// Before `rows`, a JSON list, are deleted (`assetWent`) or restored (`assetCame`): an entry for
 /// each of them that is about to change. Inside a change.
 bool journalAssets(Database& database, JournalKind kind, const std::string& rows);
+
+/// The number of the newest entry, 0 when there was none yet; none when it cannot be read.
+std::optional<std::int64_t> lastJournalEntry(Database& database);
 
 /// Forgets the oldest entries beyond `kJournalLength`. Inside a change.
 bool trimJournal(Database& database);

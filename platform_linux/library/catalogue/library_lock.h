@@ -20,6 +20,7 @@ class LibraryLock {
     writer = 0,    ///< exclusive: may write to or checkpoint the catalogue
     staging = 1,   ///< shared: has files that no row names yet; exclusive: may sweep such files
     presence = 2,  ///< shared: has the library open; exclusive: alone with it
+    snapshot = 3,  ///< exclusive: makes a snapshot of the catalogue
   };
   enum class Mode { shared, exclusive };
 

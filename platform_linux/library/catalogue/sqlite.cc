@@ -22,6 +22,20 @@ void endCollecting(sqlite3_context* context) {
   sqlite3_result_null(context);
 }
 
+std::string immutableUri(const std::string& path) {
+  std::string uri = "file:";
+  for (const char c : path) {
+    constexpr std::string_view kHexadecimal = "0123456789ABCDEF";
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '?' || c == '#' || c == '%') {
+      ((uri += '%') += kHexadecimal[byte >> 4]) += kHexadecimal[byte & 15];
+    } else {
+      uri += c;
+    }
+  }
+  return uri + "?immutable=1";
+}
+
 bool meansDamage(int status) {
   const int code = status & 0xFF;
   return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
@@ -124,10 +138,15 @@ std::optional<std::string> Statement::optionalText(int column) const {
 Result<std::unique_ptr<Database>> Database::open(const std::string& path, Use use) {
   sqlite3* connection = nullptr;
   // One thread at a time uses a connection, so it needs no lock of its own.
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
-                    SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_NOFOLLOW |
-                    (use == Use::write ? SQLITE_OPEN_CREATE : 0);
-  const int status = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
+  int flags =
+      SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_NOFOLLOW;
+  if (use == Use::snapshot) {
+    flags |= SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+  } else {
+    flags |= SQLITE_OPEN_READWRITE | (use == Use::write ? SQLITE_OPEN_CREATE : 0);
+  }
+  const std::string name = use == Use::snapshot ? immutableUri(path) : path;
+  const int status = sqlite3_open_v2(name.c_str(), &connection, flags, nullptr);
   std::unique_ptr<Database> database(new Database(connection));
   if (status != SQLITE_OK || !database->configure(use)) {
     if (database->isDamaged()) return needsRescue(path);
@@ -208,6 +227,33 @@ bool Database::settleLog() {
 bool Database::isSound() {
   Statement check = prepare("PRAGMA quick_check(1)");
   return check.next() && check.text(0) == "ok";
+}
+
+bool Database::copyTo(const std::string& path, const std::function<bool()>& shouldStop) {
+  constexpr int kPagesAtOnce = 256;
+  constexpr int kFlags =
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_NOFOLLOW;
+  sqlite3* target = nullptr;
+  int status = sqlite3_open_v2(path.c_str(), &target, kFlags, nullptr);
+  // What is cut short is thrown away, and whoever keeps it makes it durable.
+  if (status == SQLITE_OK) {
+    status = sqlite3_exec(target, "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF", nullptr,
+                          nullptr, nullptr);
+  }
+  if (status == SQLITE_OK) {
+    const ReadTransaction moment(*this);
+    // The moment begins with the first read.
+    const bool isBegun = integer("PRAGMA user_version").has_value();
+    sqlite3_backup* copy =
+        isBegun ? sqlite3_backup_init(target, "main", connection_, "main") : nullptr;
+    status = copy == nullptr ? SQLITE_ERROR : SQLITE_OK;
+    while (status == SQLITE_OK && !(shouldStop && shouldStop())) {
+      status = sqlite3_backup_step(copy, kPagesAtOnce);
+    }
+    sqlite3_backup_finish(copy);
+  }
+  sqlite3_close(target);
+  return status == SQLITE_DONE;
 }
 
 void Database::emptyLog() {

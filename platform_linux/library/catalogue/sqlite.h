@@ -89,7 +89,11 @@ Failure needsRescue(const std::string& path, std::string_view what = "is damaged
 /// `write`, when it commits.
 class Database {
  public:
-  enum class Use { read, write };
+  enum class Use {
+    read,
+    write,
+    snapshot,  ///< read only, of a file that nobody changes; makes nothing beside it
+  };
   static Result<std::unique_ptr<Database>> open(const std::string& path, Use use);
   ~Database();
   Database(const Database&) = delete;
@@ -116,6 +120,9 @@ class Database {
   bool settleLog();
   /// False when its pages or indexes contradict each other, or cannot be read.
   bool isSound();
+  /// Copies all of it, as of one moment, to the empty file at the path. Not durable. False when
+  /// that failed, or when `shouldStop`, asked now and then, said so.
+  bool copyTo(const std::string& path, const std::function<bool()>& shouldStop = {});
   /// Brings the log's content into the file, where nobody is in the way. The caller holds the
   /// writer lock.
   void emptyLog();

@@ -20,6 +20,8 @@
 #include "platform_linux/library/opening/privacy.h"
 #include "platform_linux/library/originals/removal.h"
 #include "platform_linux/library/originals/staging.h"
+#include "platform_linux/library/snapshots/snapshot.h"
+#include "platform_linux/library/snapshots/snapshot_keeper.h"
 
 namespace quorvin {
 namespace {
@@ -84,6 +86,9 @@ Done setUp(const LibraryFolder& folder, bool alone, PHAuthorizationStatus status
                    "The catalogue “" + folder.catalogue() +
                        "” is of an earlier version, and can be brought up to date only while no "
                        "other program has the library open.");
+  }
+  if (*state == CatalogueState::older) {
+    if (auto kept = makeSnapshot(folder, **database); !kept) return kept.error();
   }
   const auto done = migrate(**database, static_cast<std::int64_t>(status));
   if (!done) return done.error();
@@ -153,7 +158,9 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
   }
   if (auto ready = prepare(*folder, alone, statusWhenMade); !ready) return ready.error();
   presence->tryChange(LibraryLock::Mode::shared);
-  auto catalogue = std::make_shared<Catalogue>(*std::move(folder), *std::move(presence));
+  auto keeper = std::make_unique<SnapshotKeeper>(*folder);
+  auto catalogue =
+      std::make_shared<Catalogue>(*std::move(folder), *std::move(presence), std::move(keeper));
   purgeTrash(*catalogue);
   return catalogue;
 }
