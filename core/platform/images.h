@@ -76,24 +76,27 @@ class PHImageInfo {
  public:
   using Entry = std::variant<bool, std::int64_t, double, std::string, NSError>;
 
-  void set(std::string_view key, Entry entry) {
-    entries_.insert_or_assign(std::string(key), std::move(entry));
-  }
+  PHImageInfo();
+  PHImageInfo(const PHImageInfo& other);
+  PHImageInfo(PHImageInfo&& other) noexcept;
+  PHImageInfo& operator=(const PHImageInfo& other);
+  PHImageInfo& operator=(PHImageInfo&& other) noexcept;
+  ~PHImageInfo();
+
+  void set(std::string_view key, Entry entry);
   /// True only when the key holds the boolean true.
-  bool isTrue(std::string_view key) const {
-    const auto* flag = entry<bool>(key);
-    return flag != nullptr && *flag;
-  }
+  bool isTrue(std::string_view key) const;
   /// The error under the key; null when the key is absent or holds something else.
   const NSError* error(std::string_view key) const { return entry<NSError>(key); }
   /// The value under the key; null when the key is absent or holds something of another type.
   template <class T>
   const T* entry(std::string_view key) const {
-    const auto found = entries_.find(key);
-    return found == entries_.end() ? nullptr : std::get_if<T>(&found->second);
+    return std::get_if<T>(find(key));
   }
 
  private:
+  const Entry* find(std::string_view key) const;
+
   std::map<std::string, Entry, std::less<>> entries_;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace quorvin {
 
@@ -53,6 +54,27 @@ bool operator==(const ByteBuffer& a, const ByteBuffer& b) {
   return std::ranges::equal(a.bytes_, b.bytes_);
 }
 
+Value::Value() = default;
+Value::Value(const Value&) = default;
+Value::Value(Value&&) noexcept = default;
+Value& Value::operator=(const Value&) = default;
+Value& Value::operator=(Value&&) noexcept = default;
+Value::~Value() = default;
+
+Value::Value(Null) {}
+Value::Value(bool value) : variant_(value) {}
+Value::Value(int value) : variant_(std::int64_t{value}) {}
+Value::Value(std::int64_t value) : variant_(value) {}
+Value::Value(double value) : variant_(value) {}
+Value::Value(Literal value) : variant_(value) {}
+Value::Value(std::string value) : variant_(std::move(value)) {}
+Value::Value(const char* value) : variant_(std::string(value)) {}
+Value::Value(LargeInteger value) : variant_(std::move(value)) {}
+Value::Value(ByteBuffer value) : variant_(std::move(value)) {}
+Value::Value(std::vector<std::int32_t> value) : variant_(std::move(value)) {}
+Value::Value(std::vector<std::int64_t> value) : variant_(std::move(value)) {}
+Value::Value(std::vector<float> value) : variant_(std::move(value)) {}
+Value::Value(std::vector<double> value) : variant_(std::move(value)) {}
 Value::Value(List value) : variant_(std::move(value)) {}
 Value::Value(Map value) : variant_(std::move(value)) {}
 

@@ -82,21 +82,27 @@ class Value {
                                ByteBuffer, std::vector<std::int32_t>, std::vector<std::int64_t>,
                                std::vector<float>, std::vector<double>, List, Map>;
 
-  Value() = default;
-  Value(Null) {}
-  Value(bool value) : variant_(value) {}
-  Value(int value) : variant_(std::int64_t{value}) {}
-  Value(std::int64_t value) : variant_(value) {}
-  Value(double value) : variant_(value) {}
-  Value(Literal value) : variant_(value) {}
-  Value(std::string value) : variant_(std::move(value)) {}
-  Value(const char* value) : variant_(std::string(value)) {}
-  Value(LargeInteger value) : variant_(std::move(value)) {}
-  Value(ByteBuffer value) : variant_(std::move(value)) {}
-  Value(std::vector<std::int32_t> value) : variant_(std::move(value)) {}
-  Value(std::vector<std::int64_t> value) : variant_(std::move(value)) {}
-  Value(std::vector<float> value) : variant_(std::move(value)) {}
-  Value(std::vector<double> value) : variant_(std::move(value)) {}
+  // Defined once, or everybody who holds a value would compile the variant's.
+  Value();
+  Value(const Value& other);
+  Value(Value&& other) noexcept;
+  Value& operator=(const Value& other);
+  Value& operator=(Value&& other) noexcept;
+  ~Value();
+  Value(Null);
+  Value(bool value);
+  Value(int value);
+  Value(std::int64_t value);
+  Value(double value);
+  Value(Literal value);
+  Value(std::string value);
+  Value(const char* value);
+  Value(LargeInteger value);
+  Value(ByteBuffer value);
+  Value(std::vector<std::int32_t> value);
+  Value(std::vector<std::int64_t> value);
+  Value(std::vector<float> value);
+  Value(std::vector<double> value);
   Value(List value);
   Value(Map value);
   /// Without this a pointer would become a boolean.
