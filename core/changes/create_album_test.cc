@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "testing/fakes/changes_fixture.h"
+#include "testing/plugin/changes_fixture.h"
 
 namespace quorvin {
 namespace {

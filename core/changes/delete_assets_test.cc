@@ -4,7 +4,7 @@
 #include <string>
 
 #include "core/queries/asset_record.h"
-#include "testing/fakes/changes_fixture.h"
+#include "testing/plugin/changes_fixture.h"
 
 namespace quorvin {
 namespace {

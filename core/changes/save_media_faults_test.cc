@@ -4,7 +4,7 @@
 #include <string>
 #include <variant>
 
-#include "testing/fakes/save_media_fixture.h"
+#include "testing/plugin/save_media_fixture.h"
 
 namespace quorvin {
 namespace {

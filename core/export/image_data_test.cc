@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "testing/fakes/export_fixture.h"
+#include "testing/plugin/export_fixture.h"
 
 namespace quorvin {
 namespace {

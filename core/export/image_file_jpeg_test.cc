@@ -5,7 +5,7 @@
 #include <string>
 #include <variant>
 
-#include "testing/fakes/image_file_fixture.h"
+#include "testing/plugin/image_file_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -7,7 +7,7 @@
 #include <thread>
 #include <variant>
 
-#include "testing/fakes/image_file_fixture.h"
+#include "testing/plugin/image_file_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "testing/fakes/image_file_fixture.h"
+#include "testing/plugin/image_file_fixture.h"
 
 namespace quorvin {
 namespace {

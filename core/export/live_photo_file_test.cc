@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "testing/fakes/live_photo_fixture.h"
+#include "testing/plugin/live_photo_fixture.h"
 
 namespace quorvin {
 namespace {

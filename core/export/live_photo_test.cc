@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "testing/fakes/live_photo_fixture.h"
+#include "testing/plugin/live_photo_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <thread>
 
-#include "testing/fakes/export_fixture.h"
+#include "testing/plugin/export_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "testing/fakes/export_fixture.h"
+#include "testing/plugin/export_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "testing/fakes/export_fixture.h"
+#include "testing/plugin/export_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <thread>
 
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

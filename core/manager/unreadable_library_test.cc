@@ -1,7 +1,7 @@
 // Calls that meet a library that cannot be read.
 #include <gtest/gtest.h>
 
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

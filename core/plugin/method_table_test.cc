@@ -5,7 +5,7 @@
 #include <memory>
 #include <thread>
 
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

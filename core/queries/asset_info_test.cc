@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/queries/asset_record.h"
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

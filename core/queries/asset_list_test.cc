@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "core/queries/asset_record.h"
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

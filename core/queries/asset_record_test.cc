@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 namespace quorvin {
 namespace {

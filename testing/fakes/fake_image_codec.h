@@ -5,9 +5,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
-#include <utility>
 
 #include "core/platform/image_codec.h"
 #include "testing/fakes/event_log.h"
@@ -16,8 +14,8 @@ namespace quorvin {
 
 class FakeImage : public UIImage {
  public:
-  explicit FakeImage(std::string name, std::int64_t width = 4, std::int64_t height = 3)
-      : name(std::move(name)), width_(width), height_(height) {}
+  explicit FakeImage(std::string name, std::int64_t width = 4, std::int64_t height = 3);
+  ~FakeImage() override;
   std::int64_t width() const override { return width_; }
   std::int64_t height() const override { return height_; }
 
@@ -32,7 +30,8 @@ class FakeImage : public UIImage {
 /// thread once the test has laid down the results.
 class FakeImageCodec : public ImageCodec {
  public:
-  explicit FakeImageCodec(EventLog& log) : log_(log) {}
+  explicit FakeImageCodec(EventLog& log);
+  ~FakeImageCodec() override;
 
   std::optional<ByteBuffer> jpeg = ByteBuffer({0xFF, 0xD8, 0xFF});
   std::optional<ByteBuffer> png = ByteBuffer({0x89, 'P', 'N', 'G'});
@@ -40,29 +39,12 @@ class FakeImageCodec : public ImageCodec {
   std::function<void()> duringEncoding;
   std::shared_ptr<const UIImage> decoded = std::make_shared<const FakeImage>("decoded");
 
-  std::shared_ptr<const UIImage> imageWithData(const ByteBuffer& data) override {
-    log_.add("imageWithData " + std::to_string(data.size()));
-    return decoded;
-  }
+  std::shared_ptr<const UIImage> imageWithData(const ByteBuffer& data) override;
   std::optional<ByteBuffer> UIImageJPEGRepresentation(const UIImage& image,
-                                                      double compressionQuality) override {
-    std::ostringstream event;
-    event << "UIImageJPEGRepresentation " << nameOf(image) << " " << compressionQuality;
-    log_.add(event.str());
-    if (const auto hook = duringEncoding) hook();
-    return jpeg;
-  }
-  std::optional<ByteBuffer> UIImagePNGRepresentation(const UIImage& image) override {
-    log_.add("UIImagePNGRepresentation " + nameOf(image));
-    if (const auto hook = duringEncoding) hook();
-    return png;
-  }
+                                                      double compressionQuality) override;
+  std::optional<ByteBuffer> UIImagePNGRepresentation(const UIImage& image) override;
 
  private:
-  static std::string nameOf(const UIImage& image) {
-    return static_cast<const FakeImage&>(image).name;
-  }
-
   EventLog& log_;
 };
 

@@ -43,6 +43,76 @@ std::shared_ptr<const UIImage> imageOf(const PHAsset& asset, CGSize target, bool
 
 }  // namespace
 
+FakeImageManager::FakeImageManager(EventLog& log, const FakePhotoLibrary& library)
+    : log_(log), library_(library) {}
+FakeImageManager::~FakeImageManager() = default;
+
+template <class Options, class Handler>
+FakeImageManager::Request<Options, Handler> FakeImageManager::keep(
+    Requests<Options, Handler>& requests, const std::string& event,
+    std::shared_ptr<const PHAsset> asset, CGSize targetSize, PHImageContentMode contentMode,
+    const Options& options, Handler handler) {
+  log_.add(event + " " + asset->localIdentifier);
+  const std::lock_guard guard(mutex_);
+  requests.push_back(
+      {++lastId_, std::move(asset), targetSize, contentMode, options, std::move(handler)});
+  return requests.back();
+}
+
+template <class T>
+std::vector<T> FakeImageManager::copyOf(const std::vector<T>& requests) const {
+  const std::lock_guard guard(mutex_);
+  return requests;
+}
+
+std::vector<FakeImageManager::ImageRequest> FakeImageManager::imageRequests() const {
+  return copyOf(images_);
+}
+std::vector<FakeImageManager::DataRequest> FakeImageManager::dataRequests() const {
+  return copyOf(data_);
+}
+std::vector<FakeImageManager::VideoRequest> FakeImageManager::videoRequests() const {
+  return copyOf(videos_);
+}
+std::vector<FakeImageManager::LivePhotoRequest> FakeImageManager::livePhotoRequests() const {
+  return copyOf(livePhotos_);
+}
+
+PHImageRequestID FakeImageManager::requestImageForAsset(std::shared_ptr<const PHAsset> asset,
+                                                        CGSize targetSize,
+                                                        PHImageContentMode contentMode,
+                                                        const PHImageRequestOptions& options,
+                                                        PHImageResultHandler resultHandler) {
+  const ImageRequest request = keep(images_, "requestImageForAsset", std::move(asset), targetSize,
+                                    contentMode, options, std::move(resultHandler));
+  if (duringImageRequest) duringImageRequest(request);
+  return request.id;
+}
+
+PHImageRequestID FakeImageManager::requestImageDataAndOrientationForAsset(
+    std::shared_ptr<const PHAsset> asset, const PHImageRequestOptions& options,
+    PHImageDataResultHandler resultHandler) {
+  return keep(data_, "requestImageDataAndOrientationForAsset", std::move(asset), {}, 0, options,
+              std::move(resultHandler))
+      .id;
+}
+
+PHImageRequestID FakeImageManager::requestAVAssetForVideo(std::shared_ptr<const PHAsset> asset,
+                                                          const PHVideoRequestOptions& options,
+                                                          AVAssetResultHandler resultHandler) {
+  return keep(videos_, "requestAVAssetForVideo", std::move(asset), {}, 0, options,
+              std::move(resultHandler))
+      .id;
+}
+
+PHImageRequestID FakeImageManager::requestLivePhotoForAsset(
+    std::shared_ptr<const PHAsset> asset, CGSize targetSize, PHImageContentMode contentMode,
+    const PHLivePhotoRequestOptions& options, PHLivePhotoResultHandler resultHandler) {
+  return keep(livePhotos_, "requestLivePhotoForAsset", std::move(asset), targetSize, contentMode,
+              options, std::move(resultHandler))
+      .id;
+}
+
 void FakeImageManager::forgetRequests() {
   // Handlers go outside the lock: what they hold may be anything.
   std::vector<ImageRequest> images;

@@ -43,7 +43,8 @@ class FakeImageManager : public PHImageManager {
     PHAssetResources livePhotoFiles;  ///< of a live photo
   };
 
-  FakeImageManager(EventLog& log, const FakePhotoLibrary& library) : log_(log), library_(library) {}
+  FakeImageManager(EventLog& log, const FakePhotoLibrary& library);
+  ~FakeImageManager() override;
 
   /// By the asset's identifier; none are missing. Set before other threads come in.
   std::map<std::string, Originals> originals;
@@ -51,10 +52,10 @@ class FakeImageManager : public PHImageManager {
   void complete();
 
   /// Copies of what was asked for, oldest first.
-  std::vector<ImageRequest> imageRequests() const { return copyOf(images_); }
-  std::vector<DataRequest> dataRequests() const { return copyOf(data_); }
-  std::vector<VideoRequest> videoRequests() const { return copyOf(videos_); }
-  std::vector<LivePhotoRequest> livePhotoRequests() const { return copyOf(livePhotos_); }
+  std::vector<ImageRequest> imageRequests() const;
+  std::vector<DataRequest> dataRequests() const;
+  std::vector<VideoRequest> videoRequests() const;
+  std::vector<LivePhotoRequest> livePhotoRequests() const;
 
   /// What happens inside a request for an image, on its thread. Set before other threads come in.
   std::function<void(const ImageRequest&)> duringImageRequest;
@@ -65,34 +66,17 @@ class FakeImageManager : public PHImageManager {
   PHImageRequestID requestImageForAsset(std::shared_ptr<const PHAsset> asset, CGSize targetSize,
                                         PHImageContentMode contentMode,
                                         const PHImageRequestOptions& options,
-                                        PHImageResultHandler resultHandler) override {
-    const ImageRequest request = keep(images_, "requestImageForAsset", std::move(asset), targetSize,
-                                      contentMode, options, std::move(resultHandler));
-    if (duringImageRequest) duringImageRequest(request);
-    return request.id;
-  }
+                                        PHImageResultHandler resultHandler) override;
   PHImageRequestID requestImageDataAndOrientationForAsset(
       std::shared_ptr<const PHAsset> asset, const PHImageRequestOptions& options,
-      PHImageDataResultHandler resultHandler) override {
-    return keep(data_, "requestImageDataAndOrientationForAsset", std::move(asset), {}, 0, options,
-                std::move(resultHandler))
-        .id;
-  }
+      PHImageDataResultHandler resultHandler) override;
   PHImageRequestID requestAVAssetForVideo(std::shared_ptr<const PHAsset> asset,
                                           const PHVideoRequestOptions& options,
-                                          AVAssetResultHandler resultHandler) override {
-    return keep(videos_, "requestAVAssetForVideo", std::move(asset), {}, 0, options,
-                std::move(resultHandler))
-        .id;
-  }
+                                          AVAssetResultHandler resultHandler) override;
   PHImageRequestID requestLivePhotoForAsset(std::shared_ptr<const PHAsset> asset, CGSize targetSize,
                                             PHImageContentMode contentMode,
                                             const PHLivePhotoRequestOptions& options,
-                                            PHLivePhotoResultHandler resultHandler) override {
-    return keep(livePhotos_, "requestLivePhotoForAsset", std::move(asset), targetSize, contentMode,
-                options, std::move(resultHandler))
-        .id;
-  }
+                                            PHLivePhotoResultHandler resultHandler) override;
   /// Only notes it; the test fires the handler.
   void cancelImageRequest(PHImageRequestID request) override;
 
@@ -113,19 +97,9 @@ class FakeImageManager : public PHImageManager {
   Request<Options, Handler> keep(Requests<Options, Handler>& requests, const std::string& event,
                                  std::shared_ptr<const PHAsset> asset, CGSize targetSize,
                                  PHImageContentMode contentMode, const Options& options,
-                                 Handler handler) {
-    log_.add(event + " " + asset->localIdentifier);
-    const std::lock_guard guard(mutex_);
-    requests.push_back(
-        {++lastId_, std::move(asset), targetSize, contentMode, options, std::move(handler)});
-    return requests.back();
-  }
-
+                                 Handler handler);
   template <class T>
-  std::vector<T> copyOf(const std::vector<T>& requests) const {
-    const std::lock_guard guard(mutex_);
-    return requests;
-  }
+  std::vector<T> copyOf(const std::vector<T>& requests) const;
 
   EventLog& log_;
   const FakePhotoLibrary& library_;

@@ -1,12 +1,11 @@
 // Export sessions that end when the test says so.
 #pragma once
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 #include "core/platform/media.h"
@@ -19,12 +18,8 @@ namespace quorvin {
 class FakeExportSession : public AVAssetExportSession {
  public:
   FakeExportSession(EventLog& log, FakeFileManager& files, std::shared_ptr<const AVAsset> source,
-                    std::string presetName, std::vector<AVFileType> fileTypes)
-      : asset(std::move(source)),
-        preset(std::move(presetName)),
-        log_(log),
-        files_(files),
-        fileTypes_(std::move(fileTypes)) {}
+                    std::string presetName, std::vector<AVFileType> fileTypes);
+  ~FakeExportSession() override;
 
   struct Settings {
     std::string outputPath;
@@ -42,50 +37,26 @@ class FakeExportSession : public AVAssetExportSession {
   /// Empty until the export was started and after its end.
   std::function<void()> completionHandler;
 
-  void setFinal(AVAssetExportSessionStatus finalStatus, std::optional<NSError> error = {}) {
-    status_ = finalStatus;
-    error_ = std::move(error);
-  }
+  void setFinal(AVAssetExportSessionStatus finalStatus, std::optional<NSError> error = {});
   /// Ends the export: the handler runs on this thread, and goes.
-  void finish(AVAssetExportSessionStatus finalStatus, std::optional<NSError> error = {}) {
-    setFinal(finalStatus, std::move(error));
-    std::exchange(completionHandler, nullptr)();
-  }
+  void finish(AVAssetExportSessionStatus finalStatus, std::optional<NSError> error = {});
 
   /// What `complete` comes to: a movie, or none that can be decoded.
   std::optional<ByteBuffer> movie = ByteBuffer({'m', 'o', 'v', 'i', 'e'});
   void cancelExport() { isCancelled_ = true; }
   /// Ends the export as the system does: with its file, or with the error that it comes to.
-  void complete() {
-    using Status = AVAssetExportSessionStatus;
-    if (isCancelled_) return finish(Status::cancelled, NSError{"Media", -11838, "Cancelled."});
-    auto failure = write();
-    finish(failure ? Status::failed : Status::completed, std::move(failure));
-  }
+  void complete();
 
   void setOutputURL(std::string path) override { outputPath = std::move(path); }
   std::vector<AVFileType> supportedFileTypes() const override { return fileTypes_; }
   void setOutputFileType(AVFileType type) override { fileType = type; }
   void setShouldOptimizeForNetworkUse(bool optimize) override { optimizesForNetworkUse = optimize; }
-  void exportAsynchronously(std::function<void()> handler) override {
-    log_.add("exportAsynchronously " + outputPath);
-    startedWith = Settings{outputPath, fileType, optimizesForNetworkUse};
-    status_ = AVAssetExportSessionStatus::exporting;
-    completionHandler = std::move(handler);
-  }
+  void exportAsynchronously(std::function<void()> handler) override;
   AVAssetExportSessionStatus status() const override { return status_; }
   std::optional<NSError> error() const override { return error_; }
 
  private:
-  std::optional<NSError> write() {
-    if (fileType && std::ranges::find(fileTypes_, *fileType) == fileTypes_.end()) {
-      return NSError{"Media", -11838, "The file type is not supported."};
-    }
-    if (!movie) return NSError{"Media", -11821, "The movie does not decode."};
-    auto error = files_.writeNew(*movie, outputPath);
-    if (error) error->code = -11823;
-    return error;
-  }
+  std::optional<NSError> write();
 
   EventLog& log_;
   FakeFileManager& files_;
@@ -98,7 +69,8 @@ class FakeExportSession : public AVAssetExportSession {
 /// Logs "exportSessionWithAsset PRESET". One thread at a time.
 class FakeMediaFramework : public MediaFramework {
  public:
-  FakeMediaFramework(EventLog& log, FakeFileManager& files) : log_(log), files_(files) {}
+  FakeMediaFramework(EventLog& log, FakeFileManager& files);
+  ~FakeMediaFramework() override;
 
   bool makesSessions = true;
   std::vector<AVFileType> supportedFileTypes = {AVFileType::AVFileTypeQuickTimeMovie,
@@ -106,13 +78,7 @@ class FakeMediaFramework : public MediaFramework {
   std::vector<std::shared_ptr<FakeExportSession>> sessions;
 
   std::shared_ptr<AVAssetExportSession> exportSessionWithAsset(
-      std::shared_ptr<const AVAsset> asset, std::string_view presetName) override {
-    log_.add("exportSessionWithAsset " + std::string(presetName));
-    if (!makesSessions) return nullptr;
-    sessions.push_back(std::make_shared<FakeExportSession>(
-        log_, files_, std::move(asset), std::string(presetName), supportedFileTypes));
-    return sessions.back();
-  }
+      std::shared_ptr<const AVAsset> asset, std::string_view presetName) override;
 
  private:
   EventLog& log_;

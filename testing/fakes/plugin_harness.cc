@@ -112,6 +112,8 @@ PluginHarness::PluginHarness(OnMisuse onMisuse, Has has)
   QuorvinPlugin::registerWithRegistrar(registrar);
 }
 
+PluginHarness::~PluginHarness() = default;
+
 RecordedReply PluginHarness::call(const std::string& method, Value arguments) {
   RecordedReply reply(method, platform.log, onMisuse_);
   plugin().handle({method, std::move(arguments)}, reply.callback());
@@ -122,6 +124,12 @@ RecordedReply PluginHarness::answer(const std::string& method, Value arguments) 
   RecordedReply reply = call(method, std::move(arguments));
   runToEnd();
   return reply;
+}
+
+void PluginHarness::runToEnd() {
+  do {
+    platform.dispatch.runToEnd();
+  } while (library.changes.runNextOnNewThread());
 }
 
 SwiftQuorvinPlugin& PluginHarness::plugin() {

@@ -56,6 +56,7 @@ class PluginHarness {
   enum class Has { imageManager, noImageManager };
 
   explicit PluginHarness(OnMisuse onMisuse, Has has = Has::imageManager);
+  ~PluginHarness();
   PluginHarness(const PluginHarness&) = delete;
   PluginHarness& operator=(const PluginHarness&) = delete;
 
@@ -63,11 +64,7 @@ class PluginHarness {
   RecordedReply call(const std::string& method, Value arguments = {});
   /// The same, and then runs all queued work, changes of the library too.
   RecordedReply answer(const std::string& method, Value arguments = {});
-  void runToEnd() {
-    do {
-      platform.dispatch.runToEnd();
-    } while (library.changes.runNextOnNewThread());
-  }
+  void runToEnd();
 
   SwiftQuorvinPlugin& plugin();
   ImageManagerPeer manager();

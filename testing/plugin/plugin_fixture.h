@@ -18,16 +18,17 @@ void PrintTo(const Value& value, std::ostream* out);
 void PrintTo(const FlutterError& error, std::ostream* out);
 
 /// A misuse of the fakes fails the test.
-inline OnMisuse failTheTest() {
-  return [](const std::string& what) { ADD_FAILURE() << what; };
-}
+OnMisuse failTheTest();
 
 class PluginTest : public testing::Test {
  protected:
+  PluginTest();
+  ~PluginTest() override;
+
   /// The host lets go of the plugin; the manager stays while what is under way needs it.
   void letGoOfThePlugin();
 
-  PluginHarness plugin{failTheTest()};
+  PluginHarness plugin;
   FakePhotoLibrary& library = plugin.library;
   EventLog& log = plugin.log;
 };

@@ -1,4 +1,4 @@
-#include "testing/fakes/plugin_fixture.h"
+#include "testing/plugin/plugin_fixture.h"
 
 #include <algorithm>
 #include <type_traits>
@@ -109,6 +109,13 @@ void PrintTo(const FlutterError& error, std::ostream* out) {
   *out << error.code << ": " << error.message << " ";
   PrintTo(error.details, out);
 }
+
+OnMisuse failTheTest() {
+  return [](const std::string& what) { ADD_FAILURE() << what; };
+}
+
+PluginTest::PluginTest() : plugin(failTheTest()) {}
+PluginTest::~PluginTest() = default;
 
 Map with(Map map, const std::string& key, Value value) {
   map = without(std::move(map), key);
