@@ -234,36 +234,31 @@ TEST_F(GetAssetList, TakesTheLockOnlyWhenThePageIsLoaded) {
 TEST_F(GetAssetList, StoresThePageUnderOneHoldOfTheLock) {
   constexpr int kCount = 100;
   addManyPhotos(kCount);
-  // Entries that tell when they are replaced.
+  // Entries that tell when they are replaced. From the first on another thread waits for the lock.
   std::atomic<int> replaced = 0;
-  std::atomic<int> attempts = 0;
-  std::atomic<bool> isOver = false;
-  const auto tell = [&](const PHAsset* asset) {
+  std::atomic<int> replacedBeforeTheOther = -1;
+  bool wasReleased = false;
+  std::thread other;
+  const auto tell = [&, manager = plugin.manager()](const PHAsset* asset) {
     delete asset;
-    ++replaced;
-    // The other thread has tried once more before the loop goes on.
-    for (const int before = attempts; attempts < before + 2 && !isOver;) {
-      std::this_thread::yield();
+    if (++replaced == 1) {
+      other = std::thread([&, manager] {
+        EXPECT_EQ(manager.cachedIdentifiers().size(), static_cast<std::size_t>(kCount));
+        replacedBeforeTheOther = replaced.load();
+      });
+      while (!manager.lockIsAwaited() && replacedBeforeTheOther < 0) std::this_thread::yield();
     }
+    // One that is taken anew, before the other thread had it, is not awaited for a moment.
+    wasReleased = wasReleased || !manager.lockIsAwaited();
   };
   for (int i = 0; i < kCount; ++i) {
     plugin.manager().cache({new PHAsset(photo("m" + std::to_string(i))), tell});
   }
-  // It takes the lock whenever it is free.
-  std::thread other([&, manager = plugin.manager()] {
-    while (!isOver) {
-      manager.tryWithLock([&] {
-        const int seen = replaced;
-        EXPECT_TRUE(seen == 0 || seen == kCount) << seen << " of the page were stored";
-      });
-      ++attempts;
-      std::this_thread::yield();
-    }
-  });
   EXPECT_EQ(ids(page(0, kCount, 0, 0, "many")).size(), static_cast<std::size_t>(kCount));
-  isOver = true;
+  ASSERT_TRUE(other.joinable());
   other.join();
-  EXPECT_EQ(replaced, kCount);
+  EXPECT_EQ(replacedBeforeTheOther, kCount);
+  EXPECT_FALSE(wasReleased);
 }
 
 TEST_F(GetAssetList, LeavesOutHiddenAssetsAndUnpickedBurstMembers) {

@@ -36,13 +36,6 @@ bool ImageManagerPeer::lockIsAwaited() const {
   return __atomic_load_n(&mutex.__data.__lock, __ATOMIC_ACQUIRE) == 2;
 }
 
-bool ImageManagerPeer::tryWithLock(const std::function<void()>& work) const {
-  if (!manager_->lock.tryLock()) return false;
-  work();
-  manager_->lock.unlock();
-  return true;
-}
-
 std::vector<std::string> ImageManagerPeer::cachedIdentifiers() const {
   std::vector<std::string> identifiers;
   {

@@ -1,7 +1,6 @@
 // The plugin, registered on the fake platform, and a view into its manager.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,8 +22,6 @@ class ImageManagerPeer {
   bool lockIsHeld() const;
   /// True when a thread sleeps until the lock is free.
   bool lockIsAwaited() const;
-  /// Runs `work` with the lock unless somebody holds it; false when somebody does.
-  bool tryWithLock(const std::function<void()>& work) const;
   /// Sorted.
   std::vector<std::string> cachedIdentifiers() const;
   std::shared_ptr<const PHAsset> cachedAsset(const std::string& identifier) const;
