@@ -21,6 +21,7 @@ bool isOpen(const LibraryFinding& finding) {
 }
 
 void printForPeople(const CheckReport& report) {
+  for (const std::string& sentence : report.rescue) std::puts(printable(sentence).c_str());
   for (const LibraryFinding& finding : report.findings) {
     std::printf("%s%s\n", printable(finding.sentence).c_str(),
                 finding.isRepaired ? " Repaired." : "");
@@ -47,10 +48,11 @@ void printForPrograms(const CheckReport& report) {
                         {"sentence", finding.sentence},
                         {"repaired", finding.isRepaired}});
   }
-  const nlohmann::ordered_json json = {{"assets", report.assets},
-                                       {"originals", report.originals},
-                                       {"bytes", report.bytes},
-                                       {"findings", findings}};
+  nlohmann::ordered_json json = {{"assets", report.assets},
+                                 {"originals", report.originals},
+                                 {"bytes", report.bytes},
+                                 {"findings", findings}};
+  if (!report.rescue.empty()) json["rescue"] = report.rescue;
   std::puts(textOf(json, 2).c_str());
 }
 

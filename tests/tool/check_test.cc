@@ -60,6 +60,35 @@ TEST_F(CheckCommand, MovesAStrayFileAside) {
   EXPECT_EQ(check().status, 0);
 }
 
+TEST_F(CheckCommand, BringsBackALostCatalogue) {
+  copyOfImportedLibrary();
+  const Json before = Json::parse(check({"--json"}).out);
+  const auto galleries = [this] {
+    return call(library(), "getGalleryList",
+                R"({"withAllPhotos": true, "filterEmptyAsset": false, "withSmartAlbum": true,
+                    "mediaType": 0})");
+  };
+  const Json shown = galleries();
+  fs::resize_file(library() / "library.sqlite", 0);
+  for (const Words& words : {Words{"info"}, Words{"check"}, Words{"trash", "list"}}) {
+    Words all = {"--library", library()};
+    all.insert(all.end(), words.begin(), words.end());
+    const Ran ran = quorvin(all);
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_EQ(ran.err, "quorvin: The catalogue “" + (library() / "library.sqlite").string() +
+                           "” is empty. The command “quorvin check --repair” brings back what can "
+                           "be.\n");
+  }
+  const Ran repaired = check({"--repair"});
+  EXPECT_EQ(repaired.status, 0) << repaired.out << repaired.err;
+  EXPECT_NE(repaired.out.find("Of the old catalogue nothing is left.\nThe snapshot “snapshots/"),
+            std::string::npos)
+      << repaired.out;
+  EXPECT_NE(repaired.out.find("library.sqlite” is empty. Repaired.\n"), std::string::npos);
+  EXPECT_EQ(Json::parse(check({"--json"}).out), before);
+  EXPECT_EQ(galleries(), shown);
+}
+
 TEST_F(CheckCommand, DoesNotMakeAMissingLibrary) {
   const Ran ran = check({"--repair"});
   EXPECT_EQ(ran.status, 1);

@@ -101,6 +101,12 @@ void Statement::bindNext(std::nullopt_t) {
   if (statement_ != nullptr) note(sqlite3_bind_null(statement_, ++bound_));
 }
 
+Statement& Statement::bindColumn(const Statement& row, int column) {
+  if (statement_ == nullptr) return *this;
+  note(sqlite3_bind_value(statement_, ++bound_, sqlite3_column_value(row.statement_, column)));
+  return *this;
+}
+
 bool Statement::isNull(int column) const {
   return sqlite3_column_type(statement_, column) == SQLITE_NULL;
 }

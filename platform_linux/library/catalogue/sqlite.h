@@ -44,6 +44,10 @@ class Statement {
     return *this;
   }
 
+  /// Binds what the column of another statement's present row holds, whatever it is, to the next
+  /// place.
+  Statement& bindColumn(const Statement& row, int column);
+
   /// Moves to the next row; false at the end and on failure.
   bool next();
   /// True when something went wrong, now or earlier.

@@ -40,7 +40,8 @@ struct LibraryFinding {
 
 struct CheckOptions {
   /// Puts right what can be put right without losing an original: files that belong to nothing go
-  /// to `recovered/` in the library's folder. A missing or changed original stays as it is.
+  /// to `recovered/` in the library's folder. A missing or changed original stays as it is. A
+  /// catalogue that is missing, empty or damaged is made anew.
   bool repair = false;
   /// Called on the checking thread: once with the number of originals before the first is read,
   /// and after each. May be empty.
@@ -49,6 +50,9 @@ struct CheckOptions {
 };
 
 struct CheckReport {
+  /// Where a repair had to make the catalogue anew: what came from where, and what did not come
+  /// back. A sentence each.
+  std::vector<std::string> rescue;
   std::int64_t assets = 0;     ///< deleted ones included
   std::int64_t originals = 0;  ///< files
   std::int64_t bytes = 0;      ///< of the originals that are there
@@ -56,7 +60,7 @@ struct CheckReport {
 };
 
 /// Reads the whole catalogue and every original. Others may use the library meanwhile. An error
-/// when it cannot be opened.
+/// when it cannot be opened, unless it is repaired.
 Result<CheckReport> checkLibrary(const std::string& path, const CheckOptions& options);
 
 }  // namespace quorvin

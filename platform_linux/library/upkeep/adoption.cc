@@ -1,0 +1,229 @@
+// The rows of an asset that is lost are made as an import made them: what the halves of a live
+// photo have in common is in their records, so halves that came apart find each other again.
+#include "platform_linux/library/upkeep/adoption.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <optional>
+#include <tuple>
+#include <utility>
+
+#include "platform_linux/library/catalogue/asset_rows.h"
+#include "platform_linux/library/catalogue/pair_rows.h"
+#include "platform_linux/library/catalogue/pairing.h"
+#include "platform_linux/library/catalogue/resource_rows.h"
+#include "platform_linux/library/catalogue/salvage.h"
+#include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/library/originals/original_file.h"
+#include "platform_linux/library/originals/original_path.h"
+#include "platform_linux/library/originals/original_record.h"
+#include "platform_linux/library/originals/source_file.h"
+#include "platform_linux/library/values/identifiers.h"
+
+namespace quorvin {
+namespace {
+
+constexpr std::size_t kUuidAt = 3;
+constexpr std::size_t kUuid = 36;
+
+bool isPaired(const OriginalRecord& record) {
+  return record.resource.type == PHAssetResourceType::pairedVideo;
+}
+
+// The kind and type that the ending of a name stands for.
+struct Ending {
+  MediaKind kind;
+  PHAssetResourceType type;
+  const char* uti;
+};
+Ending endingOf(const std::string& name) {
+  static const std::map<std::string, Ending> kEndings = {
+      {"mov", {MediaKind::video, PHAssetResourceType::video, "com.apple.quicktime-movie"}},
+      {"mp4", {MediaKind::video, PHAssetResourceType::video, "public.mpeg-4"}},
+      {"m4v", {MediaKind::video, PHAssetResourceType::video, "com.apple.m4v-video"}},
+      {"mkv", {MediaKind::video, PHAssetResourceType::video, "public.movie"}},
+      {"webm", {MediaKind::video, PHAssetResourceType::video, "public.movie"}},
+      {"avi", {MediaKind::video, PHAssetResourceType::video, "public.avi"}},
+      {"mp3", {MediaKind::audio, PHAssetResourceType::audio, "public.mp3"}},
+      {"m4a", {MediaKind::audio, PHAssetResourceType::audio, "public.mpeg-4-audio"}},
+      {"wav", {MediaKind::audio, PHAssetResourceType::audio, "com.microsoft.waveform-audio"}},
+      {"png", {MediaKind::image, PHAssetResourceType::photo, "public.png"}},
+      {"heic", {MediaKind::image, PHAssetResourceType::photo, "public.heic"}},
+      {"gif", {MediaKind::image, PHAssetResourceType::photo, "com.compuserve.gif"}},
+  };
+  const auto found = kEndings.find(lowerExtension(name));
+  if (found != kEndings.end()) return found->second;
+  return {MediaKind::image, PHAssetResourceType::photo, "public.jpeg"};
+}
+
+// Of an original without one: what its own name and its file tell.
+OriginalRecord guessedRecord(const std::string& path, const struct stat& status) {
+  const std::string name = path.substr(path.rfind('/') + 1);
+  const Ending ending = endingOf(name);
+  const bool isMovieOfPhoto = path.substr(kUuidAt + kUuid).starts_with("-9");
+  OriginalRecord record;
+  record.asset.identifier = path.substr(kUuidAt, kUuid) + "/L0/001";
+  record.asset.modified = modificationTime(status);
+  record.asset.added = record.asset.modified;
+  record.asset.probe.kind = ending.kind;
+  record.resource = {.type = isMovieOfPhoto ? PHAssetResourceType::pairedVideo : ending.type,
+                     .name = name,
+                     .uniformTypeIdentifier = ending.uti,
+                     .path = path,
+                     .size = -1,
+                     .hash = {},
+                     .orientation = 1};
+  return record;
+}
+
+// Size and checksum as they were when it came, or else as they are.
+bool complete(const LibraryFolder& folder, OriginalRecord& record, const struct stat& status) {
+  if (record.resource.size >= 0 && !record.resource.hash.empty()) return true;
+  const FileDescriptor file = originalFile(folder, record.resource.path).open();
+  if (!file) return false;
+  auto hash = hashContent(file.get());
+  if (!hash) return false;
+  record.resource.size = status.st_size;
+  record.resource.hash = *std::move(hash);
+  return true;
+}
+
+class Adoption {
+ public:
+  Adoption(const LibraryFolder& folder, Database& into) : folder_(folder), into_(into) {}
+
+  Adopted run() {
+    reserveRows(into_);
+    collect();
+    restoreLost();
+    // A photo comes before its movie, and what came first before what joined it.
+    std::ranges::sort(records_, [](const OriginalRecord& one, const OriginalRecord& other) {
+      return std::tuple(isPaired(one), one.asset.added, one.resource.path) <
+             std::tuple(isPaired(other), other.asset.added, other.resource.path);
+    });
+    for (const OriginalRecord& record : records_) {
+      if (adopt(record)) {
+        ++adopted_.originals;
+      } else {
+        adopted_.impossible.push_back(record.resource.path);
+      }
+    }
+    return std::move(adopted_);
+  }
+
+ private:
+  // Of every original without a row, and of those whose asset has none.
+  void collect() {
+    for (const LostAsset& lost : lostAssets(into_)) {
+      for (const std::string& path : lost.paths) orphaned_.emplace(path, lost.row);
+    }
+    for (const std::string& path : filesBelow(folder_, LibraryFolder::kOriginals)) {
+      struct stat status = {};
+      const std::string beneath = std::string(LibraryFolder::kOriginals) + "/" + path;
+      if (!resourcePathIsOurs(path) || folder_.held->status(beneath, status) != 0 ||
+          !S_ISREG(status.st_mode)) {
+        continue;
+      }
+      const bool isOrphaned = orphaned_.contains(path);
+      if (!isOrphaned && isNamedOriginal(into_, path).value_or(false)) continue;
+      auto record = readRecord(folder_, path);
+      if (!record) {
+        record = guessedRecord(path, status);
+        ++adopted_.withoutRecord;
+      }
+      if (!complete(folder_, *record, status)) {
+        adopted_.impossible.push_back(path);
+      } else if (isOrphaned) {
+        ofLost_[orphaned_[path]].push_back(*std::move(record));
+      } else {
+        records_.push_back(*std::move(record));
+      }
+    }
+  }
+
+  // Assets whose files still have rows: under the number that these know them by.
+  void restoreLost() {
+    for (const LostAsset& lost : lostAssets(into_)) {
+      auto records = ofLost_.extract(lost.row);
+      if (records.empty()) {
+        if (!lost.identifier.empty()) rows_.emplace(lost.identifier, lost.row);
+        continue;
+      }
+      std::vector<OriginalRecord>& own = records.mapped();
+      const auto first = std::ranges::min_element(
+          own, {}, [](const OriginalRecord& record) { return record.asset.added; });
+      std::string identifier = lost.identifier.empty() ? first->asset.identifier : lost.identifier;
+      if (!isAssetIdentifier(identifier) || assetRow(into_, identifier)) {
+        identifier = newAssetIdentifier();
+      }
+      const auto main = std::ranges::find_if_not(own, isPaired);
+      NewAsset asset = (main == own.end() ? *first : *main).asset;
+      asset.identifier = identifier;
+      asset.added = first->asset.added;
+      const auto made = insertAsset(into_, asset);
+      if (made && putBack(into_, *made, lost.row)) {
+        adopted_.originals += static_cast<std::int64_t>(own.size());
+      }
+    }
+  }
+
+  bool adopt(const OriginalRecord& record) {
+    const auto owner = assetRow(into_, record.asset.identifier);
+    if (owner) {
+      if (!hasResource(into_, *owner, static_cast<std::int64_t>(record.resource.type))) {
+        return isPaired(record) ? insertPairedVideo(into_, *owner, record.resource)
+                                : insertResource(into_, *owner, record.resource);
+      }
+      OriginalRecord other = record;
+      other.asset.identifier = newAssetIdentifier();
+      return insertAlone(other);
+    }
+    return join(record) || insertAlone(record);
+  }
+
+  // A half of a live photo that came after the other one is in the other one's asset.
+  bool join(const OriginalRecord& record) {
+    const NewAsset& asset = record.asset;
+    if (!asset.sourceFolder || isPaired(record)) return false;
+    const std::string& content = asset.probe.contentIdentifier;
+    const std::string& name = record.resource.name;
+    if (asset.probe.kind == MediaKind::video) {
+      const auto photo = findWaitingPhoto(into_, content, *asset.sourceFolder, name);
+      return photo && insertPairedVideo(into_, *photo, record.resource);
+    }
+    if (asset.probe.kind != MediaKind::image) return false;
+    const auto video = findWaitingVideo(into_, content, *asset.sourceFolder, name);
+    return video && joinStill(into_, *video, asset, record.resource);
+  }
+
+  bool insertAlone(OriginalRecord record) {
+    if (isPaired(record)) {
+      // Its photo is gone: it is a video of its own.
+      record.resource.type = PHAssetResourceType::video;
+      record.asset.probe.kind = MediaKind::video;
+    }
+    const auto row = insertAsset(into_, record.asset);
+    if (!row || !insertResource(into_, *row, record.resource)) return false;
+    const auto known = rows_.find(record.asset.identifier);
+    return known == rows_.end() || putBack(into_, *row, known->second);
+  }
+
+  const LibraryFolder& folder_;
+  Database& into_;
+  std::map<std::string, std::int64_t> orphaned_;                ///< paths, with lost rows
+  std::map<std::int64_t, std::vector<OriginalRecord>> ofLost_;  ///< by lost row
+  std::map<std::string, std::int64_t> rows_;                    ///< that identifiers had
+  std::vector<OriginalRecord> records_;
+  Adopted adopted_;
+};
+
+}  // namespace
+
+Adopted adoptOriginals(const LibraryFolder& folder, Database& into) {
+  return Adoption(folder, into).run();
+}
+
+}  // namespace quorvin
