@@ -9,7 +9,7 @@
 namespace quorvin {
 namespace {
 
-constexpr std::size_t kMostRows = 8'000'000;  // 64 MB
+constexpr std::size_t kMostRowsListed = 8'000'000;  // 64 MB
 constexpr std::size_t kMostEntries = 64;
 constexpr std::size_t kMostAssets = 4096;  // of one listing; about 1 MB
 
@@ -49,7 +49,7 @@ std::shared_ptr<const Listing> ListingCache::find(std::int64_t version, const st
 
 void ListingCache::store(std::int64_t version, const std::string& key,
                          std::shared_ptr<const Listing> listing) {
-  if (version == 0 || listing->rows.size() > kMostRows) return;
+  if (version == 0 || listing->rows.size() > kMostRowsListed) return;
   NSLockHolder holder(lock_);
   if (version < version_) return;
   if (version > version_) {
@@ -67,7 +67,7 @@ void ListingCache::store(std::int64_t version, const std::string& key,
   rows_ += listing->rows.size();
   entries_.push_front({key, std::move(listing)});
   byKey_.emplace(key, entries_.begin());
-  while (rows_ > kMostRows || entries_.size() > kMostEntries) drop(std::prev(entries_.end()));
+  while (rows_ > kMostRowsListed || entries_.size() > kMostEntries) drop(std::prev(entries_.end()));
 }
 
 }  // namespace quorvin

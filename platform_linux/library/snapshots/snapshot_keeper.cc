@@ -14,7 +14,7 @@ constexpr std::chrono::nanoseconds kLongest = std::chrono::hours(24);
 // After one that could not be made: the disk may be full.
 constexpr std::chrono::minutes kPause{10};
 // Whoever closes waits so long, and no longer.
-constexpr std::chrono::seconds kPatience{2};
+constexpr std::chrono::seconds kWaitAtClosing{2};
 
 }  // namespace
 
@@ -28,7 +28,7 @@ SnapshotKeeper::~SnapshotKeeper() {
   if (!thread.joinable()) return;
   changed_.signal();
   {
-    const auto limit = Clock::now() + kPatience;
+    const auto limit = Clock::now() + kWaitAtClosing;
     NSLockHolder holder(lock_);
     while (!hasEnded_ && ended_.waitUntil(lock_, limit)) {
     }

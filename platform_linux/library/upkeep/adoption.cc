@@ -27,7 +27,7 @@ namespace quorvin {
 namespace {
 
 constexpr std::size_t kUuidAt = 3;
-constexpr std::size_t kUuid = 36;
+constexpr std::size_t kUuidSize = 36;
 
 bool isPaired(const OriginalRecord& record) {
   return record.resource.type == PHAssetResourceType::pairedVideo;
@@ -63,9 +63,9 @@ Ending endingOf(const std::string& name) {
 OriginalRecord guessedRecord(const std::string& path, const struct stat& status) {
   const std::string name = path.substr(path.rfind('/') + 1);
   const Ending ending = endingOf(name);
-  const bool isMovieOfPhoto = path.substr(kUuidAt + kUuid).starts_with("-9");
+  const bool isMovieOfPhoto = path.substr(kUuidAt + kUuidSize).starts_with("-9");
   OriginalRecord record;
-  record.asset.identifier = path.substr(kUuidAt, kUuid) + "/L0/001";
+  record.asset.identifier = path.substr(kUuidAt, kUuidSize) + "/L0/001";
   record.asset.modified = modificationTime(status);
   record.asset.added = record.asset.modified;
   record.asset.probe.kind = ending.kind;

@@ -31,7 +31,7 @@ constexpr const char* kNew = "snapshots/rescued.sqlite";
 constexpr const char* kOld = "snapshots/damaged.sqlite";
 constexpr std::array<const char*, 3> kParts = {"", "-wal", "-shm"};
 
-std::string fileOf(const LibraryFolder& folder, const std::string& path) {
+std::string pathIn(const LibraryFolder& folder, const std::string& path) {
   const std::string catalogue = folder.catalogueFile();
   return catalogue.substr(0, catalogue.rfind('/') + 1) + path;
 }
@@ -110,7 +110,7 @@ class Rescue {
     }
     removeDatabase(folder_, kNew);
     if (!folder_.held->openFile(kNew, O_RDWR | O_CREAT | O_EXCL, 0600)) return failed(errno);
-    auto opened = Database::open(fileOf(folder_, kNew), Database::Use::write);
+    auto opened = Database::open(pathIn(folder_, kNew), Database::Use::write);
     if (!opened) return opened.error();
     new_ = *std::move(opened);
     auto made = migrate(*new_, 0);
@@ -143,7 +143,7 @@ class Rescue {
     const std::string log = std::string(LibraryFolder::kCatalogue) + "-wal";
     if (isThere(folder_, log)) copyFile(folder_, log, std::string(kOld) + "-wal");
     bool isRead = false;
-    if (auto old = Database::open(fileOf(folder_, kOld), Database::Use::read);
+    if (auto old = Database::open(pathIn(folder_, kOld), Database::Use::read);
         isCopied && old && showsTables(**old)) {
       tell(sentenceOf(salvageRows(**old, *new_), "The old catalogue"));
       isRead = true;
