@@ -63,7 +63,8 @@ int CheckCommand::run() const {
   const auto atBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
   std::optional<ProgressBar> bar;
   const auto report = checkLibrary(
-      library, {.repair = repair,
+      library, {.content = content,
+                .repair = repair,
                 .originalsFound = [&bar](std::size_t total) { bar.emplace(total, "Checking"); },
                 .originalDone = [&bar] { bar->step(); }});
   bar.reset();

@@ -57,8 +57,16 @@ struct TrashCommand {
 
 struct CheckCommand {
   std::string library;
+  bool content = false;
   bool repair = false;
   bool json = false;
+  int run() const;
+};
+
+struct BackupCommand {
+  std::string library;
+  std::string target;
+  bool copy = false;
   int run() const;
 };
 

@@ -46,6 +46,7 @@ class Tool {
     addAuthorize();
     addTrash();
     addCheck();
+    addBackup();
     addInfo();
   }
 
@@ -166,11 +167,23 @@ class Tool {
   }
 
   void addCheck() {
-    CLI::App* sub = add("check", "Verify the catalogue and every original");
+    CLI::App* sub = add("check", "Verify the catalogue, and that every original is there");
+    sub->add_flag("--content", check_.content, "Read every original and compare its checksum");
     sub->add_flag("--repair", check_.repair,
-                  "Put right what can be put right without losing an original");
+                  "Put right what can be put right without losing an original,\n"
+                  "a catalogue that is missing, empty or damaged included");
     sub->add_flag("--json", check_.json, "Print JSON, for programs");
     runs(sub, check_);
+  }
+
+  void addBackup() {
+    CLI::App* sub = add("backup", "Make a folder a second library that holds what this one does");
+    sub->add_option("DIR", backup_.target, "The folder, or an earlier backup")
+        ->required()
+        ->type_name("")
+        ->check(CLI::Validator(refuseEmpty, ""));
+    sub->add_flag("--copy", backup_.copy, "Make no hard links to originals");
+    runs(sub, backup_);
   }
 
   void addInfo() {
@@ -186,6 +199,7 @@ class Tool {
   AuthorizeCommand authorize_;
   TrashCommand trash_;
   CheckCommand check_;
+  BackupCommand backup_;
   InfoCommand info_;
   std::function<int()> command_;
 };

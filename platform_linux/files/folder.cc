@@ -256,6 +256,14 @@ int Folder::rename(std::string_view path, const Folder& into, std::string_view n
   return errorOf(::unlinkat(from.folder, name, 0));
 }
 
+int Folder::link(std::string_view path, const Folder& into, std::string_view newPath) const {
+  const Place from = placeOf(path);
+  if (from.error != 0) return from.error;
+  const Place to = into.placeOf(newPath);
+  if (to.error != 0) return to.error;
+  return errorOf(::linkat(from.folder, from.name.c_str(), to.folder, to.name.c_str(), 0));
+}
+
 int Folder::sync() const {
   const FileDescriptor file(::openat(file_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return file ? errorOf(::fsync(file.get())) : errno;

@@ -69,6 +69,9 @@ class Folder {
   int rename(std::string_view path, const Folder& into, std::string_view newPath,
              Existing existing) const;
 
+  /// Another name for the file; what stands there is an error, EEXIST.
+  int link(std::string_view path, const Folder& into, std::string_view newPath) const;
+
   /// Makes the entries of the folder itself durable.
   int sync() const;
   /// The mode of the folder itself.

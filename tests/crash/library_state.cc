@@ -51,7 +51,7 @@ Result<LibraryState> readState(const std::string& path) {
 }
 
 std::string findingsIn(const std::string& library) {
-  const auto report = checkLibrary(library, {});
+  const auto report = checkLibrary(library, {.content = true});
   if (!report) return report.error().reason;
   std::string findings;
   for (const LibraryFinding& finding : report->findings) findings += finding.sentence + "\n";

@@ -25,7 +25,8 @@ class Usage : public ToolFixture {
 TEST_F(Usage, EverySubcommandHasHelp) {
   const Ran all = quorvin({"--help"});
   EXPECT_EQ(all.status, 0);
-  for (const char* subcommand : {"import", "call", "authorize", "trash", "check", "info"}) {
+  for (const char* subcommand :
+       {"import", "call", "authorize", "trash", "check", "backup", "info"}) {
     EXPECT_NE(all.out.find(std::string("\n  ") + subcommand + " "), std::string::npos);
     const Ran one = quorvin({subcommand, "--help"});
     EXPECT_EQ(one.status, 0);
@@ -39,7 +40,8 @@ TEST_F(Usage, EverySubcommandTellsTheVersion) {
   const Ran version = quorvin({"--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out, "quorvin 0.1.0\n");
-  for (const char* subcommand : {"import", "call", "authorize", "trash", "check", "info"}) {
+  for (const char* subcommand :
+       {"import", "call", "authorize", "trash", "check", "backup", "info"}) {
     EXPECT_EQ(quorvin({subcommand, "--version"}).out, version.out) << subcommand;
   }
 }

@@ -26,6 +26,27 @@ bool writeStatus(Database& database, PHAuthorizationStatus status) {
   return store.bind(static_cast<std::int64_t>(status)).run();
 }
 
+std::string identityOf(Database& database) {
+  // The identifier of the first smart album: random, and made with the library.
+  Statement first =
+      database.prepare("SELECT ident FROM collections WHERE type = 2 ORDER BY pos, id LIMIT 1");
+  return first.next() ? std::string(first.text(0)) : std::string();
+}
+
+bool markAsBackup(Database& database) {
+  const auto last = lastJournalEntry(database);
+  Statement mark = database.prepare("INSERT OR REPLACE INTO meta(key, value) VALUES ('backup', ?)");
+  return last && mark.bind(*last).run();
+}
+
+bool isUnchangedBackup(Database& database) {
+  // That the term of deleted assets has ended there as well is no change of anybody's.
+  Statement unchanged = database.prepare(
+      "SELECT 1 FROM meta WHERE key = 'backup' AND value <= (SELECT coalesce(max(id), 0) FROM"
+      " journal) AND NOT EXISTS (SELECT 1 FROM journal WHERE id > value AND kind <> ?)");
+  return unchanged.bind(static_cast<std::int64_t>(JournalKind::assetDropped)).next();
+}
+
 const CollectionRow* Overview::find(std::string_view identifier) const {
   const auto found = byIdentifier.find(identifier);
   return found == byIdentifier.end() ? nullptr : &collections[found->second];

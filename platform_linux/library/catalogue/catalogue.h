@@ -44,6 +44,12 @@ Failure unreadable(const Database& database);
 /// failed.
 bool writeStatus(Database& database, PHAuthorizationStatus status);
 
+/// What tells a library from every other one; copies share it. Empty when it cannot be read.
+std::string identityOf(Database& database);
+/// A catalogue that was copied to be a backup, or was not changed since.
+bool markAsBackup(Database& database);
+bool isUnchangedBackup(Database& database);
+
 /// Told of each commit of this process, on the thread that makes it. Any thread.
 class CommitListener {
  public:

@@ -47,6 +47,11 @@ std::vector<OriginalRow> originalsAfter(Database& database, std::int64_t asset,
   return originals;
 }
 
+bool storeHash(Database& database, const std::string& path, const std::string& hash) {
+  Statement store = database.prepare("UPDATE resources SET hash = ? WHERE path = ?");
+  return store.bind(Blob{hash}, path).run();
+}
+
 std::int64_t countOriginals(Database& database) {
   return database.integer("SELECT count(*) FROM resources").value_or(0);
 }

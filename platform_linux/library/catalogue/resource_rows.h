@@ -39,6 +39,9 @@ struct OriginalRow {
 std::vector<OriginalRow> originalsAfter(Database& database, std::int64_t asset,
                                         std::int64_t position);
 
+/// False when writing failed.
+bool storeHash(Database& database, const std::string& path, const std::string& hash);
+
 /// Of all assets, deleted ones included.
 std::int64_t countOriginals(Database& database);
 

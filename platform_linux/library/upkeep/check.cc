@@ -9,12 +9,11 @@
 namespace quorvin {
 
 std::string_view findingName(FindingKind kind) {
-  constexpr std::array<std::string_view, 14> kNames = {
-      "damagedCatalogue",     "danglingRow",     "repeatedIdentifier",
-      "wrongListing",         "wrongBurst",      "wrongLivePhoto",
-      "assetWithoutOriginal", "missingOriginal", "changedOriginal",
-      "unreadableOriginal",   "foreignOriginal", "strayOriginal",
-      "strayDerivative",      "leftover"};
+  constexpr std::array<std::string_view, 15> kNames = {
+      "damagedCatalogue", "danglingRow",        "repeatedIdentifier",   "wrongListing",
+      "wrongBurst",       "wrongLivePhoto",     "assetWithoutOriginal", "missingOriginal",
+      "changedOriginal",  "unreadableOriginal", "foreignOriginal",      "strayOriginal",
+      "strayDerivative",  "leftover",           "missingChecksum"};
   return kNames.at(static_cast<std::size_t>(kind));
 }
 

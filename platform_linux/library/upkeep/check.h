@@ -27,6 +27,7 @@ enum class FindingKind {
   strayOriginal,
   strayDerivative,
   leftover,
+  missingChecksum,
 };
 
 /// The enumerator's own name, for programs.
@@ -39,6 +40,8 @@ struct LibraryFinding {
 };
 
 struct CheckOptions {
+  /// Reads every original and compares its checksum; else its size alone is looked at.
+  bool content = false;
   /// Puts right what can be put right without losing an original: files that belong to nothing go
   /// to `recovered/` in the library's folder. A missing or changed original stays as it is. A
   /// catalogue that is missing, empty or damaged is made anew.
@@ -59,8 +62,8 @@ struct CheckReport {
   std::vector<LibraryFinding> findings;
 };
 
-/// Reads the whole catalogue and every original. Others may use the library meanwhile. An error
-/// when it cannot be opened, unless it is repaired.
+/// Reads the whole catalogue, and looks at every original. Others may use the library meanwhile. An
+/// error when it cannot be opened, unless it is repaired.
 Result<CheckReport> checkLibrary(const std::string& path, const CheckOptions& options);
 
 }  // namespace quorvin

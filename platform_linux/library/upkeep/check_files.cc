@@ -63,9 +63,20 @@ void checkOriginal(CheckRun& run, Database& database, const OriginalRow& origina
                                                std::to_string(original.size) + ".");
     return;
   }
-  const auto hash = hashContent(file.get());
+  const bool hasChecksum = !original.hash.empty();
+  if (!run.options.content && hasChecksum) return;
+  const auto hash =
+      run.options.content || run.options.repair ? hashContent(file.get()) : original.hash;
   if (!hash) {
     run.find(FindingKind::unreadableOriginal, named + "cannot be read to its end.");
+  } else if (!hasChecksum) {
+    run.find(FindingKind::missingChecksum, named + "has no checksum yet.",
+             [&run, &original, &hash] {
+               return static_cast<bool>(run.catalogue.change([&](Database& writer) -> Done {
+                 if (storeHash(writer, original.path, *hash)) return Null{};
+                 return writer.lastError("The checksum cannot be stored");
+               }));
+             });
   } else if (*hash != original.hash) {
     run.find(FindingKind::changedOriginal, named + "is not what it was when it was added.");
   }

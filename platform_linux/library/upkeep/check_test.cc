@@ -14,7 +14,7 @@ struct Check : testing::Test, ChangeFixture {
   std::string path() const { return folder / "library"; }
 
   CheckReport check(bool repair = false) {
-    const auto report = checkLibrary(path(), {.repair = repair});
+    const auto report = checkLibrary(path(), {.content = true, .repair = repair});
     EXPECT_TRUE(report) << report.error().reason;
     return report ? *report : CheckReport{};
   }
@@ -88,6 +88,27 @@ TEST_F(Check, FindsAnOriginalOfAnotherSizeOrContent) {
   EXPECT_NE(check().findings.at(0).sentence.find("has 70 bytes instead of 69."), std::string::npos);
   writeFile(original, content);
   EXPECT_EQ(kinds(), Kinds{});
+}
+
+TEST_F(Check, ReadsContentsOnlyWhenAsked) {
+  const std::string original = saveMotionPhoto();
+  ::chmod(original.c_str(), 0644);
+  const std::string content = readFile(original);
+  writeFile(original, "x" + content.substr(1));
+  EXPECT_TRUE(checkLibrary(path(), {})->findings.empty());
+  EXPECT_EQ(checkLibrary(path(), {.content = true})->findings.size(), 1U);
+  writeFile(original, content + " ");
+  EXPECT_EQ(checkLibrary(path(), {})->findings.size(), 1U);
+}
+
+TEST_F(Check, RecordsChecksumsThatAreMissing) {
+  saveMotionPhoto();
+  const std::string hashes = gardener.text("SELECT hex(hash) FROM resources ORDER BY path");
+  gardener.run("UPDATE resources SET hash = x''");
+  EXPECT_EQ(kinds(), (Kinds{"missingChecksum", "missingChecksum"}));
+  EXPECT_EQ(kinds(true), (Kinds{"missingChecksum repaired", "missingChecksum repaired"}));
+  EXPECT_EQ(kinds(), Kinds{});
+  EXPECT_EQ(gardener.text("SELECT hex(hash) FROM resources ORDER BY path"), hashes);
 }
 
 TEST_F(Check, FindsAnOriginalThatIsNoFile) {
