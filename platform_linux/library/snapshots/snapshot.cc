@@ -68,13 +68,17 @@ int syncFile(const LibraryFolder& folder, const std::string& path) {
   return file && ::fsync(file.get()) == 0 ? 0 : errno;
 }
 
-void dropOldest(const LibraryFolder& folder) {
-  const std::vector<std::string> paths = snapshotsOf(folder);
+void dropOlder(const LibraryFolder& folder, OlderSnapshots older) {
+  std::vector<std::string> paths = snapshotsOf(folder);
+  if (older == OlderSnapshots::replaceNewest && paths.size() > 1) {
+    folder.held->removeFile(paths[1]);
+    paths.erase(paths.begin() + 1);
+  }
   for (std::size_t i = kSnapshotsKept; i < paths.size(); ++i) folder.held->removeFile(paths[i]);
 }
 
 Done copyAndAdopt(const LibraryFolder& folder, Database& catalogue,
-                  const std::function<bool()>& shouldStop) {
+                  const std::function<bool()>& shouldStop, OlderSnapshots older) {
   folder.held->removeFile(kUnfinished);
   const FileDescriptor made = folder.held->openFile(kUnfinished, O_RDWR | O_CREAT | O_EXCL, 0600);
   if (!made) return cannotKeep(errno);
@@ -85,7 +89,7 @@ Done copyAndAdopt(const LibraryFolder& folder, Database& catalogue,
   if (!isWhole(folder, kUnfinished)) return needsRescue(folder.catalogue());
   const auto adopted = adoptAsSnapshot(folder, kUnfinished);
   if (!adopted) return adopted.error();
-  dropOldest(folder);
+  dropOlder(folder, older);
   return Null{};
 }
 
@@ -111,7 +115,7 @@ Result<std::unique_ptr<Database>> openSnapshot(const LibraryFolder& folder,
 }
 
 Done makeSnapshot(const LibraryFolder& folder, Database& catalogue,
-                  const std::function<bool()>& shouldStop) {
+                  const std::function<bool()>& shouldStop, OlderSnapshots older) {
   const auto lock =
       LibraryLock::tryAcquire(folder, LibraryLock::Area::snapshot, LibraryLock::Mode::exclusive);
   if (!lock) {
@@ -119,7 +123,7 @@ Done makeSnapshot(const LibraryFolder& folder, Database& catalogue,
                    "Another program makes a snapshot of the catalogue.");
   }
   if (const int error = makeShelf(folder); error != 0) return cannotKeep(error);
-  auto done = copyAndAdopt(folder, catalogue, shouldStop);
+  auto done = copyAndAdopt(folder, catalogue, shouldStop, older);
   if (!done) folder.held->removeFile(kUnfinished);
   return done;
 }
@@ -149,6 +153,7 @@ std::optional<SnapshotAge> ageOfNewestSnapshot(const LibraryFolder& folder, Data
   SnapshotAge age;
   struct stat status = {};
   if (folder.held->status(newest, status) == 0) {
+    age.bytes = status.st_size;
     age.made = status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec;
   }
   age.isAny = !paths.empty();

@@ -24,11 +24,17 @@ std::vector<std::string> snapshotsOf(const LibraryFolder& folder);
 Result<std::unique_ptr<Database>> openSnapshot(const LibraryFolder& folder,
                                                const std::string& path);
 
+enum class OlderSnapshots {
+  keep,           ///< but for the oldest
+  replaceNewest,  ///< which is so young that the next older ones are worth more
+};
+
 /// Copies the catalogue as of one moment, while others read and change it; looks through the copy,
-/// and makes it the newest snapshot, durably. The oldest go then. An error when `shouldStop` said
-/// so, and when somebody else makes one.
+/// and makes it the newest snapshot, durably. Others go then. An error when `shouldStop` said so,
+/// and when somebody else makes one.
 Done makeSnapshot(const LibraryFolder& folder, Database& catalogue,
-                  const std::function<bool()>& shouldStop = {});
+                  const std::function<bool()>& shouldStop = {},
+                  OlderSnapshots older = OlderSnapshots::keep);
 
 /// The same of a database that stands elsewhere beneath the library: it is moved. The caller is
 /// alone with the library, and keeps the older ones.
@@ -39,6 +45,7 @@ struct SnapshotAge {
   bool isAny = false;        ///< else the rest is as of the library's making
   std::int64_t changes = 0;  ///< at least as many as there were
   std::int64_t made = 0;     ///< nanoseconds since 1970
+  std::int64_t bytes = 0;    ///< of the newest
 };
 /// None when the catalogue cannot tell.
 std::optional<SnapshotAge> ageOfNewestSnapshot(const LibraryFolder& folder, Database& catalogue);

@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::int64_t kMostChanges = 1000;
 constexpr std::chrono::nanoseconds kLongest = std::chrono::hours(24);
+// So little is copied whenever it was changed and is closed: some ten thousand assets.
+constexpr std::int64_t kQuickToCopy = 4'000'000;
 // After one that could not be made: the disk may be full.
 constexpr std::chrono::minutes kPause{10};
 // Whoever closes waits so long, and no longer.
@@ -84,9 +86,12 @@ SnapshotKeeper::Clock::time_point SnapshotKeeper::look(bool isClosing) {
   // A clock that was put back makes the snapshot look as if it were yet to come.
   const std::chrono::nanoseconds old(presentTime() - age->made);
   const bool isDue = age->changes >= kMostChanges || old >= kLongest || old.count() < 0;
-  if (!isDue && !(isClosing && !age->isAny)) return Clock::now() + (kLongest - old);
+  const bool isQuick = !age->isAny || age->bytes <= kQuickToCopy;
+  if (!isDue && !(isClosing && isQuick)) return Clock::now() + (kLongest - old);
   if (!isClosing && Clock::now() < notBefore_) return notBefore_;
-  const auto made = makeSnapshot(folder_, *catalogue_, [this] { return isCancelled_.load(); });
+  const auto made = makeSnapshot(
+      folder_, *catalogue_, [this] { return isCancelled_.load(); },
+      isDue ? OlderSnapshots::keep : OlderSnapshots::replaceNewest);
   if (made) return kNever;
   notBefore_ = Clock::now() + kPause;
   return notBefore_;

@@ -13,8 +13,9 @@
 namespace quorvin {
 
 /// The newest snapshot lags behind the catalogue by less than a thousand changes, and by less than
-/// a day of use. A library that has none yet gets one when it is closed. All work is done on a
-/// thread of its own, which is there from the first commit on; where the system gives none, the
+/// a day of use. When a library is closed that was changed, it gets one where it has none yet, and
+/// where it is small; it takes the place of the newest unless that one was due. All work is done on
+/// a thread of its own, which is there from the first commit on; where the system gives none, the
 /// next one who uses the library makes up for it.
 class SnapshotKeeper final : public CommitListener {
  public:

@@ -43,13 +43,14 @@ TEST_F(Snapshots, AreMadeWhenALibraryThatHasNoneIsClosed) {
             fs::perms::owner_read | fs::perms::owner_write);
 }
 
-TEST_F(Snapshots, AreNotMadeAnewForFewChangesOfOneDay) {
+TEST_F(Snapshots, GiveWayToYoungerOnesOfOneDay) {
   ASSERT_TRUE(saveImage(put("a.jpg", "image")).success);
   close();
   reopen(PHAuthorizationStatus::authorized);
   ASSERT_TRUE(saveImage(put("b.jpg", "image of b")).success);
   close();
-  EXPECT_EQ(snapshots().size(), 1U);
+  ASSERT_EQ(snapshots(), std::vector<std::string>{"snapshots/000000002.sqlite"});
+  EXPECT_EQ(assetsIn(snapshots().front()), 2);
 }
 
 TEST_F(Snapshots, AreMadeAfterAThousandChanges) {
