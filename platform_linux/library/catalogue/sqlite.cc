@@ -13,6 +13,9 @@ constexpr int kBusyTimeoutMilliseconds = 5000;
 // A catalogue uses a few dozen texts; more come from unusual fetch options.
 constexpr std::size_t kKeptStatements = 128;
 
+constexpr std::string_view kHelp =
+    ". The command “quorvin check --repair” brings back what can be.";
+
 void collectRow(sqlite3_context* context, int, sqlite3_value** values) {
   auto* into = *static_cast<std::vector<std::int64_t>**>(sqlite3_user_data(context));
   if (into != nullptr) into->push_back(sqlite3_value_int64(values[0]));
@@ -235,6 +238,11 @@ bool Database::isSound() {
   return check.next() && check.text(0) == "ok";
 }
 
+bool Database::isFoundDamaged() {
+  Statement check = prepare("PRAGMA quick_check(1)");
+  return check.next() ? check.text(0) != "ok" : damageMet_;
+}
+
 bool Database::copyTo(const std::string& path, const std::function<bool()>& shouldStop) {
   constexpr int kPagesAtOnce = 256;
   constexpr int kFlags =
@@ -280,8 +288,11 @@ bool Database::isDamaged() const {
 
 Failure needsRescue(const std::string& path, std::string_view what) {
   return Failure(LibraryErrorCode::internal,
-                 "The catalogue “" + path + "” " + std::string(what) +
-                     ". The command “quorvin check --repair” brings back what can be.");
+                 "The catalogue “" + path + "” " + std::string(what) + std::string(kHelp));
+}
+
+bool saysNeedsRescue(const Failure& failure) {
+  return failure.reason.ends_with(kHelp);
 }
 
 Failure Database::lastError(std::string_view sentence) const {

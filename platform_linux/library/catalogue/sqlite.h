@@ -88,6 +88,7 @@ class Statement {
 
 /// Of a catalogue that cannot be used: "The catalogue “PATH” WHAT", and the command that helps.
 Failure needsRescue(const std::string& path, std::string_view what = "is damaged");
+bool saysNeedsRescue(const Failure& failure);
 
 /// One connection; used by one thread at a time. It checkpoints only when it is told to, or, for
 /// `write`, when it commits.
@@ -124,6 +125,8 @@ class Database {
   bool settleLog();
   /// False when its pages or indexes contradict each other, or cannot be read.
   bool isSound();
+  /// True when they contradict each other. What cannot be read for another reason says nothing.
+  bool isFoundDamaged();
   /// Copies all of it, as of one moment, to the empty file at the path. Not durable. False when
   /// that failed, or when `shouldStop`, asked now and then, said so.
   bool copyTo(const std::string& path, const std::function<bool()>& shouldStop = {});

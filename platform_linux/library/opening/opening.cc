@@ -61,6 +61,7 @@ bool stoppedUncleanly(const LibraryFolder& folder) {
 
 Done checkIntegrity(Database& database, const LibraryFolder& folder) {
   if (database.isSound()) return Null{};
+  if (!database.isFoundDamaged()) return unreadable(database);
   return needsRescue(folder.catalogue());
 }
 

@@ -228,15 +228,17 @@ std::optional<std::string> troubleOf(const LibraryFolder& folder) {
   if (*state == FolderState::lost) return "is missing";
   if (*state != FolderState::catalogue) return std::nullopt;
   struct stat status = {};
-  const bool isUsed = wasInUse(folder);
+  // Anything else that is called so is not ours to replace.
+  const bool isUsed = wasInUse(folder) || (isThere(folder, LibraryFolder::kOriginals) &&
+                                           isThere(folder, LibraryFolder::kLockFile));
   if (folder.held->status(LibraryFolder::kCatalogue, status) == 0 && status.st_size == 0) {
     return isUsed ? std::optional<std::string>("is empty") : std::nullopt;
   }
   const std::optional<std::string> isDamaged = "is damaged";
   auto database = Database::open(folder.catalogueFile(), Database::Use::read);
-  if (!database) return isUsed ? isDamaged : std::nullopt;
+  if (!database) return isUsed && saysNeedsRescue(database.error()) ? isDamaged : std::nullopt;
   const auto known = catalogueState(**database);
-  if (!known) return (*database)->isDamaged() || isUsed ? isDamaged : std::nullopt;
+  if (!known) return isUsed && saysNeedsRescue(known.error()) ? isDamaged : std::nullopt;
   switch (*known) {
     case CatalogueState::newer:
       return std::nullopt;
@@ -245,7 +247,7 @@ std::optional<std::string> troubleOf(const LibraryFolder& folder) {
       return isUsed ? isDamaged : std::nullopt;
     case CatalogueState::older:
     case CatalogueState::current:
-      return showsTables(**database) && (*database)->isSound() ? std::nullopt : isDamaged;
+      return (*database)->isFoundDamaged() ? isDamaged : std::nullopt;
   }
   return std::nullopt;
 }

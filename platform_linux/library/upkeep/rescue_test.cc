@@ -237,6 +237,34 @@ TEST_F(Rescue, WaitsUntilNobodyHasTheLibraryOpen) {
             std::string::npos);
 }
 
+TEST(RescueOfANewLibrary, MakesItAnew) {
+  TemporaryFolder folder;
+  const std::string place = folder / "library";
+  { const auto library = Library::open({.path = place}); }
+  writeFile(place + "/library.sqlite", std::string(8192, 'x'));
+  ASSERT_FALSE(Library::open({.path = place}));
+  ASSERT_TRUE(checkLibrary(place, {.repair = true}));
+  EXPECT_TRUE(Library::open({.path = place}));
+  EXPECT_EQ(Gardener(place).text("SELECT count(*) FROM collections"), "15");
+}
+
+TEST(RescueOfANewLibrary, LeavesOtherFilesAsTheyAre) {
+  TemporaryFolder folder;
+  const std::string place = folder / "library";
+  writeFile(place + "/library.sqlite", std::string(8192, 'x'));
+  EXPECT_FALSE(checkLibrary(place, {.repair = true}));
+  EXPECT_EQ(filesBelow(place), std::vector<std::string>{"library.sqlite"});
+  EXPECT_EQ(readFile(place + "/library.sqlite"), std::string(8192, 'x'));
+}
+
+TEST_F(Rescue, GoesOnWithARepairThatWasCutShort) {
+  fs::copy_file(catalogue(), place() + "/snapshots/rescued.sqlite");
+  fs::rename(catalogue(), catalogue() + ".damaged-1");
+  repair();
+  EXPECT_EQ(holdings(), before_);
+  EXPECT_FALSE(fs::exists(place() + "/snapshots/rescued.sqlite"));
+}
+
 TEST_F(Rescue, LeavesASoundLibraryAsItIs) {
   const CheckReport report = repair();
   EXPECT_TRUE(report.rescue.empty());
