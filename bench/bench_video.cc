@@ -51,7 +51,7 @@ void benchOurs(benchmark::State& state, MediaWorkerPool& pool, const Work& work,
         pool.exportVideo(opened(source, O_RDONLY), opened(output, O_RDWR | O_CREAT | O_EXCL),
                          {work.preset, VideoContainer::quickTime, true, {}}, {});
     if (!exported) {
-      state.SkipWithError(exported.error().reason.c_str());
+      state.SkipWithError(exported.error().sentence().c_str());
       break;
     }
   }

@@ -85,7 +85,7 @@ std::optional<FlutterError> ChangeChannel::subscribe() {
   });
   if (!watch) {
     return FlutterError::errorWithCode("Error", "Failed to watch the library",
-                                       watch.error().reason);
+                                       watch.error().sentence());
   }
   subscription->watch = *std::move(watch);
   subscription_ = std::move(subscription);

@@ -42,7 +42,7 @@ struct FakeLibrary {
   };
 
   Result<std::unique_ptr<LibraryWatch>> start(std::function<void()> theReady) {
-    if (isExhausted) return Failure(LibraryErrorCode::internal, "There are no descriptors left.");
+    if (isExhausted) return Failure(LibraryErrorCode::internal, "there are no descriptors left.");
     ready = std::move(theReady);
     return std::unique_ptr<LibraryWatch>(std::make_unique<Watch>(*this));
   }

@@ -22,6 +22,7 @@ constexpr std::int32_t kLastAuthorization =
 /// A caller of a later version may have this many bytes more, if they ask for nothing.
 constexpr std::size_t kGreatestStructSize = 1024;
 
+/// Whole sentences, shown as they are: one begins with the name of a field.
 Failure optionFailure(std::string_view sentence) {
   return {LibraryErrorCode::internal, sentence};
 }

@@ -31,7 +31,7 @@ struct Given {
 };
 
 WorkerReply malformed() {
-  return failure(Failure(LibraryErrorCode::internal, "The request is malformed."));
+  return failure(Failure(LibraryErrorCode::internal, "the request is malformed."));
 }
 
 WorkerReply perform(const ProbeRequest& request, const Given& given) {
@@ -96,9 +96,9 @@ WorkerReply answer(const Packet& request, const ExportProgress& progress) {
   try {
     return answerRequest(request, progress);
   } catch (const std::bad_alloc&) {
-    return failure(Failure(LibraryErrorCode::internal, "Memory ran out."));
+    return failure(Failure(LibraryErrorCode::internal, "memory ran out."));
   } catch (const std::exception&) {
-    return failure(Failure(LibraryErrorCode::invalidResource, "The file cannot be read."));
+    return failure(Failure(LibraryErrorCode::invalidResource, "the file cannot be read."));
   }
 }
 

@@ -22,7 +22,7 @@ Packet packetOf(const Value& message, FileDescriptor file) {
 
 std::string reasonFor(const Packet& packet) {
   const auto error = errorFromMap(answer(packet).map);
-  return error ? error->reason : std::string();
+  return error ? error->sentence() : std::string();
 }
 
 TEST(Answer, RendersWithPixels) {
@@ -60,7 +60,7 @@ TEST(Answer, ExportsIntoTheSecondDescriptor) {
   int calls = 0;
   const WorkerReply reply = answer(request, [&calls] { ++calls; });
   const auto error = errorFromMap(reply.map);
-  ASSERT_FALSE(error) << error->reason;
+  ASSERT_FALSE(error) << error->sentence();
   EXPECT_EQ(exportStateFromMap(reply.map), ExportState::done);
   EXPECT_GT(calls, 0);
   RenderRequest poster = original();

@@ -19,7 +19,7 @@ int AuthorizeCommand::run() const {
   const auto stored =
       storeAuthorization(library, static_cast<PHAuthorizationStatus>(found - kStatusNames.begin()));
   if (stored) return kSuccess;
-  complain(stored.error().reason);
+  complain(stored.error().sentence());
   return kFailure;
 }
 

@@ -24,7 +24,7 @@ int BackupCommand::run() const {
   bar.reset();
   std::signal(SIGPIPE, atBrokenPipe);
   if (!report) {
-    complain(report.error().reason);
+    complain(report.error().sentence());
     return kFailure;
   }
   for (const std::string& problem : report->problems) complain(problem);

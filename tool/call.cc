@@ -127,7 +127,7 @@ int CallCommand::run() const {
   if (!value) return kUsage;
   const auto engine = openEngine(library);
   if (!engine) {
-    complain(engine.error().reason);
+    complain(engine.error().sentence());
     return kFailure;
   }
   Answer answer;

@@ -70,7 +70,7 @@ int CheckCommand::run() const {
   bar.reset();
   std::signal(SIGPIPE, atBrokenPipe);
   if (!report) {
-    complain(report.error().reason);
+    complain(report.error().sentence());
     return kFailure;
   }
   json ? printForPrograms(*report) : printForPeople(*report);

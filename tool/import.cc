@@ -62,7 +62,7 @@ int ImportCommand::run() const {
   progress.end();
   std::signal(SIGPIPE, atBrokenPipe);
   if (!summary) {
-    complain(summary.error().reason);
+    complain(summary.error().sentence());
     return kFailure;
   }
   printSummary(*summary);

@@ -136,7 +136,7 @@ void printForPrograms(const std::string& path, const LibrarySummary& library) {
 int InfoCommand::run() const {
   const auto summary = describeLibrary(library);
   if (!summary) {
-    complain(summary.error().reason);
+    complain(summary.error().sentence());
     return kFailure;
   }
   json ? printForPrograms(library, *summary) : printForPeople(library, *summary);

@@ -59,7 +59,7 @@ class Tool {
     if (library_.empty()) {
       const auto path = defaultLibraryPath();
       if (!path) {
-        complain(path.error().reason);
+        complain(path.error().sentence());
         return kFailure;
       }
       library_ = *path;

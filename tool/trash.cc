@@ -24,7 +24,7 @@ int TrashCommand::run() const {
 int TrashCommand::list() const {
   const auto assets = listTrash(library);
   if (!assets) {
-    complain(assets.error().reason);
+    complain(assets.error().sentence());
     return kFailure;
   }
   for (const TrashedAsset& asset : *assets) {
@@ -38,14 +38,14 @@ int TrashCommand::list() const {
 int TrashCommand::restore() const {
   const auto restored = restoreFromTrash(library, identifiers);
   if (restored) return kSuccess;
-  complain(restored.error().reason);
+  complain(restored.error().sentence());
   return kFailure;
 }
 
 int TrashCommand::empty() const {
   const auto emptied = emptyTrash(library);
   if (!emptied) {
-    complain(emptied.error().reason);
+    complain(emptied.error().sentence());
     return kFailure;
   }
   std::printf("Removed %s, %s.\n",

@@ -114,7 +114,7 @@ class Export {
 
   std::optional<Failure> pump() {
     const PacketPtr packet(av_packet_alloc());
-    if (!packet) return Failure(LibraryErrorCode::internal, "Memory ran out.");
+    if (!packet) return Failure(LibraryErrorCode::internal, "memory ran out.");
     for (;;) {
       progress_();
       const Result<bool> more = source_->read(*packet);

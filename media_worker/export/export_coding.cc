@@ -27,7 +27,7 @@ constexpr std::int64_t kPacketsPerFailure = 10;
 }  // namespace
 
 Failure outOfMemory() {
-  return Failure(LibraryErrorCode::internal, "Memory ran out.");
+  return Failure(LibraryErrorCode::internal, "memory ran out.");
 }
 
 int codingThreads() {
@@ -90,7 +90,7 @@ Result<CodecContextPtr> makeEncoder(const std::string& name, std::string_view fo
   const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
   if (codec == nullptr) {
     return Failure(LibraryErrorCode::internal,
-                   "This system has no encoder of " + std::string(format) + ".");
+                   "this system has no encoder of " + std::string(format) + ".");
   }
   CodecContextPtr context(avcodec_alloc_context3(codec));
   if (!context) return outOfMemory();
@@ -120,7 +120,7 @@ std::optional<Failure> ExportEncoder::encode(const AVFrame* frame) {
   if (!packet_) return outOfMemory();
   if (frame != nullptr && durationOf(*frame) > 0) durations_[frame->pts] = durationOf(*frame);
   if (avcodec_send_frame(context_.get(), frame) < 0) {
-    return Failure(LibraryErrorCode::internal, "The video cannot be encoded.");
+    return Failure(LibraryErrorCode::internal, "the video cannot be encoded.");
   }
   return writePackets();
 }
@@ -129,7 +129,7 @@ std::optional<Failure> ExportEncoder::writePackets() {
   for (;;) {
     const int code = avcodec_receive_packet(context_.get(), packet_.get());
     if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return std::nullopt;
-    if (code < 0) return Failure(LibraryErrorCode::internal, "The video cannot be encoded.");
+    if (code < 0) return Failure(LibraryErrorCode::internal, "the video cannot be encoded.");
     const auto duration = durations_.find(packet_->pts);
     if (duration != durations_.end()) {
       packet_->duration = duration->second;

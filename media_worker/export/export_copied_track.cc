@@ -29,7 +29,7 @@ class CopiedTrack final : public ExportTrack {
 
   std::optional<Failure> add(AVPacket& packet) override {
     PacketPtr copy(av_packet_clone(&packet));
-    if (!copy) return Failure(LibraryErrorCode::internal, "Memory ran out.");
+    if (!copy) return Failure(LibraryErrorCode::internal, "memory ran out.");
     giveMissingTimes(*copy);
     // What is shown last is known only at the end: it waits, and so does what is decoded after it.
     if (!held_.empty() && (copy->pts > held_.front()->pts || held_.size() >= kMostHeld)) {
@@ -108,7 +108,7 @@ MadeTrack makeCopiedTrack(const SourceTrack& source, const ExportClock& clock,
                           MovieOutput& output) {
   AVStream* stream = output.addStream();
   if (stream == nullptr || !describeCopy(source.stream, output.context(), *stream)) {
-    return Failure(LibraryErrorCode::internal, "Memory ran out.");
+    return Failure(LibraryErrorCode::internal, "memory ran out.");
   }
   if (!clock.keepsSpeed()) stream->time_base = kMappedTimeBase;
   return std::unique_ptr<ExportTrack>(

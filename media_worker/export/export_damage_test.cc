@@ -156,7 +156,7 @@ TEST(ExportDamage, SaysThatSpaceRanOut) {
     ::setrlimit(RLIMIT_FSIZE, &before);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->code, kNoSpace);
-    EXPECT_EQ(error->reason, "There is not enough space for the video.");
+    EXPECT_EQ(error->sentence(), "There is not enough space for the video.");
   }
 }
 
@@ -167,7 +167,7 @@ TEST(ExportDamage, SaysWhyAFileCannotBeWritten) {
       exportVideo(source.get(), readOnly.get(),
                   {VideoPreset::passthrough, VideoContainer::quickTime, true, {}}, [] {});
   ASSERT_TRUE(error);
-  EXPECT_EQ(error->reason, "The video cannot be written: Bad file descriptor.");
+  EXPECT_EQ(error->sentence(), "The video cannot be written: Bad file descriptor.");
 }
 
 TEST(ExportDamage, LeavesNoDescriptorOpen) {

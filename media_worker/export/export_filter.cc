@@ -9,7 +9,7 @@ namespace {
 
 Failure cannotFilter() {
   return Failure(LibraryErrorCode::invalidResource,
-                 "The video holds pictures or sounds of a kind that cannot be converted.");
+                 "the video holds pictures or sounds of a kind that cannot be converted.");
 }
 
 }  // namespace

@@ -111,7 +111,7 @@ class PictureTrack final : public ExportTrack {
     const auto take = [this](AVFrame& frame) { return hold(frame); };
     if (std::optional<Failure> failure = decoder_.decode(nullptr, take)) return failure;
     if (std::optional<Failure> failure = showHeld(end_)) return failure;
-    if (std::optional<Failure> failure = decoder_.tooMuchDamage("The video")) return failure;
+    if (std::optional<Failure> failure = decoder_.tooMuchDamage("the video")) return failure;
     const auto encode = [this](AVFrame& frame) { return encoder_.encode(&frame); };
     if (std::optional<Failure> failure = filter_.filter(nullptr, encode)) return failure;
     return encoder_.encode(nullptr);
@@ -174,7 +174,7 @@ MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock, c
   ExportDecoder decoder(source);
   if (!decoder) {
     return Failure(LibraryErrorCode::invalidResource,
-                   "The video is of a format that cannot be decoded.");
+                   "the video is of a format that cannot be decoded.");
   }
   auto encoder = makeEncoder(coding.encoder, "H.264");
   if (!encoder) return encoder.error();
@@ -191,7 +191,7 @@ MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock, c
   AVStream* stream = addEncodedStream(*context, source, output);
   if (stream == nullptr) {
     return Failure(LibraryErrorCode::invalidResource,
-                   "The video is of a size that cannot be encoded.");
+                   "the video is of a size that cannot be encoded.");
   }
   return std::unique_ptr<ExportTrack>(std::make_unique<PictureTrack>(
       track, clock, std::move(decoder), shape, ExportEncoder(std::move(context), *stream, output)));

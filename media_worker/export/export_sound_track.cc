@@ -63,7 +63,7 @@ class SoundTrack final : public ExportTrack {
             decoder_.decode(nullptr, [this](AVFrame& frame) { return make(frame); })) {
       return failure;
     }
-    if (std::optional<Failure> failure = decoder_.tooMuchDamage("The sound of the video"))
+    if (std::optional<Failure> failure = decoder_.tooMuchDamage("the sound of the video"))
       return failure;
     cutTheEnd();
     if (std::optional<Failure> failure = letGo()) return failure;
@@ -187,7 +187,7 @@ MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, con
   ExportDecoder decoder(source);
   if (!decoder) {
     return Failure(LibraryErrorCode::invalidResource,
-                   "The sound of the video is of a format that cannot be decoded.");
+                   "the sound of the video is of a format that cannot be decoded.");
   }
   auto encoder = makeEncoder(coding.encoder, "AAC");
   if (!encoder) return encoder.error();
@@ -201,7 +201,7 @@ MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, con
   av_channel_layout_default(&context->ch_layout, channels);
   AVStream* stream = addEncodedStream(*context, source, output);
   if (stream == nullptr) {
-    return Failure(LibraryErrorCode::invalidResource, "The sound of the video cannot be encoded.");
+    return Failure(LibraryErrorCode::invalidResource, "the sound of the video cannot be encoded.");
   }
   return std::unique_ptr<ExportTrack>(std::make_unique<SoundTrack>(
       source, clock, std::move(decoder), ExportEncoder(std::move(context), *stream, output)));

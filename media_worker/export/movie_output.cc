@@ -110,7 +110,7 @@ Result<std::unique_ptr<MovieOutput>> MovieOutput::create(int descriptor, VideoCo
   output->io_ = newIo(output.get(), nullptr, &MovieOutput::writeBytes, &MovieOutput::seek);
   avformat_alloc_output_context2(&output->context_, nullptr, muxerName(container), nullptr);
   if (output->io_ == nullptr || output->context_ == nullptr) {
-    return Failure(LibraryErrorCode::internal, "Memory ran out.");
+    return Failure(LibraryErrorCode::internal, "memory ran out.");
   }
   AVFormatContext& context = *output->context_;
   context.pb = output->io_;
@@ -210,16 +210,16 @@ int MovieOutput::closeAfterReading(AVFormatContext*, AVIOContext* io) {
 
 Failure MovieOutput::failure(int code) const {
   if (isRunOut(writeError_)) {
-    return Failure(LibraryErrorCode::notEnoughSpace, "There is not enough space for the video.");
+    return Failure(LibraryErrorCode::notEnoughSpace, "there is not enough space for the video.");
   }
   if (writeError_ != 0) {
     return Failure(LibraryErrorCode::internal,
-                   "The video cannot be written: " +
+                   "the video cannot be written: " +
                        std::error_code(writeError_, std::generic_category()).message() + ".");
   }
-  if (code == AVERROR(ENOMEM)) return Failure(LibraryErrorCode::internal, "Memory ran out.");
+  if (code == AVERROR(ENOMEM)) return Failure(LibraryErrorCode::internal, "memory ran out.");
   return Failure(LibraryErrorCode::invalidResource,
-                 "The video does not fit the format that it is to be written in.");
+                 "the video does not fit the format that it is to be written in.");
 }
 
 }  // namespace quorvin

@@ -37,7 +37,7 @@ Failure invalidSource(std::string_view sentence) {
 }
 
 Failure endsEarly() {
-  return invalidSource("The video ends early: the file is not whole.");
+  return invalidSource("the video ends early: the file is not whole.");
 }
 
 /// Whether every packet's time stands in an index, which the container's header holds.
@@ -65,9 +65,9 @@ Result<std::unique_ptr<SourceMovie>> SourceMovie::open(int fd) {
   if (!movie) return movie.error();
   // Packets without a time of showing get one where that can be found out.
   (*movie)->context().flags |= AVFMT_FLAG_GENPTS;
-  if (!(*movie)->findStreams()) return invalidSource("The video is damaged.");
+  if (!(*movie)->findStreams()) return invalidSource("the video is damaged.");
   if (!isKnownPicture((*movie)->videoStream())) {
-    return invalidSource("The file has no video track that can be read.");
+    return invalidSource("the file has no video track that can be read.");
   }
   return std::unique_ptr<SourceMovie>(new SourceMovie(*std::move(movie), file->size()));
 }
@@ -134,12 +134,12 @@ Result<bool> SourceMovie::read(AVPacket& packet) {
     av_packet_unref(&packet);
     const int code = av_read_frame(&context(), &packet);
     if (code == AVERROR(EAGAIN)) continue;
-    if (code == AVERROR(ENOMEM)) return Failure(LibraryErrorCode::internal, "Memory ran out.");
+    if (code == AVERROR(ENOMEM)) return Failure(LibraryErrorCode::internal, "memory ran out.");
     // Whatever else stops the reading, what is missing then tells whether that was the end.
     if (code < 0) return false;
     bytesLeft_ -= packet.size + 1;
     if (bytesLeft_ < 0) {
-      return invalidSource("The video is damaged: its tracks are larger than the file.");
+      return invalidSource("the video is damaged: its tracks are larger than the file.");
     }
     if (packet.size == 0) continue;
     joinTimes(packet);

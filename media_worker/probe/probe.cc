@@ -74,7 +74,7 @@ Result<MediaProbe> probeFile(int fd, const std::string& name) {
     return probeContent(*file, fd, name);
   } catch (const std::exception&) {
     // Libraries throw whatever they like at hostile files; their texts mean nothing to a person.
-    return Failure(LibraryErrorCode::invalidResource, "The file is damaged.");
+    return Failure(LibraryErrorCode::invalidResource, "the file is damaged.");
   }
 }
 

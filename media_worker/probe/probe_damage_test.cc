@@ -14,7 +14,7 @@ namespace {
 void expectAnswer(const Bytes& bytes) {
   const auto probe = probeBytes(bytes, "file");
   if (!probe) {
-    const std::string& reason = probe.error().reason;
+    const std::string reason = probe.error().sentence();
     EXPECT_TRUE(reason.ends_with('.')) << reason;
     EXPECT_EQ(reason.find('\n'), std::string::npos) << reason;
     return;

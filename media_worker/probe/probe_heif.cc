@@ -44,9 +44,9 @@ std::optional<Failure> decodingError(const heif_image_handle* picture, std::int6
       return std::nullopt;
     case heif_error_Unsupported_feature:
     case heif_error_Unsupported_filetype:
-      return pictureError("The photo is of a format that cannot be decoded.");
+      return pictureError("the photo is of a format that cannot be decoded.");
     default:
-      return pictureError("The photo is damaged: it cannot be decoded.");
+      return pictureError("the photo is damaged: it cannot be decoded.");
   }
 }
 
@@ -100,10 +100,10 @@ void readBlocks(const heif_image_handle* picture, FileMetadata& metadata) {
 }  // namespace
 
 Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata) {
-  if (isCutShort(file)) return pictureError("The photo is damaged: the file is cut short.");
+  if (isCutShort(file)) return pictureError("the photo is damaged: the file is cut short.");
   const auto opened = HeifFile::open(file);
   const HeifHandle picture = opened ? opened->primary() : nullptr;
-  if (!picture) return pictureError("The photo is damaged: its header cannot be read.");
+  if (!picture) return pictureError("the photo is damaged: its header cannot be read.");
   const heif_image_handle* handle = picture.get();
   MediaProbe probe;
   probe.pixelWidth = heif_image_handle_get_width(handle);

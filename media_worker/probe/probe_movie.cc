@@ -29,11 +29,11 @@ Failure refused(std::string_view sentence) {
 }
 
 Failure noMedia() {
-  return refused("The file is not a photo, video or audio file.");
+  return refused("the file is not a photo, video or audio file.");
 }
 
 Failure damaged() {
-  return refused("The video or audio file is damaged.");
+  return refused("the video or audio file is damaged.");
 }
 
 MovieTags tagsOf(const AVDictionary* dictionary) {
@@ -112,10 +112,10 @@ Result<MediaProbe> probeMovie(const InputFile& file) {
   AVStream* video = (*input)->videoStream();
   AVStream* sound = soundStream(context);
   if (video == nullptr && sound == nullptr) {
-    return refused("The file has neither a video nor an audio track that can be read.");
+    return refused("the file has neither a video nor an audio track that can be read.");
   }
   if (video != nullptr && !isKnownVideo(video)) {
-    return refused("The video is damaged or of a format that cannot be read.");
+    return refused("the video is damaged or of a format that cannot be read.");
   }
   MediaProbe probe;
   probe.kind = video != nullptr ? MediaKind::video : MediaKind::audio;

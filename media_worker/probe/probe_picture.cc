@@ -81,7 +81,7 @@ bool isAnimatedPng(const InputFile& file) {
 /// Formats that FFmpeg alone decodes, and only whole.
 Result<MediaProbe> probeCodedPicture(const InputFile& file, PictureFormat format) {
   const ImagePtr image = decodeCodedPicture(file, format);
-  if (!image) return pictureError("The photo is damaged: it cannot be decoded.");
+  if (!image) return pictureError("the photo is damaged: it cannot be decoded.");
   MediaProbe probe;
   probe.pixelWidth = image->Xsize;
   probe.pixelHeight = image->Ysize;
@@ -96,10 +96,10 @@ Failure pictureError(std::string_view sentence) {
 
 std::optional<Failure> sizeError(std::int64_t width, std::int64_t height) {
   if (width <= 0 || height <= 0) {
-    return pictureError("The photo is damaged: its size cannot be read.");
+    return pictureError("the photo is damaged: its size cannot be read.");
   }
   if (height > kMaximumPixelCount / width) {
-    return pictureError("The photo is too large: " + std::to_string(width) + " × " +
+    return pictureError("the photo is too large: " + std::to_string(width) + " × " +
                         std::to_string(height) + " pixels.");
   }
   return std::nullopt;
@@ -111,7 +111,7 @@ Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
   const ImagePtr image = openPicture(file, loader);
   if (!image) {
     vips_error_clear();
-    return pictureError("The photo is damaged: its header cannot be read.");
+    return pictureError("the photo is damaged: its header cannot be read.");
   }
   MediaProbe probe;
   const int orientation = integerField(image.get(), VIPS_META_ORIENTATION, 1);
@@ -126,7 +126,7 @@ Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
   const bool tried = !comesWhole(image.get(), format) || width * height <= kLargestTrial;
   if (tried && !firstRowDecodes(image.get())) {
     vips_error_clear();
-    return pictureError("The photo is damaged: its first rows cannot be decoded.");
+    return pictureError("the photo is damaged: its first rows cannot be decoded.");
   }
   return probe;
 }

@@ -84,7 +84,7 @@ TEST(ProbeFile, SaysInOnePlainSentenceWhyAFileIsRefused) {
   for (const Damaged& file : files) {
     const auto probe = probeBytes(file.bytes, "damaged");
     ASSERT_FALSE(probe) << file.reason;
-    EXPECT_EQ(probe.error().reason, file.reason);
+    EXPECT_EQ(probe.error().sentence(), file.reason);
     EXPECT_EQ(probe.error().code, static_cast<std::int64_t>(LibraryErrorCode::invalidResource));
   }
 }
@@ -183,7 +183,7 @@ TEST(ProbeFile, ReadsEveryRealFileOrSaysWhyNot) {
     const FileDescriptor file(::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC));
     const auto probe = probeFile(file.get(), name);
     if (!probe) {
-      const std::string& reason = probe.error().reason;
+      const std::string reason = probe.error().sentence();
       EXPECT_TRUE(reason.ends_with('.') && reason.find('\n') == std::string::npos) << reason;
       continue;
     }

@@ -13,10 +13,10 @@ namespace quorvin {
 Result<InputFile> InputFile::open(int fd) {
   struct stat status {};
   if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-    return Failure(LibraryErrorCode::invalidResource, "It is not an ordinary file.");
+    return Failure(LibraryErrorCode::invalidResource, "it is not an ordinary file.");
   }
   if (status.st_size == 0) {
-    return Failure(LibraryErrorCode::invalidResource, "The file is empty.");
+    return Failure(LibraryErrorCode::invalidResource, "the file is empty.");
   }
   return InputFile(fd, 0, status.st_size);
 }

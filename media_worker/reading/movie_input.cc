@@ -48,7 +48,7 @@ Result<std::unique_ptr<MovieInput>> MovieInput::open(const InputFile& file) {
   if (input->io_ == nullptr || context == nullptr) {
     if (input->io_ == nullptr) av_free(buffer);
     avformat_free_context(context);
-    return Failure(LibraryErrorCode::internal, "Memory ran out.");
+    return Failure(LibraryErrorCode::internal, "memory ran out.");
   }
   context->pb = input->io_;
   context->flags |= AVFMT_FLAG_CUSTOM_IO;
@@ -60,7 +60,7 @@ Result<std::unique_ptr<MovieInput>> MovieInput::open(const InputFile& file) {
   // On failure the context is freed, but the input's own I/O is not.
   if (avformat_open_input(&context, "", nullptr, nullptr) < 0) {
     return Failure(LibraryErrorCode::invalidResource,
-                   "The file is not a photo, video or audio file that can be read.");
+                   "the file is not a photo, video or audio file that can be read.");
   }
   input->context_ = context;
   return input;

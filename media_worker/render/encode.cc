@@ -37,11 +37,11 @@ bool encodePng(std::span<const std::uint8_t> pixels, const PixelLayout& layout,
 Result<FileDescriptor> encodePixels(int memory, const EncodeRequest& request) {
   const PixelLayout& layout = request.layout;
   if (sealedMemorySize(memory) != layout.byteCount()) {
-    return Failure(LibraryErrorCode::internal, "The pixels are not as announced.");
+    return Failure(LibraryErrorCode::internal, "the pixels are not as announced.");
   }
   const MappedMemory mapped(memory, layout.byteCount(), MappedMemory::Access::read);
   FileDescriptor encoded = makeMemoryFile(0);
-  if (!mapped || !encoded) return Failure(LibraryErrorCode::internal, "Memory ran out.");
+  if (!mapped || !encoded) return Failure(LibraryErrorCode::internal, "memory ran out.");
   const auto pixels = mapped.bytes().first(layout.pixelBytes());
   const auto profile = mapped.bytes().subspan(layout.pixelBytes());
   const int quality = std::clamp(static_cast<int>(std::lround(request.quality * 100)), 1, 100);
@@ -49,7 +49,7 @@ Result<FileDescriptor> encodePixels(int memory, const EncodeRequest& request) {
                         ? encodeJpeg(pixels, layout, quality, profile, encoded.get())
                         : encodePng(pixels, layout, profile, encoded.get());
   if (!done || !sealMemoryFile(encoded)) {
-    return Failure(LibraryErrorCode::internal, "The picture cannot be encoded.");
+    return Failure(LibraryErrorCode::internal, "the picture cannot be encoded.");
   }
   return encoded;
 }

@@ -22,7 +22,7 @@ Bytes encoded(const Picture& picture, ImageFormat format, double quality = 1) {
   const auto result = encodePixels(
       sealed(picture).get(), {format, quality, {picture.width, picture.height, picture.channels}});
   if (!result) {
-    ADD_FAILURE() << result.error().reason;
+    ADD_FAILURE() << result.error().sentence();
     return {};
   }
   EXPECT_EQ(sealedMemorySize(result->get()).has_value(), true);
@@ -128,7 +128,7 @@ TEST(EncodeJpeg, FailsForSidesThatItCannotHave) {
   const auto result =
       encodePixels(sealed(picture).get(), {ImageFormat::jpeg, 1, {picture.width, 1, 3}});
   ASSERT_FALSE(result);
-  EXPECT_EQ(result.error().reason, "The picture cannot be encoded.");
+  EXPECT_EQ(result.error().sentence(), "The picture cannot be encoded.");
 }
 
 TEST(EncodePng, KeepsEveryPixel) {

@@ -104,12 +104,12 @@ Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format
 }
 
 Failure cannotDecode() {
-  return Failure(LibraryErrorCode::invalidResource, "The picture cannot be decoded.");
+  return Failure(LibraryErrorCode::invalidResource, "the picture cannot be decoded.");
 }
 
 Failure tooManyPixels() {
   return Failure(LibraryErrorCode::invalidResource,
-                 "The picture has more pixels than can be decoded.");
+                 "the picture has more pixels than can be decoded.");
 }
 
 bool isDecodableSize(std::int64_t width, std::int64_t height) {

@@ -29,7 +29,7 @@ Result<RenderedPixels> PixelMemory::handOver(std::span<const std::uint8_t> profi
   const auto behind = static_cast<off_t>(layout_.pixelBytes());
   if (::pwrite(file_.get(), profile.data(), profile.size(), behind) != size ||
       !sealMemoryFile(file_)) {
-    return Failure(LibraryErrorCode::internal, "The pixels could not be handed over.");
+    return Failure(LibraryErrorCode::internal, "the pixels could not be handed over.");
   }
   layout_.profileSize = size;
   return RenderedPixels{layout_, std::move(file_)};

@@ -58,7 +58,7 @@ bool isKnown(const AVStream* stream) {
 }
 
 Failure noFrame() {
-  return Failure(LibraryErrorCode::invalidResource, "The video has no frame that can be decoded.");
+  return Failure(LibraryErrorCode::invalidResource, "the video has no frame that can be decoded.");
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ namespace {
 
 Failure noPreview() {
   return Failure(LibraryErrorCode::requestNotSupportedForAsset,
-                 "The raw photo holds no preview that can be shown.");
+                 "the raw photo holds no preview that can be shown.");
 }
 
 bool isJpeg(const Exiv2::PreviewProperties& preview) {

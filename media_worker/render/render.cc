@@ -20,7 +20,7 @@ bool isRawPhoto(const InputFile& file, int fd) {
 Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& request) {
   if (request.kind == MediaKind::video) return loadPosterFrame(file, request);
   if (request.kind == MediaKind::audio) {
-    return Failure(LibraryErrorCode::requestNotSupportedForAsset, "A sound has no picture.");
+    return Failure(LibraryErrorCode::requestNotSupportedForAsset, "a sound has no picture.");
   }
   const auto format = pictureSignature(file.head(kSignatureLength)).format;
   switch (format) {
@@ -42,7 +42,7 @@ Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& req
     case PictureFormat::none:
       break;
   }
-  return Failure(LibraryErrorCode::invalidResource, "The file is not a photo.");
+  return Failure(LibraryErrorCode::invalidResource, "the file is not a photo.");
 }
 
 /// Scales stored pixels to `size`. Alpha is multiplied in for that, so that the colour of what is

@@ -131,7 +131,7 @@ TEST(RenderNothing, SaysThatGarbageIsNoPhoto) {
 
 TEST(RenderNothing, RefusesAFolder) {
   const FileDescriptor folder(::open("/", O_RDONLY | O_CLOEXEC));
-  EXPECT_EQ(renderFile(folder.get(), original()).error().reason, "It is not an ordinary file.");
+  EXPECT_EQ(renderFile(folder.get(), original()).error().sentence(), "It is not an ordinary file.");
 }
 
 TEST(RenderForeign, RefusesDrawingsAndDocuments) {

@@ -38,7 +38,7 @@ Result<RenderingSize> renderingSize(const RenderRequest& request, PixelSize upri
   // Written so that NaN fails.
   if (!(request.targetWidth > 0 && request.targetHeight > 0)) {
     return Failure(LibraryErrorCode::invalidResource,
-                   "The target size " + text(request.targetWidth) + " × " +
+                   "the target size " + text(request.targetWidth) + " × " +
                        text(request.targetHeight) + " is not valid.");
   }
   const double horizontal = request.targetWidth / static_cast<double>(upright.width);

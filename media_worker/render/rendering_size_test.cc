@@ -86,7 +86,7 @@ TEST(RenderingSize, KeepsTheOriginalSizeWhateverTheTarget) {
 TEST(RenderingSize, RefusesWhatIsNoSize) {
   const auto reason = [](double width, double height) {
     const auto size = renderingSize(request(width, height, RenderRequest::Fit::fit), {10, 10});
-    return size ? std::string() : size.error().reason;
+    return size ? std::string() : size.error().sentence();
   };
   EXPECT_EQ(reason(0, 0), "The target size 0 × 0 is not valid.");
   EXPECT_EQ(reason(256.5, -1), "The target size 256.5 × -1 is not valid.");

@@ -20,7 +20,7 @@ Result<std::unique_ptr<LinuxDispatch>> LinuxDispatch::create() {
   std::unique_ptr<LinuxDispatch> dispatch(new LinuxDispatch(std::move(event)));
   if (!dispatch->backgroundQueue_.hasThread()) {
     return Failure(LibraryErrorCode::internal,
-                   "The system has no thread to give for background work.");
+                   "the system has no thread to give for background work.");
   }
   return dispatch;
 }

@@ -56,8 +56,8 @@ TEST(LinuxDispatch, FailsWithAReasonWhenTheSystemHasNoThreadToGive) {
   const NoMoreThreads none;
   const auto dispatch = LinuxDispatch::create();
   ASSERT_FALSE(dispatch);
-  EXPECT_NE(dispatch.error().reason.find("no thread"), std::string::npos)
-      << dispatch.error().reason;
+  EXPECT_NE(dispatch.error().sentence().find("no thread"), std::string::npos)
+      << dispatch.error().sentence();
 }
 
 TEST(LinuxDispatch, FailsWithAReasonWhenTheProcessHasNoDescriptorLeft) {
@@ -68,8 +68,8 @@ TEST(LinuxDispatch, FailsWithAReasonWhenTheProcessHasNoDescriptorLeft) {
   const auto dispatch = LinuxDispatch::create();
   setrlimit(RLIMIT_NOFILE, &before);
   ASSERT_FALSE(dispatch);
-  EXPECT_NE(dispatch.error().reason.find("Too many open files"), std::string::npos)
-      << dispatch.error().reason;
+  EXPECT_NE(dispatch.error().sentence().find("Too many open files"), std::string::npos)
+      << dispatch.error().sentence();
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Why something could not be done, as the platform and its media worker say it to themselves.
 //
-// A failure is plain: it says what and why in one sentence. What a caller outside is shown is made
-// of it at the door, by `presented`.
+// A failure is plain: it says what and why so that another sentence can go on with it. What a
+// caller outside is shown is made of it at the door, by `presented`.
 #pragma once
 
 #include <cstdint>
@@ -60,11 +60,14 @@ struct Failure {
   bool is(LibraryErrorCode theCode) const {
     return domain == FailureDomain::library && code == static_cast<std::int64_t>(theCode);
   }
+  /// The reason as a sentence of its own.
+  std::string sentence() const;
   friend bool operator==(const Failure&, const Failure&) = default;
 
   FailureDomain domain = FailureDomain::library;
   std::int64_t code = 0;
-  std::string reason;  ///< what and why, one sentence with its full stop
+  std::string subject;  ///< a name that goes before the reason, as in "IMG_1.JPG: It is damaged."
+  std::string reason;   ///< as it goes on in a sentence: "it is damaged."
 };
 
 /// A value, or the failure that stands in its place.

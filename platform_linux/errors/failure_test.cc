@@ -33,5 +33,14 @@ TEST(AFailure, IsOfALibraryCodeInTheLibrarysDomainAlone) {
   EXPECT_FALSE(other.is(LibraryErrorCode::userCancelled));
 }
 
+TEST(AFailure, IsSaidAsASentenceOfItsOwnBehindItsSubject) {
+  Failure failure(LibraryErrorCode::invalidResource, "the file is damaged.");
+  EXPECT_EQ(failure.sentence(), "The file is damaged.");
+  failure.subject = "img_1.jpg";
+  EXPECT_EQ(failure.sentence(), "img_1.jpg: The file is damaged.");
+  EXPECT_EQ(Failure(LibraryErrorCode::internal, "“a.jpg” is gone.").sentence(), "“a.jpg” is gone.");
+  EXPECT_EQ(Failure().sentence(), "");
+}
+
 }  // namespace
 }  // namespace quorvin

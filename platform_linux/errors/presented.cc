@@ -30,14 +30,14 @@ NSError presented(const Failure& failure) {
     case FailureDomain::library:
       break;
     case FailureDomain::media:
-      return {
-          std::string(kMediaErrorDomain), failure.code,
-          std::string(titleOf(static_cast<MediaErrorCode>(failure.code))) + ": " + failure.reason};
+      return {std::string(kMediaErrorDomain), failure.code,
+              std::string(titleOf(static_cast<MediaErrorCode>(failure.code))) + ": " +
+                  failure.sentence()};
     case FailureDomain::file:
-      return {std::string(kFileErrorDomain), failure.code, failure.reason};
+      return {std::string(kFileErrorDomain), failure.code, failure.sentence()};
   }
   return {std::string(kLibraryErrorDomain), failure.code,
-          failure.reason + " (" + std::string(kLibraryErrorDomain) + " error " +
+          failure.sentence() + " (" + std::string(kLibraryErrorDomain) + " error " +
               std::to_string(failure.code) + ".)"};
 }
 

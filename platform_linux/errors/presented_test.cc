@@ -6,16 +6,16 @@ namespace quorvin {
 namespace {
 
 TEST(PresentedFailures, OfTheLibraryEndInTheirDomainAndCode) {
-  EXPECT_EQ(presented(Failure(LibraryErrorCode::missingResource, "The asset is gone.")),
+  EXPECT_EQ(presented(Failure(LibraryErrorCode::missingResource, "the asset is gone.")),
             (NSError{"QuorvinLibraryErrorDomain", 3303,
                      "The asset is gone. (QuorvinLibraryErrorDomain error 3303.)"}));
 }
 
 TEST(PresentedFailures, OfMediaBeginWithTheTitleOfTheirCode) {
   const auto textOf = [](MediaErrorCode code) {
-    return presented(Failure(code, "It is broken.")).localizedDescription;
+    return presented(Failure(code, "it is broken.")).localizedDescription;
   };
-  EXPECT_EQ(presented(Failure(MediaErrorCode::cannotDecode, "It is broken.")),
+  EXPECT_EQ(presented(Failure(MediaErrorCode::cannotDecode, "it is broken.")),
             (NSError{"QuorvinMediaErrorDomain", -11821, "Cannot Decode: It is broken."}));
   EXPECT_EQ(textOf(MediaErrorCode::unknown), "The operation could not be completed: It is broken.");
   EXPECT_EQ(textOf(MediaErrorCode::cannotSave), "Cannot Save: It is broken.");
@@ -25,13 +25,13 @@ TEST(PresentedFailures, OfMediaBeginWithTheTitleOfTheirCode) {
 }
 
 TEST(PresentedFailures, OfFilesAreTheirReasonAlone) {
-  EXPECT_EQ(presented(Failure(FileErrorCode::writeFileExists, "It is there already.")),
+  EXPECT_EQ(presented(Failure(FileErrorCode::writeFileExists, "it is there already.")),
             (NSError{"QuorvinFileErrorDomain", 516, "It is there already."}));
 }
 
 TEST(PresentedFailures, AreNoneOfWhatIsDone) {
   EXPECT_EQ(presented(Done(Null{})), std::nullopt);
-  const Failure failure(LibraryErrorCode::internal, "It is broken.");
+  const Failure failure(LibraryErrorCode::internal, "it is broken.");
   EXPECT_EQ(presented(Done(failure)), presented(failure));
 }
 

@@ -59,9 +59,9 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
 
 }  // namespace
 
-Failure systemFailure(std::string_view sentence, int errorNumber) {
+Failure systemFailure(std::string_view attempt, int errorNumber) {
   return {meaningOf(errorNumber).libraryCode,
-          std::string(sentence) + ": " + systemsWords(errorNumber) + "."};
+          std::string(attempt) + ": " + systemsWords(errorNumber) + "."};
 }
 
 Failure fileFailure(std::string_view attempt, int errorNumber) {
@@ -73,7 +73,7 @@ Failure fileFailure(std::string_view attempt, int errorNumber) {
 }
 
 Failure savingFailure(const std::string& path, int errorNumber) {
-  return fileFailure("The file " + quotedName(path) + " couldn’t be saved in the folder " +
+  return fileFailure("the file " + quotedName(path) + " couldn’t be saved in the folder " +
                          quotedName(folderOf(path)),
                      errorNumber);
 }

@@ -1,4 +1,5 @@
-// What the system's error numbers mean to each domain, and failures made of them.
+// What the system's error numbers mean to each domain, and failures made of them. An attempt says
+// what could not be done.
 #pragma once
 
 #include <string>
@@ -8,11 +9,11 @@
 
 namespace quorvin {
 
-/// "SENTENCE: reason.", in the library's domain, with the code that fits the error number.
-Failure systemFailure(std::string_view sentence, int errorNumber);
+/// "ATTEMPT: reason.", in the library's domain, with the code that fits the error number.
+Failure systemFailure(std::string_view attempt, int errorNumber);
 
 /// "ATTEMPT because REASON.", in the domain of files, with the code and the reason that fit the
-/// error number. `attempt` says what could not be done.
+/// error number.
 Failure fileFailure(std::string_view attempt, int errorNumber);
 
 /// Of making or replacing the file, in the domain of files.

@@ -9,8 +9,8 @@ namespace {
 
 TEST(SystemFailures, SayTheSystemsWordsInTheLibrarysDomain) {
   EXPECT_EQ(
-      systemFailure("The file cannot be read", EACCES),
-      Failure(LibraryErrorCode::invalidResource, "The file cannot be read: Permission denied."));
+      systemFailure("the file cannot be read", EACCES),
+      Failure(LibraryErrorCode::invalidResource, "the file cannot be read: Permission denied."));
   const auto codeOf = [](int number) { return systemFailure("It fails", number); };
   for (const int number : {ENOENT, ENOTDIR}) {
     EXPECT_TRUE(codeOf(number).is(LibraryErrorCode::missingResource)) << number;
@@ -58,7 +58,7 @@ TEST(FileFailures, SayWhyInWordsOfTheirOwn) {
 
 TEST(FileFailures, OfSavingNameTheFileAndItsFolder) {
   EXPECT_EQ(savingFailure("/a/b/c.jpg", EROFS).reason,
-            "The file “c.jpg” couldn’t be saved in the folder “b” because the volume is "
+            "the file “c.jpg” couldn’t be saved in the folder “b” because the volume is "
             "read-only.");
 }
 

@@ -22,12 +22,12 @@ namespace {
 
 NSError removalError(const std::string& path, int errorNumber) {
   return presented(
-      fileFailure("The item " + quotedName(path) + " couldn’t be removed", errorNumber));
+      fileFailure("the item " + quotedName(path) + " couldn’t be removed", errorNumber));
 }
 
 NSError datesError(const std::string& path, int errorNumber) {
   return presented(
-      fileFailure("The dates of " + quotedName(path) + " couldn’t be set", errorNumber));
+      fileFailure("the dates of " + quotedName(path) + " couldn’t be set", errorNumber));
 }
 
 std::string withoutSlashesAtEnd(std::string path) {
@@ -76,7 +76,7 @@ std::optional<NSError> LinuxFileManager::createDirectory(const std::string& path
     error = makeFolders(path, kMode);
   }
   if (error == 0) return std::nullopt;
-  return presented(fileFailure("The folder " + quotedName(path) +
+  return presented(fileFailure("the folder " + quotedName(path) +
                                    " couldn’t be made in the folder " + quotedName(folderOf(path)),
                                error));
 }

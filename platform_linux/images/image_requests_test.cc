@@ -130,10 +130,10 @@ TEST(ImageRequests, DeliverAnErrorWithoutAResult) {
   ImageRequests requests(1);
   ImageRequests::Work work = named(log, "a");
   work.run = [](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
-    return Failure(FileErrorCode::writeUnknown, "broken");
+    return Failure(FileErrorCode::writeUnknown, "it is broken.");
   };
   requests.start(true, std::move(work));
-  EXPECT_EQ(log.texts(), (Texts{"a broken"}));
+  EXPECT_EQ(log.texts(), (Texts{"a It is broken."}));
 }
 
 TEST(ImageRequests, ThatWaitAreCancelledBeforeAnyOtherWork) {

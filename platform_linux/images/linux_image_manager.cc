@@ -134,7 +134,7 @@ Result<std::shared_ptr<const StoredResource>> LinuxImageManager::findResource(
   if (!resources) return resources.error();
   if (asset.mediaType != mediaType) {
     return Failure(LibraryErrorCode::requestNotSupportedForAsset,
-                   "The asset is of another media type.");
+                   "the asset is of another media type.");
   }
   return resourceOfVersion(asset, *resources, version);
 }

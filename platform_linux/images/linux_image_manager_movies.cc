@@ -81,7 +81,7 @@ Result<std::shared_ptr<const PHLivePhoto>> LinuxImageManager::loadLivePhoto(cons
     const auto part = firstOfType(*resources, type);
     if (!part || (asset.mediaSubtypes & PHAssetMediaSubtype::photoLive) == 0) {
       return Failure(LibraryErrorCode::missingResource,
-                     "The asset has no photo with a paired video.");
+                     "the asset has no photo with a paired video.");
     }
     const Result<FileDescriptor> file = openResource(*part);
     if (!file) return file.error();

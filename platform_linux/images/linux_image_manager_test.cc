@@ -139,7 +139,7 @@ TEST_F(LinuxImageManagerTest, SaysThatAnAssetHasNoFileToShow) {
 
 TEST_F(LinuxImageManagerTest, NamesTheFileThatDoesNotDecode) {
   media_.onRender = [](const RenderRequest&) {
-    return Failure(LibraryErrorCode::invalidResource, "The file is broken.");
+    return Failure(LibraryErrorCode::invalidResource, "the file is broken.");
   };
   const auto call = image(photo(), {256, 256});
   EXPECT_EQ(call.outcome, nullptr);

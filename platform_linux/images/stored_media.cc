@@ -18,17 +18,19 @@ namespace quorvin {
 namespace {
 
 Failure resourceError(LibraryErrorCode code, const StoredResource& resource,
-                      const std::string& sentence) {
-  return Failure(code, resource.originalFilename + ": " + sentence);
+                      std::string_view reason) {
+  Failure failure(code, reason);
+  failure.subject = resource.originalFilename;
+  return failure;
 }
 
 Failure readError(const StoredResource& resource, int error) {
   if (meansMissing(error)) {
     return resourceError(LibraryErrorCode::missingResource, resource,
-                         "The file is missing from the library.");
+                         "the file is missing from the library.");
   }
   return resourceError(LibraryErrorCode::invalidResource, resource,
-                       "The file cannot be read: " +
+                       "the file cannot be read: " +
                            std::error_code(error, std::generic_category()).message() + ".");
 }
 
@@ -52,7 +54,7 @@ Result<std::shared_ptr<const StoredResource>> resourceOfVersion(
   if (!resource) resource = firstOfType(resources, original);
   if (!resource) {
     return Failure(LibraryErrorCode::missingResource,
-                   "The library holds no file that shows the asset.");
+                   "the library holds no file that shows the asset.");
   }
   return resource;
 }

@@ -24,7 +24,7 @@ Done checkTargetSize(CGSize targetSize) {
     return Null{};
   }
   return Failure(LibraryErrorCode::requestNotSupportedForAsset,
-                 "The target size " + shortest(targetSize.width) + " × " +
+                 "the target size " + shortest(targetSize.width) + " × " +
                      shortest(targetSize.height) + " is not valid.");
 }
 

@@ -83,7 +83,7 @@ TEST(MediaWorkerExports, EndWhenTheWorkerSaysNothingForTooLong) {
     const auto exported = exportAs(pool, text);
     ASSERT_FALSE(exported);
     EXPECT_EQ(exported.error().code, kInterrupted);
-    EXPECT_EQ(exported.error().reason, "The media worker said nothing for 1 s and was ended.");
+    EXPECT_EQ(exported.error().sentence(), "The media worker said nothing for 1 s and was ended.");
     EXPECT_TRUE(children().empty());
   }
 }
@@ -104,7 +104,7 @@ TEST(MediaWorkerExports, PassOnTheWorkersOwnErrorAndKeepTheWorker) {
   MediaWorkerPool pool(testingPoolOptions());
   const auto exported = exportAs(pool, "error");
   ASSERT_FALSE(exported);
-  EXPECT_EQ(exported.error(), Failure(LibraryErrorCode::invalidResource, "The file is broken."));
+  EXPECT_EQ(exported.error(), Failure(LibraryErrorCode::invalidResource, "the file is broken."));
   EXPECT_EQ(children().size(), 1U);
 }
 
@@ -126,7 +126,7 @@ TEST(MediaWorkerExports, EndSoonWhenTheyAreStopped) {
     const auto exported = exportAs(pool, "tell and hang", stop.get_token());
     ASSERT_FALSE(exported);
     EXPECT_EQ(exported.error().code, kCancelled);
-    EXPECT_EQ(exported.error().reason, "The export was cancelled.");
+    EXPECT_EQ(exported.error().sentence(), "The export was cancelled.");
   });
   waitForWorkers(1);
   stop.request_stop();
@@ -178,7 +178,7 @@ TEST(MediaWorkerExports, AreRefusedForMapsThatCannotBePlayed) {
   request.timeMap = {{seconds(0), seconds(1), seconds(1000)}};
   const auto exported = pool.exportVideo(asking("answer"), makeMemoryFile(0), request, {});
   ASSERT_FALSE(exported);
-  EXPECT_EQ(exported.error().reason, "The video's changes of speed are too many or too great.");
+  EXPECT_EQ(exported.error().sentence(), "The video's changes of speed are too many or too great.");
   EXPECT_TRUE(children().empty());
 }
 

@@ -32,11 +32,11 @@ Failure interrupted(std::string_view sentence) {
 }
 
 Failure shutDownError() {
-  return interrupted("The photo library is being closed.");
+  return interrupted("the photo library is being closed.");
 }
 
 Failure cancelledError() {
-  return Failure(LibraryErrorCode::userCancelled, "The export was cancelled.");
+  return Failure(LibraryErrorCode::userCancelled, "the export was cancelled.");
 }
 
 bool isUnderWay(const Packet& packet) {
@@ -135,7 +135,7 @@ Done MediaWorkerPool::exportVideo(const FileDescriptor& source, const FileDescri
                                   const VideoExportRequest& request, std::stop_token stop) {
   if (!isPlayable(request.timeMap)) {
     return Failure(LibraryErrorCode::requestNotSupportedForAsset,
-                   "The video's changes of speed are too many or too great.");
+                   "the video's changes of speed are too many or too great.");
   }
   const std::array descriptors{source.get(), output.get()};
   const auto done = run<bool>(
@@ -151,7 +151,7 @@ Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor, Rep
 template <class T>
 Result<T> MediaWorkerPool::run(const Errand& errand, ReplyReader<T> read) {
   if (errand.message.size() > kMaximumPacketSize) {
-    return Failure(LibraryErrorCode::invalidResource, "The file's name is too long.");
+    return Failure(LibraryErrorCode::invalidResource, "the file's name is too long.");
   }
   Turn turn(*this, errand.isExport ? exportTurns_ : turns_, errand.stop);
   if (errand.stop.stop_requested()) return cancelledError();
@@ -168,7 +168,7 @@ Result<T> MediaWorkerPool::run(const Errand& errand, ReplyReader<T> read) {
     if (refusal) return *std::move(refusal);
     if (result) return *std::move(result);
   }
-  return interrupted("The media worker gave an answer that makes no sense.");
+  return interrupted("the media worker gave an answer that makes no sense.");
 }
 
 Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
@@ -186,12 +186,12 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
     turn.discard();
     if (errand.stop.stop_requested()) return cancelledError();
     if (outcome == WorkerProcess::Outcome::late) {
-      return interrupted("The media worker " +
+      return interrupted("the media worker " +
                          std::string(errand.isExport ? "said nothing for " : "took longer than ") +
                          inSeconds(options_.requestTimeLimit) + " and was ended.");
     }
     if (fresh || outcome == WorkerProcess::Outcome::ended) {
-      return interrupted("The media worker ended unexpectedly.");
+      return interrupted("the media worker ended unexpectedly.");
     }
   }
 }
@@ -218,7 +218,7 @@ std::unique_ptr<WorkerProcess> MediaWorkerPool::takeIdle() {
 
 MediaWorkerPool::StartedWorker MediaWorkerPool::startWorker() {
   if (!keeper_.joinable()) {
-    return Failure(LibraryErrorCode::internal, "The system has no thread to spare.");
+    return Failure(LibraryErrorCode::internal, "the system has no thread to spare.");
   }
   StartOrder order;
   const NSLockHolder held(lock_);

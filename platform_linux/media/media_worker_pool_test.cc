@@ -79,7 +79,7 @@ TEST(MediaWorkerPool, PassesOnTheWorkersOwnErrorAndKeepsTheWorker) {
   const std::string worker = report(pool, "answer");
   const auto result = probe(pool, "error");
   ASSERT_FALSE(result);
-  EXPECT_EQ(result.error(), Failure(LibraryErrorCode::invalidResource, "The file is broken."));
+  EXPECT_EQ(result.error(), Failure(LibraryErrorCode::invalidResource, "the file is broken."));
   EXPECT_EQ(report(pool, "answer"), worker);
 }
 
@@ -141,7 +141,7 @@ TEST(MediaWorkerPool, SaysWhichProgramIsMissing) {
   MediaWorkerPool pool({"/nowhere/quorvin-media"});
   const auto result = probe(pool, "answer");
   ASSERT_FALSE(result);
-  EXPECT_EQ(result.error().reason,
+  EXPECT_EQ(result.error().sentence(),
             "The media worker program \"/nowhere/quorvin-media\" cannot be started: No such file "
             "or directory.");
   EXPECT_TRUE(children().empty());

@@ -48,7 +48,7 @@ RenderedImage gradient() {
 
 FileDescriptor photo(MediaWorkerPool& pool, ImageFormat format) {
   const auto bytes = pool.encode(gradient(), format, 0.9);
-  EXPECT_TRUE(bytes) << bytes.error().reason;
+  EXPECT_TRUE(bytes) << bytes.error().sentence();
   return fileOf(bytes ? bytes->bytes() : std::span<const std::uint8_t>());
 }
 
@@ -63,14 +63,14 @@ TEST(MediaWorker, EncodesProbesAndRendersThroughThePool) {
   MediaWorkerPool pool(options());
   const FileDescriptor file = photo(pool, ImageFormat::jpeg);
   const auto probe = pool.probe(file, "IMG_1.JPG");
-  ASSERT_TRUE(probe) << probe.error().reason;
+  ASSERT_TRUE(probe) << probe.error().sentence();
   EXPECT_EQ(probe->kind, MediaKind::image);
   EXPECT_EQ(probe->uniformTypeIdentifier, "public.jpeg");
   EXPECT_EQ(probe->extension, "jpg");
   EXPECT_EQ(probe->pixelWidth, kWidth);
   EXPECT_EQ(probe->pixelHeight, kHeight);
   const auto image = pool.render(file, toFit(300));
-  ASSERT_TRUE(image) << image.error().reason;
+  ASSERT_TRUE(image) << image.error().sentence();
   EXPECT_EQ((*image)->width(), 300);
   EXPECT_EQ((*image)->height(), 200);
 }
@@ -80,7 +80,7 @@ TEST(MediaWorker, KeepsEveryPixelThroughAPng) {
   RenderRequest original;
   original.fit = RenderRequest::Fit::original;
   const auto image = pool.render(photo(pool, ImageFormat::png), original);
-  ASSERT_TRUE(image) << image.error().reason;
+  ASSERT_TRUE(image) << image.error().sentence();
   const std::size_t size = static_cast<std::size_t>(kWidth * kHeight * 3);
   const MappedMemory kept((*image)->fd(), size, MappedMemory::Access::read);
   const MappedMemory made(gradient().fd(), size, MappedMemory::Access::read);
@@ -94,7 +94,7 @@ TEST(MediaWorker, SaysWhyAFileIsNone) {
   const auto probe = pool.probe(fileOf(text), "IMG_1.JPG");
   ASSERT_FALSE(probe);
   EXPECT_EQ(probe.error().code, static_cast<std::int64_t>(LibraryErrorCode::invalidResource));
-  EXPECT_FALSE(probe.error().reason.empty());
+  EXPECT_FALSE(probe.error().sentence().empty());
 }
 
 /// Some seconds of a moving picture and a tone, made by the ffmpeg program.
@@ -122,13 +122,13 @@ TEST(MediaWorker, ExportsVideosThroughThePool) {
   for (const VideoPreset preset :
        {VideoPreset::passthrough, VideoPreset::highestQuality, VideoPreset::mediumQuality}) {
     const auto containers = pool.exportContainers(source, preset);
-    ASSERT_TRUE(containers) << containers.error().reason;
+    ASSERT_TRUE(containers) << containers.error().sentence();
     EXPECT_EQ(containers->size(), 2U);
     const FileDescriptor output = makeMemoryFile(0);
     const auto exported = exportTo(pool, source, output, preset);
-    ASSERT_TRUE(exported) << exported.error().reason;
+    ASSERT_TRUE(exported) << exported.error().sentence();
     const auto probe = pool.probe(output, "film.mp4");
-    ASSERT_TRUE(probe) << probe.error().reason;
+    ASSERT_TRUE(probe) << probe.error().sentence();
     EXPECT_NEAR(probe->duration, 2, 0.01);
     EXPECT_EQ(probe->pixelWidth, preset == VideoPreset::mediumQuality ? 568 : 640);
   }
@@ -149,7 +149,7 @@ TEST(MediaWorker, MayBeKilledInTheMiddleOfAnExport) {
     std::thread exporter([&] {
       const auto exported = exportTo(pool, source, output, VideoPreset::highestQuality);
       ASSERT_FALSE(exported);
-      EXPECT_EQ(exported.error().reason, "The media worker ended unexpectedly.");
+      EXPECT_EQ(exported.error().sentence(), "The media worker ended unexpectedly.");
     });
     waitForOutput(output);
     killAndWait(children().front());
@@ -168,7 +168,7 @@ TEST(MediaWorker, StopsInTheMiddleOfAnExport) {
     const auto exported =
         exportTo(pool, source, output, VideoPreset::highestQuality, stop.get_token());
     ASSERT_FALSE(exported);
-    EXPECT_EQ(exported.error().reason, "The export was cancelled.");
+    EXPECT_EQ(exported.error().sentence(), "The export was cancelled.");
   });
   waitForOutput(output);
   stop.request_stop();
@@ -188,7 +188,7 @@ void renderThroughSignals(MediaWorkerPool& pool, const FileDescriptor& file, int
         if (!image) {
           EXPECT_EQ(image.error().code,
                     static_cast<std::int64_t>(LibraryErrorCode::operationInterrupted))
-              << image.error().reason;
+              << image.error().sentence();
         }
         if (++answers % oneIn != 0) continue;
         const std::vector<pid_t> workers = children();

@@ -83,7 +83,7 @@ class SpawnPlan {
 
 Failure cannotStart(const std::string& program, int error) {
   return Failure(LibraryErrorCode::internal,
-                 "The media worker program \"" + program + "\" cannot be started: " +
+                 "the media worker program \"" + program + "\" cannot be started: " +
                      std::error_code(error, std::generic_category()).message() + ".");
 }
 

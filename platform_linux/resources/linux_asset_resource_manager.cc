@@ -18,7 +18,7 @@ namespace {
 
 Failure sourceError(const StoredResource& resource, int errorNumber) {
   const bool isMissing = meansMissing(errorNumber);
-  const std::string name = "The file “" + resource.originalFilename + "” ";
+  const std::string name = "the file “" + resource.originalFilename + "” ";
   return Failure(
       isMissing ? LibraryErrorCode::missingResource : LibraryErrorCode::invalidResource,
       name + (isMissing ? "is missing from the library." : "cannot be read from the library."));

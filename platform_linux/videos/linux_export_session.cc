@@ -99,7 +99,7 @@ void LinuxExportSession::exportAsynchronously(std::function<void()> completionHa
 
 void LinuxExportSession::run() {
   const std::stop_callback cancelToo(place_.shutDown, [this] { stop_.request_stop(); });
-  const Failure cancelled(MediaErrorCode::operationStopped, "The export was cancelled.");
+  const Failure cancelled(MediaErrorCode::operationStopped, "the export was cancelled.");
   if (stop_.stop_requested()) return set(Status::cancelled, cancelled);
   set(Status::exporting);
   Done done = exportFile();
@@ -111,7 +111,7 @@ void LinuxExportSession::run() {
 Done LinuxExportSession::exportFile() {
   if (std::ranges::find(source_.containers, container_) == source_.containers.end()) {
     return Failure(MediaErrorCode::operationStopped,
-                   "The preset does not write files of this type.");
+                   "the preset does not write files of this type.");
   }
   // Looked at first so that nothing is encoded in vain; what comes meanwhile is kept all the same.
   FilePlace target = place_.temporary.placeOf(outputPath_);
@@ -138,7 +138,7 @@ void LinuxExportSession::failAfterTheFirst() {
   // The first is not behind this one, so some thread has it.
   while (!isOver_) over_.wait(lock_);
   status_ = Status::failed;
-  done_ = Failure(MediaErrorCode::operationStopped, "A session exports only once.");
+  done_ = Failure(MediaErrorCode::operationStopped, "a session exports only once.");
 }
 
 }  // namespace quorvin

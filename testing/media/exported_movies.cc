@@ -140,7 +140,7 @@ Exported exported(const FileDescriptor& source, VideoPreset preset, VideoContain
 
 std::vector<VideoContainer> containersOf(const FileDescriptor& source, VideoPreset preset) {
   const auto containers = exportContainers(source.get(), preset);
-  EXPECT_TRUE(containers) << containers.error().reason;
+  EXPECT_TRUE(containers) << containers.error().sentence();
   return containers ? *containers : std::vector<VideoContainer>();
 }
 

@@ -33,7 +33,7 @@ std::string nameOf(const FileDescriptor& file);
 struct Exported {
   FileDescriptor file;
   std::optional<Failure> error;
-  std::string reason() const { return error ? error->reason : ""; }
+  std::string reason() const { return error ? error->sentence() : ""; }
 };
 Exported exported(const FileDescriptor& source, VideoPreset preset,
                   VideoContainer container = VideoContainer::quickTime, const TimeMap& map = {},

@@ -52,7 +52,7 @@ Result<MediaProbe> probeBytes(const Bytes& bytes, const std::string& name) {
 MediaProbe probed(const Bytes& bytes, const std::string& name) {
   const auto probe = probeBytes(bytes, name);
   if (probe) return *probe;
-  ADD_FAILURE() << name << ": " << probe.error().reason;
+  ADD_FAILURE() << name << ": " << probe.error().sentence();
   return {};
 }
 
@@ -69,7 +69,7 @@ MediaProbe probedAs(const ProbedContent& content, const Bytes& bytes, const std:
 
 std::string refusal(const Bytes& bytes, const std::string& name) {
   const auto probe = probeBytes(bytes, name);
-  return probe ? "" : probe.error().reason;
+  return probe ? "" : probe.error().sentence();
 }
 
 Bytes savedPicture(const std::string& format, int width, int height) {

@@ -26,7 +26,7 @@ Picture rendered(const Bytes& file, const RenderRequest& request, std::string* r
   const FileDescriptor input = fileOf(file);
   const auto result = renderFile(input.get(), request);
   if (!result) {
-    if (reason != nullptr) *reason = result.error().reason;
+    if (reason != nullptr) *reason = result.error().sentence();
     return {};
   }
   EXPECT_EQ(sealedMemorySize(result->memory.get()), result->layout.byteCount());
@@ -46,7 +46,7 @@ Bytes conversion(const Bytes& file, ImageFormat format, std::string* reason) {
   const auto encoded =
       pixels ? encodePixels(pixels->memory.get(), {format, 1, pixels->layout}) : pixels.error();
   if (encoded) return contents(*encoded);
-  if (reason != nullptr) *reason = encoded.error().reason;
+  if (reason != nullptr) *reason = encoded.error().sentence();
   return {};
 }
 

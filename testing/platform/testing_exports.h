@@ -79,7 +79,7 @@ class Gate {
       ++arrived_;
       changed_.notify_all();
       changed_.wait(guard, stop, [this] { return isOpen_; });
-      if (!isOpen_) return Failure(LibraryErrorCode::userCancelled, "It was cancelled.");
+      if (!isOpen_) return Failure(LibraryErrorCode::userCancelled, "it was cancelled.");
       return ScriptedExporter::writeText(output, "video");
     };
   }

@@ -110,7 +110,7 @@ class StoredFiles final : public AssetFiles {
     if (!access_) return access_.error();
     const auto found = resources_.find(localIdentifier);
     if (found == resources_.end()) {
-      return Failure(LibraryErrorCode::missingResource, "The asset is gone.");
+      return Failure(LibraryErrorCode::missingResource, "the asset is gone.");
     }
     return found->second;
   }

@@ -29,14 +29,14 @@ Result<ImportSummary> ImportFixture::tryImport(std::vector<std::string> paths,
 ImportSummary ImportFixture::import(std::vector<std::string> paths,
                                     std::optional<std::string> album) {
   const auto summary = tryImport(std::move(paths), std::move(album));
-  EXPECT_TRUE(summary) << summary.error().reason;
+  EXPECT_TRUE(summary) << summary.error().sentence();
   return summary ? *summary : ImportSummary{};
 }
 
 std::unique_ptr<Library> ImportFixture::open() const {
   auto opened =
       Library::open({.path = libraryPath(), .authorization = PHAuthorizationStatus::authorized});
-  if (!opened) fatalError(opened.error().reason);
+  if (!opened) fatalError(opened.error().sentence());
   return *std::move(opened);
 }
 

@@ -73,7 +73,7 @@ void Gardener::addToAlbum(const std::string& album, const std::string& asset) {
 
 std::unique_ptr<Library> TestLibrary::open(std::optional<PHAuthorizationStatus> status) const {
   auto opened = Library::open({.path = folder / "library", .authorization = status});
-  if (!opened) std::fprintf(stderr, "%s\n", opened.error().reason.c_str());
+  if (!opened) std::fprintf(stderr, "%s\n", opened.error().sentence().c_str());
   return opened ? *std::move(opened) : nullptr;
 }
 

@@ -54,7 +54,7 @@ Result<MediaProbe> ScriptedMedia::probe(const FileDescriptor& file, const std::s
     probe.extension = "mp3";
     probe.duration = 9;
   } else {
-    return Failure(LibraryErrorCode::invalidResource, "It is not a photo, video or audio file.");
+    return Failure(LibraryErrorCode::invalidResource, "it is not a photo, video or audio file.");
   }
   probe.pixelWidth = probe.kind == MediaKind::audio ? 0 : 40;
   probe.pixelHeight = probe.kind == MediaKind::audio ? 0 : 30;
@@ -64,11 +64,11 @@ Result<MediaProbe> ScriptedMedia::probe(const FileDescriptor& file, const std::s
 
 Result<std::shared_ptr<const RenderedImage>> ScriptedMedia::render(const FileDescriptor&,
                                                                    const RenderRequest&) {
-  return Failure(LibraryErrorCode::internal, "Nothing is rendered here.");
+  return Failure(LibraryErrorCode::internal, "nothing is rendered here.");
 }
 
 Result<ByteBuffer> ScriptedMedia::encode(const RenderedImage&, ImageFormat, double) {
-  return Failure(LibraryErrorCode::internal, "Nothing is encoded here.");
+  return Failure(LibraryErrorCode::internal, "nothing is encoded here.");
 }
 
 }  // namespace quorvin

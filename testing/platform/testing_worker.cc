@@ -120,7 +120,7 @@ Map containersFor(const std::string& text) {
 
 Reply answer(const std::string& text, const WorkerRequest& request, int output) {
   if (text == "error") {
-    return {errorToMap(Failure(LibraryErrorCode::invalidResource, "The file is broken.")), {}};
+    return {errorToMap(Failure(LibraryErrorCode::invalidResource, "the file is broken.")), {}};
   }
   if (const auto* probe = std::get_if<ProbeRequest>(&request)) {
     return {probeToMap(probeFor(text, probe->name)), {}};

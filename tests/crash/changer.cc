@@ -223,12 +223,12 @@ bool tendTrash(const Order& order) {
   order.arm();
   if (order.job == "emptyTrash") {
     const auto emptied = emptyTrash(order.library);
-    tell({emptied ? "done" : "error", emptied ? "" : emptied.error().reason});
+    tell({emptied ? "done" : "error", emptied ? "" : emptied.error().sentence()});
   } else {
     std::vector<std::string> identifiers;
     for (const TrashedAsset& asset : *trashed) identifiers.push_back(asset.localIdentifier);
     const auto restored = restoreFromTrash(order.library, identifiers);
-    tell({restored ? "done" : "error", restored ? "" : restored.error().reason});
+    tell({restored ? "done" : "error", restored ? "" : restored.error().sentence()});
   }
   return true;
 }

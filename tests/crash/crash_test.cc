@@ -79,7 +79,7 @@ TEST(KilledProcess, LosesNoAnsweredChangeAndLeavesNoneInPart) {
         EXPECT_EQ(findingsIn(library), "");
       }
       const auto state = readState(library);
-      ASSERT_TRUE(state) << state.error().reason;
+      ASSERT_TRUE(state) << state.error().sentence();
       ledger.compare(*state);
       EXPECT_EQ(findingsIn(library), "");
     }

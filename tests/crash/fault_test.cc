@@ -218,7 +218,7 @@ TEST_P(EveryChange, IsThereWholeOrNotAtAll) {
       const Outcome outcome = run(path, operation.job, fault);
       EXPECT_EQ(findingsIn(path), "");
       auto after = readState(path);
-      EXPECT_TRUE(after) << after.error().reason;
+      EXPECT_TRUE(after) << after.error().sentence();
       if (!after) return outcome.reached;
       for (auto& [identifier, asset] : after->assets) {
         EXPECT_TRUE(isWhole(asset)) << identifier;
@@ -245,7 +245,7 @@ TEST_F(Faults, WhileALibraryIsMadeLeaveOneThatCanBeMade) {
       const std::string path = nowhere();
       const Outcome outcome = run(path, "open", fault);
       const auto after = readState(path);
-      EXPECT_TRUE(after) << after.error().reason;
+      EXPECT_TRUE(after) << after.error().sentence();
       EXPECT_EQ(findingsIn(path), "");
       return outcome.reached;
     });
@@ -263,7 +263,7 @@ TEST_F(Faults, WhileOldTrashGoesTakeItWholeOrLeaveIt) {
       const Outcome outcome = run(path, "open", fault);
       EXPECT_EQ(findingsIn(path), "");
       const auto after = readState(path);
-      EXPECT_TRUE(after) << after.error().reason;
+      EXPECT_TRUE(after) << after.error().sentence();
       if (!after) return outcome.reached;
       EXPECT_TRUE(after->trash.empty());
       EXPECT_EQ(after->assets.size(), before->assets.size());

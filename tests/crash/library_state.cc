@@ -52,7 +52,7 @@ Result<LibraryState> readState(const std::string& path) {
 
 std::string findingsIn(const std::string& library) {
   const auto report = checkLibrary(library, {.content = true});
-  if (!report) return report.error().reason;
+  if (!report) return report.error().sentence();
   std::string findings;
   for (const LibraryFinding& finding : report->findings) findings += finding.sentence + "\n";
   return findings;

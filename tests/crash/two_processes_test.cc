@@ -27,7 +27,7 @@ std::chrono::seconds duration() {
 void expectSound(const std::string& library, Ledger& ledger) {
   EXPECT_EQ(findingsIn(library), "");
   const auto state = readState(library);
-  ASSERT_TRUE(state) << state.error().reason;
+  ASSERT_TRUE(state) << state.error().sentence();
   ledger.compare(*state);
 }
 

@@ -26,7 +26,7 @@ TEST(AssetRows, ListResourcesInTheOrderOfTheirTypes) {
     }
     return Null{};
   });
-  ASSERT_TRUE(done) << done.error().reason;
+  ASSERT_TRUE(done) << done.error().sentence();
   std::vector<int> listed;
   for (const auto& resource : test.library->assetResourcesForAsset({.localIdentifier = identifier}))
     listed.push_back(static_cast<int>(resource->type));

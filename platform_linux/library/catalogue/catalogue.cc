@@ -18,7 +18,7 @@ constexpr std::size_t kIdleConnections = 8;
 }  // namespace
 
 Failure unreadable(const Database& database) {
-  return database.lastError("The catalogue cannot be read");
+  return database.lastError("the catalogue cannot be read");
 }
 
 bool writeStatus(Database& database, PHAuthorizationStatus status) {
@@ -179,7 +179,7 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncer
 }
 
 Done Catalogue::store(const std::function<Done(Database&)>& body, bool* isUncertain) {
-  const std::string failure = "The change cannot be stored";
+  const std::string failure = "the change cannot be stored";
   if (!writer_->prepare("BEGIN IMMEDIATE").run()) return writer_->lastError(failure);
   Done outcome = requirePresentVersion(*writer_, folder_);
   if (outcome) outcome = body(*writer_);

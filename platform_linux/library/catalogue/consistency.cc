@@ -54,7 +54,7 @@ Texts texts(Database& database, std::string_view statement) {
   Statement rows = database.prepare(statement);
   while (rows.next()) found.emplace_back(rows.text(0));
   if (rows.failed()) {
-    found.push_back(presented(database.lastError("It cannot be read")).description());
+    found.push_back(presented(database.lastError("it cannot be read")).description());
   }
   return found;
 }

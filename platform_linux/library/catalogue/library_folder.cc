@@ -38,7 +38,7 @@ bool isOneOf(std::span<const std::string_view> names, std::string_view name) {
 
 Failure notALibrary(const LibraryFolder& folder, const std::string& why) {
   return Failure(LibraryErrorCode::invalidResource,
-                 "The folder “" + folder.root + "” is not a photo library: " + why + ".");
+                 "the folder “" + folder.root + "” is not a photo library: " + why + ".");
 }
 
 // What is wrong with a part of a library that is none of the kind that this program makes.
@@ -92,7 +92,7 @@ Result<LibraryFolder> libraryFolderAt(const std::string& path) {
   std::error_code error;
   const fs::path absolute = fs::absolute(path, error).lexically_normal();
   if (path.empty() || error) {
-    return Failure(LibraryErrorCode::invalidResource, "A library needs the path of a folder.");
+    return Failure(LibraryErrorCode::invalidResource, "a library needs the path of a folder.");
   }
   LibraryFolder folder;
   folder.root = absolute.string();
@@ -104,7 +104,7 @@ Result<LibraryFolder> libraryFolderAt(const std::string& path) {
 }
 
 Result<FolderState> folderState(const LibraryFolder& folder) {
-  const std::string unreadable = "The library “" + folder.root + "” cannot be read";
+  const std::string unreadable = "the library “" + folder.root + "” cannot be read";
   if (folder.held == nullptr) {
     std::error_code error;
     const fs::file_status status = fs::status(folder.root, error);
@@ -149,7 +149,7 @@ bool wasInUse(const LibraryFolder& folder) {
 }
 
 Done makeFolders(LibraryFolder& folder) {
-  const std::string failure = "The library “" + folder.root + "” cannot be written to";
+  const std::string failure = "the library “" + folder.root + "” cannot be written to";
   if (folder.held == nullptr) {
     const int error = makeDurably(folder.root, kPrivateFolder);
     if (error != 0) return systemFailure(failure, error);
@@ -186,7 +186,7 @@ Done syncFolder(const LibraryFolder& folder, const std::string& path) {
   }
   if (error == 0) return Null{};
   return systemFailure(
-      "The folder “" + folder.root + (path.empty() ? "" : "/" + path) + "” cannot be made durable",
+      "the folder “" + folder.root + (path.empty() ? "" : "/" + path) + "” cannot be made durable",
       error);
 }
 

@@ -41,7 +41,7 @@ Result<LibraryLock> LibraryLock::acquire(const LibraryFolder& folder, Area area,
     if (auto lock = tryAcquire(folder, area, mode)) return *std::move(lock);
     if (std::chrono::steady_clock::now() >= deadline) {
       return Failure(LibraryErrorCode::operationInterrupted,
-                     "The library is in use by another program, which holds the lock “" +
+                     "the library is in use by another program, which holds the lock “" +
                          folder.lockFile() + "”.");
     }
     std::this_thread::sleep_for(kLookAgain);

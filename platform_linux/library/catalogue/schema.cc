@@ -217,7 +217,7 @@ Result<CatalogueState> catalogueState(Database& database) {
   const auto version = database.integer("PRAGMA user_version");
   const auto tables = database.integer("SELECT count(*) FROM sqlite_schema");
   if (!application || !version || !tables) {
-    return database.lastError("The catalogue cannot be read");
+    return database.lastError("the catalogue cannot be read");
   }
   if (*application == 0 && *version == 0 && *tables == 0) return CatalogueState::empty;
   if (*application != kCatalogueApplicationId || *version < 1) return CatalogueState::foreign;
@@ -228,20 +228,20 @@ Result<CatalogueState> catalogueState(Database& database) {
 Failure madeByLaterVersion(const LibraryFolder& folder) {
   return Failure(
       LibraryErrorCode::invalidResource,
-      "The catalogue “" + folder.catalogue() + "” was made by a later version of this program.");
+      "the catalogue “" + folder.catalogue() + "” was made by a later version of this program.");
 }
 
 Done requirePresentVersion(Database& database, const LibraryFolder& folder) {
   const auto version = database.integer("PRAGMA user_version");
-  if (!version) return database.lastError("The catalogue cannot be read");
+  if (!version) return database.lastError("the catalogue cannot be read");
   if (*version == kSchemaVersion) return Null{};
   if (*version > kSchemaVersion) return madeByLaterVersion(folder);
   return Failure(LibraryErrorCode::internal,
-                 "The catalogue “" + folder.catalogue() + "” is not of the present version.");
+                 "the catalogue “" + folder.catalogue() + "” is not of the present version.");
 }
 
 Done migrate(Database& database, std::int64_t statusWhenEmpty) {
-  const std::string failure = "The catalogue cannot be set up";
+  const std::string failure = "the catalogue cannot be set up";
   // Stays with the file; it cannot be changed inside a transaction.
   if (!database.execute("PRAGMA journal_mode=WAL") || !database.execute("BEGIN IMMEDIATE")) {
     return database.lastError(failure);

@@ -159,7 +159,7 @@ Result<std::unique_ptr<Database>> Database::open(const std::string& path, Use us
   std::unique_ptr<Database> database(new Database(connection));
   if (status != SQLITE_OK || !database->configure(use)) {
     if (database->isDamaged()) return needsRescue(path);
-    return database->lastError("The catalogue “" + path + "” cannot be opened");
+    return database->lastError("the catalogue “" + path + "” cannot be opened");
   }
   return database;
 }
@@ -288,7 +288,7 @@ bool Database::isDamaged() const {
 
 Failure needsRescue(const std::string& path, std::string_view what) {
   return Failure(LibraryErrorCode::internal,
-                 "The catalogue “" + path + "” " + std::string(what) + std::string(kHelp));
+                 "the catalogue “" + path + "” " + std::string(what) + std::string(kHelp));
 }
 
 bool saysNeedsRescue(const Failure& failure) {

@@ -53,7 +53,7 @@ Done restoreAssets(Database& database, std::span<const std::string> identifiers)
         database.prepare("SELECT id FROM assets WHERE ident = ? AND trashed_ns IS NOT NULL");
     if (!find.bind(identifier).next()) {
       return Failure(LibraryErrorCode::identifierNotFound,
-                     "The asset “" + identifier + "” is not in the trash.");
+                     "the asset “" + identifier + "” is not in the trash.");
     }
     rows.push_back(find.integer(0));
   }
@@ -64,7 +64,7 @@ Done restoreAssets(Database& database, std::span<const std::string> identifiers)
       settleBursts(database, burstsAmong(database, list))) {
     return Null{};
   }
-  return database.lastError("The assets cannot be restored");
+  return database.lastError("the assets cannot be restored");
 }
 
 std::optional<std::vector<TrashedAsset>> trashedAssets(Database& database) {

@@ -1,7 +1,6 @@
 #include "platform_linux/library/changes/change_applier.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <utility>
 
@@ -14,14 +13,10 @@ namespace quorvin {
 namespace {
 
 // "The file “NAME” cannot be saved: REASON."
-Failure cannotSave(const std::string& path, LibraryErrorCode code, std::string reason) {
-  // The reason goes on in the same sentence.
-  if (reason.size() > 1 && std::islower(static_cast<unsigned char>(reason[1])) != 0) {
-    reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
-  }
+Failure cannotSave(const std::string& path, LibraryErrorCode code, const std::string& reason) {
   const std::string name = std::filesystem::path(path).filename().string();
   return Failure(
-      code, "The file “" + validUtf8(name.empty() ? path : name) + "” cannot be saved: " + reason);
+      code, "the file “" + validUtf8(name.empty() ? path : name) + "” cannot be saved: " + reason);
 }
 
 Failure cannotSave(const std::string& path, const Failure& failure) {
@@ -31,7 +26,7 @@ Failure cannotSave(const std::string& path, const Failure& failure) {
 // Of a file that cannot be opened: whatever the system said, it is either missing or no good.
 Failure cannotRead(const std::string& path, const Failure& error) {
   if (error.is(LibraryErrorCode::missingResource)) {
-    return cannotSave(path, LibraryErrorCode::missingResource, "There is no such file.");
+    return cannotSave(path, LibraryErrorCode::missingResource, "there is no such file.");
   }
   return cannotSave(path, LibraryErrorCode::invalidResource, error.reason);
 }
@@ -169,10 +164,10 @@ Result<SourceFile> ChangeApplier::look(const CreateAsset& request) {
   if (file.probe.kind != request.kind) {
     return cannotSave(
         request.path, LibraryErrorCode::invalidResource,
-        std::string("It is ") + nameOf(file.probe.kind) + ", not " + nameOf(request.kind) + ".");
+        std::string("it is ") + nameOf(file.probe.kind) + ", not " + nameOf(request.kind) + ".");
   }
   if (file.probe.pixelWidth <= 0 || file.probe.pixelHeight <= 0) {
-    return cannotSave(request.path, LibraryErrorCode::invalidResource, "It shows no picture.");
+    return cannotSave(request.path, LibraryErrorCode::invalidResource, "it shows no picture.");
   }
   return file;
 }

@@ -27,13 +27,13 @@ void appendRows(Database& database, const DeleteAssets& request, std::vector<std
 }
 
 Failure ChangeTransaction::failure() const {
-  return database_.lastError("The change cannot be stored");
+  return database_.lastError("the change cannot be stored");
 }
 
 Done ChangeTransaction::accessToAlbums() const {
   if (!isLimited_) return Null{};
   return Failure(LibraryErrorCode::accessUserDenied,
-                 "Albums cannot be changed while access is limited to a selection of assets.");
+                 "albums cannot be changed while access is limited to a selection of assets.");
 }
 
 Done ChangeTransaction::createAsset(const NewAsset& asset, const OriginalCopy& main,
@@ -61,7 +61,7 @@ Done ChangeTransaction::deleteAssets(const DeleteAssets& request) {
         " AND a.trashed_ns IS NULL AND a.id NOT IN (SELECT asset FROM limited_selection) LIMIT 1");
     if (outside.bind(list).next()) {
       return Failure(LibraryErrorCode::accessUserDenied,
-                     "Access to the asset “" + std::string(outside.text(0)) +
+                     "access to the asset “" + std::string(outside.text(0)) +
                          "” is not granted, so it cannot be deleted.");
     }
     if (outside.failed()) return failure();
@@ -82,11 +82,11 @@ Done ChangeTransaction::addToAlbum(const AddToAlbum& request) {
     if (!find.bind(request.album).next()) {
       if (find.failed()) return failure();
       return Failure(LibraryErrorCode::identifierNotFound,
-                     "The album “" + request.album + "” is not in the library any more.");
+                     "the album “" + request.album + "” is not in the library any more.");
     }
     if (find.integer(1) == 0) {
       return Failure(LibraryErrorCode::changeNotSupported,
-                     "Nothing can be added to the album “" + request.album + "”.");
+                     "nothing can be added to the album “" + request.album + "”.");
     }
     album = find.integer(0);
   }
@@ -96,7 +96,7 @@ Done ChangeTransaction::addToAlbum(const AddToAlbum& request) {
     if (!find.bind(identifier).next()) {
       if (find.failed()) return failure();
       return Failure(LibraryErrorCode::identifierNotFound,
-                     "The asset “" + identifier + "” is not in the library.");
+                     "the asset “" + identifier + "” is not in the library.");
     }
     if (!quorvin::addToAlbum(database_, album, find.integer(0))) return failure();
   }

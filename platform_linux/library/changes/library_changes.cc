@@ -46,7 +46,7 @@ Done LibraryChanges::perform(const std::function<void(PHChangeRequests&)>& chang
     const auto deletions = applier_.countDeletions(requests);
     if (!deletions) return deletions.error();
     if (*deletions > 0 && !prompt_.allows(*deletions)) {
-      return Failure(LibraryErrorCode::userCancelled, "The deletion was not allowed.");
+      return Failure(LibraryErrorCode::userCancelled, "the deletion was not allowed.");
     }
   }
   // The block and the user may have taken their time.

@@ -255,7 +255,7 @@ TEST(SaveOnAFullVolume, FailsAndLeavesNothing) {
   if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
   auto library = Library::open(
       {.path = volume / "library", .authorization = PHAuthorizationStatus::authorized});
-  ASSERT_TRUE(library) << library.error().reason;
+  ASSERT_TRUE(library) << library.error().sentence();
   TemporaryFolder outside;
   writeFile(outside / "a.jpg", "image " + std::string(500'000, ' '));
   ScriptedMedia media;

@@ -62,9 +62,9 @@ Done accessUnder(PHAuthorizationStatus status) {
   if (isGranted(status)) return Null{};
   if (status == PHAuthorizationStatus::restricted) {
     return Failure(LibraryErrorCode::accessRestricted,
-                   "Access to the photo library is restricted.");
+                   "access to the photo library is restricted.");
   }
-  return Failure(LibraryErrorCode::accessUserDenied, "Access to the photo library is not granted.");
+  return Failure(LibraryErrorCode::accessUserDenied, "access to the photo library is not granted.");
 }
 
 Done accessUnder(const Result<PHAuthorizationStatus>& status) {
@@ -74,7 +74,7 @@ Done accessUnder(const Result<PHAuthorizationStatus>& status) {
 Done storeStatus(Catalogue& catalogue, PHAuthorizationStatus status) {
   return catalogue.change([status](Database& database) -> Done {
     if (writeStatus(database, status)) return Null{};
-    return database.lastError("The authorisation cannot be stored");
+    return database.lastError("the authorisation cannot be stored");
   });
 }
 

@@ -187,7 +187,7 @@ Result<StoredResources> Library::storedResources(const std::string& localIdentif
   if (rows.failed()) return unreadable(*database);
   if (found) return resources;
   return Failure(LibraryErrorCode::missingResource,
-                 "The asset “" + localIdentifier + "” is not in the library.");
+                 "the asset “" + localIdentifier + "” is not in the library.");
 }
 
 Done Library::accessTo(const StoredResource& resource) {
@@ -211,7 +211,7 @@ Done Library::accessTo(const StoredResource& resource) {
   }
   return Failure(
       LibraryErrorCode::missingResource,
-      "The asset of the file “" + resource.originalFilename + "” is not in the library.");
+      "the asset of the file “" + resource.originalFilename + "” is not in the library.");
 }
 
 Result<TimeMap> Library::timeMap(const std::string& localIdentifier) {

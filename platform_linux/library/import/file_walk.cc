@@ -53,7 +53,7 @@ class Walk {
     }
     if (!seen_.insert({status.st_dev, status.st_ino}).second) return;
     if (folderLiesIn(library_, path)) {
-      problem_(path, std::string(kLiesInTheLibrary));
+      problem_(path, Failure(LibraryErrorCode::invalidResource, kLiesInTheLibrary).sentence());
       return;
     }
     std::vector<std::string> entries;

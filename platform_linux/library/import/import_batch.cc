@@ -115,7 +115,7 @@ Result<ImportBatch::Committed> ImportBatch::commit() {
         [this, &committed](Database& database) -> Done {
           for (Unit& unit : units_) {
             if (!store(database, unit, committed)) {
-              return database.lastError("The files cannot be stored");
+              return database.lastError("the files cannot be stored");
             }
           }
           return Null{};

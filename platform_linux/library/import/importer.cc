@@ -80,7 +80,7 @@ class Import {
       if (file) {
         files_.push_back(*std::move(file));
       } else {
-        refuse(path, file.error().reason);
+        refuse(path, file.error().sentence());
         observer_.fileDone(path);
       }
     }
@@ -88,11 +88,11 @@ class Import {
       std::vector<std::pair<std::size_t, Failure>> refused;
       const auto added = batch_.add(files_, unit, refused);
       for (const auto& [index, error] : refused) {
-        refuse(files_[index].path, error.reason);
+        refuse(files_[index].path, error.sentence());
         observer_.fileDone(files_[index].path);
       }
       if (!added) {
-        refuse(files_[unit.main].path, added.error().reason);
+        refuse(files_[unit.main].path, added.error().sentence());
         const Done committed = commit();
         return committed ? stopped(added.error()) : committed;
       }
@@ -166,8 +166,8 @@ class Import {
   }
 
   Failure stopped(Failure failure) const {
-    failure.reason = "The import stopped after " + std::to_string(summary_.addedFiles) +
-                     " added files. " + failure.reason;
+    failure.reason = "the import stopped after " + std::to_string(summary_.addedFiles) +
+                     " added files. " + failure.sentence();
     return failure;
   }
 

@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 std::string errorOfOpening(const std::string& path) {
   const auto library = Library::open({.path = path});
-  return library ? "" : library.error().reason;
+  return library ? "" : library.error().sentence();
 }
 
 TEST(LibraryOpen, MakesALibraryInAMissingOrEmptyFolder) {
@@ -29,7 +29,7 @@ TEST(LibraryOpen, MakesALibraryInAMissingOrEmptyFolder) {
   fs::create_directory(folder / "empty");
   for (const char* name : {"missing/below", "empty"}) {
     const auto library = Library::open({.path = folder / name});
-    ASSERT_TRUE(library) << library.error().reason;
+    ASSERT_TRUE(library) << library.error().sentence();
     EXPECT_EQ((*library)->authorizationStatus(), PHAuthorizationStatus::notDetermined);
     for (const char* part : {"library.sqlite", "originals", "derivatives", "incoming"}) {
       EXPECT_TRUE(fs::exists(folder / (std::string(name) + "/" + part))) << part;

@@ -45,7 +45,7 @@ Done checkOwner(const LibraryFolder& folder) {
   if (*known == CatalogueState::foreign) {
     if (wasInUse(folder)) return needsRescue(folder.catalogue());
     return Failure(LibraryErrorCode::invalidResource,
-                   "The catalogue “" + folder.catalogue() + "” is a database of something else.");
+                   "the catalogue “" + folder.catalogue() + "” is a database of something else.");
   }
   return Null{};
 }
@@ -84,7 +84,7 @@ Done setUp(const LibraryFolder& folder, bool alone, PHAuthorizationStatus status
   if (*state == CatalogueState::foreign) return needsRescue(folder.catalogue());
   if (*state == CatalogueState::older && !alone) {
     return Failure(LibraryErrorCode::operationInterrupted,
-                   "The catalogue “" + folder.catalogue() +
+                   "the catalogue “" + folder.catalogue() +
                        "” is of an earlier version, and can be brought up to date only while no "
                        "other program has the library open.");
   }
@@ -139,7 +139,7 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
   if (*state == FolderState::lost) return needsRescue(folder->catalogue(), "is missing");
   if (missing == MissingLibrary::refuse && *state != FolderState::catalogue) {
     return Failure(LibraryErrorCode::missingResource,
-                   "There is no photo library at “" + folder->root + "”.");
+                   "there is no photo library at “" + folder->root + "”.");
   }
   if (*state == FolderState::catalogue) {
     if (auto ours = checkOwner(*folder); !ours) return ours.error();

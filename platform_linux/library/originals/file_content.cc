@@ -40,7 +40,7 @@ Result<std::string> hashContent(int file) {
   std::vector<char> block(kBlock);
   for (std::int64_t offset = 0;;) {
     const ssize_t got = readBlock(file, block.data(), block.size(), offset);
-    if (got < 0) return systemFailure("The file cannot be read", errno);
+    if (got < 0) return systemFailure("the file cannot be read", errno);
     if (got == 0) break;
     XXH3_128bits_update(state.get(), block.data(), static_cast<std::size_t>(got));
     offset += got;

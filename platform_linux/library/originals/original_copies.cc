@@ -62,7 +62,7 @@ Result<OriginalCopy> OriginalCopies::copyFile(const SourceFile& file, const std:
   struct stat status = {};
   if (::fstat(source->get(), &status) != 0 || !isUnchanged(status, file)) {
     remove(copy);
-    return Failure(LibraryErrorCode::invalidResource, "The file changed while it was read.");
+    return Failure(LibraryErrorCode::invalidResource, "the file changed while it was read.");
   }
   const struct timespec times[2] = {status.st_atim, status.st_mtim};
   ::futimens(copy.content.get(), times);
@@ -74,7 +74,7 @@ Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const SourceFile& file,
   const std::int64_t offset = file.probe.embeddedMovieOffset;
   const std::int64_t length = file.probe.embeddedMovieLength;
   if (offset <= 0 || offset >= file.size || length > file.size - offset) {
-    return Failure(LibraryErrorCode::invalidResource, "The movie lies outside the file.");
+    return Failure(LibraryErrorCode::invalidResource, "the movie lies outside the file.");
   }
   OriginalCopy copy;
   copy.resource = {.type = PHAssetResourceType::pairedVideo,
@@ -94,11 +94,11 @@ Done OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64_t offse
                               std::int64_t length) {
   copy.place = staging_.path() + "/" + std::to_string(number_++);
   copy.content = folder_.held->openFile(copy.place, O_RDWR | O_CREAT | O_EXCL, 0600);
-  if (!copy.content) return systemFailure("The copy cannot be made", errno);
+  if (!copy.content) return systemFailure("the copy cannot be made", errno);
   Done copied = Null{};
   if (const auto failure = copyContent(source, offset, length, copy.content.get())) {
     copied = systemFailure(
-        failure->isOfSource ? "The file cannot be read" : "The copy cannot be written",
+        failure->isOfSource ? "the file cannot be read" : "the copy cannot be written",
         failure->errorNumber);
   }
   if (copied) {
@@ -125,10 +125,10 @@ Done OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
     if (copy->isPaired) record.resource.type = PHAssetResourceType::pairedVideo;
     if (auto written = writeRecord(folder_, copy->content.get(), record); !written) return written;
     if (::fchmod(copy->content.get(), 0400) != 0) {
-      return systemFailure("The copy of “" + copy->resource.name + "” cannot be made", errno);
+      return systemFailure("the copy of “" + copy->resource.name + "” cannot be made", errno);
     }
     if (::fsync(copy->content.get()) != 0) {
-      return systemFailure("The copy of “" + copy->resource.name + "” cannot be made durable",
+      return systemFailure("the copy of “" + copy->resource.name + "” cannot be made durable",
                            errno);
     }
   }
@@ -147,7 +147,7 @@ Done OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
     if (const int error =
             folder_.held->rename(copy->place, *folder_.held, target, Folder::Existing::replace);
         error != 0) {
-      return systemFailure("The copy of “" + copy->resource.name + "” cannot be stored", error);
+      return systemFailure("the copy of “" + copy->resource.name + "” cannot be stored", error);
     }
     copy->place = target;
   }

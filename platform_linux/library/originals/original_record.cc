@@ -155,7 +155,7 @@ Done writeSideRecord(const LibraryFolder& folder, const std::string& path,
   const FileDescriptor file = held.openFile(side, O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (!file || ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
       ::fsync(file.get()) != 0) {
-    return systemFailure("The record of an original cannot be written", errno);
+    return systemFailure("the record of an original cannot be written", errno);
   }
   for (const std::string& each : {shelf, std::string(LibraryFolder::kRecords), std::string()}) {
     if (auto synced = syncFolder(folder, each); !synced) return synced;

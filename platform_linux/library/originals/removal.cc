@@ -19,7 +19,7 @@ constexpr std::size_t kAssetsAtOnce = 1000;
 Result<DoomedAssets> dropRows(Catalogue& catalogue, Staging& staging, std::int64_t until) {
   DoomedAssets doomed;
   const auto done = catalogue.change([&](Database& database) -> Done {
-    const auto failure = [&database] { return database.lastError("The trash cannot be emptied"); };
+    const auto failure = [&database] { return database.lastError("the trash cannot be emptied"); };
     auto found = doomedAssets(database, until, kAssetsAtOnce);
     if (!found) return failure();
     doomed = *std::move(found);

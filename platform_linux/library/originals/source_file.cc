@@ -58,7 +58,7 @@ std::int64_t modificationTime(const struct stat& status) {
 }
 
 Result<FileDescriptor> openSource(const LibraryFolder& library, const std::string& path) {
-  const std::string failure = "The file cannot be read";
+  const std::string failure = "the file cannot be read";
   // The system would take what stands before it for the whole path.
   if (path.find('\0') != std::string::npos) return systemFailure(failure, ENOENT);
   {
@@ -74,10 +74,10 @@ Result<FileDescriptor> openSource(const LibraryFolder& library, const std::strin
   struct stat status = {};
   if (!file || ::fstat(file.get(), &status) != 0) return systemFailure(failure, errno);
   if (!S_ISREG(status.st_mode)) {
-    return Failure(LibraryErrorCode::invalidResource, "It is not a regular file.");
+    return Failure(LibraryErrorCode::invalidResource, "it is not a regular file.");
   }
   if (status.st_size == 0) {
-    return Failure(LibraryErrorCode::invalidResource, "The file is empty.");
+    return Failure(LibraryErrorCode::invalidResource, "the file is empty.");
   }
   return file;
 }

@@ -27,7 +27,7 @@ struct SourceFile {
   MediaProbe probe;
 };
 
-inline constexpr std::string_view kLiesInTheLibrary = "It lies in the library itself.";
+inline constexpr std::string_view kLiesInTheLibrary = "it lies in the library itself.";
 
 /// Opens a file for reading without waiting: a FIFO or a device is an error, as is an empty file
 /// and one that lies in the library.

@@ -84,7 +84,7 @@ Result<std::unique_ptr<Staging>> Staging::begin(const LibraryFolder& folder) {
   auto lock = LibraryLock::acquire(folder, LibraryLock::Area::staging, LibraryLock::Mode::shared);
   if (!lock) return lock.error();
   const std::string path = std::string(LibraryFolder::kIncoming) + "/" + newUuid();
-  const std::string failure = "The library “" + folder.root + "” cannot take in files";
+  const std::string failure = "the library “" + folder.root + "” cannot take in files";
   const Folder& held = *folder.held;
   int error = held.makeFolder(path, 0700);
   if (error == 0) error = held.setMode(path, 0700);
@@ -120,7 +120,7 @@ Done Staging::announce(const std::vector<std::string>& paths) {
   for (const std::string& path : paths) lines += path + "\n";
   isListing_ = true;
   if (!writeAt(list_.get(), lines, listed_) || ::fdatasync(list_.get()) != 0) {
-    return systemFailure("The files to be moved cannot be listed", errno);
+    return systemFailure("the files to be moved cannot be listed", errno);
   }
   listed_ += static_cast<std::int64_t>(lines.size());
   return Null{};

@@ -44,7 +44,7 @@ std::string fileOf(const LibraryFolder& folder, const std::string& path) {
 }
 
 Failure cannotKeep(int error) {
-  return systemFailure("The snapshot of the catalogue cannot be kept", error);
+  return systemFailure("the snapshot of the catalogue cannot be kept", error);
 }
 
 int makeShelf(const LibraryFolder& folder) {
@@ -84,7 +84,7 @@ Done copyAndAdopt(const LibraryFolder& folder, Database& catalogue,
   if (!made) return cannotKeep(errno);
   if (!catalogue.copyTo(fileOf(folder, kUnfinished), shouldStop)) {
     return Failure(LibraryErrorCode::operationInterrupted,
-                   "The snapshot of the catalogue was not finished.");
+                   "the snapshot of the catalogue was not finished.");
   }
   if (!isWhole(folder, kUnfinished)) return needsRescue(folder.catalogue());
   const auto adopted = adoptAsSnapshot(folder, kUnfinished);
@@ -120,7 +120,7 @@ Done makeSnapshot(const LibraryFolder& folder, Database& catalogue,
       LibraryLock::tryAcquire(folder, LibraryLock::Area::snapshot, LibraryLock::Mode::exclusive);
   if (!lock) {
     return Failure(LibraryErrorCode::operationInterrupted,
-                   "Another program makes a snapshot of the catalogue.");
+                   "another program makes a snapshot of the catalogue.");
   }
   if (const int error = makeShelf(folder); error != 0) return cannotKeep(error);
   auto done = copyAndAdopt(folder, catalogue, shouldStop, older);

@@ -63,7 +63,7 @@ TEST(DescribeLibrary, MakesNoLibrary) {
   TemporaryFolder folder;
   const auto summary = describeLibrary(folder / "missing");
   ASSERT_FALSE(summary);
-  EXPECT_NE(summary.error().reason.find("There is no photo library"), std::string::npos);
+  EXPECT_NE(summary.error().sentence().find("There is no photo library"), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
 }
 

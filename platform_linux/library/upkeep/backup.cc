@@ -66,7 +66,7 @@ class Backup {
 
  private:
   Failure cannot(int error) const {
-    return systemFailure("The backup “" + target_.root + "” cannot be written", error);
+    return systemFailure("the backup “" + target_.root + "” cannot be written", error);
   }
   Failure refused(const std::string& why) const {
     return Failure(LibraryErrorCode::invalidResource,

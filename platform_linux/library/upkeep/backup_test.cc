@@ -21,7 +21,7 @@ struct Backup : testing::Test, ChangeFixture {
 
   BackupReport backUp(bool mayLink = true) const {
     const auto report = backUpLibrary(place(), target(), {.mayLink = mayLink});
-    EXPECT_TRUE(report) << report.error().reason;
+    EXPECT_TRUE(report) << report.error().sentence();
     return report ? *report : BackupReport();
   }
   std::string refusal(const std::string& where) const {
@@ -29,11 +29,11 @@ struct Backup : testing::Test, ChangeFixture {
     const auto report = backUpLibrary(place(), where, {});
     EXPECT_FALSE(report);
     EXPECT_EQ(filesBelow(folder.path()), before);
-    return report ? "" : report.error().reason;
+    return report ? "" : report.error().sentence();
   }
   void expectSound() const {
     const auto report = checkLibrary(target(), {.content = true});
-    ASSERT_TRUE(report) << report.error().reason;
+    ASSERT_TRUE(report) << report.error().sentence();
     for (const LibraryFinding& finding : report->findings) ADD_FAILURE() << finding.sentence;
     for (const std::string& name : filesBelow(target())) {
       EXPECT_TRUE(name.starts_with("library.") || name.starts_with("originals/") ||

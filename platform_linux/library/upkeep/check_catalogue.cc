@@ -14,7 +14,7 @@ namespace {
 bool change(Catalogue& catalogue, const std::function<bool(Database&)>& body) {
   return static_cast<bool>(catalogue.change([&body](Database& database) -> Done {
     if (body(database)) return Null{};
-    return database.lastError("The library cannot be repaired");
+    return database.lastError("the library cannot be repaired");
   }));
 }
 

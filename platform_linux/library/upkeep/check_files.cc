@@ -74,7 +74,7 @@ void checkOriginal(CheckRun& run, Database& database, const OriginalRow& origina
              [&run, &original, &hash] {
                return static_cast<bool>(run.catalogue.change([&](Database& writer) -> Done {
                  if (storeHash(writer, original.path, *hash)) return Null{};
-                 return writer.lastError("The checksum cannot be stored");
+                 return writer.lastError("the checksum cannot be stored");
                }));
              });
   } else if (*hash != original.hash) {

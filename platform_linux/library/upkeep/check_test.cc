@@ -15,7 +15,7 @@ struct Check : testing::Test, ChangeFixture {
 
   CheckReport check(bool repair = false) {
     const auto report = checkLibrary(path(), {.content = true, .repair = repair});
-    EXPECT_TRUE(report) << report.error().reason;
+    EXPECT_TRUE(report) << report.error().sentence();
     return report ? *report : CheckReport{};
   }
   /// "kind" or, where it was repaired, "kind repaired", of each finding.

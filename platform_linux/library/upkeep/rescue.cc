@@ -37,7 +37,7 @@ std::string pathIn(const LibraryFolder& folder, const std::string& path) {
 }
 
 Failure failed(int error) {
-  return systemFailure("The catalogue cannot be made anew", error);
+  return systemFailure("the catalogue cannot be made anew", error);
 }
 
 bool isThere(const LibraryFolder& folder, const std::string& path) {
@@ -81,13 +81,13 @@ class Rescue {
   Result<std::vector<std::string>> run() {
     if (auto made = makeNew(); !made) return made.error();
     const bool isBegun = beginSalvage(*new_);
-    if (!isBegun) return new_->lastError("The catalogue cannot be made anew");
+    if (!isBegun) return new_->lastError("the catalogue cannot be made anew");
     readOld();
     readSnapshot();
     adopt();
     const auto given = finishSalvage(*new_, status_);
     if (!given || !damageOf(*new_).empty()) {
-      return new_->lastError("The catalogue cannot be made anew");
+      return new_->lastError("the catalogue cannot be made anew");
     }
     if (*given > 0) {
       tell(counted(*given, "row", "rows") +

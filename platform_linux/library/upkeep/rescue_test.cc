@@ -91,7 +91,7 @@ struct Rescue : testing::Test {
   /// Runs the repair; the library is sound afterwards, and every original is an asset's.
   CheckReport repair() const {
     const auto report = checkLibrary(place(), {.repair = true});
-    EXPECT_TRUE(report) << report.error().reason;
+    EXPECT_TRUE(report) << report.error().sentence();
     const auto after = checkLibrary(place(), {});
     EXPECT_TRUE(after) << after.error().reason;
     if (!report || !after) return {};

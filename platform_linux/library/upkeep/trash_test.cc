@@ -77,7 +77,7 @@ TEST_F(Trash, GivesNothingBackWhenOneAssetIsNotInIt) {
   const auto restored = restoreFromTrash(path(), wanted);
   ASSERT_FALSE(restored);
   EXPECT_EQ(restored.error().code, static_cast<std::int64_t>(LibraryErrorCode::identifierNotFound));
-  EXPECT_NE(restored.error().reason.find("is not in the trash"), std::string::npos);
+  EXPECT_NE(restored.error().sentence().find("is not in the trash"), std::string::npos);
   EXPECT_EQ(find(deleted), nullptr);
 }
 
@@ -186,12 +186,12 @@ TEST_F(Trash, CannotBeListedWhenTheCatalogueCannotBeRead) {
   gardener.run("ALTER TABLE resources RENAME TO elsewhere");
   const auto listed = listTrash(path());
   ASSERT_FALSE(listed);
-  EXPECT_TRUE(listed.error().reason.starts_with("The catalogue cannot be read: "))
-      << listed.error().reason;
+  EXPECT_TRUE(listed.error().sentence().starts_with("The catalogue cannot be read: "))
+      << listed.error().sentence();
   const auto emptied = emptyTrash(path());
   ASSERT_FALSE(emptied);
-  EXPECT_TRUE(emptied.error().reason.starts_with("The trash cannot be emptied: "))
-      << emptied.error().reason;
+  EXPECT_TRUE(emptied.error().sentence().starts_with("The trash cannot be emptied: "))
+      << emptied.error().sentence();
   gardener.run("ALTER TABLE elsewhere RENAME TO resources");
   EXPECT_EQ(listTrash(path())->size(), 1U);
 }

@@ -23,7 +23,7 @@ Result<std::unique_ptr<ChangeReader>> ChangeReader::open(
       new ChangeReader(*std::move(database), std::move(authorization)));
   const ReadTransaction moment(*reader->database_);
   const auto now = reader->present();
-  if (!now) return reader->database_->lastError("The catalogue cannot be read");
+  if (!now) return reader->database_->lastError("the catalogue cannot be read");
   reader->read_ = *now;
   reader->sequence_ = now->last;
   const auto status = reader->authorization_->status();

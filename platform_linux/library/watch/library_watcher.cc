@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::string_view kWatchedNames = "library.";
 
 Failure failure(int errorNumber) {
-  return systemFailure("The library cannot be watched", errorNumber);
+  return systemFailure("the library cannot be watched", errorNumber);
 }
 
 // True when the descriptor told of a watched file, or of more than it could hold.
