@@ -56,4 +56,15 @@ bool isUtf8(std::string_view text) {
   return true;
 }
 
+std::string validUtf8(std::string_view text) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  std::string valid;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = sequenceLength(bytes + at, text.size() - at);
+    valid += length == 0 ? std::string_view("\uFFFD") : text.substr(at, length);
+    at += length == 0 ? 1 : length;
+  }
+  return valid;
+}
+
 }  // namespace quorvin

@@ -83,14 +83,4 @@ std::optional<CopyFailure> copyContent(int from, std::int64_t offset, std::int64
   return std::nullopt;
 }
 
-int writeAll(int file, std::span<const std::uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(file, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno;
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
-  }
-  return 0;
-}
-
 }  // namespace quorvin

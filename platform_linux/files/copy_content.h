@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <stop_token>
 
 namespace quorvin {
@@ -18,8 +17,5 @@ struct CopyFailure {
 /// length.
 std::optional<CopyFailure> copyContent(int from, std::int64_t offset, std::int64_t length, int to,
                                        const std::stop_token& stop = {});
-
-/// Writes all of the bytes where the file stands. 0, or the system's error number.
-int writeAll(int file, std::span<const std::uint8_t> bytes);
 
 }  // namespace quorvin

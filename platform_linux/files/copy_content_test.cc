@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "posix/file_descriptor.h"
+#include "posix/write_all.h"
 #include "testing/platform/testing_folder.h"
 
 namespace quorvin {

@@ -13,8 +13,8 @@
 
 #include "platform_linux/errors/presented.h"
 #include "platform_linux/errors/system_failure.h"
-#include "platform_linux/files/copy_content.h"
 #include "platform_linux/files/side_file.h"
+#include "posix/write_all.h"
 
 namespace quorvin {
 

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "platform_linux/files/copy_content.h"
+#include "posix/write_all.h"
 #include "testing/platform/testing_folder.h"
 
 namespace quorvin {

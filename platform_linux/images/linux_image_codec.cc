@@ -1,27 +1,14 @@
 #include "platform_linux/images/linux_image_codec.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <span>
 #include <utility>
 
 #include "media_protocol/sealed_memory.h"
+#include "posix/write_all.h"
 
 namespace quorvin {
 
 namespace {
-
-bool writeAll(const FileDescriptor& file, std::span<const std::uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
-  }
-  return true;
-}
 
 std::optional<ByteBuffer> encode(MediaService& media, const UIImage& image, ImageFormat format,
                                  double quality) {
@@ -36,7 +23,7 @@ std::optional<ByteBuffer> encode(MediaService& media, const UIImage& image, Imag
 
 std::shared_ptr<const UIImage> LinuxImageCodec::imageWithData(const ByteBuffer& data) {
   const FileDescriptor file = makeMemoryFile(0);
-  if (!file || !writeAll(file, data.bytes()) || !sealMemoryFile(file)) return nullptr;
+  if (!file || writeAll(file.get(), data.bytes()) != 0 || !sealMemoryFile(file)) return nullptr;
   RenderRequest request;
   request.kind = MediaKind::image;
   request.fit = RenderRequest::Fit::original;

@@ -19,10 +19,10 @@
 #include <vector>
 
 #include "platform_linux/errors/presented.h"
-#include "platform_linux/files/copy_content.h"
 #include "platform_linux/videos/linux_composition.h"
 #include "platform_linux/videos/linux_export_session.h"
 #include "platform_linux/videos/linux_media_framework.h"
+#include "posix/write_all.h"
 #include "testing/platform/testing_folder.h"
 #include "testing/platform/testing_held_file.h"
 #include "testing/platform/testing_processes.h"

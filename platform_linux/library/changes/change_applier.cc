@@ -4,10 +4,10 @@
 #include <filesystem>
 #include <utility>
 
+#include "codec/utf8.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/changes/change_transaction.h"
-#include "platform_linux/library/originals/file_content.h"
 
 namespace quorvin {
 namespace {

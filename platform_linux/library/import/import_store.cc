@@ -2,6 +2,7 @@
 #include <string>
 #include <utility>
 
+#include "codec/utf8.h"
 #include "platform_linux/library/catalogue/album_rows.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/pair_rows.h"

@@ -62,38 +62,4 @@ bool haveSameContent(int one, int other) {
   }
 }
 
-namespace {
-
-// The length of the character at the start; 0 when there is none.
-std::size_t characterLength(std::string_view text) {
-  const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  if (first < 0x80) return 1;
-  std::size_t length = 0;
-  if (first >= 0xC2 && first <= 0xDF) length = 2;
-  if ((first & 0xF0) == 0xE0) length = 3;
-  if (first >= 0xF0 && first <= 0xF4) length = 4;
-  if (length == 0 || text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  }
-  // Longer forms than needed, surrogates, and what lies beyond the last character.
-  const unsigned char second = byte(1);
-  const bool wrong = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
-                     (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
-  return wrong ? 0 : length;
-}
-
-}  // namespace
-
-std::string validUtf8(const std::string& name) {
-  std::string valid;
-  for (std::string_view rest = name; !rest.empty();) {
-    const std::size_t length = characterLength(rest);
-    valid += length == 0 ? std::string_view("\uFFFD") : rest.substr(0, length);
-    rest.remove_prefix(std::max<std::size_t>(length, 1));
-  }
-  return valid;
-}
-
 }  // namespace quorvin

@@ -14,7 +14,4 @@ Result<std::string> hashContent(int file);
 /// False also when either cannot be read.
 bool haveSameContent(int one, int other);
 
-/// The name as valid UTF-8: every byte that is not part of a character becomes U+FFFD.
-std::string validUtf8(const std::string& name);
-
 }  // namespace quorvin

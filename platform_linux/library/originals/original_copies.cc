@@ -9,6 +9,7 @@
 #include <set>
 #include <utility>
 
+#include "codec/utf8.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/files/copy_content.h"

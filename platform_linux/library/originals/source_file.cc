@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <system_error>
 
+#include "codec/utf8.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/errors/system_failure.h"
-#include "platform_linux/library/originals/file_content.h"
 
 namespace quorvin {
 
