@@ -1,5 +1,6 @@
 // quorvin: a photo library from the command line.
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <functional>
 
@@ -208,5 +209,7 @@ class Tool {
 }  // namespace quorvin
 
 int main(int argc, char** argv) {
+  // A file that may not grow any more is an error of that file, and not the end of the program.
+  std::signal(SIGXFSZ, SIG_IGN);
   return quorvin::Tool().run(argc, argv);
 }

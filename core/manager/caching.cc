@@ -1,12 +1,16 @@
 // Caching controls. Only the identifier cache exists; nothing else is cached.
+#include <utility>
+
 #include "core/manager/image_manager.h"
 
 namespace quorvin {
 
 void ImageManager::clearAllCache(const ResultHolder& result) {
+  // Many entries take their time to go: nobody waits for the lock meanwhile.
+  decltype(assetMap) dropped;
   {
     const NSLockHolder held(lock);
-    assetMap = {};
+    std::swap(assetMap, dropped);
   }
   sendResult(result, true);
 }

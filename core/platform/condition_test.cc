@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <thread>
+#include <vector>
 
 #include "core/platform/lock.h"
 
@@ -25,6 +26,24 @@ TEST(NSCondition, FreesTheLockWhileItWaits) {
   lock.unlock();
   other.join();
   EXPECT_TRUE(done);
+}
+
+TEST(NSCondition, WakesEveryWaiter) {
+  NSLock lock;
+  NSCondition condition;
+  bool done = false;
+  std::vector<std::thread> waiters;
+  for (int i = 0; i < 3; ++i) {
+    waiters.emplace_back([&] {
+      const NSLockHolder held(lock);
+      while (!done) condition.wait(lock);
+    });
+  }
+  lock.lock();
+  done = true;
+  lock.unlock();
+  condition.broadcast();
+  for (std::thread& each : waiters) each.join();
 }
 
 TEST(NSCondition, SaysWhenTheTimeCameFirst) {

@@ -52,6 +52,8 @@ class NSCondition {
   }
   /// Wakes one waiter. Best called when the lock is free, which the waiter takes at once.
   void signal() { condition_.notify_one(); }
+  /// Wakes every waiter.
+  void broadcast() { condition_.notify_all(); }
 
  private:
   std::condition_variable condition_;

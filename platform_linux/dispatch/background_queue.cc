@@ -62,7 +62,7 @@ void BackgroundQueue::shutDown() {
       worker->woken = true;
       worker->wake.signal();
     }
-    monitorWake_.notify_one();
+    monitorWake_.signal();
   }
   dropped.clear();  // without the lock: what the items held may submit work
   {
@@ -96,7 +96,7 @@ void BackgroundQueue::work(const std::shared_ptr<Worker>& worker) {
 
     endedBefore = std::exchange(ended_, std::move(worker->thread));
     std::erase(workers_, worker);
-    if (workers_.empty()) noWorkers_.notify_all();
+    if (workers_.empty()) noWorkers_.broadcast();
   }
   if (endedBefore.joinable()) endedBefore.join();
 }
@@ -129,7 +129,7 @@ bool BackgroundQueue::waitForWork(const std::shared_ptr<Worker>& worker) {
 void BackgroundQueue::wakeMonitor() {
   if (monitorAsleep_) {
     monitorAsleep_ = false;
-    monitorWake_.notify_one();
+    monitorWake_.signal();
   } else if (!monitor_.joinable()) {
     // Without a monitor the pool does not grow; the next item tries again.
     monitor_ = startThread("quorvin-watch", [this] { this->monitor(); });
@@ -147,7 +147,7 @@ void BackgroundQueue::monitor() {
       continue;
     }
     const std::uint64_t takenBefore = taken_;
-    monitorWake_.wait_for(lock_, kStall);
+    monitorWake_.waitUntil(lock_, std::chrono::steady_clock::now() + kStall);
     if (closed_ || items_.empty() || taken_ != takenBefore) continue;
     const std::size_t runnable = countRunnable();
     if (closed_ || runnable >= processors_) continue;

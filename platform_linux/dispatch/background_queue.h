@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -75,11 +74,11 @@ class BackgroundQueue final : public DispatchQueue {
   std::vector<std::shared_ptr<Worker>> idle_ QUORVIN_GUARDED_BY(lock_);
   /// The last worker thread that ended; each joins the one before it.
   std::thread ended_ QUORVIN_GUARDED_BY(lock_);
-  std::condition_variable_any noWorkers_;
+  NSCondition noWorkers_;
 
   std::thread monitor_ QUORVIN_GUARDED_BY(lock_);
   bool monitorAsleep_ QUORVIN_GUARDED_BY(lock_) = false;
-  std::condition_variable_any monitorWake_;
+  NSCondition monitorWake_;
   bool closed_ QUORVIN_GUARDED_BY(lock_) = false;
 };
 

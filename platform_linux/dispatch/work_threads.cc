@@ -25,7 +25,7 @@ bool WorkThreads::add(std::function<void()> item) {
     if (shutDown_) return false;
     if (!threads_.empty()) {
       waiting_.push_back(std::move(item));
-      arrived_.notify_one();
+      arrived_.signal();
       return true;
     }
   }
@@ -37,7 +37,7 @@ void WorkThreads::shutDown() {
   {
     const NSLockHolder held(lock_);
     shutDown_ = true;
-    arrived_.notify_all();
+    arrived_.broadcast();
   }
   for (std::thread& each : threads_) {
     if (each.joinable()) each.join();

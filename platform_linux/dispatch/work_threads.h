@@ -1,7 +1,6 @@
 // A few threads for work that takes its time.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -36,7 +35,7 @@ class WorkThreads {
   std::function<void()> next() QUORVIN_EXCLUDES(lock_);
 
   NSLock lock_;
-  std::condition_variable_any arrived_;
+  NSCondition arrived_;
   bool shutDown_ QUORVIN_GUARDED_BY(lock_) = false;
   std::deque<std::function<void()>> waiting_ QUORVIN_GUARDED_BY(lock_);
 

@@ -16,10 +16,10 @@ TEST(SystemFailures, SayTheSystemsWordsInTheLibrarysDomain) {
     EXPECT_TRUE(codeOf(number).is(LibraryErrorCode::missingResource)) << number;
     EXPECT_TRUE(meansMissing(number)) << number;
   }
-  for (const int number : {EACCES, EPERM, EIO}) {
+  for (const int number : {EACCES, EPERM, EIO, EFBIG}) {
     EXPECT_TRUE(codeOf(number).is(LibraryErrorCode::invalidResource)) << number;
   }
-  for (const int number : {ENOSPC, EDQUOT, EFBIG}) {
+  for (const int number : {ENOSPC, EDQUOT}) {
     EXPECT_TRUE(codeOf(number).is(LibraryErrorCode::notEnoughSpace)) << number;
   }
   for (const int number : {EEXIST, EISDIR, EROFS, ENAMETOOLONG, ELOOP, ENOMEM}) {

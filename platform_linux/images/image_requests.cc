@@ -48,7 +48,7 @@ PHImageRequestID ImageRequests::start(bool isSynchronous, Work work) {
       ++running_;
     } else {
       waiting_.push_back(std::move(request));
-      arrived_.notify_one();
+      arrived_.signal();
     }
   }
   if (isRunHere) run(std::move(request));
@@ -72,7 +72,7 @@ void ImageRequests::beginShutDown() {
     shutDown_ = true;
     for (const auto& each : waiting_) open_.erase(each->id);
     std::swap(dropped, waiting_);
-    arrived_.notify_all();
+    arrived_.broadcast();
   }
 }
 
@@ -119,7 +119,7 @@ void ImageRequests::run(std::shared_ptr<Request> request) noexcept {
   outcome.reset();
   request.reset();
   const NSLockHolder held(lock_);
-  if (--running_ == 0) finished_.notify_all();
+  if (--running_ == 0) finished_.broadcast();
 }
 
 bool ImageRequests::isWanted(const Request& request) {

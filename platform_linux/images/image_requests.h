@@ -1,7 +1,6 @@
 // The requests of an image manager: their threads, their order, cancelling them.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -69,8 +68,8 @@ class ImageRequests {
   Ending end(const Request& request) QUORVIN_EXCLUDES(lock_);
 
   NSLock lock_;
-  std::condition_variable_any arrived_;
-  std::condition_variable_any finished_;
+  NSCondition arrived_;
+  NSCondition finished_;
   bool shutDown_ QUORVIN_GUARDED_BY(lock_) = false;
   PHImageRequestID lastId_ QUORVIN_GUARDED_BY(lock_) = 0;
   std::size_t running_ QUORVIN_GUARDED_BY(lock_) = 0;

@@ -124,7 +124,7 @@ TEST_F(LinuxImageManagerTest, SaysWhichFileIsMissingOrUnreadable) {
   expectError(image(assetOf(PHAssetMediaType::image, "link"), {256, 256}).error(),
               LibraryErrorCode::missingResource, "LINK.JPG: The file is missing from the library.");
 
-  const std::string tooLong(256, 'n');
+  const std::string tooLong(256, 'N');
   files_.addMissing("long", PHAssetResourceType::photo, tooLong);
   expectError(image(assetOf(PHAssetMediaType::image, "long"), {256, 256}).error(),
               LibraryErrorCode::invalidResource,

@@ -224,7 +224,7 @@ MediaWorkerPool::StartedWorker MediaWorkerPool::startWorker() {
   const NSLockHolder held(lock_);
   if (shutDown_) return shutDownError();
   orders_.push_back(&order);
-  duty_.notify_one();
+  duty_.signal();
   while (!order.started) order.done.wait(lock_);
   return *std::move(order.started);
 }
@@ -234,7 +234,7 @@ void MediaWorkerPool::keepIdle(std::unique_ptr<WorkerProcess> process) {
   forget(*process);
   if (shutDown_) return;
   idle_.push_back({std::move(process), WorkerProcess::Clock::now()});
-  if (keeperRests_) duty_.notify_one();
+  if (keeperRests_) duty_.signal();
 }
 
 void MediaWorkerPool::forget(const WorkerProcess& process) {
@@ -251,7 +251,7 @@ void MediaWorkerPool::keepWorkers() {
     if (shutDown_) started = shutDownError();
     if (started) busy_.push_back(started->get());
     duty.start->started = std::move(started);
-    duty.start->done.notify_one();
+    duty.start->done.signal();
   }
 }
 
@@ -272,7 +272,7 @@ MediaWorkerPool::Duty MediaWorkerPool::waitForDuty() {
     }
     const auto endTime = idle_.front().since + options_.idleTimeLimit;
     if (WorkerProcess::Clock::now() < endTime) {
-      duty_.wait_until(lock_, endTime);
+      duty_.waitUntil(lock_, endTime);
       continue;
     }
     Duty duty{nullptr, std::move(idle_.front().process)};
@@ -288,7 +288,7 @@ void MediaWorkerPool::shutDown() {
     shutDown_ = true;
     idle = std::exchange(idle_, {});
     for (const WorkerProcess* each : busy_) each->kill();
-    duty_.notify_one();
+    duty_.signal();
   }
   for (TurnQueue* each : {&turns_, &exportTurns_}) each->close();
   for (TurnQueue* each : {&turns_, &exportTurns_}) each->waitUntilEmpty();

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <memory>
@@ -82,7 +81,7 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   };
   using StartedWorker = Result<std::unique_ptr<WorkerProcess>>;
   struct StartOrder {
-    std::condition_variable_any done;
+    NSCondition done;
     std::optional<StartedWorker> started;
   };
   /// What the keeper has to do next; neither when the pool is shut down.
@@ -115,7 +114,7 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   TurnQueue exportTurns_;
 
   NSLock lock_;
-  std::condition_variable_any duty_;
+  NSCondition duty_;
   bool shutDown_ QUORVIN_GUARDED_BY(lock_) = false;
   std::vector<const WorkerProcess*> busy_ QUORVIN_GUARDED_BY(lock_);
   std::deque<IdleWorker> idle_ QUORVIN_GUARDED_BY(lock_);  ///< the longest idle first

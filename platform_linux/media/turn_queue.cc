@@ -29,7 +29,7 @@ void TurnQueue::leave() {
     Waiter& next = *waiters_.front();
     waiters_.pop_front();
     next.admitted = true;
-    next.wake.notify_one();
+    next.wake.signal();
   }
   countLeft();
 }
@@ -37,7 +37,7 @@ void TurnQueue::leave() {
 void TurnQueue::close() {
   const NSLockHolder held(lock_);
   closed_ = true;
-  for (Waiter* each : waiters_) each->wake.notify_one();
+  for (Waiter* each : waiters_) each->wake.signal();
 }
 
 void TurnQueue::waitUntilEmpty() {
@@ -52,11 +52,11 @@ std::size_t TurnQueue::waiting() {
 
 void TurnQueue::wake(Waiter& waiter) {
   const NSLockHolder held(lock_);
-  waiter.wake.notify_one();
+  waiter.wake.signal();
 }
 
 void TurnQueue::countLeft() {
-  if (--inside_ == 0) emptied_.notify_all();
+  if (--inside_ == 0) emptied_.broadcast();
 }
 
 }  // namespace quorvin

@@ -1,7 +1,6 @@
 // A limit on how many do something at a time, where those who wait are served in order.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <stop_token>
@@ -31,7 +30,7 @@ class TurnQueue {
 
  private:
   struct Waiter {
-    std::condition_variable_any wake;
+    NSCondition wake;
     bool admitted = false;
   };
 
@@ -39,7 +38,7 @@ class TurnQueue {
   void countLeft() QUORVIN_REQUIRES(lock_);
 
   NSLock lock_;
-  std::condition_variable_any emptied_;
+  NSCondition emptied_;
   bool closed_ QUORVIN_GUARDED_BY(lock_) = false;
   std::size_t inside_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< those who wait included
   std::size_t free_ QUORVIN_GUARDED_BY(lock_);        ///< 0 while anybody waits

@@ -92,7 +92,7 @@ void LinuxExportSession::exportAsynchronously(std::function<void()> completionHa
         if (!isFirst) return;
         const NSLockHolder held(self->lock_);
         self->isOver_ = true;
-        self->over_.notify_all();
+        self->over_.broadcast();
       });
   if (!isTaken && isFirst) set(Status::cancelled);
 }

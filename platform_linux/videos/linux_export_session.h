@@ -1,7 +1,6 @@
 // One export of a video to a file.
 #pragma once
 
-#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -75,7 +74,7 @@ class LinuxExportSession final : public AVAssetExportSession,
 
   std::stop_source stop_;
   mutable NSLock lock_;
-  std::condition_variable_any over_;
+  NSCondition over_;
   bool isStarted_ QUORVIN_GUARDED_BY(lock_) = false;
   bool isOver_ QUORVIN_GUARDED_BY(lock_) = false;  ///< the first start's handler has returned
   AVAssetExportSessionStatus status_ QUORVIN_GUARDED_BY(lock_) =

@@ -89,10 +89,14 @@ class LinuxLibrarySubject {
   std::string missingFile() { return folder_ / "missing.jpg"; }
   std::string unusableFile() { return put("notes.txt", "some notes"); }
 
+  /// Changes that save files come after one another, so this is one, though in vain.
   void settle() {
     std::promise<void> done;
-    changes_.performChanges([](PHChangeRequests&) {},
-                            [&done](bool, const std::optional<NSError>&) { done.set_value(); });
+    changes_.performChanges(
+        [](PHChangeRequests& requests) {
+          requests.creationRequestForAssetFromImageAtFileURL("/nonexistent.jpg");
+        },
+        [&done](bool, const std::optional<NSError>&) { done.set_value(); });
     done.get_future().wait();
   }
 

@@ -222,7 +222,7 @@ INSTANTIATE_TEST_SUITE_P(, SyncsOfASave, testing::Values("saveImage", "saveVideo
 
 INSTANTIATE_TEST_SUITE_P(, PowerCuts,
                          testing::Values("saveImage", "saveIntoAlbum", "createAlbum",
-                                         "deleteAssets", "restore"),
+                                         "deleteAssets", "restore", "emptyTrash"),
                          [](const auto& info) { return std::string(info.param); });
 
 }  // namespace

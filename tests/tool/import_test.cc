@@ -94,6 +94,32 @@ TEST_F(Import, MakesAnAlbumOnceAndExtendsIt) {
   EXPECT_EQ(albums[1]["assets"], 1);
 }
 
+TEST_F(Import, MakesOneAlbumOfATitleThatIsNotUtf8) {
+  EXPECT_EQ(import({"--album", "a\xFF", kGoodMedia / "IMG_0001.jpg"}).status, 0);
+  EXPECT_EQ(import({"--album", "a\xFF", kGoodMedia / "IMG_0002.jpg"}).status, 0);
+  const Json albums = info()["albums"];
+  ASSERT_EQ(albums.size(), 1U);
+  EXPECT_EQ(albums[0]["title"], "a\uFFFD");
+  EXPECT_EQ(albums[0]["assets"], 2);
+  const Json galleries = call(
+      library(), "getGalleryList",
+      R"({"withAllPhotos": true, "filterEmptyAsset": true, "withSmartAlbum": true, "mediaType": 0})");
+  EXPECT_TRUE(galleries.contains("result")) << galleries;
+}
+
+TEST_F(Import, RefusesAloneAFileThatMayNotGrowThatFar) {
+  const fs::path mixed = photos(2);
+  fs::copy_file(kGoodMedia / "IMG_0001.jpg", mixed / "large.jpg");
+  fs::resize_file(mixed / "large.jpg", 40'000'000);
+  const Ran ran = run({"sh", "-c", "ulimit -f 20000 && exec \"$0\" --library \"$1\" import \"$2\"",
+                       QUORVIN_TOOL, library(), mixed});
+  EXPECT_EQ(ran.status, 1) << ran.err;
+  EXPECT_EQ(ran.out, "Added 2 assets from 2 files; 0 files already there; 1 file refused.\n");
+  EXPECT_NE(ran.err.find("large.jpg: The copy cannot be written: File too large."),
+            std::string::npos)
+      << ran.err;
+}
+
 TEST_F(Import, LeavesAFolderThatIsNoLibraryAlone) {
   fs::create_directory(library());
   write(library() / "letter.txt", "hello");

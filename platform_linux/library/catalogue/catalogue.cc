@@ -6,6 +6,7 @@
 
 #include <utility>
 
+#include "platform_linux/dispatch/background_thread.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/catalogue/schema.h"
@@ -66,6 +67,8 @@ Catalogue::Reader::Reader(Catalogue& owner, Result<std::unique_ptr<Database>> da
 }
 
 Catalogue::~Catalogue() {
+  closing_.request_stop();
+  if (beside_.joinable()) beside_.join();
   closeCleanly();
 }
 
@@ -81,7 +84,7 @@ void Catalogue::closeCleanly() {
   }
   NSLockHolder holder(writerLock_);
   writer_.reset();
-  if (!presence_.tryChange(LibraryLock::Mode::exclusive)) return;
+  if (leavesLog_ || !presence_.tryChange(LibraryLock::Mode::exclusive)) return;
   const auto lock =
       LibraryLock::tryAcquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return;
@@ -168,6 +171,12 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncer
   const auto lock =
       LibraryLock::acquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return lock.error();
+  if (refusal_) return *refusal_;
+  if (!lock->isOfSameFile(presence_)) {
+    return Failure(LibraryErrorCode::operationInterrupted,
+                   "the lock “" + folder_.lockFile() +
+                       "” was removed or replaced while the library was open.");
+  }
   if (writer_ == nullptr) {
     auto opened = Database::open(folder_.catalogueFile(), Database::Use::write);
     if (!opened) return opened.error();
@@ -176,6 +185,23 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncer
   Done done = store(body, isUncertain);
   if (done && listener_ != nullptr) listener_->committed();
   return done;
+}
+
+void Catalogue::runBeside(std::function<bool(Catalogue&, const std::stop_token&)> work) {
+  leavesLog_ = true;
+  beside_ = startThread("quorvin-care", [this, work = std::move(work)] {
+    lowerPriority();
+    leavesLog_ = !work(*this, closing_.get_token());
+  });
+}
+
+void Catalogue::finishBeside() {
+  if (beside_.joinable()) beside_.join();
+}
+
+void Catalogue::refuseChanges(const Failure& why) {
+  NSLockHolder holder(writerLock_);
+  refusal_ = why;
 }
 
 Done Catalogue::store(const std::function<Done(Database&)>& body, bool* isUncertain) {

@@ -1,12 +1,15 @@
 // The catalogue of one library: its connections, and what is kept of it in memory.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -103,6 +106,15 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   /// failed in such a way that the next opening may yet find it done.
   Done change(const std::function<Done(Database&)>& body, bool* isUncertain = nullptr);
 
+  /// Runs `work` on a thread of low priority; the catalogue closes when it has ended, and asks it
+  /// to. When it returns false, or where the system has no thread for it, the log is left as it is,
+  /// so that the next opening does the same again. At most once, before the catalogue is shared.
+  void runBeside(std::function<bool(Catalogue&, const std::stop_token&)> work);
+  /// Waits until that work is done. One thread.
+  void finishBeside();
+  /// From now on every change fails, with this.
+  void refuseChanges(const Failure& why);
+
  private:
   Result<std::unique_ptr<Database>> borrow();
   void giveBack(std::unique_ptr<Database> database);
@@ -126,7 +138,12 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   std::unique_ptr<Database> watch_ QUORVIN_GUARDED_BY(watchLock_);
   std::shared_ptr<const Overview> overview_ QUORVIN_GUARDED_BY(watchLock_);
 
+  std::stop_source closing_;
+  std::thread beside_;
+  std::atomic<bool> leavesLog_ = false;
+
   NSLock writerLock_;
+  std::optional<Failure> refusal_ QUORVIN_GUARDED_BY(writerLock_);
   std::unique_ptr<Database> writer_ QUORVIN_GUARDED_BY(writerLock_);
 };
 

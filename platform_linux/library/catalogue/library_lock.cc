@@ -4,10 +4,12 @@
 #include "platform_linux/library/catalogue/library_lock.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <thread>
 
-#include "platform_linux/errors/failure.h"
+#include "platform_linux/errors/system_failure.h"
 
 namespace quorvin {
 namespace {
@@ -28,28 +30,35 @@ bool setLock(int fd, LibraryLock::Area area, LibraryLock::Mode mode) {
 
 }  // namespace
 
-std::optional<LibraryLock> LibraryLock::tryAcquire(const LibraryFolder& folder, Area area,
-                                                   Mode mode) {
+Result<LibraryLock> LibraryLock::tryAcquire(const LibraryFolder& folder, Area area, Mode mode) {
   FileDescriptor file = folder.held->openFile(LibraryFolder::kLockFile, O_RDWR);
-  if (!file || !setLock(file.get(), area, mode)) return std::nullopt;
-  return LibraryLock(std::move(file), area);
+  if (file && setLock(file.get(), area, mode)) return LibraryLock(std::move(file), area);
+  if (file && (errno == EAGAIN || errno == EACCES)) {
+    return Failure(LibraryErrorCode::operationInterrupted,
+                   "the library is in use by another program, which holds the lock “" +
+                       folder.lockFile() + "”.");
+  }
+  return systemFailure("the lock “" + folder.lockFile() + "” cannot be taken", errno);
 }
 
 Result<LibraryLock> LibraryLock::acquire(const LibraryFolder& folder, Area area, Mode mode) {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   for (;;) {
-    if (auto lock = tryAcquire(folder, area, mode)) return *std::move(lock);
-    if (std::chrono::steady_clock::now() >= deadline) {
-      return Failure(LibraryErrorCode::operationInterrupted,
-                     "the library is in use by another program, which holds the lock “" +
-                         folder.lockFile() + "”.");
-    }
+    auto lock = tryAcquire(folder, area, mode);
+    if (lock || !isHeld(lock.error()) || std::chrono::steady_clock::now() >= deadline) return lock;
     std::this_thread::sleep_for(kLookAgain);
   }
 }
 
 bool LibraryLock::tryChange(Mode mode) {
   return setLock(file_.get(), area_, mode);
+}
+
+bool LibraryLock::isOfSameFile(const LibraryLock& other) const {
+  struct stat mine = {};
+  struct stat others = {};
+  return ::fstat(file_.get(), &mine) == 0 && ::fstat(other.file_.get(), &others) == 0 &&
+         mine.st_dev == others.st_dev && mine.st_ino == others.st_ino;
 }
 
 }  // namespace quorvin

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 #include <string>
 
 #include "platform_linux/errors/failure.h"
@@ -24,13 +23,21 @@ class LibraryLock {
   };
   enum class Mode { shared, exclusive };
 
-  /// None when another holds it. The folder's lock file exists.
-  static std::optional<LibraryLock> tryAcquire(const LibraryFolder& folder, Area area, Mode mode);
-  /// Waits a few seconds; then an error that names the lock file.
+  /// An error that names the lock file: another holds it (`isHeld`), or the system's reason.
+  static Result<LibraryLock> tryAcquire(const LibraryFolder& folder, Area area, Mode mode);
+  /// Waits a few seconds for another who holds it.
   static Result<LibraryLock> acquire(const LibraryFolder& folder, Area area, Mode mode);
+
+  static bool isHeld(const Failure& failure) {
+    return failure.is(LibraryErrorCode::operationInterrupted);
+  }
 
   /// Changes the mode; false, and as before, when another holder is in the way.
   bool tryChange(Mode mode);
+
+  /// False when the lock file was removed or replaced between the two: who holds the one does not
+  /// keep out who takes the other.
+  bool isOfSameFile(const LibraryLock& other) const;
 
  private:
   LibraryLock(FileDescriptor file, Area area) : file_(std::move(file)), area_(area) {}

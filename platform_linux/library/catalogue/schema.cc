@@ -8,6 +8,7 @@
 #include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/catalogue/trash_rows.h"
 #include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
@@ -253,7 +254,7 @@ Done migrate(Database& database, std::int64_t statusWhenEmpty) {
   }
   if (done && *version == 0) {
     Statement store = database.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
-    done = store.bind(statusWhenEmpty).run();
+    done = store.bind(statusWhenEmpty).run() && storeTrashClock(database, {presentTime(), 0});
   }
   done = done && database.execute("PRAGMA user_version=" + std::to_string(kSchemaVersion)) &&
          database.execute("COMMIT");

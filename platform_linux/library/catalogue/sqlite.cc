@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "codec/utf8.h"
 #include "platform_linux/errors/failure.h"
 
 namespace quorvin {
@@ -12,9 +13,6 @@ namespace {
 constexpr int kBusyTimeoutMilliseconds = 5000;
 // A catalogue uses a few dozen texts; more come from unusual fetch options.
 constexpr std::size_t kKeptStatements = 128;
-
-constexpr std::string_view kHelp =
-    ". The command “quorvin check --repair” brings back what can be.";
 
 void collectRow(sqlite3_context* context, int, sqlite3_value** values) {
   auto* into = *static_cast<std::vector<std::int64_t>**>(sqlite3_user_data(context));
@@ -74,6 +72,7 @@ bool Statement::failed() const {
 
 bool Statement::next() {
   if (failed()) return false;
+  mended_.clear();
   status_ = sqlite3_step(statement_);
   if (failed() && meansDamage(status_)) *damageMet_ = true;
   return status_ == SQLITE_ROW;
@@ -125,7 +124,9 @@ double Statement::real(int column) const {
 std::string_view Statement::text(int column) const {
   const auto* data = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
   if (data == nullptr) return {};
-  return {data, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+  const std::string_view stored(data,
+                                static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
+  return isUtf8(stored) ? stored : mended_.emplace_back(validUtf8(stored));
 }
 
 std::string_view Statement::blob(int column) const {
@@ -233,14 +234,26 @@ bool Database::settleLog() {
   return version && execute("PRAGMA user_version=" + std::to_string(*version));
 }
 
-bool Database::isSound() {
-  Statement check = prepare("PRAGMA quick_check(1)");
-  return check.next() && check.text(0) == "ok";
-}
-
-bool Database::isFoundDamaged() {
-  Statement check = prepare("PRAGMA quick_check(1)");
-  return check.next() ? check.text(0) != "ok" : damageMet_;
+Database::Soundness Database::soundness(const std::function<bool()>& shouldStop) {
+  constexpr int kStepsBetweenQuestions = 10'000;
+  if (shouldStop) {
+    const auto ask = [](void* stop) {
+      return (*static_cast<const std::function<bool()>*>(stop))() ? 1 : 0;
+    };
+    sqlite3_progress_handler(connection_, kStepsBetweenQuestions, ask,
+                             const_cast<std::function<bool()>*>(&shouldStop));
+  }
+  auto found = Soundness::unknown;
+  {
+    Statement check = prepare("PRAGMA quick_check(1)");
+    if (check.next()) {
+      found = check.text(0) == "ok" ? Soundness::sound : Soundness::damaged;
+    } else if (damageMet_) {
+      found = Soundness::damaged;
+    }
+  }
+  sqlite3_progress_handler(connection_, 0, nullptr, nullptr);
+  return found;
 }
 
 bool Database::copyTo(const std::string& path, const std::function<bool()>& shouldStop) {
@@ -287,12 +300,11 @@ bool Database::isDamaged() const {
 }
 
 Failure needsRescue(const std::string& path, std::string_view what) {
-  return Failure(LibraryErrorCode::internal,
-                 "the catalogue “" + path + "” " + std::string(what) + std::string(kHelp));
-}
-
-bool saysNeedsRescue(const Failure& failure) {
-  return failure.reason.ends_with(kHelp);
+  Failure failure(LibraryErrorCode::internal,
+                  "the catalogue “" + path + "” " + std::string(what) +
+                      ". The command “quorvin check --repair” brings back what can be.");
+  failure.isOfCatalogue = true;
+  return failure;
 }
 
 Failure Database::lastError(std::string_view sentence) const {

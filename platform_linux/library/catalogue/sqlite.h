@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -60,7 +61,8 @@ class Statement {
   bool isNull(int column) const;
   std::int64_t integer(int column) const;
   double real(int column) const;
-  std::string_view text(int column) const;  ///< until the next row
+  /// Until the next row. Valid UTF-8, whoever wrote it: it may go on to a message.
+  std::string_view text(int column) const;
   std::string_view blob(int column) const;  ///< until the next row
   std::optional<std::int64_t> optionalInteger(int column) const;
   std::optional<std::string> optionalText(int column) const;
@@ -84,11 +86,11 @@ class Statement {
   int status_;
   bool* damageMet_;
   int bound_ = 0;
+  mutable std::deque<std::string> mended_;  ///< texts of the row that were not valid
 };
 
 /// Of a catalogue that cannot be used: "The catalogue “PATH” WHAT", and the command that helps.
 Failure needsRescue(const std::string& path, std::string_view what = "is damaged");
-bool saysNeedsRescue(const Failure& failure);
 
 /// One connection; used by one thread at a time. It checkpoints only when it is told to, or, for
 /// `write`, when it commits.
@@ -123,10 +125,12 @@ class Database {
   /// log is next read from its start. Makes it void by writing on in its place. What is read
   /// afterwards is what will be read ever after. False when that could not be made durable either.
   bool settleLog();
-  /// False when its pages or indexes contradict each other, or cannot be read.
-  bool isSound();
-  /// True when they contradict each other. What cannot be read for another reason says nothing.
-  bool isFoundDamaged();
+  /// Looks through all of its pages: `damaged` when they or the indexes contradict each other,
+  /// `unknown` when they cannot be read for another reason, or when `shouldStop`, asked now and
+  /// then, said so.
+  enum class Soundness { sound, damaged, unknown };
+  Soundness soundness(const std::function<bool()>& shouldStop = {});
+  bool isSound() { return soundness() == Soundness::sound; }
   /// Copies all of it, as of one moment, to the empty file at the path. Not durable. False when
   /// that failed, or when `shouldStop`, asked now and then, said so.
   bool copyTo(const std::string& path, const std::function<bool()>& shouldStop = {});

@@ -1,5 +1,6 @@
 #include "platform_linux/library/catalogue/trash_rows.h"
 
+#include <algorithm>
 #include <set>
 
 #include "platform_linux/errors/failure.h"
@@ -11,6 +12,9 @@ namespace quorvin {
 namespace {
 
 using std::chrono::nanoseconds;
+
+constexpr std::int64_t kDay = std::chrono::nanoseconds(std::chrono::days(1)).count();
+constexpr std::int64_t kFarthestJump = 7 * kDay;
 
 std::set<std::string> burstsAmong(Database& database, const std::string& rows) {
   Statement find = database.prepare(
@@ -29,6 +33,12 @@ bool settleBursts(Database& database, const std::set<std::string>& bursts) {
   return true;
 }
 
+// A clock that was put back would make the term end too early.
+std::int64_t timeOfDeletion(Database& database) {
+  const auto clock = trashClock(database);
+  return std::max(presentTime(), clock ? clock->latest : 0);
+}
+
 }  // namespace
 
 std::int64_t presentTime() {
@@ -43,7 +53,7 @@ bool trashAssets(Database& database, const std::string& rows) {
       "UPDATE assets SET trashed_ns = ? WHERE id IN (SELECT value FROM json_each(?))"
       " AND trashed_ns IS NULL");
   return journalAssets(database, JournalKind::assetWent, rows) &&
-         trash.bind(presentTime(), rows).run() && settleBursts(database, bursts);
+         trash.bind(timeOfDeletion(database), rows).run() && settleBursts(database, bursts);
 }
 
 Done restoreAssets(Database& database, std::span<const std::string> identifiers) {
@@ -120,6 +130,31 @@ bool dropAssets(Database& database, const DoomedAssets& doomed) {
   Statement drop =
       database.prepare("DELETE FROM assets WHERE id IN (SELECT value FROM json_each(?))");
   return drop.bind(list).run();
+}
+
+std::optional<TrashClock> trashClock(Database& database) {
+  Statement find = database.prepare(
+      "SELECT (SELECT value FROM meta WHERE key = 'latest_time'),"
+      " (SELECT value FROM meta WHERE key = 'doubted_time')");
+  if (!find.next()) return std::nullopt;
+  return TrashClock{find.optionalInteger(0).value_or(0), find.optionalInteger(1).value_or(0)};
+}
+
+bool storeTrashClock(Database& database, const TrashClock& clock) {
+  Statement store = database.prepare(
+      "INSERT INTO meta(key, value) VALUES ('latest_time', ?), ('doubted_time', ?)"
+      " ON CONFLICT (key) DO UPDATE SET value = excluded.value");
+  return store.bind(clock.latest, clock.doubted).run();
+}
+
+TrashClock lookedAt(const TrashClock& before, std::int64_t now) {
+  if (now - kFarthestJump <= before.latest) {
+    // To write it down once a day is enough.
+    const bool isNewDay = now - before.latest >= kDay;
+    return {isNewDay ? now : before.latest, 0};
+  }
+  if (before.doubted == 0 || now < before.doubted) return {before.latest, now};
+  return now - before.doubted >= kDay ? TrashClock{now, 0} : before;
 }
 
 }  // namespace quorvin

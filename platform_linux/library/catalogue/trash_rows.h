@@ -57,4 +57,23 @@ std::optional<DoomedAssets> doomedAssets(Database& database, std::int64_t until,
 /// Their rows, and with them all that refers to them. False when writing failed.
 bool dropAssets(Database& database, const DoomedAssets& doomed);
 
+/// The clock by which deleted assets go for good: nanoseconds since 1970. A clock that is wrong
+/// must not remove anything: the latest time that was believed is kept in the catalogue, and a time
+/// far beyond it is believed only when it is still so on a later day.
+struct TrashClock {
+  std::int64_t latest = 0;   ///< the latest time that was believed; 0: none yet
+  std::int64_t doubted = 0;  ///< when a time far beyond it was first seen; 0: there is no doubt
+
+  bool isDoubted() const { return doubted != 0; }
+  friend bool operator==(const TrashClock&, const TrashClock&) = default;
+};
+
+/// None when it cannot be read.
+std::optional<TrashClock> trashClock(Database& database);
+/// Inside a change. False when writing failed.
+bool storeTrashClock(Database& database, const TrashClock& clock);
+
+/// The clock after it was looked at once more. The same when nothing of it is worth keeping.
+TrashClock lookedAt(const TrashClock& before, std::int64_t now);
+
 }  // namespace quorvin

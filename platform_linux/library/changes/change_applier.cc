@@ -43,13 +43,13 @@ const char* nameOf(MediaKind kind) {
   return "something else";
 }
 
-bool needsStaging(const std::vector<ChangeRequest>& requests) {
-  return std::any_of(requests.begin(), requests.end(), [](const ChangeRequest& request) {
+}  // namespace
+
+bool savesFiles(const std::vector<ChangeRequest>& requests) {
+  return std::ranges::any_of(requests, [](const ChangeRequest& request) {
     return std::holds_alternative<CreateAsset>(request);
   });
 }
-
-}  // namespace
 
 Result<std::size_t> ChangeApplier::countDeletions(const std::vector<ChangeRequest>& requests) {
   std::vector<std::int64_t> rows;
@@ -76,7 +76,7 @@ Done ChangeApplier::apply(const std::vector<ChangeRequest>& requests,
   std::vector<Creation> creations;
   Done done = Null{};
   bool isUncertain = false;
-  if (needsStaging(requests)) {
+  if (savesFiles(requests)) {
     done = makeReady();
     if (done) done = copyFiles(requests, creations);
     if (done) done = placeFiles(creations);

@@ -18,6 +18,9 @@
 
 namespace quorvin {
 
+/// True when files are to be copied.
+bool savesFiles(const std::vector<ChangeRequest>& requests);
+
 /// One thread. The catalogue and the media service outlive it.
 class ChangeApplier {
  public:

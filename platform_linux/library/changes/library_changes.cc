@@ -14,8 +14,10 @@ LibraryChanges::LibraryChanges(const Library& library, MediaService& media,
     : catalogue_(library.catalogue()),
       authorization_(library.authorization()),
       applier_(*catalogue_, media),
+      saver_(*catalogue_, media),
       prompt_(std::move(options.deletionPrompt), options.mainQueue),
       completions_("quorvin-changed", 1),
+      saves_("quorvin-saves", 1),
       blocks_("quorvin-changes", 1) {}
 
 void LibraryChanges::performChanges(
@@ -24,24 +26,28 @@ void LibraryChanges::performChanges(
   blocks_.add([this, changeBlock = std::move(changeBlock),
                completionHandler = std::move(completionHandler)] {
     if (stop_.stop_requested()) return;
-    std::optional<NSError> error;
     try {
-      error = presented(perform(changeBlock));
+      auto requests = record(changeBlock);
+      if (!requests) return complete(completionHandler, presented(requests.error()));
+      if (!savesFiles(*requests)) {
+        return complete(completionHandler, presented(apply(applier_, *requests)));
+      }
+      saves_.add([this, completionHandler, requests = *std::move(requests)] {
+        if (stop_.stop_requested()) return;
+        complete(completionHandler, presented(apply(saver_, requests)));
+      });
     } catch (const LibraryUnreadable& unreadable) {
-      error = unreadable.error();
+      complete(completionHandler, unreadable.error());
     }
-    completions_.add([this, completionHandler, error] {
-      if (!stop_.stop_requested()) completionHandler(!error, error);
-    });
   });
 }
 
-Done LibraryChanges::perform(const std::function<void(PHChangeRequests&)>& changeBlock) {
-  if (auto access = accessUnder(authorization_->status()); !access) return access;
+Result<std::vector<ChangeRequest>> LibraryChanges::record(
+    const std::function<void(PHChangeRequests&)>& changeBlock) {
+  if (auto access = accessUnder(authorization_->status()); !access) return access.error();
   ChangeRecorder recorder(*catalogue_);
   changeBlock(recorder);
-  const std::vector<ChangeRequest> requests = recorder.take();
-  if (requests.empty()) return Null{};
+  std::vector<ChangeRequest> requests = recorder.take();
   if (!prompt_.isEmpty()) {
     const auto deletions = applier_.countDeletions(requests);
     if (!deletions) return deletions.error();
@@ -49,10 +55,22 @@ Done LibraryChanges::perform(const std::function<void(PHChangeRequests&)>& chang
       return Failure(LibraryErrorCode::userCancelled, "the deletion was not allowed.");
     }
   }
-  // The block and the user may have taken their time.
+  return requests;
+}
+
+Done LibraryChanges::apply(ChangeApplier& applier, const std::vector<ChangeRequest>& requests) {
+  if (requests.empty()) return Null{};
+  // The block, the user and the files before these may have taken their time.
   const auto status = authorization_->status();
   if (auto access = accessUnder(status); !access) return access;
-  return applier_.apply(requests, *status);
+  return applier.apply(requests, *status);
+}
+
+void LibraryChanges::complete(Completion completionHandler, std::optional<NSError> error) {
+  completions_.add(
+      [this, completionHandler = std::move(completionHandler), error = std::move(error)] {
+        if (!stop_.stop_requested()) completionHandler(!error, error);
+      });
 }
 
 void LibraryChanges::beginShutDown() {
@@ -63,6 +81,7 @@ void LibraryChanges::beginShutDown() {
 void LibraryChanges::shutDown() {
   beginShutDown();
   blocks_.shutDown();
+  saves_.shutDown();
   completions_.shutDown();
 }
 

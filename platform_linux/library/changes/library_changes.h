@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
+#include <vector>
 
 #include "core/platform/changes.h"
 #include "core/platform/dispatch.h"
@@ -27,9 +28,10 @@ struct LibraryChangesOptions {
   DispatchQueue* mainQueue = nullptr;
 };
 
-/// Any thread. Blocks run one after another on a thread of their own; completions, also in their
-/// order, on another. Every change is durable before its completion begins, and fetches then show
-/// it.
+/// Any thread. Blocks run one after another on a thread of their own; completions, in the order in
+/// which the changes were made, on another. Every change is durable before its completion begins,
+/// and fetches then show it. Changes that save files are made one after another on a third thread,
+/// for files take their time: other changes do not wait for them.
 class LibraryChanges final : public PHPhotoLibraryChanges {
  public:
   /// The media service outlives the changes; the library need not.
@@ -51,15 +53,24 @@ class LibraryChanges final : public PHPhotoLibraryChanges {
   void shutDown();
 
  private:
-  Done perform(const std::function<void(PHChangeRequests&)>& changeBlock);
+  using Completion = std::function<void(bool success, std::optional<NSError> error)>;
+
+  /// What the block asks for, and the user allows.
+  Result<std::vector<ChangeRequest>> record(
+      const std::function<void(PHChangeRequests&)>& changeBlock);
+  Done apply(ChangeApplier& applier, const std::vector<ChangeRequest>& requests);
+  void complete(Completion completionHandler, std::optional<NSError> error);
 
   const std::shared_ptr<Catalogue> catalogue_;
   const std::shared_ptr<Authorization> authorization_;
   ChangeApplier applier_;  ///< used by the blocks' thread
+  ChangeApplier saver_;    ///< used by the saves' thread
   DeletionPrompt prompt_;
   std::stop_source stop_;
+  // Each hands on to those before it, and so ends before them.
   WorkThreads completions_;
-  WorkThreads blocks_;  ///< last, so that its thread ends first
+  WorkThreads saves_;
+  WorkThreads blocks_;
 };
 
 }  // namespace quorvin

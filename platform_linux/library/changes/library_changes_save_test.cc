@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <fstream>
+#include <latch>
 
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "testing/platform/testing_changes.h"
@@ -271,6 +273,59 @@ TEST(SaveOnAFullVolume, FailsAndLeavesNothing) {
       << error.localizedDescription;
   EXPECT_NE(error.localizedDescription.find("“a.jpg”"), std::string::npos);
   EXPECT_TRUE(filesBelow(volume / "library/originals").empty());
+}
+
+TEST_F(Save, IsNotHeldUpNorSweptByWhoeverOpensBehindAReplacedLock) {
+  // What is being copied at this moment is known by its own list as well.
+  std::latch copying(1);
+  std::latch opened(1);
+  media.onProbe = [&](const std::string&) {
+    copying.count_down();
+    opened.wait();
+  };
+  auto saving = start([path = put("a.jpg", "image")](PHChangeRequests& requests) {
+    requests.creationRequestForAssetFromImageAtFileURL(path);
+  });
+  copying.wait();
+  const std::string incoming = folder / "library/incoming";
+  ASSERT_EQ(filesBelow(incoming).size(), 1U);
+  std::filesystem::remove(folder / "library/library.lock");
+  EXPECT_NE(open(), nullptr);
+  EXPECT_EQ(filesBelow(incoming).size(), 1U);
+  opened.count_down();
+  EXPECT_FALSE(saving.get().success);
+}
+
+TEST_F(Save, DoesNotHoldUpOtherChangesWhileItsFileIsReadAndCopied) {
+  std::latch reading(1);
+  std::latch made(1);
+  media.onProbe = [&](const std::string&) {
+    reading.count_down();
+    made.wait();
+  };
+  const std::string first = put("a.jpg", "image");
+  auto saving = start([&first](PHChangeRequests& requests) {
+    requests.creationRequestForAssetFromImageAtFileURL(first);
+  });
+  reading.wait();
+  EXPECT_TRUE(perform([](PHChangeRequests& requests) {
+                requests.creationRequestForAssetCollectionWithTitle("Trip");
+              }).success);
+  made.count_down();
+  EXPECT_TRUE(saving.get().success);
+}
+
+TEST_F(Save, ClampsAFileTimeThatNanosecondsDoNotReach) {
+  const std::string path = put("a.jpg", "image");
+  const struct timespec times[2] = {{13'569'465'600, 0}, {13'569'465'600, 0}};  // in 2400
+  ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+  struct stat status = {};
+  ASSERT_EQ(::stat(path.c_str(), &status), 0);
+  if (status.st_mtim.tv_sec != 13'569'465'600) GTEST_SKIP() << "the file system ends earlier";
+  EXPECT_TRUE(saveImage(path).success);
+  const auto asset = find(saved);
+  ASSERT_NE(asset, nullptr);
+  EXPECT_EQ(gardener.integer("SELECT created_ns FROM assets"), INT64_MAX);
 }
 
 TEST_F(Save, FailsWithTheLocksNameWhileAnotherProgramWrites) {

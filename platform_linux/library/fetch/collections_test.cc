@@ -43,6 +43,19 @@ TEST(Collections, MayHaveNoTitle) {
   EXPECT_EQ(test.smart(217)->localizedTitle, std::nullopt);
 }
 
+TEST(Collections, ShowTitlesThatAreNotUtf8WithReplacements) {
+  // Whoever wrote them: a message holds nothing else.
+  TestLibrary test;
+  const std::string album = test.gardener.plantAlbum("title");
+  test.gardener.run("UPDATE collections SET title = CAST(X'61FF62' AS TEXT) WHERE ident = '" +
+                    album + "'");
+  const std::vector<std::string> identifiers = {album};
+  const auto found =
+      test.library->fetchAssetCollectionsWithLocalIdentifiers(identifiers, nullptr)->firstObject();
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(found->localizedTitle, "a\uFFFDb");
+}
+
 TEST(Collections, EverySmartAlbumListsWhatItsOwnRuleNames) {
   const std::vector<std::pair<std::int64_t, PlantedAsset>> members = {
       {203, {.favorite = true}},    {202, {.mediaType = 2}},

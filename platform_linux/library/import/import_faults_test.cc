@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "testing/platform/testing_folder.h"
 #include "testing/platform/testing_import.h"
 
 namespace quorvin {
@@ -18,7 +19,7 @@ using Texts = std::vector<std::string>;
 struct ImportFaults : testing::Test, ImportFixture {};
 
 constexpr int kStopped = 41;
-constexpr int kStoppedForSpace = 42;
+constexpr int kRefused = 50;  ///< and so many files
 
 // Runs the import in a process of its own that may not write files beyond a size.
 int importWithSmallFiles(ImportFixture& test, rlim_t most) {
@@ -28,24 +29,40 @@ int importWithSmallFiles(ImportFixture& test, rlim_t most) {
     const struct rlimit limit = {most, most};
     ::setrlimit(RLIMIT_FSIZE, &limit);
     const auto summary = test.tryImport({test.folder / "in"});
-    if (summary) ::_exit(1);
-    const auto noSpace = static_cast<std::int64_t>(LibraryErrorCode::notEnoughSpace);
-    ::_exit(summary.error().code == noSpace ? kStoppedForSpace : kStopped);
+    ::_exit(summary ? kRefused + static_cast<int>(summary->refusedFiles) : kStopped);
   }
   int status = 0;
   ::waitpid(child, &status, 0);
   return WEXITSTATUS(status);
 }
 
-TEST_F(ImportFaults, StopsWithAReasonWhenThereIsNoSpaceAndKeepsWhatItAdded) {
+TEST_F(ImportFaults, RefusesAloneWhatIsTooLargeForTheFileSystem) {
   put("a.jpg", "image");
   importAll();
   put("b.jpg", "image b");
   put("c.jpg", "image c" + std::string(20'000'000, '.'));
   put("d.jpg", "image d");
-  EXPECT_EQ(importWithSmallFiles(*this, 10'000'000), kStoppedForSpace);
-  EXPECT_EQ(assets(), (Texts{"1 1:a.jpg", "1 1:b.jpg"}));
+  EXPECT_EQ(importWithSmallFiles(*this, 10'000'000), kRefused + 1);
+  EXPECT_EQ(assets(), (Texts{"1 1:a.jpg", "1 1:b.jpg", "1 1:d.jpg"}));
   expectSound();
+}
+
+TEST(ImportIntoAFullVolume, StopsWithAReasonAndKeepsWhatItAdded) {
+  SmallVolume volume("size=1m");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  const TemporaryFolder sources;
+  ScriptedMedia media;
+  ImportListener listener;
+  const auto import = [&] {
+    return importIntoLibrary(volume / "library", media, {{sources.path()}, std::nullopt}, listener);
+  };
+  writeFile(sources / "a.jpg", "image");
+  ASSERT_TRUE(import());
+  writeFile(sources / "b.jpg", "image " + std::string(5'000'000, '.'));
+  const auto full = import();
+  ASSERT_FALSE(full);
+  EXPECT_TRUE(full.error().is(LibraryErrorCode::notEnoughSpace)) << full.error().sentence();
+  EXPECT_EQ(filesBelow(volume / "library/originals").size(), 1U);
 }
 
 TEST_F(ImportFaults, AddsNothingWhenTheCatalogueCannotGrow) {

@@ -49,7 +49,7 @@ bool ImportBatch::store(Database& database, Unit& unit, Committed& committed) {
     }
   }
   if (album_) {
-    const auto album = albumWithTitle(database, *album_);
+    const auto album = albumWithTitle(database, validUtf8(*album_));
     if (!album || !addToAlbum(database, *album, *asset)) return false;
   }
   const std::string burst = validUtf8(unit.main->file->probe.burstIdentifier);

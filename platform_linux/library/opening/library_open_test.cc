@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/upkeep/administration.h"
@@ -140,7 +141,7 @@ TEST(LibraryOpen, RefusesAFolderThatMayNotBeWritten) {
   EXPECT_TRUE(fs::is_empty(folder / "empty"));
 }
 
-TEST(LibraryOpen, NoticesADamagedCatalogueAfterAnUncleanStop) {
+TEST(LibraryOpen, NoticesADamagedCatalogueAfterAnUncleanStopAndTakesNoMoreChanges) {
   TestLibrary test;
   for (int i = 0; i < 3000; ++i) test.gardener.plant({.created = i});
   test.gardener.run("PRAGMA wal_checkpoint(TRUNCATE)");
@@ -154,7 +155,15 @@ TEST(LibraryOpen, NoticesADamagedCatalogueAfterAnUncleanStop) {
       file << std::string(4096, '\xA5');
     }
   }
-  EXPECT_NE(errorOfOpening(test.folder / "library").find("is damaged"), std::string::npos);
+  const auto library = test.open();
+  // It does not touch what is damaged.
+  const auto change = [&library] {
+    return library->catalogue()->change([](Database&) -> Done { return Null{}; });
+  };
+  Done done = change();
+  while (done) done = change();
+  EXPECT_NE(done.error().sentence().find("is damaged"), std::string::npos);
+  EXPECT_NE(done.error().sentence().find("quorvin check --repair"), std::string::npos);
 }
 
 TEST(LibraryOpen, LeavesNoLogBehindWhenItClosesCleanly) {
@@ -233,47 +242,6 @@ TEST(LibraryOpen, WorksForSeveralAtOnce) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(opened, 20);
   EXPECT_EQ(Gardener(folder / "library").text("SELECT count(*) FROM collections"), "15");
-}
-
-TEST(LibraryLock, ExcludesOthersOfTheSameProcessAndIsFreedWithItsHolder) {
-  TemporaryFolder folder;
-  writeFile(folder / "library.lock", "");
-  const LibraryFolder library = *libraryFolderAt(folder.path());
-  using Area = LibraryLock::Area;
-  using Mode = LibraryLock::Mode;
-  auto first = LibraryLock::tryAcquire(library, Area::writer, Mode::exclusive);
-  ASSERT_TRUE(first);
-  EXPECT_FALSE(LibraryLock::tryAcquire(library, Area::writer, Mode::exclusive));
-  EXPECT_FALSE(LibraryLock::tryAcquire(library, Area::writer, Mode::shared));
-  EXPECT_TRUE(LibraryLock::tryAcquire(library, Area::staging, Mode::exclusive));
-  EXPECT_TRUE(first->tryChange(Mode::shared));
-  EXPECT_TRUE(LibraryLock::tryAcquire(library, Area::writer, Mode::shared));
-  first.reset();
-  EXPECT_TRUE(LibraryLock::tryAcquire(library, Area::writer, Mode::exclusive));
-}
-
-TEST(LibraryLock, IsFreedWhenItsHolderIsKilled) {
-  TemporaryFolder folder;
-  writeFile(folder / "library.lock", "");
-  const LibraryFolder library = *libraryFolderAt(folder.path());
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const auto lock =
-        LibraryLock::tryAcquire(library, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
-    (void)!::write(ready[1], "x", 1);
-    ::pause();
-    ::_exit(0);
-  }
-  char byte = 0;
-  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-  EXPECT_FALSE(
-      LibraryLock::tryAcquire(library, LibraryLock::Area::writer, LibraryLock::Mode::exclusive));
-  ::kill(child, SIGKILL);
-  ::waitpid(child, nullptr, 0);
-  EXPECT_TRUE(
-      LibraryLock::acquire(library, LibraryLock::Area::writer, LibraryLock::Mode::exclusive));
 }
 
 TEST(LibraryThreads, ReadWhileOthersWrite) {

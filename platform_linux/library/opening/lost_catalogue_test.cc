@@ -29,7 +29,7 @@ struct LostCatalogue : testing::Test, ChangeFixture {
     const auto opened = Library::open({.path = place()});
     if (opened) return "";
     EXPECT_EQ(filesBelow(place()), before);
-    return opened.error().reason;
+    return opened.error().sentence();
   }
   void overwrite(std::size_t offset, std::size_t size) const {
     std::fstream file(catalogue(), std::ios::binary | std::ios::in | std::ios::out);
@@ -44,7 +44,7 @@ TEST_F(LostCatalogue, ThatIsMissingIsAnErrorThatNamesTheCommand) {
   fs::remove(catalogue());
   EXPECT_TRUE(contains(errorOfOpening(), "library.sqlite” is missing."));
   EXPECT_TRUE(contains(errorOfOpening(), kCommand));
-  EXPECT_TRUE(contains(describeLibrary(place()).error().reason, kCommand));
+  EXPECT_TRUE(contains(describeLibrary(place()).error().sentence(), kCommand));
   EXPECT_FALSE(fs::exists(catalogue()));
 }
 
@@ -119,7 +119,7 @@ TEST_F(DamageWhileRunning, FailsChanges) {
 }
 
 TEST_F(DamageWhileRunning, FailsTheSummaryOfTheLibrary) {
-  EXPECT_TRUE(contains(describeLibrary(place()).error().reason, kCommand));
+  EXPECT_TRUE(contains(describeLibrary(place()).error().sentence(), kCommand));
 }
 
 TEST_F(LostCatalogue, ThatALaterVersionHasTakenOverIsReadAndNeverWrittenTo) {
@@ -139,7 +139,8 @@ TEST_F(LostCatalogue, OfAnEarlierVersionWaitsUntilNobodyHasItOpen) {
   gardener.run("PRAGMA user_version = 3");
   const auto opened = Library::open({.path = place()});
   ASSERT_FALSE(opened);
-  EXPECT_TRUE(contains(opened.error().reason, "only while no other program has the library open"));
+  EXPECT_TRUE(
+      contains(opened.error().sentence(), "only while no other program has the library open"));
   EXPECT_EQ(gardener.text("PRAGMA user_version"), "3");
 }
 

@@ -1,8 +1,9 @@
 // The steps, in their order. Look whether the folder is a library, or may become one, before
 // anything is made in it. Make the folders and the lock file, and keep others out. Announce the
-// presence: whoever is alone, and finds a log that nobody emptied, checks the catalogue's pages
-// first. Make the tables, or bring them up to date. Sweep what copies that were cut short left.
-// Then others may come in as well, and what has been deleted for long enough goes for good.
+// presence. Make the tables, or bring them up to date. Sweep what copies that were cut short left.
+// Then others may come in as well, and what takes long is left to a thread beside: whoever is
+// alone, and finds a log that nobody emptied, has the catalogue's pages looked through before
+// anything is swept; and what has been deleted for long enough goes for good.
 #include "platform_linux/library/opening/opening.h"
 
 #include <fcntl.h>
@@ -17,8 +18,8 @@
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/schema.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
+#include "platform_linux/library/opening/care.h"
 #include "platform_linux/library/opening/privacy.h"
-#include "platform_linux/library/originals/removal.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/snapshots/snapshot.h"
 #include "platform_linux/library/snapshots/snapshot_keeper.h"
@@ -59,12 +60,6 @@ bool stoppedUncleanly(const LibraryFolder& folder) {
   return folder.held->status(log, status) == 0 && status.st_size > 0;
 }
 
-Done checkIntegrity(Database& database, const LibraryFolder& folder) {
-  if (database.isSound()) return Null{};
-  if (!database.isFoundDamaged()) return unreadable(database);
-  return needsRescue(folder.catalogue());
-}
-
 // To bring a catalogue up to date, one has to be alone with it: whoever has it open knows its
 // tables as they are. To make a new one, not: others make the same.
 Done setUp(const LibraryFolder& folder, bool alone, PHAuthorizationStatus status) {
@@ -100,32 +95,13 @@ Done setUp(const LibraryFolder& folder, bool alone, PHAuthorizationStatus status
 Done prepare(const LibraryFolder& folder, bool alone, PHAuthorizationStatus statusWhenMade) {
   bool current = false;
   if (auto database = Database::open(folder.catalogueFile(), Database::Use::read)) {
-    if (alone && stoppedUncleanly(folder)) {
-      if (auto sound = checkIntegrity(**database, folder); !sound) return sound.error();
-    }
     const auto state = catalogueState(**database);
     current = state && *state == CatalogueState::current;
   }
   if (!current) {
     if (auto done = setUp(folder, alone, statusWhenMade); !done) return done.error();
   }
-  sweepStaging(folder);
   return Null{};
-}
-
-// What was deleted 30 days ago or earlier goes for good. What cannot be done now is left to the
-// next opening.
-void purgeTrash(Catalogue& catalogue) {
-  const std::int64_t until = presentTime() - std::chrono::nanoseconds(kDaysInTrash).count();
-  {
-    Catalogue::Reader database = catalogue.reader();
-    if (!database || !isAnyTrashed(*database, until)) return;
-  }
-  // Opening does not wait for a writer.
-  const bool isFree = LibraryLock::tryAcquire(catalogue.folder(), LibraryLock::Area::writer,
-                                              LibraryLock::Mode::exclusive)
-                          .has_value();
-  if (isFree) removeTrashed(catalogue, until);
 }
 
 }  // namespace
@@ -148,21 +124,23 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
   closeToOthers(*folder);
   auto presence =
       LibraryLock::tryAcquire(*folder, LibraryLock::Area::presence, LibraryLock::Mode::exclusive);
-  bool alone = presence.has_value();
+  bool alone = static_cast<bool>(presence);
   if (!alone) {
-    auto shared =
+    presence =
         LibraryLock::acquire(*folder, LibraryLock::Area::presence, LibraryLock::Mode::shared);
-    if (!shared) return shared.error();
-    presence = *std::move(shared);
+    if (!presence) return presence.error();
     // Whoever was in the way may have been just closing.
     alone = presence->tryChange(LibraryLock::Mode::exclusive);
   }
+  // Otherwise others are using it, and whoever came first looks after it.
+  const bool wasCut = alone && stoppedUncleanly(*folder);
   if (auto ready = prepare(*folder, alone, statusWhenMade); !ready) return ready.error();
+  if (!wasCut) sweepStaging(*folder);
   presence->tryChange(LibraryLock::Mode::shared);
   auto keeper = std::make_unique<SnapshotKeeper>(*folder);
   auto catalogue =
       std::make_shared<Catalogue>(*std::move(folder), *std::move(presence), std::move(keeper));
-  purgeTrash(*catalogue);
+  startCare(*catalogue, wasCut);
   return catalogue;
 }
 

@@ -4,6 +4,8 @@
 // of them that no row names.
 #include "platform_linux/library/originals/removal.h"
 
+#include <set>
+
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
 #include "platform_linux/library/originals/derivatives.h"
@@ -31,11 +33,18 @@ Result<DoomedAssets> dropRows(Catalogue& catalogue, Staging& staging, std::int64
   return doomed;
 }
 
-// False when an original is still there. Previews that are do no harm.
+// False when an original is still there, or may be there again after a power cut. Previews that are
+// do no harm.
 bool removeFiles(const LibraryFolder& folder, const DoomedAssets& doomed) {
   bool gone = true;
+  std::set<std::string> folders;
   for (const std::string& path : doomed.originals) {
     gone = removeOriginal(folder, path) && gone;
+    folders.insert(std::string(LibraryFolder::kOriginals) + "/" +
+                   path.substr(0, path.find_last_of('/')));
+  }
+  for (const std::string& each : folders) {
+    if (folder.held->openFolder(each)) gone = syncFolder(folder, each) && gone;
   }
   for (const std::string& uuid : doomed.uuids) removeDerivatives(folder, uuid);
   return gone;
@@ -43,7 +52,8 @@ bool removeFiles(const LibraryFolder& folder, const DoomedAssets& doomed) {
 
 }  // namespace
 
-Result<EmptiedTrash> removeTrashed(Catalogue& catalogue, std::int64_t until) {
+Result<EmptiedTrash> removeTrashed(Catalogue& catalogue, std::int64_t until,
+                                   const std::function<bool()>& goesOn) {
   auto staging = Staging::begin(catalogue.folder());
   if (!staging) return staging.error();
   EmptiedTrash emptied;
@@ -56,7 +66,7 @@ Result<EmptiedTrash> removeTrashed(Catalogue& catalogue, std::int64_t until) {
     if (gone) (*staging)->forget();
     emptied.assets += doomed->rows.size();
     emptied.bytes += doomed->bytes;
-    if (doomed->rows.size() < kAssetsAtOnce) return emptied;
+    if (doomed->rows.size() < kAssetsAtOnce || (goesOn && !goesOn())) return emptied;
   }
 }
 

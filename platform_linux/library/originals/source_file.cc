@@ -54,7 +54,14 @@ bool folderLiesIn(const LibraryFolder& library, const std::string& path) {
 }
 
 std::int64_t modificationTime(const struct stat& status) {
-  return status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec;
+  // Nanoseconds reach from 1677 to 2262; file systems reach further.
+  std::int64_t nanoseconds = 0;
+  if (__builtin_mul_overflow(status.st_mtim.tv_sec, 1'000'000'000LL, &nanoseconds) ||
+      __builtin_add_overflow(nanoseconds, status.st_mtim.tv_nsec, &nanoseconds)) {
+    return status.st_mtim.tv_sec < 0 ? std::numeric_limits<std::int64_t>::min()
+                                     : std::numeric_limits<std::int64_t>::max();
+  }
+  return nanoseconds;
 }
 
 Result<FileDescriptor> openSource(const LibraryFolder& library, const std::string& path) {

@@ -6,6 +6,7 @@
 #include "platform_linux/library/originals/staging.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -42,6 +43,13 @@ bool writeAt(int fd, std::string_view bytes, std::int64_t offset) {
     offset += written;
   }
   return true;
+}
+
+// Whoever stages holds its list. The library's lock says so too, but only as long as nobody
+// removes or replaces the lock file.
+bool isInUse(const LibraryFolder& folder, const std::string& staging) {
+  const FileDescriptor list = folder.held->openRegularFile(staging + kListName);
+  return list && ::flock(list.get(), LOCK_EX | LOCK_NB) != 0;
 }
 
 // The paths of a staging folder's list: only those that can have been written here. A last line
@@ -97,6 +105,7 @@ Result<std::unique_ptr<Staging>> Staging::begin(const LibraryFolder& folder) {
   }
   std::unique_ptr<Staging> staging(new Staging(*std::move(lock), folder, path, std::move(list)));
   const int listed = staging->list_.get();
+  ::flock(listed, LOCK_SH);
   if (!writeAt(listed, std::string(kListSize, '\n'), 0) || ::fsync(listed) != 0) {
     return systemFailure(failure, errno);
   }
@@ -160,6 +169,7 @@ void sweepStaging(const LibraryFolder& folder) {
   // Nothing goes by rows that may yet turn out otherwise.
   if (!database || !requirePresentVersion(**database, folder) || !(*database)->settleLog()) return;
   for (const std::string& path : leftovers(folder)) {
+    if (isInUse(folder, path)) continue;
     if (!removeUnnamed(**database, folder, listedPaths(folder, path))) continue;
     if (folder.held->removeTree(path) != 0) folder.held->removeFile(path);
   }

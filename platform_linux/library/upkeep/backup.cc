@@ -36,7 +36,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kMark = "backup.unfinished";
-constexpr const char* kNew = "library.sqlite.new";
+constexpr const char* kUnfinishedCopy = "library.sqlite.new";
 // Assets may go for good meanwhile; then the moment is taken anew.
 constexpr int kMostMoments = 5;
 
@@ -97,9 +97,13 @@ class Backup {
       if (!isUnchangedBackup(**old)) return refused("it has been changed since it was made");
     }
     if (auto made = makeFolders(target_); !made) return made;
-    presence_ =
+    auto presence =
         LibraryLock::tryAcquire(target_, LibraryLock::Area::presence, LibraryLock::Mode::exclusive);
-    if (!presence_) return refused("another program has it open");
+    if (!presence) {
+      return LibraryLock::isHeld(presence.error()) ? refused("another program has it open")
+                                                   : presence.error();
+    }
+    presence_ = *std::move(presence);
     return mark();
   }
 
@@ -123,13 +127,14 @@ class Backup {
 
   std::string newFile() const {
     const std::string catalogue = target_.catalogueFile();
-    return catalogue.substr(0, catalogue.rfind('/') + 1) + kNew;
+    return catalogue.substr(0, catalogue.rfind('/') + 1) + kUnfinishedCopy;
   }
 
   Done copyCatalogue() {
     for (const char* part : {"", "-wal", "-shm"})
-      target_.held->removeFile(std::string(kNew) + part);
-    if (!target_.held->openFile(kNew, O_RDWR | O_CREAT | O_EXCL, 0600)) return cannot(errno);
+      target_.held->removeFile(std::string(kUnfinishedCopy) + part);
+    if (!target_.held->openFile(kUnfinishedCopy, O_RDWR | O_CREAT | O_EXCL, 0600))
+      return cannot(errno);
     {
       Catalogue::Reader reader = source_.reader();
       if (!reader) return reader.error();
@@ -238,12 +243,12 @@ class Backup {
     }
     for (const char* part : {"-wal", "-shm"}) {
       target_.held->removeFile(std::string(LibraryFolder::kCatalogue) + part);
-      target_.held->removeFile(std::string(kNew) + part);
+      target_.held->removeFile(std::string(kUnfinishedCopy) + part);
     }
-    const FileDescriptor file = target_.held->openFile(kNew, O_RDWR);
+    const FileDescriptor file = target_.held->openFile(kUnfinishedCopy, O_RDWR);
     if (!file || ::fsync(file.get()) != 0) return cannot(errno);
-    const int error = target_.held->rename(kNew, *target_.held, LibraryFolder::kCatalogue,
-                                           Folder::Existing::replace);
+    const int error = target_.held->rename(kUnfinishedCopy, *target_.held,
+                                           LibraryFolder::kCatalogue, Folder::Existing::replace);
     if (error != 0) return cannot(error);
     return syncFolder(target_, "");
   }

@@ -46,6 +46,8 @@ Result<CheckReport> checkLibrary(const std::string& path, const CheckOptions& op
   }
   auto catalogue = openCatalogue(path, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
+  // What it is about to remove is none of this one's business.
+  (*catalogue)->finishBeside();
   CheckRun run{**catalogue, options, std::move(rescued)};
   checkDatabase(run);
   checkRows(run);

@@ -236,9 +236,9 @@ std::optional<std::string> troubleOf(const LibraryFolder& folder) {
   }
   const std::optional<std::string> isDamaged = "is damaged";
   auto database = Database::open(folder.catalogueFile(), Database::Use::read);
-  if (!database) return isUsed && saysNeedsRescue(database.error()) ? isDamaged : std::nullopt;
+  if (!database) return isUsed && database.error().isOfCatalogue ? isDamaged : std::nullopt;
   const auto known = catalogueState(**database);
-  if (!known) return isUsed && saysNeedsRescue(known.error()) ? isDamaged : std::nullopt;
+  if (!known) return isUsed && known.error().isOfCatalogue ? isDamaged : std::nullopt;
   switch (*known) {
     case CatalogueState::newer:
       return std::nullopt;
@@ -247,7 +247,7 @@ std::optional<std::string> troubleOf(const LibraryFolder& folder) {
       return isUsed ? isDamaged : std::nullopt;
     case CatalogueState::older:
     case CatalogueState::current:
-      return (*database)->isFoundDamaged() ? isDamaged : std::nullopt;
+      return (*database)->soundness() == Database::Soundness::damaged ? isDamaged : std::nullopt;
   }
   return std::nullopt;
 }
@@ -259,7 +259,7 @@ Result<std::vector<std::string>> rescueCatalogue(const LibraryFolder& folder) {
       LibraryLock::tryAcquire(folder, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!presence || !writer) {
     return Failure(LibraryErrorCode::operationInterrupted,
-                   "The catalogue “" + folder.catalogue() +
+                   "the catalogue “" + folder.catalogue() +
                        "” can be repaired only while no other program has the library open.");
   }
   auto told = Rescue(folder).run();

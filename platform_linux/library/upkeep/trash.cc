@@ -30,6 +30,8 @@ Done restoreFromTrash(const std::string& path, std::span<const std::string> iden
 Result<EmptiedTrash> emptyTrash(const std::string& path) {
   auto catalogue = openCatalogue(path, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
+  // Nothing goes on the word of a catalogue that may be damaged.
+  (*catalogue)->finishBeside();
   return removeTrashed(**catalogue, std::numeric_limits<std::int64_t>::max());
 }
 

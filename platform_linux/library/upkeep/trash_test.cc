@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform_linux/library/catalogue/library_lock.h"
+#include "platform_linux/library/catalogue/trash_rows.h"
 #include "platform_linux/library/upkeep/administration.h"
 #include "testing/platform/testing_changes.h"
 
@@ -140,6 +141,45 @@ TEST_F(Trash, KeepsWhatWasDeletedALittleLater) {
   open();
   EXPECT_EQ(filesBelow(path() + "/originals"), originalsOf(asset));
   EXPECT_TRUE(restore({asset}));
+}
+
+TEST_F(Trash, IsNotPurgedOnTheWordOfAClockThatJumpedAhead) {
+  const std::string asset = saveAndDelete("a.jpg", "image");
+  age(std::chrono::days(31));
+  // As if the clock had just jumped a month ahead.
+  const auto setClock = [this](const char* key, std::chrono::hours ago) {
+    gardener.run("INSERT OR REPLACE INTO meta(key, value) VALUES ('" + std::string(key) + "', " +
+                 std::to_string(presentTime() - std::chrono::nanoseconds(ago).count()) + ")");
+  };
+  setClock("latest_time", std::chrono::days(30));
+  for (int times = 0; times < 3; ++times) open();
+  EXPECT_EQ(filesBelow(path() + "/originals"), originalsOf(asset));
+  // On the next day the clock still says so.
+  setClock("doubted_time", std::chrono::hours(25));
+  open();
+  EXPECT_TRUE(filesBelow(path() + "/originals").empty());
+}
+
+TEST_F(Trash, CountsTheTermOfADeletionFromTheLatestTimeSeen) {
+  // The clock was put back to long ago before the deletion, and is right afterwards.
+  const std::int64_t ahead = presentTime() + std::chrono::nanoseconds(std::chrono::days(3)).count();
+  gardener.run("UPDATE meta SET value = " + std::to_string(ahead) + " WHERE key = 'latest_time'");
+  saveAndDelete("a.jpg", "image");
+  EXPECT_EQ(gardener.integer("SELECT trashed_ns FROM assets"), ahead);
+}
+
+TEST(TrashClock, BelievesATimeFarBeyondTheLatestOnALaterDayAlone) {
+  constexpr std::int64_t kDay = std::chrono::nanoseconds(std::chrono::days(1)).count();
+  const TrashClock usual{100 * kDay, 0};
+  EXPECT_EQ(lookedAt(usual, 100 * kDay + 5), usual);
+  EXPECT_EQ(lookedAt(usual, 90 * kDay), usual);
+  EXPECT_EQ(lookedAt(usual, 107 * kDay), (TrashClock{107 * kDay, 0}));
+  const TrashClock doubted{100 * kDay, 108 * kDay};
+  EXPECT_EQ(lookedAt(usual, 108 * kDay), doubted);
+  EXPECT_EQ(lookedAt(doubted, 109 * kDay - 1), doubted);
+  EXPECT_EQ(lookedAt(doubted, 109 * kDay), (TrashClock{109 * kDay, 0}));
+  // It was wrong, and is right again.
+  EXPECT_EQ(lookedAt(doubted, 101 * kDay), (TrashClock{101 * kDay, 0}));
 }
 
 TEST_F(Trash, WaitsForALaterOpeningWhileAnotherProgramWrites) {
