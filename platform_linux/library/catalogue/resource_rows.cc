@@ -52,6 +52,22 @@ bool storeHash(Database& database, const std::string& path, const std::string& h
   return store.bind(Blob{hash}, path).run();
 }
 
+std::string resourcePath(Database& database, std::int64_t asset, std::int64_t type) {
+  Statement find = database.prepare("SELECT path FROM resources WHERE asset = ? AND type = ?");
+  return find.bind(asset, type).next() ? std::string(find.text(0)) : std::string();
+}
+
+std::vector<std::string> resourcePaths(Database& database) {
+  std::vector<std::string> paths;
+  Statement rows = database.prepare("SELECT path FROM resources");
+  while (rows.next()) paths.emplace_back(rows.text(0));
+  return paths;
+}
+
+bool dropResource(Database& database, const std::string& path) {
+  return database.prepare("DELETE FROM resources WHERE path = ?").bind(path).run();
+}
+
 std::int64_t countOriginals(Database& database) {
   return database.integer("SELECT count(*) FROM resources").value_or(0);
 }

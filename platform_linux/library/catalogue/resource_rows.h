@@ -42,6 +42,12 @@ std::vector<OriginalRow> originalsAfter(Database& database, std::int64_t asset,
 /// False when writing failed.
 bool storeHash(Database& database, const std::string& path, const std::string& hash);
 
+/// Of the asset's resource of this type; empty when it has none.
+std::string resourcePath(Database& database, std::int64_t asset, std::int64_t type);
+/// Every path that a row names.
+std::vector<std::string> resourcePaths(Database& database);
+bool dropResource(Database& database, const std::string& path);
+
 /// Of all assets, deleted ones included.
 std::int64_t countOriginals(Database& database);
 

@@ -309,11 +309,6 @@ std::optional<std::int64_t> assetRow(Database& into, const std::string& identifi
   return find.integer(0);
 }
 
-bool hasResource(Database& into, std::int64_t asset, std::int64_t type) {
-  Statement find = into.prepare("SELECT 1 FROM resources WHERE asset = ? AND type = ?");
-  return find.bind(asset, type).next();
-}
-
 std::optional<std::int64_t> finishSalvage(Database& into, std::int64_t status) {
   bool done = into.execute(
       "DELETE FROM collections WHERE id < 0 AND subtype IN"

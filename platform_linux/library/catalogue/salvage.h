@@ -48,8 +48,6 @@ bool putBack(Database& into, std::int64_t madeAs, std::int64_t row);
 
 /// The row of the asset; none when there is none.
 std::optional<std::int64_t> assetRow(Database& into, const std::string& identifier);
-bool hasResource(Database& into, std::int64_t asset, std::int64_t type);
-
 /// Settles what rows say of each other, and gives up those that refer to nothing: their number.
 std::optional<std::int64_t> finishSalvage(Database& into, std::int64_t status);
 

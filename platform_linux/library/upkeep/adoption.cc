@@ -96,6 +96,10 @@ class Adoption {
   Adoption(const LibraryFolder& folder, Database& into) : folder_(folder), into_(into) {}
 
   Adopted run() {
+    // Damage may have changed a letter of a path.
+    for (const std::string& path : resourcePaths(into_)) {
+      if (!resourcePathIsOurs(path)) dropResource(into_, path);
+    }
     reserveRows(into_);
     collect();
     restoreLost();
@@ -166,6 +170,11 @@ class Adoption {
       const auto made = insertAsset(into_, asset);
       if (made && putBack(into_, *made, lost.row)) {
         adopted_.originals += static_cast<std::int64_t>(own.size());
+        continue;
+      }
+      for (OriginalRecord& record : own) {
+        dropResource(into_, record.resource.path);
+        records_.push_back(std::move(record));
       }
     }
   }
@@ -173,7 +182,11 @@ class Adoption {
   bool adopt(const OriginalRecord& record) {
     const auto owner = assetRow(into_, record.asset.identifier);
     if (owner) {
-      if (!hasResource(into_, *owner, static_cast<std::int64_t>(record.resource.type))) {
+      const auto type = static_cast<std::int64_t>(record.resource.type);
+      const std::string present = resourcePath(into_, *owner, type);
+      const bool isMissing = !present.empty() && !originalFile(folder_, present).open();
+      if (isMissing) dropResource(into_, present);
+      if (present.empty() || isMissing) {
         return isPaired(record) ? insertPairedVideo(into_, *owner, record.resource)
                                 : insertResource(into_, *owner, record.resource);
       }

@@ -237,6 +237,17 @@ TEST_F(Rescue, WaitsUntilNobodyHasTheLibraryOpen) {
             std::string::npos);
 }
 
+TEST_F(Rescue, PutsPathsRightThatWereGarbled) {
+  restore(false);
+  Gardener(place()).run(
+      "UPDATE resources SET path = substr(path, 1, 5) || '\"' || substr(path, 7) WHERE type = 2;"
+      "UPDATE resources SET path = substr(path, 1, 10) || '7' || substr(path, 12)"
+      " WHERE name = 'b 1.jpg'; PRAGMA wal_checkpoint(TRUNCATE)");
+  garble(catalogue(), 0, '\0');
+  repair();
+  EXPECT_EQ(holdings().originals, before_.originals);
+}
+
 TEST(RescueOfANewLibrary, MakesItAnew) {
   TemporaryFolder folder;
   const std::string place = folder / "library";
