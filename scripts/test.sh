@@ -11,7 +11,8 @@ if [ "$#" -gt 0 ]; then only=(-R "^($(IFS='|' && echo "$*"))\."); fi
 echo "Testing $preset"
 log=build/$preset-tests.log
 status=0
-ctest --test-dir "build/$preset" "${only[@]}" -j "$(nproc)" >"$log" 2>&1 || status=$?
+# One more than there are processors, for tests wait for disks and for processes to end.
+ctest --test-dir "build/$preset" "${only[@]}" -j "$(($(nproc) + 1))" >"$log" 2>&1 || status=$?
 # Its last words name what failed and what did not run at all.
 if [ "$status" -ne 0 ]; then sed -n '/^[0-9]*% tests passed/,$p' "$log"; fi
 scripts/report_tests.py "build/$preset/Testing/Temporary/LastTest.log"

@@ -1,9 +1,7 @@
 // quorvin backup: a second library that holds what this one does.
 #include "platform_linux/library/upkeep/backup.h"
 
-#include <csignal>
 #include <cstdio>
-#include <optional>
 
 #include "tool/commands.h"
 #include "tool/progress_bar.h"
@@ -13,16 +11,13 @@
 namespace quorvin {
 
 int BackupCommand::run() const {
-  // Nobody who stops listening to the bar ends the backup.
-  const auto atBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
-  std::optional<ProgressBar> bar;
-  const auto report = backUpLibrary(
-      library, target,
-      {.mayLink = !copy,
-       .originalsFound = [&bar](std::size_t total) { bar.emplace(total, "Backing up"); },
-       .originalDone = [&bar] { bar->step(); }});
-  bar.reset();
-  std::signal(SIGPIPE, atBrokenPipe);
+  const auto report = [this] {
+    OriginalsBar bar("Backing up");
+    return backUpLibrary(library, target,
+                         {.mayLink = !copy,
+                          .originalsFound = [&bar](std::size_t total) { bar.begin(total); },
+                          .originalDone = [&bar] { bar.step(); }});
+  }();
   if (!report) {
     complain(report.error().sentence());
     return kFailure;

@@ -2,10 +2,8 @@
 #include "platform_linux/library/upkeep/check.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <optional>
 
 #include "tool/commands.h"
 #include "tool/json.h"
@@ -59,16 +57,13 @@ void printForPrograms(const CheckReport& report) {
 }  // namespace
 
 int CheckCommand::run() const {
-  // Nobody who stops listening to the bar ends the check.
-  const auto atBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
-  std::optional<ProgressBar> bar;
-  const auto report = checkLibrary(
-      library, {.content = content,
-                .repair = repair,
-                .originalsFound = [&bar](std::size_t total) { bar.emplace(total, "Checking"); },
-                .originalDone = [&bar] { bar->step(); }});
-  bar.reset();
-  std::signal(SIGPIPE, atBrokenPipe);
+  const auto report = [this] {
+    OriginalsBar bar("Checking");
+    return checkLibrary(library, {.content = content,
+                                  .repair = repair,
+                                  .originalsFound = [&bar](std::size_t total) { bar.begin(total); },
+                                  .originalDone = [&bar] { bar.step(); }});
+  }();
   if (!report) {
     complain(report.error().sentence());
     return kFailure;

@@ -3,7 +3,9 @@
 
 #include <sys/types.h>
 
+#include <csignal>
 #include <cstddef>
+#include <optional>
 
 #include "posix/file_descriptor.h"
 
@@ -26,6 +28,28 @@ class ProgressBar {
  private:
   pid_t drawer_ = 0;
   FileDescriptor steps_;
+};
+
+/// The bar of work that goes over all originals. It is drawn once their number is known. Nobody who
+/// stops listening to it ends the work.
+class OriginalsBar {
+ public:
+  explicit OriginalsBar(const char* name)
+      : name_(name), atBrokenPipe_(std::signal(SIGPIPE, SIG_IGN)) {}
+  OriginalsBar(const OriginalsBar&) = delete;
+  OriginalsBar& operator=(const OriginalsBar&) = delete;
+  ~OriginalsBar() {
+    bar_.reset();
+    std::signal(SIGPIPE, atBrokenPipe_);
+  }
+
+  void begin(std::size_t total) { bar_.emplace(total, name_); }
+  void step() { bar_->step(); }
+
+ private:
+  const char* name_;
+  void (*atBrokenPipe_)(int);
+  std::optional<ProgressBar> bar_;
 };
 
 }  // namespace quorvin
