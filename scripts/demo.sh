@@ -36,4 +36,18 @@ fi
 echo
 "$bin/quorvin" --library "$output/library" info
 "$bin/quorvin-demo" "$output/library" "$output"
+
+# A line of the tool's, and what it says.
+tool() {
+  printf '\n$ quorvin %s\n' "$*"
+  "$bin/quorvin" --library "$output/library" "$@"
+}
+printf '\n—— A backup, and a catalogue that is lost and brought back\n'
+tool backup "$output/backup"
+printf '\n$ : > %s\n' "$output/library/library.sqlite"
+: >"$output/library/library.sqlite"
+if tool info 2>&1; then exit 1; fi
+tool check --repair
+tool check --content
+echo
 echo "The library stays in $output/library"
