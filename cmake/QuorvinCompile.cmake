@@ -28,7 +28,17 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   endif()
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
-  target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety -Wshadow>)
+  target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
+  if(NOT CMAKE_UNITY_BUILD)
+    target_compile_options(quorvin_compile INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wshadow>)
+  endif()
+  # From 19 on it warns of designated initialisers as g++ does.
+  include(CheckCXXCompilerFlag)
+  check_cxx_compiler_flag(-Wmissing-designated-field-initializers QUORVIN_WARNS_OF_DEFAULTS)
+  if(QUORVIN_WARNS_OF_DEFAULTS)
+    target_compile_options(quorvin_compile INTERFACE
+      $<$<COMPILE_LANGUAGE:CXX>:-Wno-missing-designated-field-initializers>)
+  endif()
 endif()
 if(QUORVIN_SANITIZE)
   target_compile_options(quorvin_compile INTERFACE -fsanitize=${QUORVIN_SANITIZE}

@@ -35,11 +35,10 @@ void checkReferences(CheckRun& run) {
     run.find(FindingKind::danglingRow,
              "The catalogue's table “" + table + "” has " + std::to_string(count) +
                  " rows of assets or albums that do not exist.",
-             [&run, table = table] {
+             [&run, name = table] {
                // Originals that lose their rows here are found again as files of nobody.
-               return change(run.catalogue, [&table](Database& writer) {
-                 return dropDanglingRows(writer, table);
-               });
+               return change(run.catalogue,
+                             [&name](Database& writer) { return dropDanglingRows(writer, name); });
              });
   }
 }
