@@ -65,7 +65,7 @@ QuorvinEngine* quorvin_engine_create(const QuorvinOptions* options, char** error
     auto read = quorvin::readEngineOptions(options);
     if (!read) {
       // The caller's own mistake, which needs no mark.
-      setError(error, read.error().sentence().c_str());
+      setError(error, read.error().reason.c_str());
       return nullptr;
     }
     auto engine = Engine::create(*std::move(read));

@@ -53,13 +53,13 @@ TEST_F(Lifetime, RefusesOptionsThatMakeNoSense) {
   EXPECT_FALSE(refusal(nullptr).empty());
   QuorvinOptions wrong = engines.options();
   wrong.struct_size = 0;
-  EXPECT_FALSE(refusal(&wrong).empty());
+  EXPECT_EQ(refusal(&wrong), "struct_size is 0, not sizeof(QuorvinOptions).");
   wrong = engines.options();
   wrong.struct_size = std::numeric_limits<std::size_t>::max();
   EXPECT_FALSE(refusal(&wrong).empty());
   wrong = engines.options();
   wrong.authorization = 5;
-  EXPECT_FALSE(refusal(&wrong).empty());
+  EXPECT_EQ(refusal(&wrong), "The authorization is 5, not -1 to 4.");
   wrong = engines.options();
   wrong.library_path = "";
   EXPECT_FALSE(refusal(&wrong).empty());
