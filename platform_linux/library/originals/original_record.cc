@@ -12,11 +12,13 @@
 #include <charconv>
 #include <functional>
 #include <map>
+#include <span>
 #include <utility>
 
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "posix/file_descriptor.h"
+#include "posix/write_all.h"
 
 namespace quorvin {
 namespace {
@@ -153,10 +155,11 @@ Done writeSideRecord(const LibraryFolder& folder, const std::string& path,
     if (held.makeFolder(each, kPrivate) == 0) held.setMode(each, kPrivate);
   }
   const FileDescriptor file = held.openFile(side, O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  if (!file || ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
-      ::fsync(file.get()) != 0) {
-    return systemFailure("the record of an original cannot be written", errno);
-  }
+  const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(text.data()),
+                                            text.size());
+  int error = file ? writeAll(file.get(), bytes) : errno;
+  if (error == 0 && ::fsync(file.get()) != 0) error = errno;
+  if (error != 0) return systemFailure("the record of an original cannot be written", error);
   for (const std::string& each : {shelf, std::string(LibraryFolder::kRecords), std::string()}) {
     if (auto synced = syncFolder(folder, each); !synced) return synced;
   }

@@ -38,7 +38,7 @@ namespace fs = std::filesystem;
 constexpr const char* kMark = "backup.unfinished";
 constexpr const char* kUnfinishedCopy = "library.sqlite.new";
 // Assets may go for good meanwhile; then the moment is taken anew.
-constexpr int kMostMoments = 5;
+constexpr int kMostMoments = 20;
 
 std::string original(const std::string& path) {
   return std::string(LibraryFolder::kOriginals) + "/" + path;
@@ -51,12 +51,7 @@ class Backup {
 
   Result<BackupReport> run() {
     if (auto mine = take(); !mine) return mine.error();
-    for (int i = 0; i < kMostMoments; ++i) {
-      if (auto copied = copyCatalogue(); !copied) return copied.error();
-      const auto all = copyOriginals();
-      if (!all) return all.error();
-      if (*all) break;
-    }
+    if (auto copied = copyMoment(); !copied) return copied.error();
     if (auto replaced = replaceCatalogue(); !replaced) return replaced.error();
     removeStrays();
     target_.held->removeFile(kMark);
@@ -145,6 +140,19 @@ class Backup {
     if (!markAsBackup(**copy) || !(*copy)->isSound()) return unreadable(**copy);
     (*copy)->emptyLog();
     return Null{};
+  }
+
+  // The catalogue, and all originals that it names.
+  Done copyMoment() {
+    for (int i = 0; i < kMostMoments; ++i) {
+      if (auto copied = copyCatalogue(); !copied) return copied;
+      const auto all = copyOriginals();
+      if (!all) return all.error();
+      if (*all) return Null{};
+    }
+    return Failure(LibraryErrorCode::operationInterrupted,
+                   "assets of the library are going for good all the time; what was copied stays, "
+                   "and the next backup goes on with it.");
   }
 
   // False when an original went for good meanwhile.

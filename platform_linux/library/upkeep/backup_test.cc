@@ -157,6 +157,26 @@ TEST_F(Backup, TellsOfOriginalsThatTheLibraryHasLost) {
   EXPECT_NE(report.problems.at(0).find("is not in the library."), std::string::npos);
 }
 
+TEST_F(Backup, NeverNamesOriginalsThatWentForGoodMeanwhile) {
+  std::vector<std::string> assets;
+  for (int i = 0; i < 25; ++i) {
+    save("image" + std::to_string(i) + ".jpg");
+    assets.push_back(saved);
+  }
+  std::size_t gone = 0;
+  const auto loseOne = [&](std::size_t) {
+    if (gone == assets.size()) return;
+    ASSERT_TRUE(deleteAssets({assets[gone++]}).success);
+    ASSERT_TRUE(emptyTrash(place()));
+  };
+  const auto report = backUpLibrary(place(), target(), {.originalsFound = loseOne});
+  ASSERT_FALSE(report);
+  EXPECT_FALSE(fs::exists(target() + "/library.sqlite"));
+  EXPECT_EQ(backUp().problems, std::vector<std::string>());
+  EXPECT_EQ(rowsOf(target()), rowsOf(place()));
+  expectSound();
+}
+
 TEST_F(Backup, IsOfOneMomentWhileTheLibraryChanges) {
   save("first.jpg");
   std::atomic<bool> stop = false;
