@@ -84,7 +84,7 @@ void Catalogue::closeCleanly() {
   }
   NSLockHolder holder(writerLock_);
   writer_.reset();
-  if (leavesLog_ || !presence_.tryChange(LibraryLock::Mode::exclusive)) return;
+  if (!trust_ || !presence_.tryChange(LibraryLock::Mode::exclusive)) return;
   const auto lock =
       LibraryLock::tryAcquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return;
@@ -187,11 +187,22 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncer
   return done;
 }
 
-void Catalogue::runBeside(std::function<bool(Catalogue&, const std::stop_token&)> work) {
-  leavesLog_ = true;
+void Catalogue::trust() {
+  auto lock = LibraryLock::acquire(folder_, LibraryLock::Area::trust, LibraryLock::Mode::shared);
+  NSLockHolder holder(writerLock_);
+  // Without the lock those who open it meanwhile look for themselves.
+  if (lock) trust_ = *std::move(lock);
+}
+
+bool Catalogue::isTrusted() {
+  NSLockHolder holder(writerLock_);
+  return trust_.has_value();
+}
+
+void Catalogue::runBeside(std::function<void(Catalogue&, const std::stop_token&)> work) {
   beside_ = startThread("quorvin-care", [this, work = std::move(work)] {
     lowerPriority();
-    leavesLog_ = !work(*this, closing_.get_token());
+    work(*this, closing_.get_token());
   });
 }
 

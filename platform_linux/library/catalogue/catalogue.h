@@ -1,7 +1,6 @@
 // The catalogue of one library: its connections, and what is kept of it in memory.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -106,10 +105,18 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   /// failed in such a way that the next opening may yet find it done.
   Done change(const std::function<Done(Database&)>& body, bool* isUncertain = nullptr);
 
-  /// Runs `work` on a thread of low priority; the catalogue closes when it has ended, and asks it
-  /// to. When it returns false, or where the system has no thread for it, the log is left as it is,
-  /// so that the next opening does the same again. At most once, before the catalogue is shared.
-  void runBeside(std::function<bool(Catalogue&, const std::stop_token&)> work);
+  /// Whoever was alone with the library no longer is.
+  void letOthersIn() { presence_.tryChange(LibraryLock::Mode::shared); }
+
+  /// From now on the catalogue counts as sound, for those who open it meanwhile as well, and its
+  /// log is emptied when it is closed last. Without that the log stays, by which the next opening
+  /// sees that there is something to look at.
+  void trust();
+  bool isTrusted();
+
+  /// Runs `work` on a thread of low priority, where the system has one for it; the catalogue closes
+  /// when it has ended, and asks it to. At most once, before the catalogue is shared.
+  void runBeside(std::function<void(Catalogue&, const std::stop_token&)> work);
   /// Waits until that work is done. One thread.
   void finishBeside();
   /// From now on every change fails, with this.
@@ -140,9 +147,9 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
 
   std::stop_source closing_;
   std::thread beside_;
-  std::atomic<bool> leavesLog_ = false;
 
   NSLock writerLock_;
+  std::optional<LibraryLock> trust_ QUORVIN_GUARDED_BY(writerLock_);
   std::optional<Failure> refusal_ QUORVIN_GUARDED_BY(writerLock_);
   std::unique_ptr<Database> writer_ QUORVIN_GUARDED_BY(writerLock_);
 };

@@ -19,12 +19,17 @@ constexpr std::chrono::milliseconds kLookAgain{5};
 
 // Open-file-description locks: they belong to the descriptor, not to the process, so that two
 // holders within one process exclude each other as well.
-bool setLock(int fd, LibraryLock::Area area, LibraryLock::Mode mode) {
+struct flock regionOf(LibraryLock::Area area, LibraryLock::Mode mode) {
   struct flock region = {};
   region.l_type = mode == LibraryLock::Mode::exclusive ? F_WRLCK : F_RDLCK;
   region.l_whence = SEEK_SET;
   region.l_start = static_cast<off_t>(area);
   region.l_len = 1;
+  return region;
+}
+
+bool setLock(int fd, LibraryLock::Area area, LibraryLock::Mode mode) {
+  struct flock region = regionOf(area, mode);
   return ::fcntl(fd, F_OFD_SETLK, &region) == 0;
 }
 
@@ -48,6 +53,12 @@ Result<LibraryLock> LibraryLock::acquire(const LibraryFolder& folder, Area area,
     if (lock || !isHeld(lock.error()) || std::chrono::steady_clock::now() >= deadline) return lock;
     std::this_thread::sleep_for(kLookAgain);
   }
+}
+
+bool LibraryLock::isHeldByAnyone(const LibraryFolder& folder, Area area) {
+  const FileDescriptor file = folder.held->openFile(LibraryFolder::kLockFile, O_RDWR);
+  struct flock region = regionOf(area, Mode::exclusive);
+  return file && ::fcntl(file.get(), F_OFD_GETLK, &region) == 0 && region.l_type != F_UNLCK;
 }
 
 bool LibraryLock::tryChange(Mode mode) {

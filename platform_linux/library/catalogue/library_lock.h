@@ -20,6 +20,7 @@ class LibraryLock {
     staging = 1,   ///< shared: has files that no row names yet; exclusive: may sweep such files
     presence = 2,  ///< shared: has the library open; exclusive: alone with it
     snapshot = 3,  ///< exclusive: makes a snapshot of the catalogue
+    trust = 4,     ///< shared: has the library open and knows that its catalogue is sound
   };
   enum class Mode { shared, exclusive };
 
@@ -27,6 +28,10 @@ class LibraryLock {
   static Result<LibraryLock> tryAcquire(const LibraryFolder& folder, Area area, Mode mode);
   /// Waits a few seconds for another who holds it.
   static Result<LibraryLock> acquire(const LibraryFolder& folder, Area area, Mode mode);
+
+  /// Whether anybody holds it in whichever mode. Takes nothing. False also when that cannot be
+  /// told.
+  static bool isHeldByAnyone(const LibraryFolder& folder, Area area);
 
   static bool isHeld(const Failure& failure) {
     return failure.is(LibraryErrorCode::operationInterrupted);

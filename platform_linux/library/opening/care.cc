@@ -34,15 +34,15 @@ class Patience {
   std::optional<std::chrono::steady_clock::time_point> end_;
 };
 
-// False when it is damaged, cannot be read, or time was up.
-bool verify(Catalogue& catalogue, Patience& patience) {
+// It stays without trust when it is damaged, cannot be read, or time was up.
+void verify(Catalogue& catalogue, Patience& patience) {
   Catalogue::Reader database = catalogue.reader();
-  if (!database) return false;
+  if (!database) return;
   const auto found = database->soundness([&patience] { return patience.isOver(); });
   if (found == Database::Soundness::damaged) {
     catalogue.refuseChanges(needsRescue(catalogue.folder().catalogue()));
   }
-  return found == Database::Soundness::sound;
+  if (found == Database::Soundness::sound) catalogue.trust();
 }
 
 bool isWriterFree(const Catalogue& catalogue) {
@@ -77,16 +77,16 @@ bool isPurgeDue(Catalogue& catalogue) {
 
 }  // namespace
 
-void startCare(Catalogue& catalogue, bool stoppedUncleanly) {
-  if (!stoppedUncleanly && !isPurgeDue(catalogue)) return;
-  catalogue.runBeside([stoppedUncleanly](Catalogue& open, const std::stop_token& stop) {
+void startCare(Catalogue& catalogue) {
+  if (catalogue.isTrusted() && !isPurgeDue(catalogue)) return;
+  catalogue.runBeside([](Catalogue& open, const std::stop_token& stop) {
     Patience patience(stop);
-    if (stoppedUncleanly) {
-      if (!verify(open, patience)) return false;
+    if (!open.isTrusted()) {
+      verify(open, patience);
+      if (!open.isTrusted()) return;
       sweepStaging(open.folder());
     }
     if (isPurgeDue(open)) purgeTrash(open, patience);
-    return true;
   });
 }
 

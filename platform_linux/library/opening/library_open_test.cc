@@ -13,6 +13,7 @@
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/upkeep/administration.h"
+#include "platform_linux/library/upkeep/trash.h"
 #include "testing/platform/testing_library.h"
 
 namespace quorvin {
@@ -141,29 +142,65 @@ TEST(LibraryOpen, RefusesAFolderThatMayNotBeWritten) {
   EXPECT_TRUE(fs::is_empty(folder / "empty"));
 }
 
-TEST(LibraryOpen, NoticesADamagedCatalogueAfterAnUncleanStopAndTakesNoMoreChanges) {
-  TestLibrary test;
+// A library that was not closed and is damaged as well, but not so that it does not open.
+void leaveUncleanAndDamaged(TestLibrary& test) {
   for (int i = 0; i < 3000; ++i) test.gardener.plant({.created = i});
   test.gardener.run("PRAGMA wal_checkpoint(TRUNCATE)");
   test.library.reset();
   test.gardener.plant({});  // leaves a log behind, as a crash does
-  {
-    std::fstream file(test.folder / "library/library.sqlite",
-                      std::ios::binary | std::ios::in | std::ios::out);
-    for (int page = 40; page < 120; ++page) {
-      file.seekp(page * 4096);
-      file << std::string(4096, '\xA5');
-    }
+  std::fstream file(test.folder / "library/library.sqlite",
+                    std::ios::binary | std::ios::in | std::ios::out);
+  for (int page = 40; page < 120; ++page) {
+    file.seekp(page * 4096);
+    file << std::string(4096, '\xA5');
   }
+}
+
+// The first failure of a change, which comes when the background has found the damage.
+Done changeUntilRefused(Library& library) {
+  for (;;) {
+    const Done done = library.catalogue()->change([](Database&) -> Done { return Null{}; });
+    if (!done) return done;
+  }
+}
+
+TEST(LibraryOpen, NoticesADamagedCatalogueAfterAnUncleanStopAndTakesNoMoreChanges) {
+  TestLibrary test;
+  leaveUncleanAndDamaged(test);
   const auto library = test.open();
-  // It does not touch what is damaged.
-  const auto change = [&library] {
-    return library->catalogue()->change([](Database&) -> Done { return Null{}; });
-  };
-  Done done = change();
-  while (done) done = change();
+  const Done done = changeUntilRefused(*library);
   EXPECT_NE(done.error().sentence().find("is damaged"), std::string::npos);
   EXPECT_NE(done.error().sentence().find("quorvin check --repair"), std::string::npos);
+}
+
+TEST(LibraryOpen, RemovesNothingOnTheWordOfACatalogueThatAnotherFoundDamaged) {
+  TestLibrary test;
+  leaveUncleanAndDamaged(test);
+  const std::string listed = "AB/AB345678-90AB-4DEF-8123-456789ABCDE1.jpg";
+  writeFile(test.folder / ("library/originals/" + listed), "bytes");
+  writeFile(test.folder / "library/incoming/SESSION/originals.list", listed + "\n");
+  auto first = test.open();
+  changeUntilRefused(*first);
+  auto second = test.open();
+  EXPECT_TRUE(fs::exists(test.folder / ("library/originals/" + listed)));
+  changeUntilRefused(*second);
+  const auto emptied = emptyTrash(test.folder / "library");
+  ASSERT_FALSE(emptied);
+  EXPECT_NE(emptied.error().sentence().find("is damaged"), std::string::npos);
+  first.reset();
+  second.reset();
+  EXPECT_TRUE(fs::exists(test.folder / ("library/originals/" + listed)));
+  // By the log, the next opening sees that it has to look.
+  EXPECT_GT(fs::file_size(test.folder / "library/library.sqlite-wal"), 0U);
+}
+
+TEST(LibraryOpen, SweepsAtOnceBesideOneThatKnowsTheCatalogueToBeSound) {
+  TestLibrary test;
+  const std::string listed = "AB/AB345678-90AB-4DEF-8123-456789ABCDE1.jpg";
+  writeFile(test.folder / ("library/originals/" + listed), "bytes");
+  writeFile(test.folder / "library/incoming/SESSION/originals.list", listed + "\n");
+  const auto second = test.open();
+  EXPECT_FALSE(fs::exists(test.folder / ("library/originals/" + listed)));
 }
 
 TEST(LibraryOpen, LeavesNoLogBehindWhenItClosesCleanly) {

@@ -3,7 +3,8 @@
 // presence. Make the tables, or bring them up to date. Sweep what copies that were cut short left.
 // Then others may come in as well, and what takes long is left to a thread beside: whoever is
 // alone, and finds a log that nobody emptied, has the catalogue's pages looked through before
-// anything is swept; and what has been deleted for long enough goes for good.
+// anything is swept, and so has who comes in while nobody knows the outcome yet; and what has been
+// deleted for long enough goes for good.
 #include "platform_linux/library/opening/opening.h"
 
 #include <fcntl.h>
@@ -58,6 +59,12 @@ bool stoppedUncleanly(const LibraryFolder& folder) {
   std::string log(LibraryFolder::kCatalogue);
   log += "-wal";
   return folder.held->status(log, status) == 0 && status.st_size > 0;
+}
+
+// Is there a reason to doubt the catalogue, before anything is removed on its word?
+bool isDoubtful(const LibraryFolder& folder, bool alone) {
+  return alone ? stoppedUncleanly(folder)
+               : !LibraryLock::isHeldByAnyone(folder, LibraryLock::Area::trust);
 }
 
 // To bring a catalogue up to date, one has to be alone with it: whoever has it open knows its
@@ -132,15 +139,16 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
     // Whoever was in the way may have been just closing.
     alone = presence->tryChange(LibraryLock::Mode::exclusive);
   }
-  // Otherwise others are using it, and whoever came first looks after it.
-  const bool wasCut = alone && stoppedUncleanly(*folder);
+  const bool doubtful = isDoubtful(*folder, alone);
   if (auto ready = prepare(*folder, alone, statusWhenMade); !ready) return ready.error();
-  if (!wasCut) sweepStaging(*folder);
-  presence->tryChange(LibraryLock::Mode::shared);
+  if (!doubtful) sweepStaging(*folder);
   auto keeper = std::make_unique<SnapshotKeeper>(*folder);
   auto catalogue =
       std::make_shared<Catalogue>(*std::move(folder), *std::move(presence), std::move(keeper));
-  startCare(*catalogue, wasCut);
+  // Before others come in, for they ask.
+  if (!doubtful) catalogue->trust();
+  catalogue->letOthersIn();
+  startCare(*catalogue);
   return catalogue;
 }
 

@@ -32,6 +32,15 @@ Result<EmptiedTrash> emptyTrash(const std::string& path) {
   if (!catalogue) return catalogue.error();
   // Nothing goes on the word of a catalogue that may be damaged.
   (*catalogue)->finishBeside();
+  if (!(*catalogue)->isTrusted()) {
+    // One that was found damaged says so itself.
+    const Done refused = (*catalogue)->change([](Database&) -> Done {
+      return Failure(LibraryErrorCode::operationInterrupted,
+                     "the catalogue could not be looked through for damage, and nothing is removed "
+                     "on the word of a damaged one; “quorvin check” tells more.");
+    });
+    return refused.error();
+  }
   return removeTrashed(**catalogue, std::numeric_limits<std::int64_t>::max());
 }
 
