@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 using Kind = FileOperation::Kind;
 
 bool isForProcessesAlone(const std::string& path) {
-  return path.ends_with("-shm") || path.ends_with(".lock");
+  return path.ends_with("-shm") || path.ends_with(".lock") || path.ends_with(".reserve");
 }
 
 std::string folderOf(const std::string& path) {

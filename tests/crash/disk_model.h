@@ -19,8 +19,8 @@ struct DiskState {
   std::set<std::string> folders;
 };
 
-/// What the folder (absolute) holds. Files that SQLite keeps for running processes alone, and
-/// locks, are left out.
+/// What the folder (absolute) holds. Files that SQLite keeps for running processes alone,
+/// locks, and space that is kept back are left out.
 DiskState readDisk(const std::string& folder);
 
 /// Equal for disks that hold the same.

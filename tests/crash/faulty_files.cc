@@ -33,7 +33,8 @@ std::atomic<int> counted = 0;
 
 bool counts(const Fault& fault, std::string_view call) {
   if (fault.calls == call || fault.calls == "any") return true;
-  constexpr std::array<std::string_view, 5> kSpace = {"write", "pwrite", "mkdir", "create", "copy"};
+  constexpr std::array<std::string_view, 6> kSpace = {"write",  "pwrite", "mkdir",
+                                                      "create", "copy",   "allocate"};
   return fault.calls == "space" && std::find(kSpace.begin(), kSpace.end(), call) != kSpace.end();
 }
 
@@ -245,6 +246,15 @@ QUORVIN_REPLACES int ioctl(int fd, unsigned long request, ...) noexcept {
     return -1;
   }
   return static_cast<int>(::syscall(SYS_ioctl, fd, request, argument));
+}
+
+QUORVIN_REPLACES int posix_fallocate64(int fd, off64_t offset, off64_t size) {
+  if (quorvin::fails("allocate", fd)) return errno;
+  return ::syscall(SYS_fallocate, fd, 0, offset, size) == 0 ? 0 : errno;
+}
+
+QUORVIN_REPLACES int posix_fallocate(int fd, off_t offset, off_t size) {
+  return posix_fallocate64(fd, offset, size);
 }
 
 QUORVIN_REPLACES int ftruncate64(int fd, off64_t size) noexcept {

@@ -4,6 +4,9 @@
 // says, never older, so what is kept under a number is at worst read once more.
 #include "platform_linux/library/catalogue/catalogue.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <utility>
 
 #include "platform_linux/dispatch/background_thread.h"
@@ -15,6 +18,15 @@ namespace quorvin {
 namespace {
 
 constexpr std::size_t kIdleConnections = 8;
+
+// By how many bytes the catalogue's file grows when the log is brought into it.
+std::int64_t growthByLog(Database& database, const LibraryFolder& folder) {
+  struct stat file = {};
+  folder.held->status(LibraryFolder::kCatalogue, file);
+  const auto pages = database.integer("PRAGMA page_count").value_or(0);
+  return std::max<std::int64_t>(
+      0, pages * database.integer("PRAGMA page_size").value_or(0) - file.st_size);
+}
 
 }  // namespace
 
@@ -89,7 +101,10 @@ void Catalogue::closeCleanly() {
       LibraryLock::tryAcquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   if (!lock) return;
   const auto database = Database::open(folder_.catalogueFile(), Database::Use::read);
-  if (database && requirePresentVersion(**database, folder_)) (*database)->emptyLog();
+  if (database && requirePresentVersion(**database, folder_)) {
+    (*database)->emptyLog();
+    folder_.reserve().keep();
+  }
 }
 
 Result<std::unique_ptr<Database>> Catalogue::borrow() {
@@ -166,7 +181,7 @@ Result<std::shared_ptr<const Overview>> Catalogue::readOverview(std::int64_t ver
   return std::shared_ptr<const Overview>(std::move(overview));
 }
 
-Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncertain) {
+Done Catalogue::change(const std::function<Done(Database&)>& body, Room room, bool* isUncertain) {
   NSLockHolder holder(writerLock_);
   const auto lock =
       LibraryLock::acquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
@@ -182,7 +197,9 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, bool* isUncer
     if (!opened) return opened.error();
     writer_ = *std::move(opened);
   }
-  Done done = store(body, isUncertain);
+  bool isSettled = true;
+  Done done = storeInRoom(body, room, isSettled);
+  if (isUncertain != nullptr) *isUncertain = !isSettled;
   if (done && listener_ != nullptr) listener_->committed();
   return done;
 }
@@ -197,6 +214,41 @@ void Catalogue::trust() {
 bool Catalogue::isTrusted() {
   NSLockHolder holder(writerLock_);
   return trust_.has_value();
+}
+
+Done Catalogue::storeInRoom(const std::function<Done(Database&)>& body, Room room,
+                            bool& isSettled) {
+  Done done = store(body, isSettled);
+  if (done) folder_.reserve().keep();
+  if (done || !done.error().is(LibraryErrorCode::notEnoughSpace) || writer_ == nullptr) return done;
+  writer_->setCheckpointing(false);
+  isSettled = freeLog(isSettled);
+  if (isSettled && room == Room::reserve) {
+    folder_.reserve().giveUp(SpaceReserve::Part::most);
+    done = store(body, isSettled);
+    isSettled = freeLog(isSettled);
+  }
+  if (writer_ != nullptr) writer_->setCheckpointing(true);
+  return done;
+}
+
+bool Catalogue::freeLog(bool isSettled) {
+  folder_.reserve().giveUp();
+  if (writer_ != nullptr) {
+    isSettled = isSettled || writer_->settleLog();
+    // What the file took up without being able to grow as far as it must would be lost.
+    if (growthByLog(*writer_, folder_) <= folder_.reserve().freeBytes()) writer_->emptyLog(false);
+  }
+  folder_.reserve().keep();
+  return isSettled;
+}
+
+void Catalogue::keepReserve() {
+  NSLockHolder holder(writerLock_);
+  if (folder_.reserve().isWhole()) return;
+  const auto lock =
+      LibraryLock::tryAcquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
+  if (lock) folder_.reserve().keep();
 }
 
 void Catalogue::runBeside(std::function<void(Catalogue&, const std::stop_token&)> work) {
@@ -215,7 +267,7 @@ void Catalogue::refuseChanges(const Failure& why) {
   refusal_ = why;
 }
 
-Done Catalogue::store(const std::function<Done(Database&)>& body, bool* isUncertain) {
+Done Catalogue::store(const std::function<Done(Database&)>& body, bool& isSettled) {
   const std::string failure = "the change cannot be stored";
   if (!writer_->prepare("BEGIN IMMEDIATE").run()) return writer_->lastError(failure);
   Done outcome = requirePresentVersion(*writer_, folder_);
@@ -230,8 +282,7 @@ Done Catalogue::store(const std::function<Done(Database&)>& body, bool* isUncert
   if (trimJournal(*writer_) && writer_->prepare("COMMIT").run()) return outcome;
   const Failure error = writer_->lastError(failure);
   writer_->execute("ROLLBACK");
-  const bool isSettled = writer_->settleLog();
-  if (isUncertain != nullptr) *isUncertain = !isSettled;
+  isSettled = writer_->settleLog();
   return error;
 }
 

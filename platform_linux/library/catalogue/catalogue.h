@@ -99,11 +99,20 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   /// Row ids of listings that were made lately.
   ListingCache& listings() { return listings_; }
 
+  /// What a change may take up when the disk is full.
+  enum class Room {
+    free,     ///< nothing
+    reserve,  ///< what is kept back: for changes that lead to more space, or need hardly any
+  };
   /// Runs `body` as one durable transaction, as the only writer of all processes. What it returns
-  /// decides: an error rolls back. A catalogue that a later version has taken over is left alone.
-  /// Waits a few seconds for another writer. `isUncertain`, if given, becomes true when the change
-  /// failed in such a way that the next opening may yet find it done.
-  Done change(const std::function<Done(Database&)>& body, bool* isUncertain = nullptr);
+  /// decides: an error rolls back. With the reserve it may run a second time. A catalogue that a
+  /// later version has taken over is left alone. Waits a few seconds for another writer.
+  /// `isUncertain`, if given, becomes true when the change failed in such a way that the next
+  /// opening may yet find it done.
+  Done change(const std::function<Done(Database&)>& body, Room room = Room::free,
+              bool* isUncertain = nullptr);
+  /// Makes the reserve whole again once there is more space, if nobody writes.
+  void keepReserve();
 
   /// Whoever was alone with the library no longer is.
   void letOthersIn() { presence_.tryChange(LibraryLock::Mode::shared); }
@@ -127,7 +136,14 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   void giveBack(std::unique_ptr<Database> database);
   Result<std::int64_t> currentVersion() QUORVIN_REQUIRES(watchLock_);
   Result<std::shared_ptr<const Overview>> readOverview(std::int64_t version);
-  Done store(const std::function<Done(Database&)>& body, bool* isUncertain)
+  /// `isSettled` becomes false when it failed and may yet turn out done.
+  Done store(const std::function<Done(Database&)>& body, bool& isSettled)
+      QUORVIN_REQUIRES(writerLock_);
+  /// After a failure for want of space: makes void what may stand in the log, and gives back the
+  /// place that the log takes. Returns whether that is settled.
+  bool freeLog(bool isSettled) QUORVIN_REQUIRES(writerLock_);
+  /// As `store`, and what has to be done where there is no space.
+  Done storeInRoom(const std::function<Done(Database&)>& body, Room room, bool& isSettled)
       QUORVIN_REQUIRES(writerLock_);
   void closeCleanly();
 

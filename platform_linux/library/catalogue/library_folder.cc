@@ -58,6 +58,7 @@ bool isLeftByCreation(const LibraryFolder& folder, const Folder::Entry& entry) {
     const Folder opened = folder.held->openFolder(entry.name);
     return opened && opened.list(entries) == 0 && entries.empty();
   }
+  if (entry.name == LibraryFolder::kReserve) return entry.kind == Folder::Kind::file;
   struct stat status = {};
   return entry.name == LibraryFolder::kLockFile && entry.kind == Folder::Kind::file &&
          folder.held->status(entry.name, status) == 0 && status.st_size == 0;

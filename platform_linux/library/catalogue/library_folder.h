@@ -9,6 +9,7 @@
 #include "core/platform/value.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/files/folder.h"
+#include "platform_linux/files/space_reserve.h"
 
 namespace quorvin {
 
@@ -25,9 +26,13 @@ struct LibraryFolder {
   /// Without links, which SQLite would not follow.
   std::string catalogueFile() const;
 
+  /// Whoever holds the writer lock changes it. Not while the folder is missing.
+  SpaceReserve reserve() const { return {*held, kReserve}; }
+
   // Beneath the folder.
   static constexpr const char* kCatalogue = "library.sqlite";
   static constexpr const char* kLockFile = "library.lock";
+  static constexpr const char* kReserve = "library.reserve";  ///< space that is kept back
   static constexpr const char* kOriginals = "originals";      ///< named by identifier
   static constexpr const char* kDerivatives = "derivatives";  ///< can be made again
   static constexpr const char* kIncoming = "incoming";        ///< being copied
@@ -35,8 +40,12 @@ struct LibraryFolder {
   static constexpr const char* kRecords = "records";          ///< of originals, one by one
   static constexpr const char* kSnapshots = "snapshots";      ///< of the catalogue
   /// SQLite makes the last three of them.
-  static constexpr std::array<std::string_view, 5> kFiles = {
-      kLockFile, kCatalogue, "library.sqlite-wal", "library.sqlite-shm", "library.sqlite-journal"};
+  static constexpr std::array<std::string_view, 6> kFiles = {kLockFile,
+                                                             kReserve,
+                                                             kCatalogue,
+                                                             "library.sqlite-wal",
+                                                             "library.sqlite-shm",
+                                                             "library.sqlite-journal"};
 };
 
 enum class FolderState {

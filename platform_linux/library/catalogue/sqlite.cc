@@ -2,15 +2,18 @@
 
 #include <sqlite3.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "codec/utf8.h"
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/errors/system_failure.h"
 
 namespace quorvin {
 namespace {
 
 constexpr int kBusyTimeoutMilliseconds = 5000;
+constexpr int kPagesOfLog = 1000;
 // A catalogue uses a few dozen texts; more come from unusual fetch options.
 constexpr std::size_t kKeptStatements = 128;
 
@@ -176,12 +179,14 @@ bool Database::configure(Use use) {
       !set(SQLITE_DBCONFIG_DQS_DDL, 0) || !set(SQLITE_DBCONFIG_ENABLE_FKEY, 1)) {
     return false;
   }
+  setCheckpointing(use == Use::write);
   const int flags = SQLITE_UTF8 | SQLITE_DIRECTONLY;
   sqlite3_create_function_v2(connection_, "collect", 1, flags, &collecting_, nullptr, collectRow,
                              endCollecting, nullptr);
   return execute(
-      std::string("PRAGMA cell_size_check=ON; PRAGMA synchronous=FULL; PRAGMA cache_size=-16000;") +
-      (use == Use::write ? "PRAGMA wal_autocheckpoint=1000" : "PRAGMA wal_autocheckpoint=0"));
+      "PRAGMA cell_size_check=ON; PRAGMA synchronous=FULL; PRAGMA cache_size=-16000;"
+      // A file for what is sorted would need a descriptor, and space.
+      "PRAGMA temp_store=MEMORY");
 }
 
 Database::~Database() {
@@ -283,8 +288,14 @@ bool Database::copyTo(const std::string& path, const std::function<bool()>& shou
   return status == SQLITE_DONE;
 }
 
-void Database::emptyLog() {
+void Database::emptyLog(bool waits) {
+  sqlite3_busy_timeout(connection_, waits ? kBusyTimeoutMilliseconds : 0);
   execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  sqlite3_busy_timeout(connection_, kBusyTimeoutMilliseconds);
+}
+
+void Database::setCheckpointing(bool isOn) {
+  sqlite3_wal_autocheckpoint(connection_, isOn ? kPagesOfLog : 0);
 }
 
 std::int64_t Database::lastInsertedRow() const {
@@ -313,6 +324,11 @@ Failure Database::lastError(std::string_view sentence) const {
     return needsRescue(path == nullptr ? "" : path);
   }
   const int code = sqlite3_errcode(connection_) & 0xFF;
+  if (code == SQLITE_IOERR || code == SQLITE_CANTOPEN) {
+    // Of these the system's own words say more.
+    const int error = sqlite3_system_errno(connection_);
+    if (error == ENOSPC || error == EDQUOT) return systemFailure(sentence, error);
+  }
   LibraryErrorCode told = LibraryErrorCode::internal;
   if (code == SQLITE_FULL) told = LibraryErrorCode::notEnoughSpace;
   if (code == SQLITE_BUSY) told = LibraryErrorCode::operationInterrupted;

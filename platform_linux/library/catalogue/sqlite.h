@@ -134,9 +134,11 @@ class Database {
   /// Copies all of it, as of one moment, to the empty file at the path. Not durable. False when
   /// that failed, or when `shouldStop`, asked now and then, said so.
   bool copyTo(const std::string& path, const std::function<bool()>& shouldStop = {});
-  /// Brings the log's content into the file, where nobody is in the way. The caller holds the
-  /// writer lock.
-  void emptyLog();
+  /// Brings the log's content into the file, unless somebody is in the way, or still is after some
+  /// seconds. The caller holds the writer lock.
+  void emptyLog(bool waits = true);
+  /// Of a connection for writing: whether commits bring a long log into the file.
+  void setCheckpointing(bool isOn);
   /// True when the last failure says that the file is no sound database.
   bool isDamaged() const;
   /// True once any statement found the file damaged. Whoever took the failure for "no such row" has

@@ -31,6 +31,12 @@ Failure cannotRead(const std::string& path, const Failure& error) {
   return cannotSave(path, LibraryErrorCode::invalidResource, error.reason);
 }
 
+bool onlyDelete(const std::vector<ChangeRequest>& requests) {
+  return std::ranges::all_of(requests, [](const ChangeRequest& request) {
+    return std::holds_alternative<DeleteAssets>(request);
+  });
+}
+
 const char* nameOf(MediaKind kind) {
   switch (kind) {
     case MediaKind::image:
@@ -86,16 +92,14 @@ Done ChangeApplier::apply(const std::vector<ChangeRequest>& requests,
         [&requests, &creations, status](Database& database) {
           return store(database, requests, creations, status);
         },
-        &isUncertain);
+        onlyDelete(requests) ? Catalogue::Room::reserve : Catalogue::Room::free, &isUncertain);
   }
-  if (!creations.empty()) {
-    if (done || (!isUncertain && removeFiles(creations))) {
-      staging_->forget();
-    } else {
-      // The next opening sees which of the files are needed.
-      copies_.reset();
-      staging_.reset();
-    }
+  if (staging_ == nullptr) return done;
+  if (done || (!isUncertain && removeFiles(creations))) staging_->forget();
+  if (!done) {
+    // It goes, for the disk may be full. What it still lists the next opening looks at.
+    copies_.reset();
+    staging_.reset();
   }
   return done;
 }

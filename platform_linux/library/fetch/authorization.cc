@@ -72,10 +72,12 @@ Done accessUnder(const Result<PHAuthorizationStatus>& status) {
 }
 
 Done storeStatus(Catalogue& catalogue, PHAuthorizationStatus status) {
-  return catalogue.change([status](Database& database) -> Done {
-    if (writeStatus(database, status)) return Null{};
-    return database.lastError("the authorisation cannot be stored");
-  });
+  return catalogue.change(
+      [status](Database& database) -> Done {
+        if (writeStatus(database, status)) return Null{};
+        return database.lastError("the authorisation cannot be stored");
+      },
+      Catalogue::Room::reserve);
 }
 
 }  // namespace quorvin

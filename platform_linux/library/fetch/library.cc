@@ -152,7 +152,10 @@ FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithLocalIdentifier
 
 PHAssetResources Library::assetResourcesForAsset(const PHAsset& asset) {
   const auto stored = storedResources(asset.localIdentifier);
-  if (!stored && stored.error().is(LibraryErrorCode::internal)) throwUnreadable(stored.error());
+  if (!stored && (stored.error().is(LibraryErrorCode::internal) ||
+                  stored.error().is(LibraryErrorCode::notEnoughSpace))) {
+    throwUnreadable(stored.error());
+  }
   if (!stored) return {};
   return {stored->begin(), stored->end()};
 }

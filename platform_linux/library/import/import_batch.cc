@@ -120,7 +120,7 @@ Result<ImportBatch::Committed> ImportBatch::commit() {
           }
           return Null{};
         },
-        &isUncertain);
+        Catalogue::Room::free, &isUncertain);
   }
   if (isUncertain || !removeFiles(static_cast<bool>(done))) isAnyLeft_ = true;
   if (!isAnyLeft_) staging_.forget();

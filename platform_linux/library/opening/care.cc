@@ -54,13 +54,14 @@ void purgeTrash(Catalogue& catalogue, Patience& patience) {
   // Whoever writes at this moment does not wait for this.
   if (!isWriterFree(catalogue)) return;
   TrashClock clock;
-  const Done noted = catalogue.change([&clock](Database& database) -> Done {
+  const auto note = [&clock](Database& database) -> Done {
     const auto before = trashClock(database);
     if (!before) return database.lastError("the clock cannot be noted");
     clock = lookedAt(*before, presentTime());
     if (clock == *before || storeTrashClock(database, clock)) return Null{};
     return database.lastError("the clock cannot be noted");
-  });
+  };
+  const Done noted = catalogue.change(note, Catalogue::Room::reserve);
   if (!noted || clock.isDoubted()) return;
   const std::int64_t until = presentTime() - std::chrono::nanoseconds(kDaysInTrash).count();
   removeTrashed(catalogue, until, [&patience] { return !patience.isOver(); });

@@ -111,10 +111,24 @@ Done prepare(const LibraryFolder& folder, bool alone, PHAuthorizationStatus stat
   return Null{};
 }
 
-}  // namespace
+// Frees what is kept back, so that a full disk does not keep anybody out.
+bool makeRoom(const std::string& path) {
+  const auto folder = libraryFolderAt(path);
+  if (!folder || folder->held == nullptr) return false;
+  const auto lock =
+      LibraryLock::acquire(*folder, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
+  return lock && folder->reserve().giveUp();
+}
 
-Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, MissingLibrary missing,
-                                                 PHAuthorizationStatus statusWhenMade) {
+void keepReserveIfFree(const LibraryFolder& folder) {
+  if (folder.reserve().isWhole()) return;
+  const auto lock =
+      LibraryLock::tryAcquire(folder, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
+  if (lock) folder.reserve().keep();
+}
+
+Result<std::shared_ptr<Catalogue>> openOnce(const std::string& path, MissingLibrary missing,
+                                            PHAuthorizationStatus statusWhenMade) {
   auto folder = libraryFolderAt(path);
   if (!folder) return folder.error();
   const auto state = folderState(*folder);
@@ -142,6 +156,7 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
   const bool doubtful = isDoubtful(*folder, alone);
   if (auto ready = prepare(*folder, alone, statusWhenMade); !ready) return ready.error();
   if (!doubtful) sweepStaging(*folder);
+  keepReserveIfFree(*folder);
   auto keeper = std::make_unique<SnapshotKeeper>(*folder);
   auto catalogue =
       std::make_shared<Catalogue>(*std::move(folder), *std::move(presence), std::move(keeper));
@@ -150,6 +165,17 @@ Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, Missin
   catalogue->letOthersIn();
   startCare(*catalogue);
   return catalogue;
+}
+
+}  // namespace
+
+Result<std::shared_ptr<Catalogue>> openCatalogue(const std::string& path, MissingLibrary missing,
+                                                 PHAuthorizationStatus statusWhenMade) {
+  auto opened = openOnce(path, missing, statusWhenMade);
+  if (!opened && opened.error().is(LibraryErrorCode::notEnoughSpace) && makeRoom(path)) {
+    return openOnce(path, missing, statusWhenMade);
+  }
+  return opened;
 }
 
 }  // namespace quorvin

@@ -74,6 +74,11 @@ std::vector<std::string> listedPaths(const LibraryFolder& folder, const std::str
   }
 }
 
+// Also on a full disk.
+bool settleLog(Database& database, const LibraryFolder& folder) {
+  return database.settleLog() || (folder.reserve().giveUp() && database.settleLog());
+}
+
 // False when the catalogue could not tell, so that the list must stay.
 bool removeUnnamed(Database& database, const LibraryFolder& folder,
                    const std::vector<std::string>& paths) {
@@ -167,12 +172,15 @@ void sweepStaging(const LibraryFolder& folder) {
   if (!writer || !staging) return;
   const auto database = Database::open(folder.catalogueFile(), Database::Use::write);
   // Nothing goes by rows that may yet turn out otherwise.
-  if (!database || !requirePresentVersion(**database, folder) || !(*database)->settleLog()) return;
+  if (!database || !requirePresentVersion(**database, folder) || !settleLog(**database, folder)) {
+    return;
+  }
   for (const std::string& path : leftovers(folder)) {
     if (isInUse(folder, path)) continue;
     if (!removeUnnamed(**database, folder, listedPaths(folder, path))) continue;
     if (folder.held->removeTree(path) != 0) folder.held->removeFile(path);
   }
+  folder.reserve().keep();
 }
 
 }  // namespace quorvin

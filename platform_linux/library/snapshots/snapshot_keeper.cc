@@ -90,7 +90,7 @@ SnapshotKeeper::Clock::time_point SnapshotKeeper::look(bool isClosing) {
   if (!isDue && !(isClosing && isQuick)) return Clock::now() + (kLongest - old);
   if (!isClosing && Clock::now() < notBefore_) return notBefore_;
   const auto made = makeSnapshot(
-      folder_, *catalogue_, [this] { return isCancelled_.load(); },
+      folder_, *catalogue_, [this] { return isCancelled_ || folder_.reserve().isInUse(); },
       isDue ? OlderSnapshots::keep : OlderSnapshots::replaceNewest);
   if (made) return kNever;
   notBefore_ = Clock::now() + kPause;
