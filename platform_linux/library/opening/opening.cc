@@ -90,13 +90,17 @@ Done setUp(const LibraryFolder& folder, bool alone, PHAuthorizationStatus status
                        "” is of an earlier version, and can be brought up to date only while no "
                        "other program has the library open.");
   }
+  if (*state == CatalogueState::empty) {
+    // SQLite's journal must not be found after a power cut without it.
+    if (auto synced = syncFolder(folder, ""); !synced) return synced;
+  }
   if (*state == CatalogueState::older) {
     if (auto kept = makeSnapshot(folder, **database); !kept) return kept.error();
   }
   const auto done = migrate(**database, static_cast<std::int64_t>(status));
   if (!done) return done.error();
   (*database)->emptyLog();
-  return syncFolder(folder, "");
+  return Null{};
 }
 
 Done prepare(const LibraryFolder& folder, bool alone, PHAuthorizationStatus statusWhenMade) {
