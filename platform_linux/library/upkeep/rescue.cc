@@ -107,6 +107,8 @@ class Rescue {
     constexpr mode_t kPrivate = 0700;
     if (folder_.held->makeFolder(LibraryFolder::kSnapshots, kPrivate) == 0) {
       folder_.held->setMode(LibraryFolder::kSnapshots, kPrivate);
+      // The snapshot that it will hold is all there is once the old catalogue is moved aside.
+      if (auto synced = syncFolder(folder_, ""); !synced) return synced;
     }
     removeDatabase(folder_, kNew);
     if (!folder_.held->openFile(kNew, O_RDWR | O_CREAT | O_EXCL, 0600)) return failed(errno);
