@@ -19,7 +19,7 @@ check: ## run what takes long: all tests under sanitizers, static analysis
 	@scripts/install_dependencies.sh test check
 	@scripts/check.sh
 
-crash-test: ## kill 2,000 processes and fail every call to the system while libraries change
+crash-test: ## kill 10,000 processes, fail every call and lose power at every moment while libraries change
 	@scripts/install_dependencies.sh test
 	@scripts/crash_test.sh
 

@@ -11,7 +11,9 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "posix/file_descriptor.h"
@@ -80,8 +82,9 @@ inline std::string largeContent(char last) {
 }
 
 inline std::string readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  return std::move(content).str();
 }
 
 inline std::optional<std::string> readIfThere(const std::string& path) {

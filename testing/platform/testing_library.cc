@@ -71,6 +71,16 @@ void Gardener::addToAlbum(const std::string& album, const std::string& asset) {
       album + "' AND a.ident = '" + asset + "'");
 }
 
+void Gardener::makeFirstVersion() {
+  for (const char* trigger :
+       {"asset_made", "asset_changed", "asset_dropped", "selected", "deselected", "collection_made",
+        "collection_named", "collection_dropped", "member_added", "member_removed"}) {
+    run(std::string("DROP TRIGGER journal_") + trigger);
+  }
+  run("DROP TABLE journal; DROP TABLE time_maps; DROP INDEX trashed_by_date;"
+      "PRAGMA user_version = 1");
+}
+
 std::unique_ptr<Library> TestLibrary::open(std::optional<PHAuthorizationStatus> status) const {
   auto opened = Library::open({.path = folder / "library", .authorization = status});
   if (!opened) std::fprintf(stderr, "%s\n", opened.error().sentence().c_str());

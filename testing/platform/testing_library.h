@@ -49,6 +49,9 @@ class Gardener {
   std::string plantAlbum(const std::string& title, std::int64_t subtype = 2);
   void addToAlbum(const std::string& album, const std::string& asset);
 
+  /// Makes the catalogue what the first version of the program would have made it.
+  void makeFirstVersion();
+
  private:
   sqlite3* connection_ = nullptr;
 };

@@ -1,96 +1,70 @@
-// Changes a library by the C interface and tells of it, line by line, to whoever started it: what
-// it is about to do, and what was answered.
+// Changes a library by the C interface, and as its owner does, and tells of it, line by line, to
+// whoever started it: what it is about to do, and what was answered.
 //
 // crash_changer LIBRARY MEDIA JOB SEED [CALLS NUMBER KIND ERROR]
 //
 // Standard output is a socket. The job "mix" makes changes of all kinds in random order until the
-// other end is shut down. The other jobs do one thing, the last four words saying which of its
-// calls to the system goes wrong.
-#include <quorvin/quorvin.h>
-#include <sys/socket.h>
-
-#include <algorithm>
+// other end is shut down; "mixOwn" leaves alone what others made. The other jobs do one thing, the
+// last four words saying which of its calls to the system goes wrong.
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
+#include <filesystem>
+#include <fstream>
 #include <optional>
 #include <random>
 #include <set>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
-#include "codec/standard_method_codec.h"
+#include "host/locations.h"
 #include "platform_linux/library/upkeep/trash.h"
-#include "testing/engine/answer.h"
+#include "platform_linux/media/media_worker_pool.h"
+#include "tests/crash/changer_engine.h"
 #include "tests/crash/changer_media.h"
+#include "tests/crash/changer_upkeep.h"
 #include "tests/crash/faulty_files.h"
 #include "tests/crash/file_record.h"
 
 namespace quorvin {
 namespace {
 
-constexpr int kJournal = 1;
+namespace fs = std::filesystem;
 
-void tell(std::vector<std::string> words) {
-  std::string line;
-  for (const std::string& word : words) line += (line.empty() ? "" : "\t") + word;
-  line += "\n";
-  // Not `write`, which may be made to fail.
-  ::send(kJournal, line.data(), line.size(), MSG_NOSIGNAL);
-  if (words.front() == "done") recordAnswer();
-}
+struct Order {
+  std::string library;
+  std::string media;
+  std::string job;
+  unsigned seed = 0;
+  std::optional<Fault> fault;
 
-bool isToEnd() {
-  char byte = 0;
-  return ::recv(kJournal, &byte, 1, MSG_DONTWAIT) == 0;
-}
-
-class Engine {
- public:
-  Engine(const std::string& library, const std::string& temporary) {
-    QuorvinOptions options{};
-    options.struct_size = sizeof options;
-    options.library_path = library.c_str();
-    options.temporary_path = temporary.c_str();
-    options.authorization = 3;
-    char* error = nullptr;
-    engine_.reset(quorvin_engine_create(&options, &error));
-    if (engine_ == nullptr) tell({"error", error == nullptr ? "no reason" : error});
-    quorvin_free(error);
+  std::string temporary() const { return library + "-temporary"; }
+  /// Of files that were made to be brought in.
+  std::string coming() const { return library + "-coming"; }
+  bool ownsAll() const { return job == "mix"; }
+  void arm() const {
+    if (fault) inject(library, *fault);
+    const char* record = std::getenv("QUORVIN_CRASH_RECORD");
+    // Of a library that is yet to be made, also what is above it.
+    fs::path there = library;
+    while (!fs::exists(there)) there = there.parent_path();
+    if (record != nullptr) recordFiles(there.string(), record);
   }
-
-  explicit operator bool() const { return engine_ != nullptr; }
-
-  /// None, and a line about it, when the reply is an error.
-  std::optional<Value> call(const std::string& method, Value arguments) {
-    Answer answer;
-    const auto message = encodeMethodCall({method, std::move(arguments)});
-    quorvin_engine_send(engine_.get(), "quorvin", message.data(), message.size(), Answer::record,
-                        &answer);
-    while (answer.count == 0) quorvin_engine_run(engine_.get(), -1);
-    auto envelope = decodeEnvelope(answer.message);
-    if (envelope && std::holds_alternative<Value>(*envelope)) {
-      return std::get<Value>(*std::move(envelope));
-    }
-    std::string text = "no reply";
-    if (envelope) {
-      const auto& error = std::get<FlutterError>(*envelope);
-      text = error.message + " " + std::string(error.details.text());
-    }
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    tell({"error", text});
-    return std::nullopt;
-  }
-
- private:
-  struct End {
-    void operator()(QuorvinEngine* engine) const { quorvin_engine_destroy(engine); }
-  };
-  std::unique_ptr<QuorvinEngine, End> engine_;
 };
+
+std::string nameOf(const std::vector<std::string>& files) {
+  std::string name;
+  for (const std::string& file : files) name += (name.empty() ? "" : "+") + file;
+  return name;
+}
+
+void makeFiles(const Order& order, const std::vector<std::string>& names) {
+  fs::create_directory(order.coming());
+  for (const std::string& name : names) {
+    std::ofstream(order.coming() + "/" + name, std::ios::binary) << contentOf(order.media, name);
+  }
+}
 
 std::string textAt(const Value& map, std::string_view key) {
   const Value* value = map.as<Map>() == nullptr ? nullptr : find(*map.as<Map>(), key);
@@ -99,8 +73,8 @@ std::string textAt(const Value& map, std::string_view key) {
 
 class Changer {
  public:
-  Changer(Engine& engine, std::string media, unsigned seed)
-      : engine_(engine), media_(std::move(media)), random_(seed) {}
+  Changer(Engine& engine, const Order& order)
+      : engine_(engine), order_(order), random_(order.seed) {}
 
   /// Learns what is there, so that it is changed too.
   void look() {
@@ -119,15 +93,39 @@ class Changer {
   }
 
   void save(const ChangerMedia& media, const std::string& album) {
-    Map arguments{{"filePath", media_ + "/" + media.name}};
-    if (!album.empty()) arguments.emplace_back("collectionId", album);
-    tell({"save", media.name, album});
-    const auto record = engine_.call(media.isVideo ? "saveVideo" : "saveImage", arguments);
-    if (!record) return;
-    const std::string identifier = textAt(*record, "id");
-    assets_.push_back(identifier);
-    if (media.isVideo) videos_.insert(identifier);
-    tell({"done", identifier});
+    saveFile(order_.media + "/" + media.name, media.isVideo, media.name, album);
+  }
+
+  void saveMotionPhoto() {
+    const auto number = static_cast<unsigned>(random_());
+    const std::string file = madeMotionPhoto(number);
+    makeFiles(order_, {file});
+    saveFile(order_.coming() + "/" + file, false, nameOf({file, movieIn(file)}), "");
+  }
+
+  /// Some of them live photos.
+  void importSome() {
+    std::vector<std::string> files;
+    std::vector<std::string> line = {"import"};
+    for (std::size_t count = 1 + upTo(2); count > 0; --count) {
+      const auto number = static_cast<unsigned>(random_());
+      std::vector<std::string> halves = {madeStill(number)};
+      if (upTo(1) == 0) halves.push_back(madeMovie(number));
+      files.insert(files.end(), halves.begin(), halves.end());
+      line.push_back(nameOf(halves));
+    }
+    makeFiles(order_, files);
+    if (!workers_) workers_.emplace(MediaWorkerOptions{.program = mediaWorkerProgram(), .size = 1});
+    tell(line);
+    importFiles(order_.library, *workers_, order_.coming(), files);
+  }
+
+  void tend() {
+    const std::size_t choice = upTo(order_.ownsAll() ? 3 : 2);
+    tell({choice == 0 ? "check" : choice == 3 ? "backup" : "snapshot"});
+    if (choice == 0) return repair(order_.library, true);
+    if (choice == 3) return backUp(order_.library, upTo(1) == 0);
+    makeOneSnapshot(order_.library);
   }
 
   void createAlbum(const std::string& title) {
@@ -163,14 +161,17 @@ class Changer {
 
   void changeSomething() {
     const std::size_t choice = upTo(99);
-    if (choice < 30) return save(kChangerImages[upTo(kChangerImages.size() - 1)], "");
-    if (choice < 36) return save(kChangerVideo, "");
-    if (choice < 60) {
+    if (choice < 22) return save(kChangerImages[upTo(kChangerImages.size() - 1)], "");
+    if (choice < 26) return save(kChangerVideo, "");
+    if (choice < 30) return saveMotionPhoto();
+    if (choice < 48) {
       return save(kChangerImages[upTo(kChangerImages.size() - 1)],
                   albums_.empty() ? "" : albums_[upTo(albums_.size() - 1)]);
     }
-    if (choice < 72) return createAlbum("Album " + std::to_string(random_()));
-    if (choice < 88) return remove(1 + upTo(2));
+    if (choice < 60) return importSome();
+    if (choice < 70) return createAlbum("Album " + std::to_string(random_()));
+    if (choice < 82) return remove(1 + upTo(2));
+    if (choice < 92) return tend();
     exportOne();
   }
 
@@ -179,6 +180,19 @@ class Changer {
  private:
   std::size_t upTo(std::size_t last) {
     return std::uniform_int_distribution<std::size_t>(0, last)(random_);
+  }
+
+  void saveFile(const std::string& path, bool isVideo, const std::string& name,
+                const std::string& album) {
+    Map arguments{{"filePath", path}};
+    if (!album.empty()) arguments.emplace_back("collectionId", album);
+    tell({"save", name, album});
+    const auto record = engine_.call(isVideo ? "saveVideo" : "saveImage", arguments);
+    if (!record) return;
+    const std::string identifier = textAt(*record, "id");
+    assets_.push_back(identifier);
+    if (isVideo) videos_.insert(identifier);
+    tell({"done", identifier});
   }
 
   void list(const std::string& collection) {
@@ -193,59 +207,60 @@ class Changer {
   }
 
   Engine& engine_;
-  const std::string media_;
+  const Order& order_;
   std::mt19937 random_;
+  std::optional<MediaWorkerPool> workers_;  ///< of imports
   std::vector<std::string> assets_;
   std::set<std::string> videos_;  ///< among the assets
   std::vector<std::string> albums_;
 };
 
-struct Order {
-  std::string library;
-  std::string media;
-  std::string job;
-  unsigned seed = 0;
-  std::optional<Fault> fault;
-
-  std::string temporary() const { return library + "-temporary"; }
-  void arm() const {
-    if (fault) inject(library, *fault);
-    const char* record = std::getenv("QUORVIN_CRASH_RECORD");
-    if (record != nullptr) recordFiles(library, record);
-  }
-};
-
 // Jobs without an engine.
-bool tendTrash(const Order& order) {
-  if (order.job != "emptyTrash" && order.job != "restore") return false;
-  const auto trashed = listTrash(order.library);
-  if (!trashed) std::exit(EXIT_FAILURE);
-  order.arm();
+bool doWithout(const Order& order) {
   if (order.job == "emptyTrash") {
-    const auto emptied = emptyTrash(order.library);
-    tell({emptied ? "done" : "error", emptied ? "" : emptied.error().sentence()});
-  } else {
+    order.arm();
+    emptyWholeTrash(order.library);
+  } else if (order.job == "restore") {
+    const auto trashed = listTrash(order.library);
+    if (!trashed) std::exit(EXIT_FAILURE);
+    order.arm();
     std::vector<std::string> identifiers;
     for (const TrashedAsset& asset : *trashed) identifiers.push_back(asset.localIdentifier);
-    const auto restored = restoreFromTrash(order.library, identifiers);
-    tell({restored ? "done" : "error", restored ? "" : restored.error().sentence()});
+    restoreAll(order.library, identifiers);
+  } else if (order.job == "importPair" || order.job == "importTen") {
+    std::vector<std::string> files;
+    const unsigned count = order.job == "importPair" ? 1 : 10;
+    for (unsigned number = 1; number <= count; ++number) files.push_back(madeStill(number));
+    if (order.job == "importPair") files.push_back(madeMovie(1));
+    makeFiles(order, files);
+    MediaWorkerPool workers({.program = mediaWorkerProgram(), .size = 1});
+    order.arm();
+    importFiles(order.library, workers, order.coming(), files);
+  } else if (order.job == "snapshot") {
+    order.arm();
+    makeOneSnapshot(order.library);
+  } else if (order.job == "repair") {
+    tell({"repair"});
+    order.arm();
+    repair(order.library, false);
+  } else {
+    return false;
   }
   return true;
 }
 
 void changeOnce(const Order& order) {
-  if (order.job == "open") {
-    order.arm();
-    if (Engine(order.library, order.temporary())) tell({"done"});
-    return;
-  }
+  const bool isOpened = order.job == "open" || order.job == "begin";
+  if (isOpened) order.arm();
   Engine engine(order.library, order.temporary());
   if (!engine) return;
-  Changer changer(engine, order.media, order.seed);
+  if (order.job == "open") return tell({"done"});
+  Changer changer(engine, order);
   changer.look();
-  order.arm();
-  if (order.job == "saveImage") changer.save(kChangerImages.front(), "");
+  if (!isOpened) order.arm();
+  if (order.job == "saveImage" || order.job == "begin") changer.save(kChangerImages.front(), "");
   if (order.job == "saveVideo") changer.save(kChangerVideo, "");
+  if (order.job == "saveMotionPhoto") changer.saveMotionPhoto();
   if (order.job == "saveIntoAlbum") {
     changer.save(kChangerImages.front(), changer.firstAlbum());
   }
@@ -257,8 +272,8 @@ void mix(const Order& order) {
   Engine engine(order.library, order.temporary());
   if (!engine) return;
   tell({"open"});
-  Changer changer(engine, order.media, order.seed);
-  if (order.job == "mix") changer.look();
+  Changer changer(engine, order);
+  if (order.ownsAll()) changer.look();
   while (!isToEnd()) changer.changeSomething();
 }
 
@@ -266,7 +281,7 @@ void mix(const Order& order) {
 void prepare(const Order& order) {
   Engine engine(order.library, order.temporary());
   if (!engine) return;
-  Changer changer(engine, order.media, order.seed);
+  Changer changer(engine, order);
   changer.createAlbum("First");
   for (const ChangerMedia& image : kChangerImages) changer.save(image, changer.firstAlbum());
   for (const ChangerMedia& image : kChangerImages) changer.save(image, "");
@@ -291,7 +306,7 @@ int main(int argc, char** argv) {
     mix(order);
   } else if (order.job == "prepare") {
     prepare(order);
-  } else if (!tendTrash(order)) {
+  } else if (!doWithout(order)) {
     changeOnce(order);
   }
   tell({"end", wasFaultReached() ? "reached" : "not reached"});

@@ -79,7 +79,7 @@ struct PowerCut::Replay {
 };
 
 PowerCut::PowerCut(const DiskState& before, const std::vector<FileOperation>& operations,
-                   std::size_t count, std::optional<std::size_t> forgottenSync)
+                   std::size_t count, const std::set<std::size_t>& forgottenSyncs)
     : before_(before), operations_(operations), count_(count), standing_(before.files.size()) {
   std::map<std::string, int> names;
   int next = 0;
@@ -101,7 +101,7 @@ PowerCut::PowerCut(const DiskState& before, const std::vector<FileOperation>& op
       names.erase(operation.path);
     }
     if (changesContent(operation.kind) || changesEntries(operation.kind)) unsettled_.push_back(i);
-    if (operation.kind != Kind::sync || i == forgottenSync) continue;
+    if (operation.kind != Kind::sync || forgottenSyncs.contains(i)) continue;
     std::erase_if(unsettled_, [&](std::size_t earlier) {
       const FileOperation& other = operations[earlier];
       if (file >= 0) return changesContent(other.kind) && files_[earlier] == file;

@@ -35,10 +35,10 @@ void writeDisk(const DiskState& state, const std::string& folder);
 /// part.
 class PowerCut {
  public:
-  /// The first `count` operations on a disk that held `before`. One of the syncs can be left out of
-  /// account, as if the program had forgotten it.
+  /// The first `count` operations on a disk that held `before`. Syncs can be left out of account,
+  /// as if the program had forgotten them.
   PowerCut(const DiskState& before, const std::vector<FileOperation>& operations, std::size_t count,
-           std::optional<std::size_t> forgottenSync = {});
+           const std::set<std::size_t>& forgottenSyncs = {});
 
   /// Indexes of the operations that may be lost.
   const std::vector<std::size_t>& unsettled() const { return unsettled_; }

@@ -130,7 +130,7 @@ int recordedOn(FileOperation::Kind kind, int fd, long result, std::int64_t offse
   return static_cast<int>(result);
 }
 
-ssize_t writeFile(int fd, const void* bytes, std::size_t size, off64_t offset) {
+ssize_t writeAt(int fd, const void* bytes, std::size_t size, off64_t offset) {
   const auto write = [&](std::size_t some) {
     return ::syscall(SYS_pwrite64, fd, bytes, some, offset);
   };
@@ -167,11 +167,11 @@ QUORVIN_REPLACES ssize_t write(int fd, const void* bytes, size_t size) {
 }
 
 QUORVIN_REPLACES ssize_t pwrite64(int fd, const void* bytes, size_t size, off64_t offset) {
-  return quorvin::writeFile(fd, bytes, size, offset);
+  return quorvin::writeAt(fd, bytes, size, offset);
 }
 
 QUORVIN_REPLACES ssize_t pwrite(int fd, const void* bytes, size_t size, off_t offset) {
-  return quorvin::writeFile(fd, bytes, size, offset);
+  return quorvin::writeAt(fd, bytes, size, offset);
 }
 
 QUORVIN_REPLACES int fsync(int fd) {

@@ -7,10 +7,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "core/platform/lock.h"
+#include "testing/platform/testing_folder.h"
 
 namespace quorvin {
 namespace {
@@ -86,8 +85,7 @@ void recordAnswer() {
 }
 
 std::vector<FileOperation> readRecord(const std::string& file) {
-  std::ifstream stream(file, std::ios::binary);
-  const std::string all{std::istreambuf_iterator<char>(stream), {}};
+  const std::string all = readFile(file);
   std::vector<FileOperation> operations;
   std::size_t at = 0;
   const auto take = [&all, &at](std::uint64_t size) {

@@ -36,6 +36,8 @@ void Ledger::note(const std::vector<Line>& lines) {
       settle(started, line);
       started.clear();
       ++acknowledged_;
+    } else if (line.front() == "declined") {
+      started.clear();
     } else if (line.front() != "open" && line.front() != "end") {
       started = line;
     }
@@ -47,6 +49,9 @@ void Ledger::settle(const Line& started, const Line& done) {
   const std::string& what = started.front();
   if (what == "save") assets_[wordOf(done, 1)] = {wordOf(started, 1), wordOf(started, 2)};
   if (what == "album") albums_[wordOf(done, 1)] = wordOf(started, 1);
+  if (what == "import") imported_.insert(started.begin() + 1, started.end());
+  if (what == "snapshot") newestSnapshot_ = std::max(newestSnapshot_, wordOf(done, 1));
+  if (what == "backup") ++backups_;
   if (what == "delete") {
     for (std::size_t i = 1; i < started.size(); ++i) {
       EXPECT_EQ(assets_.erase(started[i]), 1U) << started[i];
@@ -70,6 +75,7 @@ bool Ledger::takePending(const Line& started) {
 void Ledger::compare(const LibraryState& state) {
   compareDeletions(state);
   compareAlbums(state);
+  compareImports(state);
   compareAssets(state);
   compareMembers(state);
   pending_.clear();
@@ -109,6 +115,28 @@ void Ledger::compareAlbums(const LibraryState& state) {
   }
 }
 
+// One run of so few files is one change.
+void Ledger::compareImports(const LibraryState& state) {
+  std::set<std::string> names;
+  for (const auto& [identifier, asset] : state.assets) names.insert(asset.name);
+  for (const Line& line : pending_) {
+    if (line.front() != "import") continue;
+    const auto come = std::count_if(line.begin() + 1, line.end(),
+                                    [&names](const auto& name) { return names.contains(name); });
+    EXPECT_TRUE(come == 0 || come + 1 == static_cast<std::ptrdiff_t>(line.size()))
+        << come << " of " << testing::PrintToString(line) << " came in";
+    if (come > 0) imported_.insert(line.begin() + 1, line.end());
+  }
+}
+
+void Ledger::compareSnapshots(const std::vector<SnapshotState>& snapshots) const {
+  for (const SnapshotState& snapshot : snapshots) {
+    EXPECT_TRUE(snapshot.isWhole) << snapshot.path;
+  }
+  const std::string newest = snapshots.empty() ? "" : snapshots.front().path;
+  EXPECT_GE(newest, newestSnapshot_) << "the newest snapshot was lost";
+}
+
 void Ledger::compareAssets(const LibraryState& state) {
   for (const auto& [identifier, asset] : assets_) {
     const auto found = state.assets.find(identifier);
@@ -119,11 +147,12 @@ void Ledger::compareAssets(const LibraryState& state) {
     EXPECT_TRUE(isWhole(asset)) << identifier;
     if (assets_.contains(identifier)) continue;
     const std::string album = albumOf(state, identifier);
-    EXPECT_TRUE(takePending(saveOf(asset.name, album)))
+    EXPECT_TRUE(imported_.erase(asset.name) == 1 || takePending(saveOf(asset.name, album)))
         << "nobody saved " << identifier << " from " << asset.name << " into “" << album
         << "”; under way: " << testing::PrintToString(pending_);
     assets_[identifier] = {asset.name, album};
   }
+  EXPECT_TRUE(imported_.empty()) << testing::PrintToString(imported_) << " were lost";
 }
 
 void Ledger::compareMembers(const LibraryState& state) const {

@@ -22,7 +22,12 @@ class Ledger {
   /// there whole or not at all. Takes that into account from now on.
   void compare(const LibraryState& state);
 
+  /// Fails the test unless every snapshot is whole, and the newest one that was made is there, or
+  /// a newer one.
+  void compareSnapshots(const std::vector<SnapshotState>& snapshots) const;
+
   std::size_t acknowledged() const { return acknowledged_; }
+  std::size_t backups() const { return backups_; }  ///< that were acknowledged
 
  private:
   struct Asset {
@@ -37,10 +42,14 @@ class Ledger {
   void compareMembers(const LibraryState& state) const;
   /// Takes a change that has no answer out of the list; false when there is none like it.
   bool takePending(const Line& started);
+  void compareImports(const LibraryState& state);
 
   std::map<std::string, Asset> assets_;
   std::map<std::string, std::string> albums_;  ///< titles
+  std::set<std::string> imported_;  ///< names of assets whose identifier is not known yet
   std::set<std::string> deleted_;
+  std::string newestSnapshot_;
+  std::size_t backups_ = 0;
   std::vector<Line> pending_;
   std::size_t acknowledged_ = 0;
 };

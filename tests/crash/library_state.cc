@@ -1,17 +1,27 @@
 #include "tests/crash/library_state.h"
 
+#include <sstream>
+
+#include "platform_linux/library/catalogue/schema.h"
 #include "platform_linux/library/fetch/library.h"
+#include "platform_linux/library/snapshots/snapshot.h"
 #include "platform_linux/library/upkeep/check.h"
 #include "platform_linux/library/upkeep/trash.h"
 #include "testing/platform/testing_folder.h"
+#include "tests/crash/changer_media.h"
 
 namespace quorvin {
 namespace {
 
 LibraryState::Asset assetOf(Library& library, const std::string& identifier) {
   const auto resources = library.storedResources(identifier);
-  if (!resources || resources->empty()) return {};
-  return {resources->front()->originalFilename, resources->front()->path};
+  LibraryState::Asset asset;
+  if (!resources) return asset;
+  for (const auto& resource : *resources) {
+    asset.name += (asset.name.empty() ? "" : "+") + resource->originalFilename;
+    asset.originals.push_back(resource->path);
+  }
+  return asset;
 }
 
 void readAlbums(Library& library, LibraryState& state) {
@@ -59,9 +69,30 @@ std::string findingsIn(const std::string& library) {
 }
 
 bool isWhole(const LibraryState::Asset& asset) {
-  static const std::string kMedia = QUORVIN_GENERATED_MEDIA "/good/";
-  const std::string content = readFile(kMedia + asset.name);
-  return !asset.name.empty() && !content.empty() && content == readFile(asset.original);
+  std::istringstream names(asset.name);
+  std::size_t files = 0;
+  for (std::string name; std::getline(names, name, '+'); ++files) {
+    const std::string content = contentOf(QUORVIN_GENERATED_MEDIA "/good", name);
+    if (content.empty() || files >= asset.originals.size()) return false;
+    if (content != readFile(asset.originals[files])) return false;
+  }
+  return files > 0 && files == asset.originals.size();
+}
+
+std::vector<SnapshotState> snapshotsIn(const std::string& library) {
+  const auto folder = libraryFolderAt(library);
+  std::vector<SnapshotState> snapshots;
+  if (!folder || folder->held == nullptr) return snapshots;
+  for (const std::string& path : snapshotsOf(*folder)) {
+    SnapshotState& snapshot = snapshots.emplace_back();
+    snapshot.path = path;
+    const auto copy = openSnapshot(*folder, path);
+    if (!copy) continue;
+    snapshot.isWhole =
+        (*copy)->integer("PRAGMA application_id") == kCatalogueApplicationId && (*copy)->isSound();
+    snapshot.version = (*copy)->integer("PRAGMA user_version").value_or(0);
+  }
+  return snapshots;
 }
 
 }  // namespace quorvin

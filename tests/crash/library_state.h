@@ -13,8 +13,8 @@ namespace quorvin {
 
 struct LibraryState {
   struct Asset {
-    std::string name;      ///< of its file
-    std::string original;  ///< path
+    std::string name;                    ///< of its file; of its files with "+" between them
+    std::vector<std::string> originals;  ///< paths
     friend bool operator==(const Asset&, const Asset&) = default;
   };
   struct Album {
@@ -35,7 +35,16 @@ Result<LibraryState> readState(const std::string& library);
 /// What a check of the whole library finds, a line each; none when it is sound.
 std::string findingsIn(const std::string& library);
 
-/// Whether the asset's original has the very bytes of the file of that name among the media.
+/// Whether the asset's originals have the very bytes of the files of those names.
 bool isWhole(const LibraryState::Asset& asset);
+
+struct SnapshotState {
+  std::string path;          ///< beneath the library; the larger, the newer
+  bool isWhole = false;      ///< sound, and a catalogue
+  std::int64_t version = 0;  ///< of its tables
+};
+
+/// The newest first. Nothing is done to the library, which may be missing.
+std::vector<SnapshotState> snapshotsIn(const std::string& library);
 
 }  // namespace quorvin

@@ -88,14 +88,7 @@ TEST(LibraryOpen, BringsALibraryOfTheFirstVersionUpToDateAndKeepsWhatItHolds) {
   const std::string asset = test.gardener.plant({.created = 7});
   test.library.reset();
   test.gardener.run("UPDATE meta SET value = 3 WHERE key = 'authorization'");
-  for (const char* trigger :
-       {"asset_made", "asset_changed", "asset_dropped", "selected", "deselected", "collection_made",
-        "collection_named", "collection_dropped", "member_added", "member_removed"}) {
-    test.gardener.run(std::string("DROP TRIGGER journal_") + trigger);
-  }
-  test.gardener.run(
-      "DROP TABLE journal; DROP TABLE time_maps; DROP INDEX trashed_by_date;"
-      "PRAGMA user_version = 1");
+  test.gardener.makeFirstVersion();
   const auto library = test.open(std::nullopt);
   ASSERT_TRUE(library);
   EXPECT_EQ(test.gardener.text("PRAGMA user_version"), "4");
