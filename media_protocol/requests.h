@@ -115,8 +115,27 @@ struct ExportContainersRequest {
   friend bool operator==(const ExportContainersRequest&, const ExportContainersRequest&) = default;
 };
 
+/// How the worker itself stands; no descriptor goes with the packet.
+struct DescribeRequest {
+  friend bool operator==(DescribeRequest, DescribeRequest) = default;
+};
+
 using WorkerRequest = std::variant<ProbeRequest, RenderRequest, EncodeRequest,
-                                   ExportContainersRequest, VideoExportRequest>;
+                                   ExportContainersRequest, VideoExportRequest, DescribeRequest>;
+
+/// A name and what is to be said of it.
+struct NamedText {
+  std::string name;
+  std::string text;
+  friend bool operator==(const NamedText&, const NamedText&) = default;
+};
+
+struct WorkerDescription {
+  std::vector<NamedText> layers;          ///< of its isolation; why one is absent, or nothing
+  std::vector<NamedText> libraries;       ///< and their versions
+  std::vector<std::string> refusedCalls;  ///< names of calls to the system, since it started
+  friend bool operator==(const WorkerDescription&, const WorkerDescription&) = default;
+};
 
 /// What a worker says while an export goes on, and when it is done.
 enum class ExportState : std::int64_t { underWay = 1, done = 2 };

@@ -15,6 +15,7 @@ constexpr Literal kEncode = "encode"_lit;
 
 constexpr Literal kExportContainers = "exportContainers"_lit;
 constexpr Literal kExportVideo = "exportVideo"_lit;
+constexpr Literal kDescribe = "describe"_lit;
 
 constexpr Literal kName = "name"_lit;
 constexpr Literal kKind = "kind"_lit;
@@ -58,6 +59,10 @@ constexpr Literal kEmbeddedMovieLength = "embeddedMovieLength"_lit;
 constexpr Literal kContainers = "containers"_lit;
 constexpr Literal kExportState = "exportState"_lit;
 
+constexpr Literal kLayers = "layers"_lit;
+constexpr Literal kLibraries = "libraries"_lit;
+constexpr Literal kRefusedCalls = "refusedCalls"_lit;
+
 constexpr Literal kError = "error"_lit;
 constexpr Literal kCode = "code"_lit;
 
@@ -82,6 +87,16 @@ class Reader {
     const Value* found = find(map_, key);
     if (found == nullptr || !found->isText()) return false;
     into = found->text();
+    return true;
+  }
+
+  bool texts(Literal key, std::vector<std::string>& into) const {
+    List list;
+    if (!value(key, list)) return false;
+    for (const Value& each : list) {
+      if (!each.isText()) return false;
+      into.emplace_back(each.text());
+    }
     return true;
   }
 
@@ -159,6 +174,27 @@ Map toMap(const VideoExportRequest& request) {
           {kTimeMap, std::move(times)}};
 }
 
+Map toMap(const DescribeRequest&) {
+  return {{kOperation, kDescribe}};
+}
+
+List toList(const std::vector<NamedText>& texts) {
+  List list;
+  for (const NamedText& each : texts) {
+    list.emplace_back(each.name);
+    list.emplace_back(each.text);
+  }
+  return list;
+}
+
+// Names and texts in turn.
+bool read(const Reader& reader, Literal key, std::vector<NamedText>& texts) {
+  std::vector<std::string> flat;
+  if (!reader.texts(key, flat) || flat.size() % 2 != 0) return false;
+  for (std::size_t i = 0; i < flat.size(); i += 2) texts.push_back({flat[i], flat[i + 1]});
+  return true;
+}
+
 bool read(const Reader& reader, VideoPreset& preset) {
   return reader.within(kPreset, number(VideoPreset::passthrough),
                        number(VideoPreset::mediumQuality), preset);
@@ -220,6 +256,8 @@ std::optional<WorkerRequest> requestFromMap(const Map& map) {
   } else if (reader.operation(kExportVideo)) {
     VideoExportRequest request;
     if (read(reader, request)) return request;
+  } else if (reader.operation(kDescribe)) {
+    return DescribeRequest();
   }
   return std::nullopt;
 }
@@ -324,6 +362,23 @@ std::optional<ExportState> exportStateFromMap(const Map& map) {
   const bool whole = Reader(map).within(kExportState, number(ExportState::underWay),
                                         number(ExportState::done), state);
   return whole ? std::optional(state) : std::nullopt;
+}
+
+Map descriptionToMap(const WorkerDescription& description) {
+  List refused;
+  for (const std::string& each : description.refusedCalls) refused.emplace_back(each);
+  return {{kLayers, toList(description.layers)},
+          {kLibraries, toList(description.libraries)},
+          {kRefusedCalls, std::move(refused)}};
+}
+
+std::optional<WorkerDescription> descriptionFromMap(const Map& map) {
+  const Reader reader(map);
+  WorkerDescription description;
+  const bool whole = read(reader, kLayers, description.layers) &&
+                     read(reader, kLibraries, description.libraries) &&
+                     reader.texts(kRefusedCalls, description.refusedCalls);
+  return whole ? std::optional(std::move(description)) : std::nullopt;
 }
 
 Map errorToMap(const Failure& error) {

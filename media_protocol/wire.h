@@ -24,6 +24,9 @@ namespace quorvin {
 
 inline constexpr int kWorkerSocketDescriptor = 3;
 
+/// The argument of a worker for exports, which loads more before it shuts itself in.
+inline constexpr const char* kForExports = "exports";
+
 /// The turns into maps and back. Reading checks every key's presence, type and range, whatever
 /// the order and whatever else the map holds; none means that the map is no such message.
 Map requestToMap(const WorkerRequest& request);
@@ -44,6 +47,10 @@ std::optional<std::vector<VideoContainer>> containersFromMap(const Map& map);
 /// What comes of an export.
 Map exportStateToMap(ExportState state);
 std::optional<ExportState> exportStateFromMap(const Map& map);
+
+/// The reply to a request for a description.
+Map descriptionToMap(const WorkerDescription& description);
+std::optional<WorkerDescription> descriptionFromMap(const Map& map);
 
 Map errorToMap(const Failure& error);
 /// The error that stands in place of any reply; none when the map is no error.

@@ -1,24 +1,37 @@
 #include "media_worker/libraries.h"
 
+#include <iconv.h>
 #include <libheif/heif.h>
 #include <malloc.h>
 #include <vips/vips.h>
+// It needs the one above.
+#include <vips/vector.h>
 
 #include <cstdlib>
+#include <ctime>
 
 extern "C" {
+#include <libavutil/avutil.h>
 #include <libavutil/log.h>
 }
 
 #include "core/platform/foundation.h"
+#include "media_worker/export/filter_library.h"
 #include "media_worker/metadata/metadata_file.h"
 #include "media_worker/reading/hevc_decoder.h"
+#include "media_worker/reading/processors.h"
 
 namespace quorvin {
 
 namespace {
 
 constexpr int kKeptMemory = 32 << 20;  ///< bytes that a worker keeps from one request to the next
+
+/// Those in which broadcasts write their titles.
+constexpr const char* kCharsets[] = {"ISO6937",     "ISO-8859-1",  "ISO-8859-5",  "ISO-8859-6",
+                                     "ISO-8859-7",  "ISO-8859-8",  "ISO-8859-9",  "ISO-8859-10",
+                                     "ISO-8859-11", "ISO-8859-13", "ISO-8859-14", "ISO-8859-15",
+                                     "KSC_5601",    "GB2312",      "BIG5",        "UCS-2BE"};
 
 }  // namespace
 
@@ -36,12 +49,33 @@ void startLibraries() {
   vips_block_untrusted_set(TRUE);
   vips_concurrency_set(1);
   vips_cache_set_max(0);
+  // Its compiler of that age needs memory that can be run; later versions bring their code along.
+  if (vips_version(0) == 8 && vips_version(1) < 15) vips_vector_set_enabled(FALSE);
   av_log_set_level(AV_LOG_QUIET);
   initializeMetadata();
   // From 1.16 on libheif's decoders may be plug-ins in a folder of its own, loaded by this alone.
   // Ours comes after them, and goes before them.
   heif_init(nullptr);
   registerHevcDecoder();
+}
+
+void loadForLater(bool forExports) {
+  // Without a name for the zone, its file would be looked up again for each date.
+  ::setenv("TZ", ":/etc/localtime", 0);
+  ::tzset();
+  processorCount();
+  for (const char* charset : kCharsets) {
+    // Kept for good, and with it the converter's code.
+    ::iconv_open("UTF-8", charset);
+  }
+  if (forExports) filterLibrary();
+}
+
+std::vector<NamedText> libraryVersions() {
+  return {{"libvips", vips_version_string()},
+          {"libheif", heif_get_version()},
+          {"FFmpeg", av_version_info()},
+          {"Exiv2", metadataLibraryVersion()}};
 }
 
 void tidyLibraries() {

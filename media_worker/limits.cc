@@ -1,5 +1,6 @@
 #include "media_worker/limits.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -11,20 +12,39 @@ namespace quorvin {
 namespace {
 
 constexpr rlim_t kSecondsPerRequest = 120;
+constexpr rlim_t kGibibyte = rlim_t{1} << 30;
+constexpr rlim_t kLargestFile = 256 * kGibibyte;
+constexpr rlim_t kDescriptors = 64;
+
+// Also what the process itself could ask for later.
+void limitForGood(__rlimit_resource resource, rlim_t bound) {
+  rlimit limit{};
+  if (::getrlimit(resource, &limit) != 0) return;
+  bound = std::min(bound, limit.rlim_max);
+  limit = {bound, bound};
+  ::setrlimit(resource, &limit);
+}
+
+void dieFirst() {
+  const int file = ::open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
+  if (file < 0) return;
+  // Where it may not be written, the system decides as it does for everybody.
+  [[maybe_unused]] const ssize_t written = ::write(file, "1000", 4);
+  ::close(file);
+}
 
 }  // namespace
 
-void limitMemory() {
+void limitProcess() {
+  dieFirst();
+  limitForGood(RLIMIT_CORE, 0);
+  limitForGood(RLIMIT_FSIZE, kLargestFile);
+  limitForGood(RLIMIT_NOFILE, kDescriptors);
 #ifndef QUORVIN_SANITIZED  // sanitizers reserve terabytes of addresses
-  constexpr rlim_t kGibibyte = rlim_t{1} << 30;
   const auto physical =
       static_cast<rlim_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
   // Half of the machine; the programs and libraries themselves map a good part of the least.
-  const rlim_t bound = std::clamp(physical / 2, 2 * kGibibyte, 6 * kGibibyte);
-  rlimit limit{};
-  if (::getrlimit(RLIMIT_AS, &limit) != 0) return;
-  limit.rlim_cur = std::min(bound, limit.rlim_max);
-  ::setrlimit(RLIMIT_AS, &limit);
+  limitForGood(RLIMIT_AS, std::clamp(physical / 2, 2 * kGibibyte, 6 * kGibibyte));
 #endif
 }
 

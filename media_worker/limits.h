@@ -3,9 +3,11 @@
 
 namespace quorvin {
 
-/// Bounds this process's address space: a small file can ask a decoder for gigabytes. An
-/// allocation beyond the bound fails, and with it the request.
-void limitMemory();
+/// Bounds this process for good: its address space, for a small file can ask a decoder for
+/// gigabytes, and an allocation beyond the bound fails and with it the request; the size of what it
+/// writes; its descriptors; no memory image when it dies, which would hold somebody's photo. When
+/// the machine's memory runs out, it goes first.
+void limitProcess();
 
 /// Gives the process so much processor time from now on; one that uses it up is ended by the
 /// system.

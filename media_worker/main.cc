@@ -1,16 +1,30 @@
 // The media worker: parses, renders and encodes media files for another process.
 
+#include <sys/prctl.h>
+#include <unistd.h>
+
 #include <csignal>
+#include <cstdlib>
+#include <string_view>
 
 #include "media_protocol/wire.h"
 #include "media_worker/libraries.h"
 #include "media_worker/limits.h"
+#include "media_worker/sandbox/sandbox.h"
 #include "media_worker/serve.h"
 
-int main() {
+int main(int count, char** arguments) {
+  const bool forExports = count > 1 && std::string_view(arguments[1]) == quorvin::kForExports;
+  // It has nothing to do without the process that started it; had that ended before, the socket
+  // would tell.
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   // A file that may not grow any more is an error of its export, and not the end of the worker.
   std::signal(SIGXFSZ, SIG_IGN);
-  quorvin::limitMemory();
+  // Nothing is looked for in the folder where somebody started the host.
+  if (::chdir("/") != 0) return EXIT_FAILURE;
+  quorvin::limitProcess();
   quorvin::startLibraries();
-  quorvin::serve(quorvin::kWorkerSocketDescriptor);
+  quorvin::loadForLater(forExports);
+  const auto isolation = quorvin::enterSandbox();
+  quorvin::serve(quorvin::kWorkerSocketDescriptor, isolation);
 }

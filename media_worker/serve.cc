@@ -1,6 +1,9 @@
 #include "media_worker/serve.h"
 
+#include <unistd.h>
+
 #include <chrono>
+#include <cstdlib>
 #include <exception>
 #include <span>
 #include <utility>
@@ -28,6 +31,7 @@ struct Given {
   int file;
   int output;  ///< -1 when there is none
   const ExportProgress& progress;
+  const std::vector<SandboxLayer>& isolation;
 };
 
 WorkerReply malformed() {
@@ -61,6 +65,16 @@ WorkerReply perform(const VideoExportRequest& request, const Given& given) {
   return error ? failure(*error) : WorkerReply{exportStateToMap(ExportState::done), {}};
 }
 
+WorkerReply perform(const DescribeRequest&, const Given& given) {
+  WorkerDescription description;
+  for (const SandboxLayer& each : given.isolation) {
+    description.layers.push_back({each.name, each.whyAbsent});
+  }
+  description.libraries = libraryVersions();
+  description.refusedCalls = refusedSystemCalls();
+  return {descriptionToMap(description), {}};
+}
+
 /// Tells the other end now and then that the request is being worked on.
 class ProgressTeller {
  public:
@@ -72,8 +86,10 @@ class ProgressTeller {
     if (now - told_ < kInterval) return;
     told_ = now;
     renewTimeLimit();
-    // If it cannot be sent, neither can the reply.
-    sendPacket(socket_, encodeMessage(exportStateToMap(ExportState::underWay)));
+    // Without anybody to send it to, there is nobody to go on for.
+    if (!sendPacket(socket_, encodeMessage(exportStateToMap(ExportState::underWay)))) {
+      ::_exit(EXIT_FAILURE);
+    }
   }
 
  private:
@@ -81,20 +97,23 @@ class ProgressTeller {
   std::chrono::steady_clock::time_point told_ = std::chrono::steady_clock::now();
 };
 
-WorkerReply answerRequest(const Packet& packet, const ExportProgress& progress) {
+WorkerReply answerRequest(const Packet& packet, const ExportProgress& progress,
+                          const std::vector<SandboxLayer>& isolation) {
   const auto message = decodeMessage(packet.bytes);
   const Map* map = message ? message->as<Map>() : nullptr;
   const auto request = map == nullptr ? std::nullopt : requestFromMap(*map);
-  if (!request || !packet.descriptor) return malformed();
-  const Given given{packet.descriptor.get(), packet.secondDescriptor.get(), progress};
+  const bool needsFile = request && !std::holds_alternative<DescribeRequest>(*request);
+  if (!request || (needsFile && !packet.descriptor)) return malformed();
+  const Given given{packet.descriptor.get(), packet.secondDescriptor.get(), progress, isolation};
   return std::visit([&given](const auto& each) { return perform(each, given); }, *request);
 }
 
 }  // namespace
 
-WorkerReply answer(const Packet& request, const ExportProgress& progress) {
+WorkerReply answer(const Packet& request, const ExportProgress& progress,
+                   const std::vector<SandboxLayer>& isolation) {
   try {
-    return answerRequest(request, progress);
+    return answerRequest(request, progress, isolation);
   } catch (const std::bad_alloc&) {
     return failure(Failure(LibraryErrorCode::internal, "memory ran out."));
   } catch (const std::exception&) {
@@ -102,11 +121,12 @@ WorkerReply answer(const Packet& request, const ExportProgress& progress) {
   }
 }
 
-void serve(int socket) {
+void serve(int socket, const std::vector<SandboxLayer>& isolation) {
   while (auto packet = receivePacket(socket)) {
     renewTimeLimit();
     ProgressTeller teller(socket);
-    const WorkerReply reply = answer(*packet, [&teller] { teller.tell(); });
+    const WorkerReply reply = answer(
+        *packet, [&teller] { teller.tell(); }, isolation);
     const int memory = reply.memory.get();
     const std::span<const int> descriptors(&memory, reply.memory ? 1 : 0);
     if (!sendPacket(socket, encodeMessage(reply.map), descriptors)) return;

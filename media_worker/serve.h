@@ -1,9 +1,12 @@
 // Requests and their answers.
 #pragma once
 
+#include <vector>
+
 #include "core/platform/value.h"
 #include "media_protocol/packet_socket.h"
 #include "media_worker/export/export.h"
+#include "media_worker/sandbox/sandbox.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
@@ -16,10 +19,12 @@ struct WorkerReply {
 /// What the request asks for, or the error that stands in its place; throws nothing. `progress` is
 /// called while an export goes on.
 WorkerReply answer(
-    const Packet& request, const ExportProgress& progress = [] {});
+    const Packet& request, const ExportProgress& progress = [] {},
+    const std::vector<SandboxLayer>& isolation = {});
 
 /// Answers the requests that arrive at the socket, one after another, until its other end is
-/// closed or a reply cannot be sent. `startLibraries` was called before.
-void serve(int socket);
+/// closed or a reply cannot be sent. `startLibraries` was called before; `isolation` is what it
+/// tells of itself.
+void serve(int socket, const std::vector<SandboxLayer>& isolation);
 
 }  // namespace quorvin

@@ -99,7 +99,7 @@ TEST(Serve, AnswersOneRequestAfterAnotherUntilTheEnd) {
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
   FileDescriptor near(ends[0]);
   const FileDescriptor far(ends[1]);
-  std::thread worker([&far] { serve(far.get()); });
+  std::thread worker([&far] { serve(far.get(), {}); });
   const FileDescriptor picture = fileOf(saved(quadrants(96, 64), ".png"));
   const auto good = encodeMessage(requestToMap(fitInto(48, 48)));
   const std::vector<std::uint8_t> bad{0xff};

@@ -7,13 +7,13 @@ extern "C" {
 
 #include <algorithm>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "media_protocol/wire.h"
 #include "media_worker/export/export_track.h"
 #include "media_worker/export/stream_copy.h"
 #include "media_worker/reading/ffmpeg_versions.h"
+#include "media_worker/reading/processors.h"
 
 namespace quorvin {
 
@@ -31,7 +31,7 @@ Failure outOfMemory() {
 }
 
 int codingThreads() {
-  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads));
+  return static_cast<int>(std::clamp(processorCount(), 1U, kMostThreads));
 }
 
 ExportDecoder::ExportDecoder(const AVStream& source) : frame_(av_frame_alloc()) {

@@ -1,4 +1,4 @@
-// FFmpeg's library of filters, loaded when the first of them is needed: it brings along some thirty
+// FFmpeg's library of filters, loaded only by workers for exports: it brings along some thirty
 // other libraries, and a worker that makes thumbnails would start a third slower with them.
 #pragma once
 

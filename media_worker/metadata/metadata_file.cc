@@ -32,6 +32,10 @@ void initializeMetadata() {
   for (const auto& [uri, prefix] : kNamespaces) Exiv2::XmpProperties::registerNs(uri, prefix);
 }
 
+std::string metadataLibraryVersion() {
+  return Exiv2::versionString();
+}
+
 void addExif(std::span<const std::uint8_t> block, FileMetadata& metadata) {
   try {
     Exiv2::ExifParser::decode(metadata.exif, block.data(),

@@ -13,6 +13,7 @@ namespace quorvin {
 
 /// Prepares the metadata library, which is silent from then on. Called once, before threads start.
 void initializeMetadata();
+std::string metadataLibraryVersion();
 
 /// What of a file's metadata can be read; damaged parts are left out.
 struct FileMetadata {

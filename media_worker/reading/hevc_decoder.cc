@@ -30,12 +30,12 @@ extern "C" {
 #include <new>
 #include <optional>
 #include <span>
-#include <thread>
 #include <vector>
 
 #include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/heif_file.h"
 #include "media_worker/reading/libheif_versions.h"
+#include "media_worker/reading/processors.h"
 
 namespace quorvin {
 
@@ -278,7 +278,7 @@ heif_decoder_plugin makePlugin() {
 }  // namespace
 
 int decodingThreads() {
-  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U));
+  return static_cast<int>(std::clamp(processorCount(), 1U, 4U));
 }
 
 void registerHevcDecoder() {

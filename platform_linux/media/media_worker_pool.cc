@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -19,10 +21,13 @@ namespace {
 /// What a worker that was told that there is no more to do may take to end by itself.
 constexpr std::chrono::seconds kFarewell(1);
 
-std::vector<std::string> currentEnvironment() {
+/// Nothing else of the host's is a worker's business: variables hold tokens.
+std::vector<std::string> workerEnvironment() {
   std::vector<std::string> variables;
-  for (char** each = environ; each != nullptr && *each != nullptr; ++each) {
-    variables.emplace_back(*each);
+  for (const char* name : {"TZ", "LANG"}) {
+    if (const char* value = std::getenv(name)) {
+      variables.push_back(std::string(name) + "=" + value);
+    }
   }
   return variables;
 }
@@ -80,8 +85,11 @@ class MediaWorkerPool::Turn {
   bool entered() const { return entered_; }
   WorkerProcess* worker() const { return worker_.get(); }
   void use(std::unique_ptr<WorkerProcess> worker) { worker_ = std::move(worker); }
-  /// The worker did well and may serve the next request.
-  void keep() { pool_.keepIdle(std::move(worker_)); }
+  /// The worker did well and may serve the next request, if it has not served many.
+  void keep() {
+    if (worker_->hasServedItsTime()) return;
+    pool_.keepIdle(std::move(worker_));
+  }
   /// The worker cannot be relied on.
   void discard() {
     if (!worker_) return;
@@ -101,7 +109,7 @@ class MediaWorkerPool::Turn {
 
 MediaWorkerPool::MediaWorkerPool(MediaWorkerOptions options)
     : options_(std::move(options)),
-      environment_(currentEnvironment()),
+      environment_(workerEnvironment()),
       turns_(options_.size),
       exportTurns_(options_.size),
       keeper_(startThread("quorvin-media", [this] { keepWorkers(); })) {}
@@ -143,6 +151,12 @@ Done MediaWorkerPool::exportVideo(const FileDescriptor& source, const FileDescri
   return done ? Done(Null{}) : done.error();
 }
 
+Result<WorkerDescription> MediaWorkerPool::describe(WorkerProcess::Kind kind) {
+  const bool isExport = kind == WorkerProcess::Kind::exports;
+  return run<WorkerDescription>({encodeMessage(requestToMap(DescribeRequest())), {}, isExport, {}},
+                                descriptionReply);
+}
+
 template <class T>
 Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor, ReplyReader<T> read) {
   return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, false, {}}, read);
@@ -172,11 +186,12 @@ Result<T> MediaWorkerPool::run(const Errand& errand, ReplyReader<T> read) {
 }
 
 Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
-  turn.use(takeIdle());
+  const auto kind = errand.isExport ? WorkerProcess::Kind::exports : WorkerProcess::Kind::pictures;
+  turn.use(takeIdle(kind));
   // A worker that ended while it was idle has cost nobody's request: a fresh one gets it.
   for (bool fresh = turn.worker() == nullptr;; fresh = true) {
     if (fresh) {
-      auto started = startWorker();
+      auto started = startWorker(kind);
       if (!started) return started.error();
       turn.use(*std::move(started));
     }
@@ -207,20 +222,23 @@ WorkerProcess::Outcome MediaWorkerPool::exchangeWith(WorkerProcess& worker, cons
   return outcome;
 }
 
-std::unique_ptr<WorkerProcess> MediaWorkerPool::takeIdle() {
+std::unique_ptr<WorkerProcess> MediaWorkerPool::takeIdle(WorkerProcess::Kind kind) {
   const NSLockHolder held(lock_);
-  if (idle_.empty()) return nullptr;
-  std::unique_ptr<WorkerProcess> process = std::move(idle_.back().process);
-  idle_.pop_back();
+  const auto last = std::find_if(idle_.rbegin(), idle_.rend(), [kind](const IdleWorker& each) {
+    return each.process->kind() == kind;
+  });
+  if (last == idle_.rend()) return nullptr;
+  std::unique_ptr<WorkerProcess> process = std::move(last->process);
+  idle_.erase(std::next(last).base());
   busy_.push_back(process.get());
   return process;
 }
 
-MediaWorkerPool::StartedWorker MediaWorkerPool::startWorker() {
+MediaWorkerPool::StartedWorker MediaWorkerPool::startWorker(WorkerProcess::Kind kind) {
   if (!keeper_.joinable()) {
     return Failure(LibraryErrorCode::internal, "the system has no thread to spare.");
   }
-  StartOrder order;
+  StartOrder order{.kind = kind};
   const NSLockHolder held(lock_);
   if (shutDown_) return shutDownError();
   orders_.push_back(&order);
@@ -246,7 +264,7 @@ void MediaWorkerPool::keepWorkers() {
     const Duty duty = waitForDuty();
     if (duty.start == nullptr && duty.end == nullptr) return;
     if (duty.start == nullptr) continue;
-    StartedWorker started = WorkerProcess::start(options_.program, environment_);
+    StartedWorker started = WorkerProcess::start(options_.program, duty.start->kind, environment_);
     const NSLockHolder held(lock_);
     if (shutDown_) started = shutDownError();
     if (started) busy_.push_back(started->get());
@@ -292,12 +310,13 @@ void MediaWorkerPool::shutDown() {
   }
   for (TurnQueue* each : {&turns_, &exportTurns_}) each->close();
   for (TurnQueue* each : {&turns_, &exportTurns_}) each->waitUntilEmpty();
-  if (keeper_.joinable()) keeper_.join();
 
   // All at the same time, so that together they take no longer than one.
   for (const IdleWorker& each : idle) each.process->hangUp();
   const auto deadline = WorkerProcess::Clock::now() + kFarewell;
   for (const IdleWorker& each : idle) each.process->waitForEnd(deadline);
+  // Last, for workers end with the thread that started them.
+  if (keeper_.joinable()) keeper_.join();
 }
 
 }  // namespace quorvin

@@ -44,7 +44,7 @@ struct MediaWorkerOptions {
 /// them.
 class MediaWorkerPool final : public MediaService, public VideoExporter {
  public:
-  /// Starts no worker yet. Workers see the environment as it is now.
+  /// Starts no worker yet. Of the environment workers see TZ and LANG, as they are now.
   explicit MediaWorkerPool(MediaWorkerOptions options);
   ~MediaWorkerPool() override;
 
@@ -58,6 +58,9 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
                                                        VideoPreset preset) override;
   Done exportVideo(const FileDescriptor& source, const FileDescriptor& output,
                    const VideoExportRequest& request, std::stop_token stop) override;
+
+  /// How a worker of that kind stands.
+  Result<WorkerDescription> describe(WorkerProcess::Kind kind);
 
   /// Ends all workers at once; requests under way and those that wait end in an error, as does
   /// every later one. Returns when no call is inside any more and every worker is reaped. One
@@ -81,6 +84,7 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   };
   using StartedWorker = Result<std::unique_ptr<WorkerProcess>>;
   struct StartOrder {
+    const WorkerProcess::Kind kind;
     NSCondition done;
     std::optional<StartedWorker> started;
   };
@@ -100,9 +104,10 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   Result<Packet> exchange(Turn& turn, const Errand& errand);
   WorkerProcess::Outcome exchangeWith(WorkerProcess& worker, const Errand& errand, Packet& reply);
 
-  /// The worker that was used last, so that those that are too many grow old; null when none idles.
-  std::unique_ptr<WorkerProcess> takeIdle() QUORVIN_EXCLUDES(lock_);
-  StartedWorker startWorker() QUORVIN_EXCLUDES(lock_);
+  /// The worker of that kind that was used last, so that those that are too many grow old; null
+  /// when none idles.
+  std::unique_ptr<WorkerProcess> takeIdle(WorkerProcess::Kind kind) QUORVIN_EXCLUDES(lock_);
+  StartedWorker startWorker(WorkerProcess::Kind kind) QUORVIN_EXCLUDES(lock_);
   void keepIdle(std::unique_ptr<WorkerProcess> process) QUORVIN_EXCLUDES(lock_);
   void forget(const WorkerProcess& process) QUORVIN_REQUIRES(lock_);
   void keepWorkers() QUORVIN_EXCLUDES(lock_);

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <future>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -91,6 +92,14 @@ TEST(MediaWorkerPool, StartsNoWorkerBeforeTheFirstRequestAndThenUsesItAgain) {
   EXPECT_EQ(children().size(), 1U);
 }
 
+TEST(MediaWorkerPool, LetsNoWorkerReadFilesForEver) {
+  MediaWorkerPool pool(testingPoolOptions(1));
+  std::set<std::string> workers;
+  for (int i = 0; i < 450; ++i) workers.insert(report(pool, "answer"));
+  EXPECT_EQ(workers.size(), 3U);
+  EXPECT_EQ(children().size(), 1U);
+}
+
 TEST(MediaWorkerPool, GivesTheWorkerItsSocketAndNothingElseOfTheHosts) {
   const FileDescriptor inherited(::open("/proc/self/exe", O_RDONLY));  // not close-on-exec
   MediaWorkerPool pool(testingPoolOptions());
@@ -129,12 +138,21 @@ TEST(MediaWorkerPool, StartsWorkersAtTheHostsPriorityWhoeverAsksFirst) {
   }).join();
 }
 
-TEST(MediaWorkerPool, ShowsWorkersTheEnvironmentOfItsOwnBeginning) {
-  ::setenv("QUORVIN_TESTING_WORKER", "early", 1);
+TEST(MediaWorkerPool, ShowsWorkersTheTimeZoneAndTheLanguageOfItsBeginningAlone) {
+  ::setenv("QUORVIN_TESTING_TOKEN", "secret", 1);
+  ::setenv("TZ", "Europe/Lisbon", 1);
+  ::setenv("LANG", "C.UTF-8", 1);
   MediaWorkerPool pool(testingPoolOptions());
-  ::setenv("QUORVIN_TESTING_WORKER", "late", 1);
-  EXPECT_EQ(report(pool, "variable"), "early");
-  ::unsetenv("QUORVIN_TESTING_WORKER");
+  ::setenv("TZ", "UTC", 1);
+  EXPECT_EQ(report(pool, "environment"), "LANG=C.UTF-8 TZ=Europe/Lisbon ");
+  ::unsetenv("QUORVIN_TESTING_TOKEN");
+  ::unsetenv("TZ");
+  ::unsetenv("LANG");
+}
+
+TEST(MediaWorkerPool, StartsWorkersInASessionOfTheirOwn) {
+  MediaWorkerPool pool(testingPoolOptions());
+  EXPECT_EQ(report(pool, "session"), "its own");
 }
 
 TEST(MediaWorkerPool, SaysWhichProgramIsMissing) {

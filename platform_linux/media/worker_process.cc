@@ -6,8 +6,10 @@
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <limits>
 #include <optional>
@@ -26,16 +28,13 @@ namespace {
 /// What the child finds open, and how it treats signals. Every step's error is kept until asked.
 class SpawnPlan {
  public:
-  explicit SpawnPlan(int socket) {
+  SpawnPlan(int socket, int words) {
     check(::posix_spawn_file_actions_init(&actions_));
     check(::posix_spawnattr_init(&attributes_));
     check(::posix_spawn_file_actions_adddup2(&actions_, socket, kWorkerSocketDescriptor));
     check(::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
     check(::posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0));
-    if (::fcntl(STDERR_FILENO, F_GETFD) != 0) {
-      // Absent or ours alone; the worker's next file must not take the place of its error output.
-      check(::posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0));
-    }
+    check(::posix_spawn_file_actions_adddup2(&actions_, words, STDERR_FILENO));
     // The embedder's own descriptors may not be close-on-exec.
     check(::posix_spawn_file_actions_addclosefrom_np(&actions_, kWorkerSocketDescriptor + 1));
 
@@ -44,10 +43,9 @@ class SpawnPlan {
     check(::posix_spawnattr_setsigmask(&attributes_, &signals));
     ::sigfillset(&signals);
     check(::posix_spawnattr_setsigdefault(&attributes_, &signals));
-    // A process group of its own: an interrupt typed at the terminal is for the host to handle.
-    check(::posix_spawnattr_setpgroup(&attributes_, 0));
+    // A session of its own: the terminal is the host's, and so is an interrupt typed there.
     check(::posix_spawnattr_setflags(
-        &attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP));
+        &attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID));
   }
   ~SpawnPlan() {
     ::posix_spawn_file_actions_destroy(&actions_);
@@ -57,11 +55,13 @@ class SpawnPlan {
   SpawnPlan& operator=(const SpawnPlan&) = delete;
 
   /// 0, or the error number.
-  int run(const std::string& program, const std::vector<std::string>& environment,
-          pid_t& child) const {
+  int run(const std::string& program, WorkerProcess::Kind kind,
+          const std::vector<std::string>& environment, pid_t& child) const {
     if (error_ != 0) return error_;
     // posix_spawn takes these as mutable for historical reasons and changes nothing.
-    char* const arguments[] = {const_cast<char*>(program.c_str()), nullptr};
+    const bool forExports = kind == WorkerProcess::Kind::exports;
+    char* const arguments[] = {const_cast<char*>(program.c_str()),
+                               forExports ? const_cast<char*>(kForExports) : nullptr, nullptr};
     std::vector<char*> variables;
     variables.reserve(environment.size() + 1);
     for (const std::string& each : environment)
@@ -105,16 +105,25 @@ bool waitUntilReadable(int descriptor, WorkerProcess::Clock::time_point deadline
 }  // namespace
 
 Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
-    const std::string& program, const std::vector<std::string>& environment) {
+    const std::string& program, Kind kind, const std::vector<std::string>& environment) {
   int ends[2];
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
     return cannotStart(program, errno);
   }
   FileDescriptor ours(ends[0]);
   const FileDescriptor theirs(ends[1]);
+  // Nobody waits for it to be read or written.
+  if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return cannotStart(program, errno);
+  FileDescriptor words(ends[0]);
+  const FileDescriptor lowWords(ends[1]);
+  // Not one of those that the worker gets others for.
+  const FileDescriptor theirWords(
+      ::fcntl(lowWords.get(), F_DUPFD_CLOEXEC, kWorkerSocketDescriptor + 1));
+  if (!theirWords) return cannotStart(program, errno);
 
   pid_t child = -1;
-  const int error = SpawnPlan(theirs.get()).run(program, environment, child);
+  const int error =
+      SpawnPlan(theirs.get(), theirWords.get()).run(program, kind, environment, child);
   if (error != 0) return cannotStart(program, error);
 
   FileDescriptor process(::pidfd_open(child, 0));
@@ -125,7 +134,8 @@ Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
     }
     return cannotStart(program, noDescriptor);
   }
-  return std::unique_ptr<WorkerProcess>(new WorkerProcess(std::move(process), std::move(ours)));
+  return std::unique_ptr<WorkerProcess>(
+      new WorkerProcess(kind, std::move(process), std::move(ours), std::move(words)));
 }
 
 WorkerProcess::~WorkerProcess() {
@@ -139,6 +149,8 @@ WorkerProcess::~WorkerProcess() {
 WorkerProcess::Outcome WorkerProcess::exchange(std::span<const std::uint8_t> request,
                                                std::span<const int> descriptors,
                                                Clock::time_point deadline, Packet& reply) {
+  dropWords();
+  ++requests_;
   if (!sendPacket(socket_.get(), request, descriptors)) return Outcome::notReceived;
   const Outcome outcome = waitForMore(deadline, reply);
   // The system reports a reset when the other end closed with a packet still unread.
@@ -151,6 +163,12 @@ WorkerProcess::Outcome WorkerProcess::waitForMore(Clock::time_point deadline, Pa
   if (!packet) return Outcome::ended;
   reply = *std::move(packet);
   return Outcome::answered;
+}
+
+void WorkerProcess::dropWords() const {
+  std::array<char, 4096> words;
+  while (::read(words_.get(), words.data(), words.size()) > 0) {
+  }
 }
 
 void WorkerProcess::kill() const {

@@ -30,9 +30,13 @@ class WorkerProcess {
     late,         ///< the deadline passed
   };
 
-  /// Starts `program` with the socket as its descriptor 3, its input and output nowhere, its error
-  /// output this process's, and nothing else open. `environment` holds texts "NAME=value".
-  static Result<std::unique_ptr<WorkerProcess>> start(const std::string& program,
+  /// What a worker is for; one for exports loads more.
+  enum class Kind { pictures, exports };
+
+  /// Starts `program` in a session of its own, with the socket as its descriptor 3, its input and
+  /// output nowhere, its error output a pipe that this class reads, and nothing else open.
+  /// `environment` holds texts "NAME=value". It ends with the thread that calls this.
+  static Result<std::unique_ptr<WorkerProcess>> start(const std::string& program, Kind kind,
                                                       const std::vector<std::string>& environment);
 
   /// Ends the program at once, whatever it is doing, and reaps it.
@@ -48,6 +52,12 @@ class WorkerProcess {
   /// Waits for what else the worker says to that request; never comes out as `notReceived`.
   Outcome waitForMore(Clock::time_point deadline, Packet& reply);
 
+  Kind kind() const { return kind_; }
+
+  /// It has read so many files that it is to read no other: what it may still hold of them, and
+  /// what one of them may have made of it, goes with it.
+  bool hasServedItsTime() const { return requests_ >= kMostRequests; }
+
   /// Ends the program at once; a wait under way comes out as `ended`. Any thread.
   void kill() const;
 
@@ -58,11 +68,22 @@ class WorkerProcess {
   bool waitForEnd(Clock::time_point deadline) const;
 
  private:
-  WorkerProcess(FileDescriptor process, FileDescriptor socket)
-      : process_(std::move(process)), socket_(std::move(socket)) {}
+  WorkerProcess(Kind kind, FileDescriptor process, FileDescriptor socket, FileDescriptor words)
+      : kind_(kind),
+        process_(std::move(process)),
+        socket_(std::move(socket)),
+        words_(std::move(words)) {}
 
+  /// What libraries print of a file is for nobody's terminal; kept from filling the pipe.
+  void dropWords() const;
+
+  static constexpr int kMostRequests = 200;
+
+  const Kind kind_;
   const FileDescriptor process_;
   const FileDescriptor socket_;
+  const FileDescriptor words_;
+  int requests_ = 0;
 };
 
 }  // namespace quorvin

@@ -48,6 +48,10 @@ std::optional<std::vector<VideoContainer>> containersReply(const Map& reply, Fil
   return containersFromMap(reply);
 }
 
+std::optional<WorkerDescription> descriptionReply(const Map& reply, FileDescriptor) {
+  return descriptionFromMap(reply);
+}
+
 std::optional<bool> exportDoneReply(const Map& reply, FileDescriptor) {
   if (exportStateFromMap(reply) != ExportState::done) return std::nullopt;
   return true;

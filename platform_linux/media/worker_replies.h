@@ -25,6 +25,8 @@ std::optional<ByteBuffer> bytesReply(const Map& reply, FileDescriptor memory);
 
 std::optional<std::vector<VideoContainer>> containersReply(const Map& reply, FileDescriptor memory);
 
+std::optional<WorkerDescription> descriptionReply(const Map& reply, FileDescriptor memory);
+
 /// Whether it is the end of an export. What the worker wrote is for the caller to judge.
 std::optional<bool> exportDoneReply(const Map& reply, FileDescriptor memory);
 

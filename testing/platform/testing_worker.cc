@@ -48,12 +48,22 @@ std::string blockedSignals() {
          (pipe.sa_handler == SIG_DFL ? "default" : "ignored");
 }
 
+std::string environment() {
+  std::vector<std::string> variables;
+  for (char** each = environ; *each != nullptr; ++each) variables.emplace_back(*each);
+  std::ranges::sort(variables);
+  std::string text;
+  for (const std::string& each : variables) text += each + " ";
+  return text;
+}
+
 /// What a probe of each text answers as the content identifier.
 std::string report(const std::string& text) {
   if (text == "descriptors") return openDescriptors();
   if (text == "signals") return blockedSignals();
   if (text == "priority") return std::to_string(::nice(0));
-  if (text == "variable") return std::getenv("QUORVIN_TESTING_WORKER") ?: "";
+  if (text == "environment") return environment();
+  if (text == "session") return ::getsid(0) == ::getpid() ? "its own" : "another's";
   return std::to_string(::getpid());
 }
 
