@@ -260,6 +260,16 @@ TEST(WorkerProtocol, ReadsAnErrorBack) {
   EXPECT_EQ(read->reason, "The file is empty.");
 }
 
+TEST(WorkerProtocol, ReadsADescriptionBack) {
+  const WorkerDescription description{
+      {{"files", ""}, {"calls", "not here"}}, {{"libvips", "8.14.1"}}, {"openat"}};
+  EXPECT_EQ(descriptionFromMap(descriptionToMap(description)), description);
+  EXPECT_FALSE(descriptionFromMap({}));
+  EXPECT_FALSE(descriptionFromMap(with(descriptionToMap(description), "layers", List{"files"})));
+  EXPECT_FALSE(descriptionFromMap(with(descriptionToMap(description), "refusedCalls", List{1})));
+  EXPECT_TRUE(requestFromMap(requestToMap(DescribeRequest())));
+}
+
 TEST(WorkerProtocol, TakesNoOtherReplyForAnError) {
   EXPECT_FALSE(errorFromMap({}));
   EXPECT_FALSE(errorFromMap(layoutToMap({1, 1, 3})));
