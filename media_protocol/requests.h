@@ -14,6 +14,11 @@ namespace quorvin {
 
 enum class MediaKind : std::int64_t { image = 1, video = 2, audio = 3 };
 
+/// Bounds of what is told of a file: bytes of a text, seconds, frames a second.
+inline constexpr std::size_t kLongestText = 1024;
+inline constexpr double kMostSeconds = 1e9;
+inline constexpr double kMostFrames = 1e6;
+
 /// What a file is and what its metadata says.
 struct MediaProbe {
   MediaKind kind = MediaKind::image;
@@ -136,8 +141,5 @@ struct WorkerDescription {
   std::vector<std::string> refusedCalls;  ///< names of calls to the system, since it started
   friend bool operator==(const WorkerDescription&, const WorkerDescription&) = default;
 };
-
-/// What a worker says while an export goes on, and when it is done.
-enum class ExportState : std::int64_t { underWay = 1, done = 2 };
 
 }  // namespace quorvin

@@ -44,16 +44,20 @@ std::optional<PixelLayout> layoutFromMap(const Map& map);
 Map containersToMap(const std::vector<VideoContainer>& containers);
 std::optional<std::vector<VideoContainer>> containersFromMap(const Map& map);
 
-/// What comes of an export.
-Map exportStateToMap(ExportState state);
-std::optional<ExportState> exportStateFromMap(const Map& map);
+/// That an export goes on: the number of bytes that it has read and written up to now.
+Map progressToMap(std::int64_t bytes);
+std::optional<std::int64_t> progressFromMap(const Map& map);
+/// The reply to an export.
+Map exportDoneToMap();
+bool isExportDone(const Map& map);
 
 /// The reply to a request for a description.
 Map descriptionToMap(const WorkerDescription& description);
 std::optional<WorkerDescription> descriptionFromMap(const Map& map);
 
 Map errorToMap(const Failure& error);
-/// The error that stands in place of any reply; none when the map is no error.
+/// The error that stands in place of any reply: a code of the library's error domain, and a line of
+/// text that is not too long. None when the map is no such error.
 std::optional<Failure> errorFromMap(const Map& map);
 
 }  // namespace quorvin

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -32,7 +33,8 @@ constexpr Literal kRaw = "raw"_lit;
 constexpr Literal kEmbeddedMovieOffset = "embeddedMovieOffset"_lit;
 constexpr Literal kEmbeddedMovieLength = "embeddedMovieLength"_lit;
 constexpr Literal kContainers = "containers"_lit;
-constexpr Literal kExportState = "exportState"_lit;
+constexpr Literal kProgress = "progress"_lit;
+constexpr Literal kDone = "done"_lit;
 constexpr Literal kLayers = "layers"_lit;
 constexpr Literal kLibraries = "libraries"_lit;
 constexpr Literal kRefusedCalls = "refusedCalls"_lit;
@@ -56,6 +58,34 @@ bool read(const MapReader& reader, Literal key, std::vector<NamedText>& texts) {
   if (!reader.texts(key, flat) || flat.size() % 2 != 0) return false;
   for (std::size_t i = 0; i < flat.size(); i += 2) texts.push_back({flat[i], flat[i + 1]});
   return true;
+}
+
+// What can be shown to people.
+bool isLine(const std::string& text) {
+  return !text.empty() && text.size() <= kLongestText && std::ranges::none_of(text, [](char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+  });
+}
+
+bool isLibraryErrorCode(std::int64_t code) {
+  using enum LibraryErrorCode;
+  constexpr LibraryErrorCode kKnown[] = {
+      internal,           userCancelled,        identifierNotFound,
+      changeNotSupported, operationInterrupted, invalidResource,
+      missingResource,    notEnoughSpace,       requestNotSupportedForAsset,
+      accessRestricted,   accessUserDenied};
+  return std::ranges::any_of(kKnown,
+                             [code](LibraryErrorCode each) { return number(each) == code; });
+}
+
+// A picture or a movie has a moderate number of pixels, frames and seconds.
+bool isPlausible(const MediaProbe& probe) {
+  const auto isShort = [](const std::string& text) { return text.size() <= kLongestText; };
+  return probe.pixelWidth <= kMaximumPixelCount && probe.pixelHeight <= kMaximumPixelCount &&
+         probe.duration <= kMostSeconds && probe.frameRate <= kMostFrames &&
+         probe.captureFrameRate <= kMostFrames && isShort(probe.uniformTypeIdentifier) &&
+         isShort(probe.contentIdentifier) && isShort(probe.burstIdentifier) &&
+         probe.embeddedMovieLength <= kMaximum - probe.embeddedMovieOffset;
 }
 
 }  // namespace
@@ -103,7 +133,7 @@ std::optional<MediaProbe> probeFromMap(const Map& map) {
       reader.value(kRaw, probe.raw) &&
       reader.within(kEmbeddedMovieOffset, 0, kMaximum, probe.embeddedMovieOffset) &&
       reader.within(kEmbeddedMovieLength, 0, kMaximum, probe.embeddedMovieLength);
-  if (!whole) return std::nullopt;
+  if (!whole || !isPlausible(probe)) return std::nullopt;
   if (find(map, kCreationDate) != nullptr) {
     std::int64_t date = 0;
     if (!reader.value(kCreationDate, date)) return std::nullopt;
@@ -151,15 +181,23 @@ std::optional<std::vector<VideoContainer>> containersFromMap(const Map& map) {
   return containers;
 }
 
-Map exportStateToMap(ExportState state) {
-  return {{kExportState, number(state)}};
+Map progressToMap(std::int64_t bytes) {
+  return {{kProgress, bytes}};
 }
 
-std::optional<ExportState> exportStateFromMap(const Map& map) {
-  ExportState state{};
-  const bool whole = MapReader(map).within(kExportState, number(ExportState::underWay),
-                                           number(ExportState::done), state);
-  return whole ? std::optional(state) : std::nullopt;
+std::optional<std::int64_t> progressFromMap(const Map& map) {
+  std::int64_t bytes = 0;
+  const bool whole = MapReader(map).within(kProgress, 0, kMaximum, bytes);
+  return whole ? std::optional(bytes) : std::nullopt;
+}
+
+Map exportDoneToMap() {
+  return {{kDone, true}};
+}
+
+bool isExportDone(const Map& map) {
+  bool done = false;
+  return MapReader(map).value(kDone, done) && done;
 }
 
 Map descriptionToMap(const WorkerDescription& description) {
@@ -186,8 +224,8 @@ Map errorToMap(const Failure& error) {
 std::optional<Failure> errorFromMap(const Map& map) {
   const MapReader reader(map);
   Failure error;
-  const bool whole =
-      reader.text(kError, error.reason) && !error.reason.empty() && reader.value(kCode, error.code);
+  const bool whole = reader.text(kError, error.reason) && isLine(error.reason) &&
+                     reader.value(kCode, error.code) && isLibraryErrorCode(error.code);
   return whole ? std::optional(std::move(error)) : std::nullopt;
 }
 

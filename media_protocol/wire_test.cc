@@ -169,11 +169,12 @@ TEST(WorkerProtocol, RefusesContainersThatThereAreNotOrTwice) {
 }
 
 TEST(WorkerProtocol, ReadsTheStateOfAnExportBack) {
-  for (const ExportState state : {ExportState::underWay, ExportState::done}) {
-    EXPECT_EQ(exportStateFromMap(exportStateToMap(state)), state);
-  }
-  EXPECT_FALSE(exportStateFromMap({}));
-  EXPECT_FALSE(exportStateFromMap({{"exportState", 3}}));
+  EXPECT_EQ(progressFromMap(progressToMap(70'000)), 70'000);
+  EXPECT_FALSE(progressFromMap({{"progress", -1}}));
+  EXPECT_FALSE(progressFromMap(exportDoneToMap()));
+  EXPECT_TRUE(isExportDone(exportDoneToMap()));
+  EXPECT_FALSE(isExportDone(progressToMap(70'000)));
+  EXPECT_FALSE(isExportDone({{"done", false}}));
 }
 
 TEST(WorkerProtocol, NeedsEveryKeyOfARequest) {
@@ -233,6 +234,9 @@ TEST(WorkerProtocol, RefusesProbesOutOfRange) {
   EXPECT_FALSE(readsProbe(with(probe, "duration", kInfinity)));
   EXPECT_FALSE(readsProbe(with(probe, "frameRate", -1.0)));
   EXPECT_FALSE(readsProbe(with(probe, "embeddedMovieOffset", -1)));
+  EXPECT_FALSE(readsProbe(with(probe, "pixelWidth", kMaximumPixelCount + 1)));
+  EXPECT_FALSE(readsProbe(with(probe, "duration", 2e9)));
+  EXPECT_FALSE(readsProbe(with(probe, "burstIdentifier", std::string(2000, 'x'))));
 }
 
 TEST(WorkerProtocol, ReadsALayoutBack) {
@@ -275,6 +279,9 @@ TEST(WorkerProtocol, TakesNoOtherReplyForAnError) {
   EXPECT_FALSE(errorFromMap(layoutToMap({1, 1, 3})));
   EXPECT_FALSE(errorFromMap({{"error", ""}, {"code", 3302}}));
   EXPECT_FALSE(errorFromMap({{"error", "The file is empty."}}));
+  EXPECT_FALSE(errorFromMap({{"error", "The file is empty."}, {"code", 1}}));
+  EXPECT_FALSE(errorFromMap({{"error", "The file\nis empty."}, {"code", 3302}}));
+  EXPECT_FALSE(errorFromMap({{"error", std::string(2000, 'x')}, {"code", 3302}}));
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ WorkerReply perform(const ExportContainersRequest& request, const Given& given) 
 WorkerReply perform(const VideoExportRequest& request, const Given& given) {
   if (given.output < 0) return malformed();
   const auto error = exportVideo(given.file, given.output, request, given.progress);
-  return error ? failure(*error) : WorkerReply{exportStateToMap(ExportState::done), {}};
+  return error ? failure(*error) : WorkerReply{exportDoneToMap(), {}};
 }
 
 WorkerReply perform(const DescribeRequest&, const Given& given) {
@@ -80,20 +80,22 @@ class ProgressTeller {
  public:
   explicit ProgressTeller(int socket) : socket_(socket) {}
 
-  void tell() {
+  void tell(std::int64_t bytes) {
     constexpr std::chrono::milliseconds kInterval(500);
+    bytes_ += bytes;
     const auto now = std::chrono::steady_clock::now();
     if (now - told_ < kInterval) return;
     told_ = now;
     renewTimeLimit();
     // Without anybody to send it to, there is nobody to go on for.
-    if (!sendPacket(socket_, encodeMessage(exportStateToMap(ExportState::underWay)))) {
+    if (!sendPacket(socket_, encodeMessage(progressToMap(bytes_)))) {
       ::_exit(EXIT_FAILURE);
     }
   }
 
  private:
   const int socket_;
+  std::int64_t bytes_ = 0;
   std::chrono::steady_clock::time_point told_ = std::chrono::steady_clock::now();
 };
 
@@ -126,7 +128,7 @@ void serve(int socket, const std::vector<SandboxLayer>& isolation) {
     renewTimeLimit();
     ProgressTeller teller(socket);
     const WorkerReply reply = answer(
-        *packet, [&teller] { teller.tell(); }, isolation);
+        *packet, [&teller](std::int64_t bytes) { teller.tell(bytes); }, isolation);
     const int memory = reply.memory.get();
     const std::span<const int> descriptors(&memory, reply.memory ? 1 : 0);
     if (!sendPacket(socket, encodeMessage(reply.map), descriptors)) return;

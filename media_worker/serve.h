@@ -19,7 +19,7 @@ struct WorkerReply {
 /// What the request asks for, or the error that stands in its place; throws nothing. `progress` is
 /// called while an export goes on.
 WorkerReply answer(
-    const Packet& request, const ExportProgress& progress = [] {},
+    const Packet& request, const ExportProgress& progress = [](std::int64_t) {},
     const std::vector<SandboxLayer>& isolation = {});
 
 /// Answers the requests that arrive at the socket, one after another, until its other end is

@@ -116,10 +116,10 @@ class Export {
     const PacketPtr packet(av_packet_alloc());
     if (!packet) return Failure(LibraryErrorCode::internal, "memory ran out.");
     for (;;) {
-      progress_();
       const Result<bool> more = source_->read(*packet);
       if (!more) return more.error();
       if (!*more) return std::nullopt;
+      progress_(packet->size);
       if (std::optional<Failure> failure = tracks_.at(packet->stream_index)->add(*packet))
         return failure;
     }

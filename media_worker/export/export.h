@@ -16,6 +16,7 @@
 //   stream_copy.h              streams of it whose packets are copied
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -26,8 +27,9 @@
 
 namespace quorvin {
 
-/// Called many times a second, on the exporting thread, as long as an export gets on.
-using ExportProgress = std::function<void()>;
+/// Called many times a second, on the exporting thread, as long as an export gets on, with the
+/// number of bytes that were read or written since.
+using ExportProgress = std::function<void(std::int64_t bytes)>;
 
 /// In order. An error when the file cannot be read as a movie at all.
 Result<std::vector<VideoContainer>> exportContainers(int source, VideoPreset preset);

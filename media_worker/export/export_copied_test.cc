@@ -61,7 +61,8 @@ TEST(ExportCopied, PutsTheIndexFirstWhenAsked) {
 TEST(ExportCopied, PutsTheIndexLastWhenNotAsked) {
   const FileDescriptor source = movie(film() + "-c:v libx264 -c:a aac");
   const FileDescriptor output = makeMemoryFile(0);
-  ASSERT_FALSE(exportVideo(source.get(), output.get(), {kPassthrough, kMov, false, {}}, [] {}));
+  ASSERT_FALSE(exportVideo(source.get(), output.get(), {kPassthrough, kMov, false, {}},
+                           [](std::int64_t) {}));
   const std::string boxes = boxesOf(output);
   EXPECT_GT(boxes.find("moov"), boxes.find("mdat")) << boxes;
   expectSamePlay(source, output);

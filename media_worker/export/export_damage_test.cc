@@ -151,8 +151,9 @@ TEST(ExportDamage, SaysThatSpaceRanOut) {
     const FileDescriptor output(::open(testing::TempDir().c_str(), O_TMPFILE | O_RDWR, 0600));
     ASSERT_TRUE(output);
     ::setrlimit(RLIMIT_FSIZE, &small);
-    const auto error = exportVideo(source.get(), output.get(),
-                                   {preset, VideoContainer::quickTime, true, {}}, [] {});
+    const auto error =
+        exportVideo(source.get(), output.get(), {preset, VideoContainer::quickTime, true, {}},
+                    [](std::int64_t) {});
     ::setrlimit(RLIMIT_FSIZE, &before);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->code, kNoSpace);
@@ -163,9 +164,9 @@ TEST(ExportDamage, SaysThatSpaceRanOut) {
 TEST(ExportDamage, SaysWhyAFileCannotBeWritten) {
   const FileDescriptor source = goodFilm();
   const FileDescriptor readOnly(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
-  const auto error =
-      exportVideo(source.get(), readOnly.get(),
-                  {VideoPreset::passthrough, VideoContainer::quickTime, true, {}}, [] {});
+  const auto error = exportVideo(source.get(), readOnly.get(),
+                                 {VideoPreset::passthrough, VideoContainer::quickTime, true, {}},
+                                 [](std::int64_t) {});
   ASSERT_TRUE(error);
   EXPECT_EQ(error->sentence(), "The video cannot be written: Bad file descriptor.");
 }
@@ -206,7 +207,8 @@ TEST(ExportDamage, TellsThatItGetsOn) {
     int calls = 0;
     const FileDescriptor output = makeMemoryFile(0);
     ASSERT_FALSE(exportVideo(source.get(), output.get(),
-                             {preset, VideoContainer::quickTime, true, {}}, [&calls] { ++calls; }));
+                             {preset, VideoContainer::quickTime, true, {}},
+                             [&calls](std::int64_t) { ++calls; }));
     EXPECT_GT(calls, 90);
   }
 }

@@ -151,7 +151,7 @@ TEST(ExportSpeed, ReadsNoFurtherThanItMust) {
   int calls = 0;
   const FileDescriptor output = makeMemoryFile(0);
   ASSERT_FALSE(exportVideo(source.get(), output.get(), {kHighest, kMov, true, start},
-                           [&calls] { ++calls; }));
+                           [&calls](std::int64_t) { ++calls; }));
   // Four seconds of pictures and sounds, at most.
   EXPECT_LT(calls, 600);
   EXPECT_EQ(shown(output).size(), 30U);

@@ -77,17 +77,17 @@ std::int64_t seekFrom(std::int64_t position, int descriptor, std::int64_t offset
 struct Rereader {
   int descriptor;
   std::int64_t position = 0;
-  const std::function<void()>& progress;
+  const std::function<void(std::int64_t bytes)>& progress;
 
   static int read(void* opaque, std::uint8_t* into, int size) {
     auto& self = *static_cast<Rereader*>(opaque);
-    self.progress();
     ssize_t got = -1;
     do {
       got = ::pread(self.descriptor, into, static_cast<std::size_t>(size), self.position);
     } while (got < 0 && errno == EINTR);
     if (got < 0) return AVERROR(errno);
     self.position += got;
+    self.progress(got);
     return got == 0 ? AVERROR_EOF : static_cast<int>(got);
   }
   static std::int64_t seek(void* opaque, std::int64_t offset, int whence) {
@@ -104,8 +104,8 @@ const char* muxerName(VideoContainer container) {
   return container == VideoContainer::quickTime ? "mov" : "mp4";
 }
 
-Result<std::unique_ptr<MovieOutput>> MovieOutput::create(int descriptor, VideoContainer container,
-                                                         std::function<void()> progress) {
+Result<std::unique_ptr<MovieOutput>> MovieOutput::create(
+    int descriptor, VideoContainer container, std::function<void(std::int64_t bytes)> progress) {
   std::unique_ptr<MovieOutput> output(new MovieOutput(descriptor, std::move(progress)));
   output->io_ = newIo(output.get(), nullptr, &MovieOutput::writeBytes, &MovieOutput::seek);
   avformat_alloc_output_context2(&output->context_, nullptr, muxerName(container), nullptr);
@@ -155,7 +155,7 @@ std::optional<Failure> MovieOutput::begin(bool indexFirst) {
 }
 
 std::optional<Failure> MovieOutput::write(AVPacket& packet) {
-  progress_();
+  progress_(packet.size);
   const int code = av_interleaved_write_frame(context_, &packet);
   // The muxer hears of a full disk late, when its own buffers are full.
   return code < 0 || writeError_ != 0 ? std::optional(failure(code)) : std::nullopt;
@@ -169,7 +169,7 @@ std::optional<Failure> MovieOutput::end() {
 
 int MovieOutput::writeBytes(void* self, WrittenBytes bytes, int size) {
   auto& output = *static_cast<MovieOutput*>(self);
-  output.progress_();
+  output.progress_(size);
   for (int done = 0; done < size;) {
     const ssize_t wrote = ::pwrite(output.descriptor_, bytes + done,
                                    static_cast<std::size_t>(size - done), output.position_);

@@ -24,9 +24,9 @@ namespace quorvin {
 class MovieOutput {
  public:
   /// `descriptor` is an empty regular file, open for reading and writing, and outlives this.
-  /// `progress` is called with every packet and on every access to it.
-  static Result<std::unique_ptr<MovieOutput>> create(int descriptor, VideoContainer container,
-                                                     std::function<void()> progress);
+  /// `progress` is called with every packet and on every access to it, with its bytes.
+  static Result<std::unique_ptr<MovieOutput>> create(
+      int descriptor, VideoContainer container, std::function<void(std::int64_t bytes)> progress);
   MovieOutput(const MovieOutput&) = delete;
   MovieOutput& operator=(const MovieOutput&) = delete;
   ~MovieOutput();
@@ -43,7 +43,7 @@ class MovieOutput {
   std::optional<Failure> end();
 
  private:
-  MovieOutput(int descriptor, std::function<void()> progress)
+  MovieOutput(int descriptor, std::function<void(std::int64_t bytes)> progress)
       : descriptor_(descriptor), progress_(std::move(progress)) {}
 
   static int writeBytes(void* self, WrittenBytes bytes, int size);
@@ -54,7 +54,7 @@ class MovieOutput {
   Failure failure(int code) const;
 
   const int descriptor_;
-  const std::function<void()> progress_;
+  const std::function<void(std::int64_t bytes)> progress_;
   std::int64_t position_ = 0;
   int writeError_ = 0;  ///< of the system; 0 while all went well
   bool keepsTags_ = false;

@@ -67,11 +67,28 @@ Result<MediaProbe> probeContent(const InputFile& file, int fd, const std::string
 
 }  // namespace
 
+namespace {
+
+// What no camera writes is no identifier, and no number to be shown.
+Result<MediaProbe> withinBounds(Result<MediaProbe> probe) {
+  if (!probe) return probe;
+  for (std::string* each : {&probe->contentIdentifier, &probe->burstIdentifier}) {
+    if (each->size() > kLongestText) each->clear();
+  }
+  probe->duration = std::min(probe->duration, kMostSeconds);
+  for (double* each : {&probe->frameRate, &probe->captureFrameRate}) {
+    *each = std::min(*each, kMostFrames);
+  }
+  return probe;
+}
+
+}  // namespace
+
 Result<MediaProbe> probeFile(int fd, const std::string& name) {
   const auto file = InputFile::open(fd);
   if (!file) return file.error();
   try {
-    return probeContent(*file, fd, name);
+    return withinBounds(probeContent(*file, fd, name));
   } catch (const std::exception&) {
     // Libraries throw whatever they like at hostile files; their texts mean nothing to a person.
     return Failure(LibraryErrorCode::invalidResource, "the file is damaged.");

@@ -1,5 +1,6 @@
 #include "platform_linux/media/media_worker_pool.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -44,10 +45,18 @@ Failure cancelledError() {
   return Failure(LibraryErrorCode::userCancelled, "the export was cancelled.");
 }
 
-bool isUnderWay(const Packet& packet) {
+std::optional<std::int64_t> progressOf(const Packet& packet) {
   const std::optional<Value> value = decodeMessage(packet.bytes);
   const Map* map = value ? value->as<Map>() : nullptr;
-  return map != nullptr && exportStateFromMap(*map) == ExportState::underWay;
+  return map == nullptr ? std::nullopt : progressFromMap(*map);
+}
+
+/// How far an export has to get to have got on, in bytes: so that one that only says so ends.
+std::int64_t stepOf(int source) {
+  constexpr std::int64_t kLeast = 1024;
+  constexpr std::int64_t kSteps = 100'000;
+  struct stat status = {};
+  return ::fstat(source, &status) == 0 ? std::max(kLeast, status.st_size / kSteps) : kLeast;
 }
 
 std::string inSeconds(std::chrono::milliseconds time) {
@@ -124,13 +133,19 @@ Result<MediaProbe> MediaWorkerPool::probe(const FileDescriptor& file, const std:
 
 Result<std::shared_ptr<const RenderedImage>> MediaWorkerPool::render(const FileDescriptor& file,
                                                                      const RenderRequest& request) {
-  return ask<std::shared_ptr<const RenderedImage>>(request, file.get(), imageReply);
+  return ask<std::shared_ptr<const RenderedImage>>(
+      request, file.get(), [&request](const Map& reply, FileDescriptor memory) {
+        return imageReply(request, reply, std::move(memory));
+      });
 }
 
 Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageFormat format,
                                            double quality) {
   const PixelLayout layout{image.width(), image.height(), image.channels(), image.profileSize()};
-  return ask<ByteBuffer>(EncodeRequest{format, quality, layout}, image.fd(), bytesReply);
+  return ask<ByteBuffer>(EncodeRequest{format, quality, layout}, image.fd(),
+                         [&layout](const Map& reply, FileDescriptor memory) {
+                           return bytesReply(layout.byteCount(), reply, std::move(memory));
+                         });
 }
 
 Result<std::vector<VideoContainer>> MediaWorkerPool::exportContainers(const FileDescriptor& source,
@@ -158,12 +173,13 @@ Result<WorkerDescription> MediaWorkerPool::describe(WorkerProcess::Kind kind) {
 }
 
 template <class T>
-Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor, ReplyReader<T> read) {
+Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor,
+                               const ReplyReader<T>& read) {
   return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, false, {}}, read);
 }
 
 template <class T>
-Result<T> MediaWorkerPool::run(const Errand& errand, ReplyReader<T> read) {
+Result<T> MediaWorkerPool::run(const Errand& errand, const ReplyReader<T>& read) {
   if (errand.message.size() > kMaximumPacketSize) {
     return Failure(LibraryErrorCode::invalidResource, "the file's name is too long.");
   }
@@ -201,9 +217,10 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
     turn.discard();
     if (errand.stop.stop_requested()) return cancelledError();
     if (outcome == WorkerProcess::Outcome::late) {
-      return interrupted("the media worker " +
-                         std::string(errand.isExport ? "said nothing for " : "took longer than ") +
-                         inSeconds(options_.requestTimeLimit) + " and was ended.");
+      return interrupted(
+          "the media worker " +
+          std::string(errand.isExport ? "did not get on for " : "took longer than ") +
+          inSeconds(options_.requestTimeLimit) + " and was ended.");
     }
     if (fresh || outcome == WorkerProcess::Outcome::ended) {
       return interrupted("the media worker ended unexpectedly.");
@@ -213,11 +230,22 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
 
 WorkerProcess::Outcome MediaWorkerPool::exchangeWith(WorkerProcess& worker, const Errand& errand,
                                                      Packet& reply) {
-  const auto deadline = [this] { return WorkerProcess::Clock::now() + options_.requestTimeLimit; };
+  auto deadline = WorkerProcess::Clock::now() + options_.requestTimeLimit;
   const std::stop_callback stopped(errand.stop, [&worker] { worker.kill(); });
-  auto outcome = worker.exchange(errand.message, errand.descriptors, deadline(), reply);
-  while (outcome == WorkerProcess::Outcome::answered && errand.isExport && isUnderWay(reply)) {
-    outcome = worker.waitForMore(deadline(), reply);
+  auto outcome = worker.exchange(errand.message, errand.descriptors, deadline, reply);
+  if (!errand.isExport) return outcome;
+  const std::int64_t step = errand.descriptors.empty() ? 0 : stepOf(errand.descriptors.front());
+  std::int64_t done = 0;
+  while (outcome == WorkerProcess::Outcome::answered) {
+    const auto progress = progressOf(reply);
+    if (!progress) break;
+    const auto now = WorkerProcess::Clock::now();
+    if (*progress - done >= step) {
+      done = *progress;
+      deadline = now + options_.requestTimeLimit;
+    }
+    if (now >= deadline) return WorkerProcess::Outcome::late;
+    outcome = worker.waitForMore(deadline, reply);
   }
   return outcome;
 }

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -28,8 +29,8 @@ struct MediaWorkerOptions {
   /// Workers at once, at least 1, and as many again for exports of videos, so that these hold up
   /// nothing else; more requests wait their turn.
   std::size_t size = 2;
-  /// What one request may take, or an export of a video without telling that it goes on; the wait
-  /// for a turn does not count.
+  /// What one request may take, or an export of a video without getting on; the wait for a turn
+  /// does not count.
   std::chrono::milliseconds requestTimeLimit = std::chrono::seconds(60);
   /// How long a worker may wait for its next request before it is ended.
   std::chrono::milliseconds idleTimeLimit = std::chrono::seconds(30);
@@ -74,7 +75,7 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   struct Errand {
     std::vector<std::uint8_t> message;
     std::span<const int> descriptors;
-    bool isExport = false;  ///< the worker tells now and then that it goes on
+    bool isExport = false;  ///< the worker tells now and then how far it is
     std::stop_token stop;
   };
 
@@ -95,12 +96,12 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   };
 
   template <class T>
-  using ReplyReader = std::optional<T> (*)(const Map& reply, FileDescriptor memory);
+  using ReplyReader = std::function<std::optional<T>(const Map& reply, FileDescriptor memory)>;
 
   template <class T>
-  Result<T> ask(const WorkerRequest& request, int descriptor, ReplyReader<T> read);
+  Result<T> ask(const WorkerRequest& request, int descriptor, const ReplyReader<T>& read);
   template <class T>
-  Result<T> run(const Errand& errand, ReplyReader<T> read);
+  Result<T> run(const Errand& errand, const ReplyReader<T>& read);
   Result<Packet> exchange(Turn& turn, const Errand& errand);
   WorkerProcess::Outcome exchangeWith(WorkerProcess& worker, const Errand& errand, Packet& reply);
 

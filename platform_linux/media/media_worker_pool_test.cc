@@ -216,8 +216,8 @@ TEST(MediaWorkerPool, BelievesNoAnswerThatMakesNoSense) {
 
 TEST(MediaWorkerPool, BelievesNoPixelsThatAreNotWhatTheAnswerSays) {
   MediaWorkerPool pool(testingPoolOptions());
-  for (const auto* lie :
-       {"no memory", "ordinary file", "too small", "too large", "empty", "unsealed", "overflow"}) {
+  for (const auto* lie : {"no memory", "ordinary file", "too small", "too large", "empty",
+                          "unsealed", "overflow", "larger than asked"}) {
     const auto result = render(pool, lie);
     ASSERT_FALSE(result) << lie;
     expectInterrupted(result.error());
@@ -227,7 +227,7 @@ TEST(MediaWorkerPool, BelievesNoPixelsThatAreNotWhatTheAnswerSays) {
 
 TEST(MediaWorkerPool, BelievesNoEncodedBytesThatCouldChange) {
   MediaWorkerPool pool(testingPoolOptions());
-  for (const auto* lie : {"no memory", "ordinary file", "empty", "unsealed"}) {
+  for (const auto* lie : {"no memory", "ordinary file", "empty", "unsealed", "endless"}) {
     const auto result = encode(pool, lie);
     ASSERT_FALSE(result) << lie;
     expectInterrupted(result.error());

@@ -1,6 +1,7 @@
 #include "platform_linux/media/worker_replies.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 #include <utility>
 
@@ -18,6 +19,29 @@ bool isPlainExtension(std::string_view extension) {
   });
 }
 
+/// What a coded image may have beside what its pixels take, which is at most twice their size even
+/// where nothing can be saved.
+constexpr std::size_t kMostBesidePixels = 4 << 20;
+
+/// A side of at most so many pixels.
+bool fitsIn(std::int64_t side, double target) {
+  return static_cast<double>(side) <= std::max(1.0, std::round(target));
+}
+
+/// Nothing is enlarged, and what is fitted or cut to a target is not larger than that. What fills a
+/// target is as long as the picture is, but as narrow as the target on one side.
+bool canComeOf(const RenderRequest& request, const PixelLayout& layout) {
+  constexpr std::size_t kMostFilling = 100'000'000;
+  if (request.fit == RenderRequest::Fit::original ||
+      (request.targetWidth == -1 && request.targetHeight == -1)) {
+    return true;
+  }
+  const bool isNarrow = fitsIn(layout.width, request.targetWidth);
+  const bool isLow = fitsIn(layout.height, request.targetHeight);
+  if (request.fit == RenderRequest::Fit::fit || request.crop) return isNarrow && isLow;
+  return (isNarrow || isLow) && layout.pixelCount() <= kMostFilling;
+}
+
 }  // namespace
 
 std::optional<MediaProbe> probeReply(const Map& reply, FileDescriptor) {
@@ -26,17 +50,20 @@ std::optional<MediaProbe> probeReply(const Map& reply, FileDescriptor) {
   return probe;
 }
 
-std::optional<std::shared_ptr<const RenderedImage>> imageReply(const Map& reply,
+std::optional<std::shared_ptr<const RenderedImage>> imageReply(const RenderRequest& request,
+                                                               const Map& reply,
                                                                FileDescriptor memory) {
   const auto layout = layoutFromMap(reply);
-  if (!layout || sealedMemorySize(memory.get()) != layout->byteCount()) return std::nullopt;
+  if (!layout || !canComeOf(request, *layout) ||
+      sealedMemorySize(memory.get()) != layout->byteCount())
+    return std::nullopt;
   return std::make_shared<const RenderedImage>(std::move(memory), layout->width, layout->height,
                                                layout->channels, layout->profileSize);
 }
 
-std::optional<ByteBuffer> bytesReply(const Map&, FileDescriptor memory) {
+std::optional<ByteBuffer> bytesReply(std::size_t pixels, const Map&, FileDescriptor memory) {
   const auto size = sealedMemorySize(memory.get());
-  if (!size || *size == 0) return std::nullopt;
+  if (!size || *size == 0 || *size > 2 * pixels + kMostBesidePixels) return std::nullopt;
   auto mapped =
       std::make_shared<const MappedMemory>(memory.get(), *size, MappedMemory::Access::read);
   if (!*mapped) return std::nullopt;
@@ -53,7 +80,7 @@ std::optional<WorkerDescription> descriptionReply(const Map& reply, FileDescript
 }
 
 std::optional<bool> exportDoneReply(const Map& reply, FileDescriptor) {
-  if (exportStateFromMap(reply) != ExportState::done) return std::nullopt;
+  if (!isExportDone(reply)) return std::nullopt;
   return true;
 }
 

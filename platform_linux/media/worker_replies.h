@@ -16,12 +16,15 @@ namespace quorvin {
 /// The extension is fit to be part of a path.
 std::optional<MediaProbe> probeReply(const Map& reply, FileDescriptor memory);
 
-/// `memory` holds exactly the pixels that the reply announces, and they are final.
-std::optional<std::shared_ptr<const RenderedImage>> imageReply(const Map& reply,
+/// `memory` holds exactly the pixels that the reply announces, they are final, and no more than the
+/// request can come to.
+std::optional<std::shared_ptr<const RenderedImage>> imageReply(const RenderRequest& request,
+                                                               const Map& reply,
                                                                FileDescriptor memory);
 
-/// The final bytes of `memory`, mapped as long as the buffer or a copy of it lives; never empty.
-std::optional<ByteBuffer> bytesReply(const Map& reply, FileDescriptor memory);
+/// The final bytes of `memory`, mapped as long as the buffer or a copy of it lives; never empty,
+/// and no more than an image of `pixels` bytes can take.
+std::optional<ByteBuffer> bytesReply(std::size_t pixels, const Map& reply, FileDescriptor memory);
 
 std::optional<std::vector<VideoContainer>> containersReply(const Map& reply, FileDescriptor memory);
 

@@ -134,7 +134,8 @@ Exported exported(const FileDescriptor& source, VideoPreset preset, VideoContain
                   const TimeMap& map, const ExportEncoders& encoders) {
   Exported result{makeMemoryFile(0), {}};
   result.error = exportVideo(
-      source.get(), result.file.get(), {preset, container, true, map}, [] {}, encoders);
+      source.get(), result.file.get(), {preset, container, true, map}, [](std::int64_t) {},
+      encoders);
   return result;
 }
 

@@ -103,8 +103,8 @@ struct Reply {
   FileDescriptor memory;
 };
 
-void tellThatItGoesOn() {
-  sendPacket(kWorkerSocketDescriptor, encodeMessage(exportStateToMap(ExportState::underWay)));
+void tellProgress(std::int64_t bytes) {
+  sendPacket(kWorkerSocketDescriptor, encodeMessage(progressToMap(bytes)));
 }
 
 /// Writes what it was asked for to the output, and tells in between that it goes on.
@@ -112,14 +112,17 @@ Reply exportTo(int output, const std::string& text, const VideoExportRequest& re
   const std::string written = text + " " + std::to_string(request.timeMap.size());
   if (::pwrite(output, written.data(), written.size(), 0) < 0) ::_exit(1);
   const bool tells = text.starts_with("tell");
-  for (int i = 0; tells && i < 3; ++i) tellThatItGoesOn();
+  for (int i = 0; tells && i < 3; ++i) tellProgress(i * 4096);
   if (text == "tell and die") ::raise(SIGKILL);
   if (text == "tell and hang") ::pause();
   if (text == "tell for ever") {
-    for (;;) tellThatItGoesOn();
+    for (std::int64_t bytes = 0;; bytes += 4096) tellProgress(bytes);
+  }
+  if (text == "tell the same for ever") {
+    for (;;) tellProgress(1'000'000);
   }
   if (text == "nothing") return {};
-  return {exportStateToMap(ExportState::done), {}};
+  return {exportDoneToMap(), {}};
 }
 
 Map containersFor(const std::string& text) {
@@ -139,12 +142,21 @@ Reply answer(const std::string& text, const WorkerRequest& request, int output) 
     PixelLayout layout{static_cast<std::int64_t>(render->targetWidth),
                        static_cast<std::int64_t>(render->targetHeight), 3};
     FileDescriptor memory = memoryFor(text, layout.byteCount());
+    if (text == "larger than asked") {
+      layout = {static_cast<std::int64_t>(render->targetWidth) + 1, layout.height, 3};
+      memory = memoryFor("answer", layout.byteCount());
+    }
     if (text == "overflow") layout = {std::int64_t{1} << 62, 4, 3};
     return {layoutToMap(layout), std::move(memory)};
   }
   if (std::holds_alternative<ExportContainersRequest>(request)) return {containersFor(text), {}};
   if (const auto* video = std::get_if<VideoExportRequest>(&request)) {
     return exportTo(output, text, *video);
+  }
+  if (text == "endless") {
+    FileDescriptor zeros = makeMemoryFile(5 << 20);
+    sealMemoryFile(zeros);
+    return {{}, std::move(zeros)};
   }
   return {{}, memoryFor(text, 5)};
 }
