@@ -45,9 +45,9 @@ typedef struct QuorvinOptions {
   /* sizeof(QuorvinOptions). Later versions add fields at the end; those that a caller of an earlier
    * version does not have are taken as their default. */
   size_t struct_size;
-  /* The folder of the photo library; a folder that is missing or empty becomes a new library. NULL:
-   * the user's default library, $XDG_DATA_HOME/quorvin/library or ~/.local/share/quorvin/library.
-   */
+  /* The folder of the photo library; a folder that is missing or empty becomes a new library, and
+   * one that cannot be written to can be read all the same. NULL: the user's default library,
+   * $XDG_DATA_HOME/quorvin/library or ~/.local/share/quorvin/library. */
   const char* library_path;
   /* The folder below which exported files are written. NULL: a private one of the user's. */
   const char* temporary_path;

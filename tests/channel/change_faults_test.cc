@@ -168,22 +168,6 @@ TEST_F(ChangeFaults, WithoutAuthorisationNothingChanges) {
   }
 }
 
-TEST_F(ChangeFaults, AReadOnlyLibraryIsRefusedWhenItIsOpened) {
-  SmallVolume volume("size=64m");
-  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
-  const std::string place = volume / "library";
-  fs::copy(QUORVIN_IMPORTED_LIBRARY, place, fs::copy_options::recursive);
-  volume.makeReadOnly();
-  QuorvinOptions opened = library.channel.engines.options();
-  opened.library_path = place.c_str();
-  char* error = nullptr;
-  const EnginePointer engine(quorvin_engine_create(&opened, &error));
-  EXPECT_EQ(engine, nullptr);
-  const std::string reason = error == nullptr ? "" : error;
-  quorvin_free(error);
-  EXPECT_NE(reason.find("“" + place + "”"), std::string::npos) << reason;
-}
-
 TEST_F(ChangeFaults, AReadOnlyPlaceForIncomingFilesRefusesThemAlone) {
   const std::string incoming = library.path() / "incoming";
   const Names before = library.everything();

@@ -66,8 +66,11 @@ const CollectionRow* Overview::find(std::string_view identifier) const {
 }
 
 Catalogue::Catalogue(LibraryFolder folder, LibraryLock presence,
-                     std::unique_ptr<CommitListener> listener)
-    : folder_(std::move(folder)), presence_(std::move(presence)), listener_(std::move(listener)) {}
+                     std::unique_ptr<CommitListener> listener, ReadAccess access)
+    : folder_(std::move(folder)),
+      access_(std::move(access)),
+      presence_(std::move(presence)),
+      listener_(std::move(listener)) {}
 
 Catalogue::Reader::Reader(Catalogue& owner, Result<std::unique_ptr<Database>> database)
     : owner_(owner) {
@@ -116,7 +119,7 @@ Result<std::unique_ptr<Database>> Catalogue::borrow() {
       return database;
     }
   }
-  return Database::open(folder_.catalogueFile(), Database::Use::read);
+  return connect();
 }
 
 void Catalogue::giveBack(std::unique_ptr<Database> database) {
@@ -128,7 +131,7 @@ void Catalogue::giveBack(std::unique_ptr<Database> database) {
 
 Result<std::int64_t> Catalogue::currentVersion() {
   if (watch_ == nullptr) {
-    auto opened = Database::open(folder_.catalogueFile(), Database::Use::read);
+    auto opened = connect();
     if (!opened) return opened.error();
     watch_ = *std::move(opened);
   }

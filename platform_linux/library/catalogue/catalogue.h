@@ -59,12 +59,23 @@ class CommitListener {
   virtual void committed() = 0;
 };
 
+/// How connections for reading are made.
+struct ReadAccess {
+  Database::Use use = Database::Use::read;
+  /// The file that is read in place of the library's own. It goes with the last who holds this.
+  std::shared_ptr<const std::string> copy;
+
+  Result<std::unique_ptr<Database>> connect(const LibraryFolder& folder) const {
+    return Database::open(copy ? *copy : folder.catalogueFile(), use);
+  }
+};
+
 /// An open library's catalogue, as `openCatalogue` gives it. Any thread, several at once.
 class Catalogue : public std::enable_shared_from_this<Catalogue> {
  public:
   /// `folder` holds a catalogue of the present version, and `presence` says that it is open.
   Catalogue(LibraryFolder folder, LibraryLock presence,
-            std::unique_ptr<CommitListener> listener = nullptr);
+            std::unique_ptr<CommitListener> listener = nullptr, ReadAccess access = {});
   ~Catalogue();
   Catalogue(const Catalogue&) = delete;
   Catalogue& operator=(const Catalogue&) = delete;
@@ -91,6 +102,8 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
     Failure error_;
   };
   Reader reader() { return Reader(*this, borrow()); }
+  /// A connection for reading that the caller keeps.
+  Result<std::unique_ptr<Database>> connect() const { return access_.connect(folder_); }
 
   /// The present state, also after commits of other processes. Never null. What could not be read
   /// is not kept.
@@ -148,6 +161,7 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   void closeCleanly();
 
   const LibraryFolder folder_;
+  const ReadAccess access_;
   LibraryLock presence_;
   std::unique_ptr<CommitListener> listener_;
   ListingCache listings_;

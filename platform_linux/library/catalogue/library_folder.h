@@ -3,6 +3,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,7 @@ namespace quorvin {
 struct LibraryFolder {
   std::string root;                    ///< absolute
   std::shared_ptr<const Folder> held;  ///< null as long as it is missing
+  std::optional<Failure> refusal;      ///< of every change: the library can only be read
 
   // For people, and for SQLite.
   std::string catalogue() const { return root + "/" + kCatalogue; }

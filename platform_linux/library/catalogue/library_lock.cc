@@ -36,13 +36,17 @@ bool setLock(int fd, LibraryLock::Area area, LibraryLock::Mode mode) {
 }  // namespace
 
 Result<LibraryLock> LibraryLock::tryAcquire(const LibraryFolder& folder, Area area, Mode mode) {
-  FileDescriptor file = folder.held->openFile(LibraryFolder::kLockFile, O_RDWR);
+  const bool isOnlyRead = folder.refusal.has_value();
+  if (isOnlyRead && (area != Area::presence || mode != Mode::shared)) return *folder.refusal;
+  FileDescriptor file =
+      folder.held->openFile(LibraryFolder::kLockFile, isOnlyRead ? O_RDONLY : O_RDWR);
   if (file && setLock(file.get(), area, mode)) return LibraryLock(std::move(file), area);
   if (file && (errno == EAGAIN || errno == EACCES)) {
     return Failure(LibraryErrorCode::operationInterrupted,
                    "the library is in use by another program, which holds the lock “" +
                        folder.lockFile() + "”.");
   }
+  if (isOnlyRead) return LibraryLock({}, area);
   return systemFailure("the lock “" + folder.lockFile() + "” cannot be taken", errno);
 }
 

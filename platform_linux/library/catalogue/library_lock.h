@@ -12,7 +12,8 @@ namespace quorvin {
 
 /// Each lock is independent of every other one, also of those of the same process, and is gone
 /// when its holder dies. Letting go of one closes the lock file, which tells those who watch the
-/// library that something may have been committed.
+/// library that something may have been committed. Of a library that can only be read, every lock
+/// but a shared presence is refused with that reason.
 class LibraryLock {
  public:
   enum class Area {
@@ -24,7 +25,8 @@ class LibraryLock {
   };
   enum class Mode { shared, exclusive };
 
-  /// An error that names the lock file: another holds it (`isHeld`), or the system's reason.
+  /// An error that names the lock file: another holds it (`isHeld`), or the system's reason. Who
+  /// can only read has the presence also where the lock file cannot be opened, unannounced.
   static Result<LibraryLock> tryAcquire(const LibraryFolder& folder, Area area, Mode mode);
   /// Waits a few seconds for another who holds it.
   static Result<LibraryLock> acquire(const LibraryFolder& folder, Area area, Mode mode);

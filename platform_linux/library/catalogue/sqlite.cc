@@ -26,7 +26,8 @@ void endCollecting(sqlite3_context* context) {
   sqlite3_result_null(context);
 }
 
-std::string immutableUri(const std::string& path) {
+// Such a connection tries to write neither the file nor what is beside it.
+std::string uriOf(const std::string& path, std::string_view parameters) {
   std::string uri = "file:";
   for (const char c : path) {
     constexpr std::string_view kHexadecimal = "0123456789ABCDEF";
@@ -37,7 +38,7 @@ std::string immutableUri(const std::string& path) {
       uri += c;
     }
   }
-  return uri + "?immutable=1";
+  return (uri += '?') += parameters;
 }
 
 bool meansDamage(int status) {
@@ -153,12 +154,13 @@ Result<std::unique_ptr<Database>> Database::open(const std::string& path, Use us
   // One thread at a time uses a connection, so it needs no lock of its own.
   int flags =
       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_NOFOLLOW;
-  if (use == Use::snapshot) {
+  std::string name = path;
+  if (use == Use::snapshot || use == Use::readOnly) {
     flags |= SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+    name = uriOf(path, use == Use::snapshot ? "immutable=1" : "readonly_shm=1");
   } else {
     flags |= SQLITE_OPEN_READWRITE | (use == Use::write ? SQLITE_OPEN_CREATE : 0);
   }
-  const std::string name = use == Use::snapshot ? immutableUri(path) : path;
   const int status = sqlite3_open_v2(name.c_str(), &connection, flags, nullptr);
   std::unique_ptr<Database> database(new Database(connection));
   if (status != SQLITE_OK || !database->configure(use)) {

@@ -99,6 +99,7 @@ class Database {
   enum class Use {
     read,
     write,
+    readOnly,  ///< read, of a file that others may change; its log and the log's index are there
     snapshot,  ///< read only, of a file that nobody changes; makes nothing beside it
   };
   static Result<std::unique_ptr<Database>> open(const std::string& path, Use use);

@@ -45,6 +45,8 @@ void LibraryChanges::performChanges(
 Result<std::vector<ChangeRequest>> LibraryChanges::record(
     const std::function<void(PHChangeRequests&)>& changeBlock) {
   if (auto access = accessUnder(authorization_->status()); !access) return access.error();
+  // Before anybody is asked, or a file is looked at.
+  if (const auto& refusal = catalogue_->folder().refusal) return *refusal;
   ChangeRecorder recorder(*catalogue_);
   changeBlock(recorder);
   std::vector<ChangeRequest> requests = recorder.take();

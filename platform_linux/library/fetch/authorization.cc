@@ -53,6 +53,10 @@ PHAuthorizationStatus Authorization::decide() {
     NSLockHolder holder(lock_);
     if (own_) return *(own_ = answer);
   }
+  if (catalogue_->folder().refusal) {
+    NSLockHolder holder(lock_);
+    return *(own_ = answer);
+  }
   storeStatus(*catalogue_, *answer);
   const auto stored = status();
   return stored ? *stored : standing;

@@ -35,7 +35,8 @@ class Authorization : public std::enable_shared_from_this<Authorization> {
  private:
   /// On the main queue.
   void answer(Handler handler);
-  /// On the main queue: asks when nothing was decided yet, and keeps the answer.
+  /// On the main queue: asks when nothing was decided yet, and keeps the answer; of a library that
+  /// can only be read, for this opener alone.
   PHAuthorizationStatus decide();
 
   const std::shared_ptr<Catalogue> catalogue_;

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <linux/magic.h>
 
 #include <deque>
 #include <functional>
@@ -8,6 +9,7 @@
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/upkeep/administration.h"
+#include "testing/platform/pretended_file_system.h"
 #include "testing/platform/testing_library.h"
 
 namespace quorvin {
@@ -89,6 +91,19 @@ TEST(Authorization, AsksOnceAndKeepsTheAnswer) {
     EXPECT_EQ(test.asked, 1);
     EXPECT_EQ(test.open()->authorizationStatus(), status);
   }
+}
+
+TEST(Authorization, OfALibraryThatCanOnlyBeReadIsKeptForTheOpenerThatAsked) {
+  Fixture test;
+  ASSERT_TRUE(storeAuthorization(test.folder / "library", Status::notDetermined));
+  const PretendedFileSystem nfs(test.folder.path(), NFS_SUPER_MAGIC);
+  test.answer = Status::authorized;
+  const auto library = test.open();
+  EXPECT_EQ(test.request(*library), Status::authorized);
+  EXPECT_EQ(library->authorizationStatus(), Status::authorized);
+  EXPECT_EQ(test.request(*library), Status::authorized);
+  EXPECT_EQ(test.asked, 1);
+  EXPECT_EQ(test.open()->authorizationStatus(), Status::notDetermined);
 }
 
 TEST(Authorization, AnswersTwoRequestsWithOnePrompt) {

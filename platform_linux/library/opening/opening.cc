@@ -1,10 +1,11 @@
-// The steps, in their order. Look whether the folder is a library, or may become one, before
-// anything is made in it. Make the folders and the lock file, and keep others out. Announce the
-// presence. Make the tables, or bring them up to date. Sweep what copies that were cut short left.
-// Then others may come in as well, and what takes long is left to a thread beside: whoever is
-// alone, and finds a log that nobody emptied, has the catalogue's pages looked through before
-// anything is swept, and so has who comes in while nobody knows the outcome yet; and what has been
-// deleted for long enough goes for good.
+// The steps, in their order. Look whether the folder is a library, or may become one, and whether
+// it can be written to, before anything is made in it; one that cannot is only read (visit.cc).
+// Make the folders and the lock file, and keep others out. Announce the presence. Make the tables,
+// or bring them up to date. Sweep what copies that were cut short left. Then others may come in as
+// well, and what takes long is left to a thread beside: whoever is alone, and finds a log that
+// nobody emptied, has the catalogue's pages looked through before anything is swept, and so has who
+// comes in while nobody knows the outcome yet; and what has been deleted for long enough goes for
+// good.
 #include "platform_linux/library/opening/opening.h"
 
 #include <fcntl.h>
@@ -20,37 +21,16 @@
 #include "platform_linux/library/catalogue/schema.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
 #include "platform_linux/library/opening/care.h"
+#include "platform_linux/library/opening/obstacle.h"
+#include "platform_linux/library/opening/ownership.h"
 #include "platform_linux/library/opening/privacy.h"
+#include "platform_linux/library/opening/visit.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/snapshots/snapshot.h"
 #include "platform_linux/library/snapshots/snapshot_keeper.h"
 
 namespace quorvin {
 namespace {
-
-// Before anything is made beside it: is it a catalogue of ours, and one that can be read?
-Done checkOwner(const LibraryFolder& folder) {
-  struct stat status = {};
-  if (folder.held->status(LibraryFolder::kCatalogue, status) == 0 && status.st_size == 0 &&
-      wasInUse(folder)) {
-    // SQLite, asked, would remove the log beside it.
-    return needsRescue(folder.catalogue(), "is empty");
-  }
-  auto database = Database::open(folder.catalogueFile(), Database::Use::read);
-  if (!database) return database.error();
-  const auto known = catalogueState(**database);
-  if (!known) return known.error();
-  if (*known == CatalogueState::newer) return madeByLaterVersion(folder);
-  if (*known == CatalogueState::empty && wasInUse(folder)) {
-    return needsRescue(folder.catalogue(), "is empty");
-  }
-  if (*known == CatalogueState::foreign) {
-    if (wasInUse(folder)) return needsRescue(folder.catalogue());
-    return Failure(LibraryErrorCode::invalidResource,
-                   "the catalogue “" + folder.catalogue() + "” is a database of something else.");
-  }
-  return Null{};
-}
 
 // The write-ahead log is emptied by whoever closes a library last. What it still holds when nobody
 // has the library open was left by a stop in the middle.
@@ -118,7 +98,7 @@ Done prepare(const LibraryFolder& folder, bool alone, PHAuthorizationStatus stat
 // Frees what is kept back, so that a full disk does not keep anybody out.
 bool makeRoom(const std::string& path) {
   const auto folder = libraryFolderAt(path);
-  if (!folder || folder->held == nullptr) return false;
+  if (!folder || folder->held == nullptr || refusalOfChanges(*folder)) return false;
   const auto lock =
       LibraryLock::acquire(*folder, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
   return lock && folder->reserve().giveUp();
@@ -142,8 +122,12 @@ Result<std::shared_ptr<Catalogue>> openOnce(const std::string& path, MissingLibr
     return Failure(LibraryErrorCode::missingResource,
                    "there is no photo library at “" + folder->root + "”.");
   }
+  if (const Obstacle obstacle = obstacleTo(*folder); obstacle != Obstacle::none) {
+    if (*state != FolderState::catalogue) return cannotBeMade(*folder, obstacle);
+    return visitCatalogue(*std::move(folder), obstacle);
+  }
   if (*state == FolderState::catalogue) {
-    if (auto ours = checkOwner(*folder); !ours) return ours.error();
+    if (auto ours = ownState(*folder, {}); !ours) return ours.error();
   }
   if (const auto made = makeFolders(*folder); !made) return made.error();
   closeToOthers(*folder);

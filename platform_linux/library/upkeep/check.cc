@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "platform_linux/library/opening/obstacle.h"
 #include "platform_linux/library/opening/opening.h"
 #include "platform_linux/library/upkeep/check_run.h"
 #include "platform_linux/library/upkeep/rescue.h"
@@ -23,6 +24,7 @@ Result<CheckReport> rescueWhereNeeded(const std::string& path) {
   CheckReport report;
   auto folder = libraryFolderAt(path);
   if (!folder) return folder.error();
+  if (auto refusal = refusalOfChanges(*folder)) return *std::move(refusal);
   const auto trouble = troubleOf(*folder);
   if (!trouble) return report;
   if (const auto made = makeFolders(*folder); !made) return made.error();

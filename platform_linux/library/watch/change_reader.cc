@@ -17,10 +17,10 @@ bool isNothing(const LibraryChange& change) {
 
 Result<std::unique_ptr<ChangeReader>> ChangeReader::open(
     const Catalogue& catalogue, std::shared_ptr<Authorization> authorization) {
-  auto database = Database::open(catalogue.folder().catalogue(), Database::Use::read);
+  auto database = catalogue.connect();
   if (!database) return database.error();
-  std::unique_ptr<ChangeReader> reader(
-      new ChangeReader(*std::move(database), std::move(authorization)));
+  std::unique_ptr<ChangeReader> reader(new ChangeReader(
+      *std::move(database), std::move(authorization), !catalogue.folder().refusal.has_value()));
   const ReadTransaction moment(*reader->database_);
   const auto now = reader->present();
   if (!now) return reader->database_->lastError("the catalogue cannot be read");
@@ -60,7 +60,8 @@ std::optional<LibraryChange> ChangeReader::read() {
   if (now && (isRead || !isFollowed)) read_ = *now;
   status_ = status;
   isTrackLost_ = isTrackLost_ && !(now && known);
-  if (isLimited && isNothing(change)) return std::nullopt;
+  // Without an index of the log that a writer keeps, SQLite takes every look for a new state.
+  if ((isLimited || !noticesAllCommits_) && isNothing(change)) return std::nullopt;
   sequence_ = std::max(sequence_ + 1, read_.last);
   change.sequence = sequence_;
   return change;

@@ -22,7 +22,8 @@ class ChangeReader {
                                                     std::shared_ptr<Authorization> authorization);
 
   /// What was committed since the last time and concerns this program. With full access every
-  /// commit does, also one that changed nothing that is listed.
+  /// commit does, also one that changed nothing that is listed; where the library can only be read,
+  /// it cannot always be told from none.
   std::optional<LibraryChange> read();
 
   /// What was read last reached nobody: the next time tells that all is to be asked anew.
@@ -35,13 +36,17 @@ class ChangeReader {
     std::int64_t last = 0;     ///< the newest entry
   };
 
-  ChangeReader(std::unique_ptr<Database> database, std::shared_ptr<Authorization> authorization)
-      : database_(std::move(database)), authorization_(std::move(authorization)) {}
+  ChangeReader(std::unique_ptr<Database> database, std::shared_ptr<Authorization> authorization,
+               bool noticesAllCommits)
+      : database_(std::move(database)),
+        authorization_(std::move(authorization)),
+        noticesAllCommits_(noticesAllCommits) {}
   std::optional<Moment> present();
   LibraryChange everything(PHAuthorizationStatus status);
 
   const std::unique_ptr<Database> database_;
   const std::shared_ptr<Authorization> authorization_;
+  const bool noticesAllCommits_;
   Moment read_;
   bool isTrackLost_ = false;
   PHAuthorizationStatus status_ = PHAuthorizationStatus::notDetermined;
