@@ -68,7 +68,8 @@ struct Failure {
   std::int64_t code = 0;
   std::string subject;  ///< a name that goes before the reason, as in "IMG_1.JPG: It is damaged."
   std::string reason;   ///< as it goes on in a sentence: "it is damaged."
-  bool isOfCatalogue = false;  ///< the library's catalogue cannot be used until it is repaired
+  bool isOfDescriptors = false;  ///< the process, or the system, has no descriptor left
+  bool isOfCatalogue = false;    ///< the library's catalogue cannot be used until it is repaired
 };
 
 /// A value, or the failure that stands in its place.

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "platform_linux/dispatch/background_thread.h"
@@ -18,6 +19,14 @@ namespace quorvin {
 namespace {
 
 constexpr std::size_t kIdleConnections = 8;
+// For a connection, where the process cannot open another.
+constexpr std::chrono::seconds kPatienceForConnection{10};
+
+// The first read of a connection opens the log as well.
+Result<std::unique_ptr<Database>> readOnce(Result<std::unique_ptr<Database>> opened) {
+  if (opened && !(*opened)->integer("PRAGMA user_version")) return unreadable(**opened);
+  return opened;
+}
 
 // By how many bytes the catalogue's file grows when the log is brought into it.
 std::int64_t growthByLog(Database& database, const LibraryFolder& folder) {
@@ -111,27 +120,61 @@ void Catalogue::closeCleanly() {
 }
 
 Result<std::unique_ptr<Database>> Catalogue::borrow() {
-  {
-    NSLockHolder holder(poolLock_);
-    if (!idle_.empty()) {
-      auto database = std::move(idle_.back());
-      idle_.pop_back();
-      return database;
+  const auto limit = std::chrono::steady_clock::now() + kPatienceForConnection;
+  for (;;) {
+    {
+      NSLockHolder holder(poolLock_);
+      if (!idle_.empty()) {
+        auto database = std::move(idle_.back());
+        idle_.pop_back();
+        ++lent_;
+        return database;
+      }
     }
+    auto opened = readOnce(connect());
+    NSLockHolder holder(poolLock_);
+    if (opened) ++lent_;
+    // Where the process has no descriptor, another's connection does as well, once it is free.
+    if (opened || !opened.error().isOfDescriptors) return opened;
+    if (idle_.empty() && (lent_ == 0 || !givenBack_.waitUntil(poolLock_, limit))) return opened;
   }
-  return connect();
 }
 
 void Catalogue::giveBack(std::unique_ptr<Database> database) {
+  if (database == nullptr) return;
   // One that met damage would go on to say so after a repair.
-  if (database == nullptr || database->hasMetDamage()) return;
-  NSLockHolder holder(poolLock_);
-  if (idle_.size() < kIdleConnections) idle_.push_back(std::move(database));
+  if (database->hasMetDamage()) database.reset();
+  {
+    NSLockHolder holder(poolLock_);
+    --lent_;
+    if (database != nullptr && idle_.size() < kIdleConnections) {
+      idle_.push_back(std::move(database));
+    }
+  }
+  givenBack_.broadcast();
+}
+
+Done Catalogue::holdDescriptors() {
+  // Asks the connection that watches, and reads by one of the pool.
+  if (const auto read = overview(); !read) return read.error();
+  if (folder_.refusal) return Null{};
+  NSLockHolder holder(writerLock_);
+  sparesLock_ = true;
+  spareLock_ = LibraryLock::spare(folder_);
+  return connectWriter();
+}
+
+Done Catalogue::connectWriter() {
+  if (writer_ != nullptr) return Null{};
+  auto opened = readOnce(Database::open(folder_.catalogueFile(), Database::Use::write));
+  if (!opened) return opened.error();
+  writer_ = *std::move(opened);
+  return Null{};
 }
 
 Result<std::int64_t> Catalogue::currentVersion() {
   if (watch_ == nullptr) {
-    auto opened = connect();
+    auto opened = readOnce(connect());
     if (!opened) return opened.error();
     watch_ = *std::move(opened);
   }
@@ -186,8 +229,15 @@ Result<std::shared_ptr<const Overview>> Catalogue::readOverview(std::int64_t ver
 
 Done Catalogue::change(const std::function<Done(Database&)>& body, Room room, bool* isUncertain) {
   NSLockHolder holder(writerLock_);
-  const auto lock =
-      LibraryLock::acquire(folder_, LibraryLock::Area::writer, LibraryLock::Mode::exclusive);
+  Done done = changeAlone(body, room, isUncertain);
+  if (sparesLock_ && !spareLock_) spareLock_ = LibraryLock::spare(folder_);
+  return done;
+}
+
+Done Catalogue::changeAlone(const std::function<Done(Database&)>& body, Room room,
+                            bool* isUncertain) {
+  const auto lock = LibraryLock::acquire(folder_, LibraryLock::Area::writer,
+                                         LibraryLock::Mode::exclusive, &spareLock_);
   if (!lock) return lock.error();
   if (refusal_) return *refusal_;
   if (!lock->isOfSameFile(presence_)) {
@@ -195,11 +245,7 @@ Done Catalogue::change(const std::function<Done(Database&)>& body, Room room, bo
                    "the lock “" + folder_.lockFile() +
                        "” was removed or replaced while the library was open.");
   }
-  if (writer_ == nullptr) {
-    auto opened = Database::open(folder_.catalogueFile(), Database::Use::write);
-    if (!opened) return opened.error();
-    writer_ = *std::move(opened);
-  }
+  if (Done connected = connectWriter(); !connected) return connected;
   bool isSettled = true;
   Done done = storeInRoom(body, room, isSettled);
   if (isUncertain != nullptr) *isUncertain = !isSettled;

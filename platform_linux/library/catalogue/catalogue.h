@@ -20,6 +20,7 @@
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/listing_cache.h"
 #include "platform_linux/library/catalogue/sqlite.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 
@@ -136,6 +137,10 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   void trust();
   bool isTrusted();
 
+  /// Opens what is needed to go on reading, and to change something small, when the process has no
+  /// descriptor left, and keeps it. Once, before the catalogue is shared.
+  Done holdDescriptors();
+
   /// Runs `work` on a thread of low priority, where the system has one for it; the catalogue closes
   /// when it has ended, and asks it to. At most once, before the catalogue is shared.
   void runBeside(std::function<void(Catalogue&, const std::stop_token&)> work);
@@ -146,6 +151,9 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
 
  private:
   Result<std::unique_ptr<Database>> borrow();
+  Done changeAlone(const std::function<Done(Database&)>& body, Room room, bool* isUncertain)
+      QUORVIN_REQUIRES(writerLock_);
+  Done connectWriter() QUORVIN_REQUIRES(writerLock_);
   void giveBack(std::unique_ptr<Database> database);
   Result<std::int64_t> currentVersion() QUORVIN_REQUIRES(watchLock_);
   Result<std::shared_ptr<const Overview>> readOverview(std::int64_t version);
@@ -168,6 +176,8 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
 
   NSLock poolLock_;
   std::vector<std::unique_ptr<Database>> idle_ QUORVIN_GUARDED_BY(poolLock_);
+  std::size_t lent_ QUORVIN_GUARDED_BY(poolLock_) = 0;
+  NSCondition givenBack_;
 
   // The number by which SQLite tells that something was committed holds for one connection only, so
   // one and the same is asked each time.
@@ -182,6 +192,8 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   std::optional<LibraryLock> trust_ QUORVIN_GUARDED_BY(writerLock_);
   std::optional<Failure> refusal_ QUORVIN_GUARDED_BY(writerLock_);
   std::unique_ptr<Database> writer_ QUORVIN_GUARDED_BY(writerLock_);
+  bool sparesLock_ QUORVIN_GUARDED_BY(writerLock_) = false;
+  FileDescriptor spareLock_ QUORVIN_GUARDED_BY(writerLock_);
 };
 
 }  // namespace quorvin

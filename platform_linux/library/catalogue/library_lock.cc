@@ -33,15 +33,30 @@ bool setLock(int fd, LibraryLock::Area area, LibraryLock::Mode mode) {
   return ::fcntl(fd, F_OFD_SETLK, &region) == 0;
 }
 
+bool isLockFile(const LibraryFolder& folder, int fd) {
+  struct stat open = {};
+  struct stat there = {};
+  return ::fstat(fd, &open) == 0 && folder.held->status(LibraryFolder::kLockFile, there) == 0 &&
+         open.st_dev == there.st_dev && open.st_ino == there.st_ino;
+}
+
 }  // namespace
 
-Result<LibraryLock> LibraryLock::tryAcquire(const LibraryFolder& folder, Area area, Mode mode) {
+FileDescriptor LibraryLock::spare(const LibraryFolder& folder) {
+  return folder.held->openFile(LibraryFolder::kLockFile, O_RDWR);
+}
+
+Result<LibraryLock> LibraryLock::tryAcquire(const LibraryFolder& folder, Area area, Mode mode,
+                                            FileDescriptor* spare) {
   const bool isOnlyRead = folder.refusal.has_value();
   if (isOnlyRead && (area != Area::presence || mode != Mode::shared)) return *folder.refusal;
+  const bool isSpared = spare != nullptr && *spare && isLockFile(folder, spare->get());
   FileDescriptor file =
-      folder.held->openFile(LibraryFolder::kLockFile, isOnlyRead ? O_RDONLY : O_RDWR);
+      isSpared ? std::move(*spare)
+               : folder.held->openFile(LibraryFolder::kLockFile, isOnlyRead ? O_RDONLY : O_RDWR);
   if (file && setLock(file.get(), area, mode)) return LibraryLock(std::move(file), area);
   if (file && (errno == EAGAIN || errno == EACCES)) {
+    if (spare != nullptr) *spare = std::move(file);
     return Failure(LibraryErrorCode::operationInterrupted,
                    "the library is in use by another program, which holds the lock “" +
                        folder.lockFile() + "”.");
@@ -50,10 +65,11 @@ Result<LibraryLock> LibraryLock::tryAcquire(const LibraryFolder& folder, Area ar
   return systemFailure("the lock “" + folder.lockFile() + "” cannot be taken", errno);
 }
 
-Result<LibraryLock> LibraryLock::acquire(const LibraryFolder& folder, Area area, Mode mode) {
+Result<LibraryLock> LibraryLock::acquire(const LibraryFolder& folder, Area area, Mode mode,
+                                         FileDescriptor* spare) {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   for (;;) {
-    auto lock = tryAcquire(folder, area, mode);
+    auto lock = tryAcquire(folder, area, mode, spare);
     if (lock || !isHeld(lock.error()) || std::chrono::steady_clock::now() >= deadline) return lock;
     std::this_thread::sleep_for(kLookAgain);
   }

@@ -26,10 +26,15 @@ class LibraryLock {
   enum class Mode { shared, exclusive };
 
   /// An error that names the lock file: another holds it (`isHeld`), or the system's reason. Who
-  /// can only read has the presence also where the lock file cannot be opened, unannounced.
-  static Result<LibraryLock> tryAcquire(const LibraryFolder& folder, Area area, Mode mode);
+  /// can only read has the presence also where the lock file cannot be opened, unannounced. Takes
+  /// `spare`, if one is given and is still the lock file, in place of a new descriptor.
+  static Result<LibraryLock> tryAcquire(const LibraryFolder& folder, Area area, Mode mode,
+                                        FileDescriptor* spare = nullptr);
   /// Waits a few seconds for another who holds it.
-  static Result<LibraryLock> acquire(const LibraryFolder& folder, Area area, Mode mode);
+  static Result<LibraryLock> acquire(const LibraryFolder& folder, Area area, Mode mode,
+                                     FileDescriptor* spare = nullptr);
+  /// For a lock that is to be taken also when the process has no descriptor left. May be none.
+  static FileDescriptor spare(const LibraryFolder& folder);
 
   /// Whether anybody holds it in whichever mode. Takes nothing. False also when that cannot be
   /// told.

@@ -327,9 +327,10 @@ Failure Database::lastError(std::string_view sentence) const {
   }
   const int code = sqlite3_errcode(connection_) & 0xFF;
   if (code == SQLITE_IOERR || code == SQLITE_CANTOPEN) {
-    // Of these the system's own words say more.
     const int error = sqlite3_system_errno(connection_);
-    if (error == ENOSPC || error == EDQUOT) return systemFailure(sentence, error);
+    Failure failure = systemFailure(sentence, error);
+    failure.isOfDescriptors = error == EMFILE || error == ENFILE;
+    if (failure.isOfDescriptors || failure.is(LibraryErrorCode::notEnoughSpace)) return failure;
   }
   LibraryErrorCode told = LibraryErrorCode::internal;
   if (code == SQLITE_FULL) told = LibraryErrorCode::notEnoughSpace;

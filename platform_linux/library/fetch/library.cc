@@ -55,6 +55,7 @@ bool isOpen(const PHAssetCollection& collection, PHAuthorizationStatus status) {
 Result<std::unique_ptr<Library>> Library::open(LibraryOptions options) {
   auto catalogue = openCatalogue(options.path, MissingLibrary::make);
   if (!catalogue) return catalogue.error();
+  if (const Done held = (*catalogue)->holdDescriptors(); !held) return held.error();
   auto authorization = std::make_shared<Authorization>(
       *catalogue, options.authorization, std::move(options.prompt), options.mainQueue);
   return std::unique_ptr<Library>(new Library(*std::move(catalogue), std::move(authorization)));
