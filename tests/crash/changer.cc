@@ -76,20 +76,30 @@ class Changer {
   Changer(Engine& engine, const Order& order)
       : engine_(engine), order_(order), random_(order.seed) {}
 
-  /// Learns what is there, so that it is changed too.
-  void look() {
+  /// Learns what is there, so that it is changed too. False when an answer was an error.
+  bool look() {
     const auto galleries = engine_.call("getGalleryList", Map{{"withAllPhotos", true},
                                                               {"filterEmptyAsset", false},
                                                               {"withSmartAlbum", true},
                                                               {"mediaType", 0}});
-    if (!galleries) return;
+    if (!galleries) return false;
     for (const Value& gallery : *galleries->as<List>()) {
       if (textAt(gallery, "title") == "Recents") {
-        list(textAt(gallery, "id"));
+        if (!list(textAt(gallery, "id"))) return false;
       } else if (textAt(gallery, "type") == "user") {
         albums_.push_back(textAt(gallery, "id"));
       }
     }
+    return true;
+  }
+
+  /// Nothing is missing in a list that is answered.
+  void listAgain() {
+    const auto known = assets_;
+    assets_.clear();
+    if (!look()) return;
+    if (assets_ == known) return tell({"done"});
+    tell({"error", "the list is another one"});
   }
 
   void save(const ChangerMedia& media, const std::string& album) {
@@ -195,15 +205,16 @@ class Changer {
     tell({"done", identifier});
   }
 
-  void list(const std::string& collection) {
+  bool list(const std::string& collection) {
     // Videos cannot be exported as images, and are only ever saved.
     const auto page = engine_.call("getAssetList", Map{{"collectionId", collection},
                                                        {"start", 0},
                                                        {"end", 10'000},
                                                        {"sort", 1},
                                                        {"mediaType", 1}});
-    if (!page) return;
+    if (!page) return false;
     for (const Value& record : *page->as<List>()) assets_.push_back(textAt(record, "id"));
+    return true;
   }
 
   Engine& engine_;
@@ -239,6 +250,15 @@ bool doWithout(const Order& order) {
   } else if (order.job == "snapshot") {
     order.arm();
     makeOneSnapshot(order.library);
+  } else if (order.job == "backup") {
+    order.arm();
+    backUp(order.library, true);
+  } else if (order.job == "backupInto") {
+    if (order.fault) inject(order.library + "-backup", *order.fault);
+    backUp(order.library, true);
+  } else if (order.job == "check") {
+    order.arm();
+    checkAll(order.library);
   } else if (order.job == "repair") {
     tell({"repair"});
     order.arm();
@@ -266,6 +286,7 @@ void changeOnce(const Order& order) {
   }
   if (order.job == "createAlbum") changer.createAlbum("An album");
   if (order.job == "deleteAssets") changer.remove(2);
+  if (order.job == "list") changer.listAgain();
 }
 
 void mix(const Order& order) {

@@ -74,6 +74,14 @@ void backUp(const std::string& library, bool mayLink) {
   tellOf(report);
 }
 
+void checkAll(const std::string& library) {
+  const auto report = checkLibrary(library, {.content = true});
+  if (report && !report->findings.empty()) {
+    return tell({"error", report->findings.front().sentence});
+  }
+  tellOf(report);
+}
+
 void repair(const std::string& library, bool mustBeSound) {
   CheckOptions options;
   options.repair = true;

@@ -17,6 +17,8 @@ void importFiles(const std::string& library, MediaService& media, const std::str
 void makeOneSnapshot(const std::string& library);
 /// Beside the library.
 void backUp(const std::string& library, bool mayLink);
+/// Reads all of it. A finding is an error.
+void checkAll(const std::string& library);
 /// Puts right what is not. With `mustBeSound`, that is an error.
 void repair(const std::string& library, bool mustBeSound);
 void emptyWholeTrash(const std::string& library);
