@@ -106,15 +106,20 @@ std::string ChangeOfALibrary::wrongWith(const DiskState& disk, std::size_t count
 }
 
 bool ChangeOfALibrary::needs(const std::set<std::size_t>& syncs) {
+  // Most are missed as soon as all is said to be done.
+  std::vector<std::size_t> counts;
+  for (std::size_t i = answered_ + 1; i <= operations_.size(); ++i) counts.push_back(i);
+  for (std::size_t i = answered_; i > *syncs.begin(); --i) counts.push_back(i);
   bool isMissed = false;
-  for (std::size_t count = operations_.size(); count > *syncs.begin() && !isMissed; --count) {
+  for (const std::size_t count : counts) {
     const PowerCut cut(diskBefore_, operations_, count, syncs);
     forDisksAfter(cut, 0, [&](const DiskState& disk, const std::string&) {
       isMissed = !wrongWith(disk, count).empty();
       return !isMissed;
     });
+    if (isMissed) return true;
   }
-  return isMissed;
+  return false;
 }
 
 ChangeOfALibrary::Found ChangeOfALibrary::look(const DiskState& disk) {
