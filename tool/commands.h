@@ -63,6 +63,12 @@ struct CheckCommand {
   int run() const;
 };
 
+struct DoctorCommand {
+  std::string library;
+  bool json = false;
+  int run() const;
+};
+
 struct BackupCommand {
   std::string library;
   std::string target;

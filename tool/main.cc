@@ -48,6 +48,7 @@ class Tool {
     addTrash();
     addCheck();
     addBackup();
+    addDoctor();
     addInfo();
   }
 
@@ -187,6 +188,14 @@ class Tool {
     runs(sub, backup_);
   }
 
+  void addDoctor() {
+    CLI::App* sub = add("doctor",
+                        "Say how this machine and the library stand; status 1 when\n"
+                        "something needs attention");
+    sub->add_flag("--json", doctor_.json, "Print JSON, for programs");
+    runs(sub, doctor_);
+  }
+
   void addInfo() {
     CLI::App* sub = add("info", "Say what the library holds");
     sub->add_flag("--json", info_.json, "Print JSON, for programs");
@@ -201,6 +210,7 @@ class Tool {
   TrashCommand trash_;
   CheckCommand check_;
   BackupCommand backup_;
+  DoctorCommand doctor_;
   InfoCommand info_;
   std::function<int()> command_;
 };

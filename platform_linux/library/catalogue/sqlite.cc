@@ -149,6 +149,10 @@ std::optional<std::string> Statement::optionalText(int column) const {
   return std::string(text(column));
 }
 
+std::string Database::libraryVersion() {
+  return sqlite3_libversion();
+}
+
 Result<std::unique_ptr<Database>> Database::open(const std::string& path, Use use) {
   sqlite3* connection = nullptr;
   // One thread at a time uses a connection, so it needs no lock of its own.

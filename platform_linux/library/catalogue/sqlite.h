@@ -96,6 +96,9 @@ Failure needsRescue(const std::string& path, std::string_view what = "is damaged
 /// `write`, when it commits.
 class Database {
  public:
+  /// The version of SQLite that is used.
+  static std::string libraryVersion();
+
   enum class Use {
     read,
     write,
