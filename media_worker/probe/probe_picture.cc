@@ -4,6 +4,7 @@
 
 #include "media_protocol/wire.h"
 #include "media_worker/reading/coded_picture.h"
+#include "media_worker/reading/jpeg_passes.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/reading/vips_image.h"
 
@@ -119,6 +120,9 @@ Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
   const std::int64_t width = vips_image_get_width(image.get());
   const std::int64_t height = vips_image_get_page_height(image.get());
   if (auto error = sizeError(width, height)) return *std::move(error);
+  if (format == PictureFormat::jpeg && hasTooManyJpegPasses(file, width, height)) {
+    return pictureError("the photo is made of too many passes to be decoded.");
+  }
   std::tie(probe.pixelWidth, probe.pixelHeight) = uprightSize(width, height, probe.orientation);
   const bool pages = format == PictureFormat::gif || format == PictureFormat::webp;
   probe.animated = (pages && integerField(image.get(), VIPS_META_N_PAGES, 1) > 1) ||

@@ -18,8 +18,6 @@ namespace quorvin {
 namespace {
 
 constexpr std::int64_t kMaximumJpegSize = 512 << 20;
-/// Progressive files that need more passes are made to keep a decoder busy.
-constexpr int kMaximumScans = 200;
 
 /// One decompression. The library reports errors by a jump; nothing between `run` and the jump
 /// has a destructor.
@@ -34,10 +32,6 @@ class JpegDecoder {
     errors_.emit_message = [](j_common_ptr state, int level) {
       if (level < 0) static_cast<JpegDecoder*>(state->client_data)->warn(state->err->msg_code);
     };
-    progress_.progress_monitor = [](j_common_ptr state) {
-      const auto* decompression = reinterpret_cast<j_decompress_ptr>(state);
-      if (decompression->input_scan_number > kMaximumScans) state->err->error_exit(state);
-    };
   }
   JpegDecoder(const JpegDecoder&) = delete;
   JpegDecoder& operator=(const JpegDecoder&) = delete;
@@ -50,7 +44,6 @@ class JpegDecoder {
       return;
     }
     jpeg_create_decompress(&state_);
-    state_.progress = &progress_;
     jpeg_mem_src(&state_, file.data(), file.size());
     jpeg_read_header(&state_, TRUE);
     if (state_.num_components != 1 && state_.num_components != 3) return;
@@ -90,7 +83,6 @@ class JpegDecoder {
 
   jpeg_decompress_struct state_{};
   jpeg_error_mgr errors_{};
-  jpeg_progress_mgr progress_{};
   std::jmp_buf failed_{};
   bool damaged_ = false;
   std::size_t rowBytes_ = 0;

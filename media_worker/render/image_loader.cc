@@ -5,6 +5,7 @@
 #include "media_protocol/wire.h"
 #include "media_worker/reading/coded_picture.h"
 #include "media_worker/reading/jpeg_decoder.h"
+#include "media_worker/reading/jpeg_passes.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/render/loaded_image.h"
 
@@ -72,6 +73,8 @@ Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& reques
   const int width = vips_image_get_width(header);
   const int height = vips_image_get_height(header);
   if (!isDecodableSize(width, height)) return tooManyPixels();
+  const bool isJpeg = loader.starts_with("VipsForeignLoadJpeg");
+  if (isJpeg && hasTooManyJpegPasses(file, width, height)) return cannotDecode();
   const int stored = vips_image_get_orientation(header);
   loaded.orientation = stored > 1 && stored <= 8 ? stored : orientation;
   const auto [uprightWidth, uprightHeight] = uprightSize(width, height, loaded.orientation);
@@ -82,7 +85,7 @@ Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& reques
   const double wanted = std::min(
       static_cast<double>(uprightWidth) / static_cast<double>(loaded.target.scaled.width),
       static_cast<double>(uprightHeight) / static_cast<double>(loaded.target.scaled.height));
-  if (loader.starts_with("VipsForeignLoadJpeg") && isScreenJpeg(header)) {
+  if (isJpeg && isScreenJpeg(header)) {
     if (!decodeSmaller(loaded.image, file, request, wanted)) return cannotDecode();
   } else if (loader.starts_with("VipsForeignLoadWebp") && wanted > 2) {
     // Its decoder scales with a fair filter; twice the size is left to ours.

@@ -190,5 +190,25 @@ TEST(RenderRealFiles, AnswersForEveryFile) {
   }
 }
 
+// A progressive file whose last pass comes again and again.
+Bytes jpegOfPasses(int extra) {
+  Bytes file = saved(detailed(), ".jpg[interlace]");
+  const Bytes startOfScan{0xFF, 0xDA};
+  const auto last = std::find_end(file.begin(), file.end(), startOfScan.begin(), startOfScan.end());
+  const Bytes pass(last, file.end() - 2);
+  const Bytes end(file.end() - 2, file.end());
+  file.resize(file.size() - 2);
+  for (int i = 0; i < extra; ++i) file.insert(file.end(), pass.begin(), pass.end());
+  file.insert(file.end(), end.begin(), end.end());
+  return file;
+}
+
+TEST(RenderHostile, RefusesAJpegOfHundredsOfPasses) {
+  EXPECT_EQ(rendered(jpegOfPasses(100), fitInto(64, 64)).width, 64);
+  std::string reason;
+  EXPECT_EQ(rendered(jpegOfPasses(300), fitInto(64, 64), &reason).width, 0);
+  EXPECT_EQ(reason, "The picture cannot be decoded.");
+}
+
 }  // namespace
 }  // namespace quorvin
