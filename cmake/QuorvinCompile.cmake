@@ -41,6 +41,7 @@ if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   endif()
 endif()
 if(QUORVIN_SANITIZE)
+  target_compile_definitions(quorvin_compile INTERFACE QUORVIN_SANITIZED)
   target_compile_options(quorvin_compile INTERFACE -fsanitize=${QUORVIN_SANITIZE}
     -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(quorvin_compile INTERFACE -fsanitize=${QUORVIN_SANITIZE})

@@ -27,6 +27,8 @@ namespace {
 
 constexpr int kKeptMemory = 32 << 20;  ///< bytes that a worker keeps from one request to the next
 
+constexpr std::size_t kMostLeft = 128 << 20;  ///< bytes that libraries may hold after a request
+
 /// Those in which broadcasts write their titles.
 constexpr const char* kCharsets[] = {"ISO6937",     "ISO-8859-1",  "ISO-8859-5",  "ISO-8859-6",
                                      "ISO-8859-7",  "ISO-8859-8",  "ISO-8859-9",  "ISO-8859-10",
@@ -78,9 +80,11 @@ std::vector<NamedText> libraryVersions() {
           {"Exiv2", metadataLibraryVersion()}};
 }
 
-void tidyLibraries() {
+bool tidyLibraries() {
   vips_error_clear();
   if (mallinfo2().fordblks > kKeptMemory) malloc_trim(0);
+  const struct mallinfo2 memory = mallinfo2();
+  return memory.uordblks + memory.hblkhd < kMostLeft;
 }
 
 }  // namespace quorvin

@@ -20,7 +20,8 @@ void loadForLater(bool forExports);
 /// The libraries that read media, and their versions.
 std::vector<NamedText> libraryVersions();
 
-/// Gives back the memory that the last request needed, and forgets its errors.
-void tidyLibraries();
+/// Gives back the memory that the last request needed, and forgets its errors. False when so much
+/// is left that a new process is better.
+bool tidyLibraries();
 
 }  // namespace quorvin

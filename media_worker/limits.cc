@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,6 +47,15 @@ void limitProcess() {
   // Half of the machine; the programs and libraries themselves map a good part of the least.
   limitForGood(RLIMIT_AS, std::clamp(physical / 2, 2 * kGibibyte, 6 * kGibibyte));
 #endif
+}
+
+void giveWay() {
+  constexpr int kNice = 10;
+  // From the kernel's interface, which the C library does not repeat.
+  constexpr int kOfProcess = 1;
+  constexpr int kIdle = 3 << 13;
+  ::setpriority(PRIO_PROCESS, 0, kNice);
+  ::syscall(SYS_ioprio_set, kOfProcess, 0, kIdle);
 }
 
 void renewTimeLimit() {

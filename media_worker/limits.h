@@ -9,6 +9,9 @@ namespace quorvin {
 /// the machine's memory runs out, it goes first.
 void limitProcess();
 
+/// Lets whatever else runs go first, at the processor and at the disk.
+void giveWay();
+
 /// Gives the process so much processor time from now on; one that uses it up is ended by the
 /// system.
 void renewTimeLimit();

@@ -23,6 +23,7 @@ int main(int count, char** arguments) {
   // Nothing is looked for in the folder where somebody started the host.
   if (::chdir("/") != 0) return EXIT_FAILURE;
   quorvin::limitProcess();
+  if (forExports) quorvin::giveWay();
   quorvin::startLibraries();
   quorvin::loadForLater(forExports);
   const auto isolation = quorvin::enterSandbox();

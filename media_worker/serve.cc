@@ -133,7 +133,7 @@ void serve(int socket, const std::vector<SandboxLayer>& isolation) {
     const std::span<const int> descriptors(&memory, reply.memory ? 1 : 0);
     if (!sendPacket(socket, encodeMessage(reply.map), descriptors)) return;
     packet.reset();
-    tidyLibraries();
+    if (!tidyLibraries()) return;
   }
 }
 

@@ -62,7 +62,7 @@ TEST(MediaWorkerExports, PassOnTheContainers) {
 
 TEST(MediaWorkerExports, MayTakeLongerThanTheLimitAsLongAsTheyTellThatTheyGoOn) {
   MediaWorkerOptions hasty = testingPoolOptions();
-  hasty.requestTimeLimit = milliseconds(200);
+  hasty.exportTimeLimit = milliseconds(200);
   MediaWorkerPool pool(hasty);
   std::stop_source stop;
   std::promise<Done> promise;
@@ -77,7 +77,7 @@ TEST(MediaWorkerExports, MayTakeLongerThanTheLimitAsLongAsTheyTellThatTheyGoOn) 
 
 TEST(MediaWorkerExports, EndWhenTheWorkerDoesNotGetOnForTooLong) {
   MediaWorkerOptions hasty = testingPoolOptions();
-  hasty.requestTimeLimit = milliseconds(50);
+  hasty.exportTimeLimit = milliseconds(50);
   MediaWorkerPool pool(hasty);
   for (const auto* text : {"hang", "tell and hang", "tell the same for ever"}) {
     const auto exported = exportAs(pool, text);

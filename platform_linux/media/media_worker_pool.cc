@@ -119,22 +119,33 @@ class MediaWorkerPool::Turn {
 MediaWorkerPool::MediaWorkerPool(MediaWorkerOptions options)
     : options_(std::move(options)),
       environment_(workerEnvironment()),
-      turns_(options_.size),
-      exportTurns_(options_.size),
+      turns_{{TurnQueue(options_.size), TurnQueue(options_.size), TurnQueue(options_.size)}},
       keeper_(startThread("quorvin-media", [this] { keepWorkers(); })) {}
 
 MediaWorkerPool::~MediaWorkerPool() {
   shutDown();
 }
 
+MediaWorkerPool::Lane MediaWorkerPool::laneOf(const RenderRequest& request) {
+  constexpr double kMostLookedAt = 4e6;  // pixels, of a large screen
+  const bool isSmall = request.fit != RenderRequest::Fit::original && request.targetWidth > 0 &&
+                       request.targetWidth * request.targetHeight <= kMostLookedAt;
+  return isSmall ? Lane::looks : Lane::chores;
+}
+
+MediaWorkerPool::Lane MediaWorkerPool::laneOf(const PixelLayout& layout) {
+  constexpr std::size_t kMostLookedAt = 4'000'000;
+  return layout.pixelCount() <= kMostLookedAt ? Lane::looks : Lane::chores;
+}
+
 Result<MediaProbe> MediaWorkerPool::probe(const FileDescriptor& file, const std::string& name) {
-  return ask<MediaProbe>(ProbeRequest{asText(name)}, file.get(), probeReply);
+  return ask<MediaProbe>(Lane::chores, ProbeRequest{asText(name)}, file.get(), probeReply);
 }
 
 Result<std::shared_ptr<const RenderedImage>> MediaWorkerPool::render(const FileDescriptor& file,
                                                                      const RenderRequest& request) {
   return ask<std::shared_ptr<const RenderedImage>>(
-      request, file.get(), [&request](const Map& reply, FileDescriptor memory) {
+      laneOf(request), request, file.get(), [&request](const Map& reply, FileDescriptor memory) {
         return imageReply(request, reply, std::move(memory));
       });
 }
@@ -142,7 +153,7 @@ Result<std::shared_ptr<const RenderedImage>> MediaWorkerPool::render(const FileD
 Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageFormat format,
                                            double quality) {
   const PixelLayout layout{image.width(), image.height(), image.channels(), image.profileSize()};
-  return ask<ByteBuffer>(EncodeRequest{format, quality, layout}, image.fd(),
+  return ask<ByteBuffer>(laneOf(layout), EncodeRequest{format, quality, layout}, image.fd(),
                          [&layout](const Map& reply, FileDescriptor memory) {
                            return bytesReply(layout.byteCount(), reply, std::move(memory));
                          });
@@ -150,8 +161,8 @@ Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageForm
 
 Result<std::vector<VideoContainer>> MediaWorkerPool::exportContainers(const FileDescriptor& source,
                                                                       VideoPreset preset) {
-  return ask<std::vector<VideoContainer>>(ExportContainersRequest{preset}, source.get(),
-                                          containersReply);
+  return ask<std::vector<VideoContainer>>(Lane::chores, ExportContainersRequest{preset},
+                                          source.get(), containersReply);
 }
 
 Done MediaWorkerPool::exportVideo(const FileDescriptor& source, const FileDescriptor& output,
@@ -161,21 +172,22 @@ Done MediaWorkerPool::exportVideo(const FileDescriptor& source, const FileDescri
                    "the video's changes of speed are too many or too great.");
   }
   const std::array descriptors{source.get(), output.get()};
-  const auto done = run<bool>(
-      {encodeMessage(requestToMap(request)), descriptors, true, std::move(stop)}, exportDoneReply);
+  const auto done =
+      run<bool>({encodeMessage(requestToMap(request)), descriptors, Lane::exports, std::move(stop)},
+                exportDoneReply);
   return done ? Done(Null{}) : done.error();
 }
 
 Result<WorkerDescription> MediaWorkerPool::describe(WorkerProcess::Kind kind) {
-  const bool isExport = kind == WorkerProcess::Kind::exports;
-  return run<WorkerDescription>({encodeMessage(requestToMap(DescribeRequest())), {}, isExport, {}},
+  const Lane lane = kind == WorkerProcess::Kind::exports ? Lane::exports : Lane::looks;
+  return run<WorkerDescription>({encodeMessage(requestToMap(DescribeRequest())), {}, lane, {}},
                                 descriptionReply);
 }
 
 template <class T>
-Result<T> MediaWorkerPool::ask(const WorkerRequest& request, int descriptor,
+Result<T> MediaWorkerPool::ask(Lane lane, const WorkerRequest& request, int descriptor,
                                const ReplyReader<T>& read) {
-  return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, false, {}}, read);
+  return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, lane, {}}, read);
 }
 
 template <class T>
@@ -183,7 +195,7 @@ Result<T> MediaWorkerPool::run(const Errand& errand, const ReplyReader<T>& read)
   if (errand.message.size() > kMaximumPacketSize) {
     return Failure(LibraryErrorCode::invalidResource, "the file's name is too long.");
   }
-  Turn turn(*this, errand.isExport ? exportTurns_ : turns_, errand.stop);
+  Turn turn(*this, turns_[static_cast<std::size_t>(errand.lane)], errand.stop);
   if (errand.stop.stop_requested()) return cancelledError();
   if (!turn.entered()) return shutDownError();
   Result<Packet> reply = exchange(turn, errand);
@@ -202,7 +214,8 @@ Result<T> MediaWorkerPool::run(const Errand& errand, const ReplyReader<T>& read)
 }
 
 Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
-  const auto kind = errand.isExport ? WorkerProcess::Kind::exports : WorkerProcess::Kind::pictures;
+  const auto kind =
+      errand.lane == Lane::exports ? WorkerProcess::Kind::exports : WorkerProcess::Kind::pictures;
   turn.use(takeIdle(kind));
   // A worker that ended while it was idle has cost nobody's request: a fresh one gets it.
   for (bool fresh = turn.worker() == nullptr;; fresh = true) {
@@ -217,10 +230,11 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
     turn.discard();
     if (errand.stop.stop_requested()) return cancelledError();
     if (outcome == WorkerProcess::Outcome::late) {
-      return interrupted(
-          "the media worker " +
-          std::string(errand.isExport ? "did not get on for " : "took longer than ") +
-          inSeconds(options_.requestTimeLimit) + " and was ended.");
+      return errand.lane == Lane::exports
+                 ? interrupted("the media worker did not get on for " +
+                               inSeconds(options_.exportTimeLimit) + " and was ended.")
+                 : interrupted("the media worker took longer than " +
+                               inSeconds(options_.requestTimeLimit) + " and was ended.");
     }
     if (fresh || outcome == WorkerProcess::Outcome::ended) {
       return interrupted("the media worker ended unexpectedly.");
@@ -230,10 +244,12 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
 
 WorkerProcess::Outcome MediaWorkerPool::exchangeWith(WorkerProcess& worker, const Errand& errand,
                                                      Packet& reply) {
-  auto deadline = WorkerProcess::Clock::now() + options_.requestTimeLimit;
+  const bool isExport = errand.lane == Lane::exports;
+  const auto limit = isExport ? options_.exportTimeLimit : options_.requestTimeLimit;
+  auto deadline = WorkerProcess::Clock::now() + limit;
   const std::stop_callback stopped(errand.stop, [&worker] { worker.kill(); });
   auto outcome = worker.exchange(errand.message, errand.descriptors, deadline, reply);
-  if (!errand.isExport) return outcome;
+  if (!isExport) return outcome;
   const std::int64_t step = errand.descriptors.empty() ? 0 : stepOf(errand.descriptors.front());
   std::int64_t done = 0;
   while (outcome == WorkerProcess::Outcome::answered) {
@@ -242,7 +258,7 @@ WorkerProcess::Outcome MediaWorkerPool::exchangeWith(WorkerProcess& worker, cons
     const auto now = WorkerProcess::Clock::now();
     if (*progress - done >= step) {
       done = *progress;
-      deadline = now + options_.requestTimeLimit;
+      deadline = now + limit;
     }
     if (now >= deadline) return WorkerProcess::Outcome::late;
     outcome = worker.waitForMore(deadline, reply);
@@ -336,8 +352,8 @@ void MediaWorkerPool::shutDown() {
     for (const WorkerProcess* each : busy_) each->kill();
     duty_.signal();
   }
-  for (TurnQueue* each : {&turns_, &exportTurns_}) each->close();
-  for (TurnQueue* each : {&turns_, &exportTurns_}) each->waitUntilEmpty();
+  for (TurnQueue& each : turns_) each.close();
+  for (TurnQueue& each : turns_) each.waitUntilEmpty();
 
   // All at the same time, so that together they take no longer than one.
   for (const IdleWorker& each : idle) each.process->hangUp();

@@ -1,6 +1,7 @@
 // A few media workers, started when needed, shared by all threads.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <deque>
@@ -24,14 +25,21 @@
 
 namespace quorvin {
 
+#ifdef QUORVIN_SANITIZED  // everything is many times slower
+inline constexpr std::chrono::seconds kRequestTime(60);
+#else
+inline constexpr std::chrono::seconds kRequestTime(10);
+#endif
+
 struct MediaWorkerOptions {
   std::string program;  ///< path of the worker program
-  /// Workers at once, at least 1, and as many again for exports of videos, so that these hold up
-  /// nothing else; more requests wait their turn.
+  /// Workers at once in each lane, at least 1; more requests wait their turn. What somebody looks
+  /// at has a lane of its own, and so have exports of videos: neither waits for anything else.
   std::size_t size = 2;
-  /// What one request may take, or an export of a video without getting on; the wait for a turn
-  /// does not count.
-  std::chrono::milliseconds requestTimeLimit = std::chrono::seconds(60);
+  /// What one request may take; the wait for a turn does not count.
+  std::chrono::milliseconds requestTimeLimit = kRequestTime;
+  /// What an export of a video may take without getting on.
+  std::chrono::milliseconds exportTimeLimit = std::chrono::seconds(60);
   /// How long a worker may wait for its next request before it is ended.
   std::chrono::milliseconds idleTimeLimit = std::chrono::seconds(30);
 
@@ -40,7 +48,7 @@ struct MediaWorkerOptions {
 };
 
 /// The media service and the exporter whose work is done by worker programs. Any thread. Requests
-/// beyond the pool's size are served in the order in which they came. Nothing that a worker says is
+/// beyond a lane's size are served in the order in which they came. Nothing that a worker says is
 /// believed unchecked. The descriptions of errors are plain sentences, without a domain or code in
 /// them.
 class MediaWorkerPool final : public MediaService, public VideoExporter {
@@ -71,11 +79,20 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
  private:
   class Turn;
 
+  /// What waits for its turn together.
+  enum class Lane {
+    looks,    ///< small pictures that somebody waits for
+    chores,   ///< probes, conversions, large pictures
+    exports,  ///< of videos: the worker tells now and then how far it is
+  };
+  static Lane laneOf(const RenderRequest& request);
+  static Lane laneOf(const PixelLayout& layout);
+
   /// What goes to a worker.
   struct Errand {
     std::vector<std::uint8_t> message;
     std::span<const int> descriptors;
-    bool isExport = false;  ///< the worker tells now and then how far it is
+    Lane lane = Lane::chores;
     std::stop_token stop;
   };
 
@@ -99,7 +116,8 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   using ReplyReader = std::function<std::optional<T>(const Map& reply, FileDescriptor memory)>;
 
   template <class T>
-  Result<T> ask(const WorkerRequest& request, int descriptor, const ReplyReader<T>& read);
+  Result<T> ask(Lane lane, const WorkerRequest& request, int descriptor,
+                const ReplyReader<T>& read);
   template <class T>
   Result<T> run(const Errand& errand, const ReplyReader<T>& read);
   Result<Packet> exchange(Turn& turn, const Errand& errand);
@@ -116,8 +134,7 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
 
   const MediaWorkerOptions options_;
   const std::vector<std::string> environment_;
-  TurnQueue turns_;
-  TurnQueue exportTurns_;
+  std::array<TurnQueue, 3> turns_;  ///< by lane
 
   NSLock lock_;
   NSCondition duty_;

@@ -245,6 +245,23 @@ TEST(MediaWorkerPool, EndsWorkersThatHaveIdledForTooLong) {
   EXPECT_TRUE(probe(pool, "answer"));
 }
 
+TEST(MediaWorkerPool, LetsWhatIsLookedAtWaitForNothingElse) {
+  MediaWorkerPool pool(testingPoolOptions(1));
+  std::thread chore([&pool] { EXPECT_FALSE(probe(pool, "hang")); });
+  std::stop_source stop;
+  std::thread exporting([&] {
+    EXPECT_FALSE(
+        pool.exportVideo(asking("tell and hang"), makeMemoryFile(0), {}, stop.get_token()));
+  });
+  while (children().size() < 2) std::this_thread::yield();
+  EXPECT_TRUE(render(pool, "answer"));
+  EXPECT_TRUE(encode(pool, "answer"));
+  stop.request_stop();
+  exporting.join();
+  pool.shutDown();
+  chore.join();
+}
+
 TEST(MediaWorkerPool, NeverRunsMoreWorkersThanItsSize) {
   MediaWorkerPool pool(testingPoolOptions(2));
   std::vector<std::thread> threads;

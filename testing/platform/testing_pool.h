@@ -15,7 +15,7 @@
 namespace quorvin {
 
 inline MediaWorkerOptions testingPoolOptions(std::size_t size = 2) {
-  return {QUORVIN_TESTING_WORKER_PROGRAM, size, std::chrono::seconds(60),
+  return {QUORVIN_TESTING_WORKER_PROGRAM, size, std::chrono::seconds(60), std::chrono::seconds(60),
           std::chrono::seconds(600)};
 }
 
