@@ -17,11 +17,12 @@ namespace quorvin {
 class LibraryLock {
  public:
   enum class Area {
-    writer = 0,    ///< exclusive: may write to or checkpoint the catalogue
-    staging = 1,   ///< shared: has files that no row names yet; exclusive: may sweep such files
-    presence = 2,  ///< shared: has the library open; exclusive: alone with it
-    snapshot = 3,  ///< exclusive: makes a snapshot of the catalogue
-    trust = 4,     ///< shared: has the library open and knows that its catalogue is sound
+    writer = 0,        ///< exclusive: may write to or checkpoint the catalogue
+    staging = 1,       ///< shared: has files that no row names yet; exclusive: may sweep such files
+    presence = 2,      ///< shared: has the library open; exclusive: alone with it
+    snapshot = 3,      ///< exclusive: makes a snapshot of the catalogue
+    trust = 4,         ///< shared: has the library open and knows that its catalogue is sound
+    verification = 5,  ///< exclusive: looks whether it is
   };
   enum class Mode { shared, exclusive };
 

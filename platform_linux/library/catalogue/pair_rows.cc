@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "platform_linux/library/catalogue/pairing.h"
 #include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/values/pairing.h"
 
 namespace quorvin {
 namespace {

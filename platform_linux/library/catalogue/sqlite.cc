@@ -245,28 +245,6 @@ bool Database::settleLog() {
   return version && execute("PRAGMA user_version=" + std::to_string(*version));
 }
 
-Database::Soundness Database::soundness(const std::function<bool()>& shouldStop) {
-  constexpr int kStepsBetweenQuestions = 10'000;
-  if (shouldStop) {
-    const auto ask = [](void* stop) {
-      return (*static_cast<const std::function<bool()>*>(stop))() ? 1 : 0;
-    };
-    sqlite3_progress_handler(connection_, kStepsBetweenQuestions, ask,
-                             const_cast<std::function<bool()>*>(&shouldStop));
-  }
-  auto found = Soundness::unknown;
-  {
-    Statement check = prepare("PRAGMA quick_check(1)");
-    if (check.next()) {
-      found = check.text(0) == "ok" ? Soundness::sound : Soundness::damaged;
-    } else if (damageMet_) {
-      found = Soundness::damaged;
-    }
-  }
-  sqlite3_progress_handler(connection_, 0, nullptr, nullptr);
-  return found;
-}
-
 bool Database::copyTo(const std::string& path, const std::function<bool()>& shouldStop) {
   constexpr int kPagesAtOnce = 256;
   constexpr int kFlags =

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "media_protocol/letter_case.h"
-#include "platform_linux/library/catalogue/pairing.h"
+#include "platform_linux/library/values/pairing.h"
 
 namespace quorvin {
 namespace {

@@ -6,11 +6,11 @@
 #include "platform_linux/library/catalogue/album_rows.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/pair_rows.h"
-#include "platform_linux/library/catalogue/pairing.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/import/import_batch.h"
 #include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/original_file.h"
+#include "platform_linux/library/values/pairing.h"
 
 namespace quorvin {
 

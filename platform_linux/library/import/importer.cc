@@ -10,7 +10,6 @@
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/pair_rows.h"
-#include "platform_linux/library/catalogue/pairing.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/import/file_walk.h"
 #include "platform_linux/library/import/import_batch.h"
@@ -19,6 +18,7 @@
 #include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/staging.h"
+#include "platform_linux/library/values/pairing.h"
 
 namespace quorvin {
 namespace {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <optional>
 #include <stop_token>
+#include <thread>
 
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/library_lock.h"
@@ -34,8 +35,26 @@ class Patience {
   std::optional<std::chrono::steady_clock::time_point> end_;
 };
 
+// Waits while another does it, who may come to trust it: the whole catalogue is read for that.
+std::optional<LibraryLock> takeVerification(const Catalogue& catalogue, Patience& patience) {
+  constexpr std::chrono::milliseconds kLookAgain{20};
+  for (;;) {
+    auto lock = LibraryLock::tryAcquire(catalogue.folder(), LibraryLock::Area::verification,
+                                        LibraryLock::Mode::exclusive);
+    if (lock) return *std::move(lock);
+    if (!LibraryLock::isHeld(lock.error()) || patience.isOver()) return std::nullopt;
+    std::this_thread::sleep_for(kLookAgain);
+  }
+}
+
 // It stays without trust when it is damaged, cannot be read, or time was up.
 void verify(Catalogue& catalogue, Patience& patience) {
+  const auto turn = takeVerification(catalogue, patience);
+  if (!turn) return;
+  if (LibraryLock::isHeldByAnyone(catalogue.folder(), LibraryLock::Area::trust)) {
+    catalogue.trust();
+    return;
+  }
   Catalogue::Reader database = catalogue.reader();
   if (!database) return;
   const auto found = database->soundness([&patience] { return patience.isOver(); });

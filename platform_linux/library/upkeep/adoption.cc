@@ -13,7 +13,6 @@
 
 #include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/library/catalogue/pair_rows.h"
-#include "platform_linux/library/catalogue/pairing.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/salvage.h"
 #include "platform_linux/library/originals/file_content.h"
@@ -22,6 +21,7 @@
 #include "platform_linux/library/originals/original_record.h"
 #include "platform_linux/library/originals/source_file.h"
 #include "platform_linux/library/values/identifiers.h"
+#include "platform_linux/library/values/pairing.h"
 
 namespace quorvin {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform_linux/library/catalogue/pairing.h"
+#include "platform_linux/library/values/pairing.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform_linux/library/catalogue/pairing.h"
+#include "platform_linux/library/values/pairing.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
