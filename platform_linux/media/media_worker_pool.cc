@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -21,17 +20,6 @@ namespace {
 
 /// What a worker that was told that there is no more to do may take to end by itself.
 constexpr std::chrono::seconds kFarewell(1);
-
-/// Nothing else of the host's is a worker's business: variables hold tokens.
-std::vector<std::string> workerEnvironment() {
-  std::vector<std::string> variables;
-  for (const char* name : {"TZ", "LANG"}) {
-    if (const char* value = std::getenv(name)) {
-      variables.push_back(std::string(name) + "=" + value);
-    }
-  }
-  return variables;
-}
 
 Failure interrupted(std::string_view sentence) {
   return Failure(LibraryErrorCode::operationInterrupted, sentence);
@@ -118,7 +106,7 @@ class MediaWorkerPool::Turn {
 
 MediaWorkerPool::MediaWorkerPool(MediaWorkerOptions options)
     : options_(std::move(options)),
-      environment_(workerEnvironment()),
+      environment_(WorkerProcess::environmentOfNow()),
       turns_{{TurnQueue(options_.size), TurnQueue(options_.size), TurnQueue(options_.size)}},
       keeper_(startThread("quorvin-media", [this] { keepWorkers(); })) {}
 
@@ -126,20 +114,8 @@ MediaWorkerPool::~MediaWorkerPool() {
   shutDown();
 }
 
-MediaWorkerPool::Lane MediaWorkerPool::laneOf(const RenderRequest& request) {
-  constexpr double kMostLookedAt = 4e6;  // pixels, of a large screen
-  const bool isSmall = request.fit != RenderRequest::Fit::original && request.targetWidth > 0 &&
-                       request.targetWidth * request.targetHeight <= kMostLookedAt;
-  return isSmall ? Lane::looks : Lane::chores;
-}
-
-MediaWorkerPool::Lane MediaWorkerPool::laneOf(const PixelLayout& layout) {
-  constexpr std::size_t kMostLookedAt = 4'000'000;
-  return layout.pixelCount() <= kMostLookedAt ? Lane::looks : Lane::chores;
-}
-
 Result<MediaProbe> MediaWorkerPool::probe(const FileDescriptor& file, const std::string& name) {
-  return ask<MediaProbe>(Lane::chores, ProbeRequest{asText(name)}, file.get(), probeReply);
+  return ask<MediaProbe>(WorkerLane::chores, ProbeRequest{asText(name)}, file.get(), probeReply);
 }
 
 Result<std::shared_ptr<const RenderedImage>> MediaWorkerPool::render(const FileDescriptor& file,
@@ -161,7 +137,7 @@ Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageForm
 
 Result<std::vector<VideoContainer>> MediaWorkerPool::exportContainers(const FileDescriptor& source,
                                                                       VideoPreset preset) {
-  return ask<std::vector<VideoContainer>>(Lane::chores, ExportContainersRequest{preset},
+  return ask<std::vector<VideoContainer>>(WorkerLane::chores, ExportContainersRequest{preset},
                                           source.get(), containersReply);
 }
 
@@ -172,20 +148,21 @@ Done MediaWorkerPool::exportVideo(const FileDescriptor& source, const FileDescri
                    "the video's changes of speed are too many or too great.");
   }
   const std::array descriptors{source.get(), output.get()};
-  const auto done =
-      run<bool>({encodeMessage(requestToMap(request)), descriptors, Lane::exports, std::move(stop)},
-                exportDoneReply);
+  const auto done = run<bool>(
+      {encodeMessage(requestToMap(request)), descriptors, WorkerLane::exports, std::move(stop)},
+      exportDoneReply);
   return done ? Done(Null{}) : done.error();
 }
 
 Result<WorkerDescription> MediaWorkerPool::describe(WorkerProcess::Kind kind) {
-  const Lane lane = kind == WorkerProcess::Kind::exports ? Lane::exports : Lane::looks;
+  const WorkerLane lane =
+      kind == WorkerProcess::Kind::exports ? WorkerLane::exports : WorkerLane::looks;
   return run<WorkerDescription>({encodeMessage(requestToMap(DescribeRequest())), {}, lane, {}},
                                 descriptionReply);
 }
 
 template <class T>
-Result<T> MediaWorkerPool::ask(Lane lane, const WorkerRequest& request, int descriptor,
+Result<T> MediaWorkerPool::ask(WorkerLane lane, const WorkerRequest& request, int descriptor,
                                const ReplyReader<T>& read) {
   return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, lane, {}}, read);
 }
@@ -214,8 +191,8 @@ Result<T> MediaWorkerPool::run(const Errand& errand, const ReplyReader<T>& read)
 }
 
 Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
-  const auto kind =
-      errand.lane == Lane::exports ? WorkerProcess::Kind::exports : WorkerProcess::Kind::pictures;
+  const auto kind = errand.lane == WorkerLane::exports ? WorkerProcess::Kind::exports
+                                                       : WorkerProcess::Kind::pictures;
   turn.use(takeIdle(kind));
   // A worker that ended while it was idle has cost nobody's request: a fresh one gets it.
   for (bool fresh = turn.worker() == nullptr;; fresh = true) {
@@ -230,7 +207,7 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
     turn.discard();
     if (errand.stop.stop_requested()) return cancelledError();
     if (outcome == WorkerProcess::Outcome::late) {
-      return errand.lane == Lane::exports
+      return errand.lane == WorkerLane::exports
                  ? interrupted("the media worker did not get on for " +
                                inSeconds(options_.exportTimeLimit) + " and was ended.")
                  : interrupted("the media worker took longer than " +
@@ -244,7 +221,7 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
 
 WorkerProcess::Outcome MediaWorkerPool::exchangeWith(WorkerProcess& worker, const Errand& errand,
                                                      Packet& reply) {
-  const bool isExport = errand.lane == Lane::exports;
+  const bool isExport = errand.lane == WorkerLane::exports;
   const auto limit = isExport ? options_.exportTimeLimit : options_.requestTimeLimit;
   auto deadline = WorkerProcess::Clock::now() + limit;
   const std::stop_callback stopped(errand.stop, [&worker] { worker.kill(); });

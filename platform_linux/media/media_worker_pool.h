@@ -21,6 +21,7 @@
 #include "platform_linux/media/media_service.h"
 #include "platform_linux/media/turn_queue.h"
 #include "platform_linux/media/video_exporter.h"
+#include "platform_linux/media/worker_lane.h"
 #include "platform_linux/media/worker_process.h"
 
 namespace quorvin {
@@ -79,20 +80,11 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
  private:
   class Turn;
 
-  /// What waits for its turn together.
-  enum class Lane {
-    looks,    ///< small pictures that somebody waits for
-    chores,   ///< probes, conversions, large pictures
-    exports,  ///< of videos: the worker tells now and then how far it is
-  };
-  static Lane laneOf(const RenderRequest& request);
-  static Lane laneOf(const PixelLayout& layout);
-
   /// What goes to a worker.
   struct Errand {
     std::vector<std::uint8_t> message;
     std::span<const int> descriptors;
-    Lane lane = Lane::chores;
+    WorkerLane lane = WorkerLane::chores;
     std::stop_token stop;
   };
 
@@ -116,7 +108,7 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   using ReplyReader = std::function<std::optional<T>(const Map& reply, FileDescriptor memory)>;
 
   template <class T>
-  Result<T> ask(Lane lane, const WorkerRequest& request, int descriptor,
+  Result<T> ask(WorkerLane lane, const WorkerRequest& request, int descriptor,
                 const ReplyReader<T>& read);
   template <class T>
   Result<T> run(const Errand& errand, const ReplyReader<T>& read);
@@ -134,7 +126,7 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
 
   const MediaWorkerOptions options_;
   const std::vector<std::string> environment_;
-  std::array<TurnQueue, 3> turns_;  ///< by lane
+  std::array<TurnQueue, kWorkerLanes> turns_;  ///< by lane
 
   NSLock lock_;
   NSCondition duty_;

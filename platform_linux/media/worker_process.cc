@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <system_error>
@@ -103,6 +104,16 @@ bool waitUntilReadable(int descriptor, WorkerProcess::Clock::time_point deadline
 }
 
 }  // namespace
+
+std::vector<std::string> WorkerProcess::environmentOfNow() {
+  std::vector<std::string> variables;
+  for (const char* name : {"TZ", "LANG"}) {
+    if (const char* value = std::getenv(name)) {
+      variables.push_back(std::string(name) + "=" + value);
+    }
+  }
+  return variables;
+}
 
 Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
     const std::string& program, Kind kind, const std::vector<std::string>& environment) {

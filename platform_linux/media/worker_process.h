@@ -33,6 +33,9 @@ class WorkerProcess {
   /// What a worker is for; one for exports loads more.
   enum class Kind { pictures, exports };
 
+  /// What a worker may see of this process's environment: variables hold tokens.
+  static std::vector<std::string> environmentOfNow();
+
   /// Starts `program` in a session of its own, with the socket as its descriptor 3, its input and
   /// output nowhere, its error output a pipe that this class reads, and nothing else open.
   /// `environment` holds texts "NAME=value". It ends with the thread that calls this.
