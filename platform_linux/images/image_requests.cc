@@ -23,8 +23,10 @@ PHImageInfo infoOf(PHImageRequestID id, bool isDegraded) {
 
 ImageRequests::ImageRequests(std::size_t threadCount) {
   for (std::size_t i = 0; i < std::max<std::size_t>(threadCount, 1); ++i) {
-    std::thread thread = startThread("quorvin-images", [this] { serve(); });
-    if (thread.joinable()) threads_.push_back(std::move(thread));
+    for (Lane* lane : {&small_, &large_}) {
+      std::thread thread = startThread("quorvin-images", [this, lane] { serve(*lane); });
+      if (thread.joinable()) lane->threads.push_back(std::move(thread));
+    }
   }
 }
 
@@ -33,9 +35,10 @@ ImageRequests::~ImageRequests() {
 }
 
 PHImageRequestID ImageRequests::start(bool isSynchronous, Work work) {
+  Lane& lane = laneOf(work);
   auto request = std::make_shared<Request>(Request{0, std::move(work), false});
   // Without any thread of its own the request's only hope is the caller's.
-  const bool isRunHere = isSynchronous || threads_.empty();
+  const bool isRunHere = isSynchronous || lane.threads.empty();
   PHImageRequestID id = 0;
   {
     const NSLockHolder held(lock_);
@@ -47,8 +50,8 @@ PHImageRequestID ImageRequests::start(bool isSynchronous, Work work) {
     if (isRunHere) {
       ++running_;
     } else {
-      waiting_.push_back(std::move(request));
-      arrived_.signal();
+      lane.waiting.push_back(std::move(request));
+      lane.arrived.signal();
     }
   }
   if (isRunHere) run(std::move(request));
@@ -60,19 +63,23 @@ void ImageRequests::cancel(PHImageRequestID id) {
   const auto found = open_.find(id);
   if (found == open_.end()) return;
   found->second->cancelled = true;
-  const auto place = std::ranges::find(waiting_, found->second);
-  if (place != waiting_.end()) std::rotate(waiting_.begin(), place, place + 1);
+  auto& waiting = laneOf(found->second->work).waiting;
+  const auto place = std::ranges::find(waiting, found->second);
+  if (place != waiting.end()) std::rotate(waiting.begin(), place, place + 1);
 }
 
 void ImageRequests::beginShutDown() {
   // What handlers hold may be anything, so they go outside the lock.
-  std::deque<std::shared_ptr<Request>> dropped;
+  std::deque<std::shared_ptr<Request>> dropped[2];
   {
     const NSLockHolder held(lock_);
     shutDown_ = true;
-    for (const auto& each : waiting_) open_.erase(each->id);
-    std::swap(dropped, waiting_);
-    arrived_.broadcast();
+    std::swap(dropped[0], small_.waiting);
+    std::swap(dropped[1], large_.waiting);
+    for (const auto& ofLane : dropped) {
+      for (const auto& each : ofLane) open_.erase(each->id);
+    }
+    for (Lane* lane : {&small_, &large_}) lane->arrived.broadcast();
   }
 }
 
@@ -82,21 +89,23 @@ void ImageRequests::shutDown() {
     const NSLockHolder held(lock_);
     while (running_ > 0) finished_.wait(lock_);
   }
-  for (std::thread& each : threads_) {
-    if (each.joinable()) each.join();
+  for (Lane* lane : {&small_, &large_}) {
+    for (std::thread& each : lane->threads) {
+      if (each.joinable()) each.join();
+    }
   }
 }
 
-void ImageRequests::serve() {
-  while (auto request = next()) run(std::move(request));
+void ImageRequests::serve(Lane& lane) {
+  while (auto request = next(lane)) run(std::move(request));
 }
 
-std::shared_ptr<ImageRequests::Request> ImageRequests::next() {
+std::shared_ptr<ImageRequests::Request> ImageRequests::next(Lane& lane) {
   const NSLockHolder held(lock_);
-  while (waiting_.empty() && !shutDown_) arrived_.wait(lock_);
-  if (waiting_.empty()) return nullptr;
-  auto request = std::move(waiting_.front());
-  waiting_.pop_front();
+  while (lane.waiting.empty() && !shutDown_) lane.arrived.wait(lock_);
+  if (lane.waiting.empty()) return nullptr;
+  auto request = std::move(lane.waiting.front());
+  lane.waiting.pop_front();
   ++running_;
   return request;
 }

@@ -17,7 +17,8 @@
 
 namespace quorvin {
 
-/// Runs requests on threads of its own, in the order in which they came. Any thread.
+/// Runs requests on threads of its own, in two lanes, so that large pictures hold up no small ones;
+/// each in the order in which they came. Any thread.
 class ImageRequests {
  public:
   class Progress;
@@ -31,9 +32,11 @@ class ImageRequests {
     std::function<Result<Delivery>(const Progress&)> run;
     /// Calls the handler with no result.
     Delivery giveUp;
+    /// It may take long.
+    bool isLarge = false;
   };
 
-  /// Threads have the priority of the thread that calls this.
+  /// With so many threads a lane, of the priority of the thread that calls this.
   explicit ImageRequests(std::size_t threadCount);
   ~ImageRequests();
 
@@ -61,23 +64,30 @@ class ImageRequests {
   };
   enum class Ending { usual, cancelled, dropped };
 
-  void serve();
-  std::shared_ptr<Request> next() QUORVIN_EXCLUDES(lock_);
+  /// Requests that wait for the same threads.
+  struct Lane {
+    NSCondition arrived;
+    std::deque<std::shared_ptr<Request>> waiting;  ///< guarded by `lock_`
+    std::vector<std::thread> threads;              ///< as many as the system gave
+  };
+  Lane& laneOf(const Work& work) { return work.isLarge ? large_ : small_; }
+
+  void serve(Lane& lane);
+  std::shared_ptr<Request> next(Lane& lane) QUORVIN_EXCLUDES(lock_);
   void run(std::shared_ptr<Request> request) noexcept QUORVIN_EXCLUDES(lock_);
   bool isWanted(const Request& request) QUORVIN_EXCLUDES(lock_);
   Ending end(const Request& request) QUORVIN_EXCLUDES(lock_);
 
   NSLock lock_;
-  NSCondition arrived_;
   NSCondition finished_;
   bool shutDown_ QUORVIN_GUARDED_BY(lock_) = false;
   PHImageRequestID lastId_ QUORVIN_GUARDED_BY(lock_) = 0;
   std::size_t running_ QUORVIN_GUARDED_BY(lock_) = 0;
-  std::deque<std::shared_ptr<Request>> waiting_ QUORVIN_GUARDED_BY(lock_);
   /// Those whose final call has not begun.
   std::map<PHImageRequestID, std::shared_ptr<Request>> open_ QUORVIN_GUARDED_BY(lock_);
 
-  std::vector<std::thread> threads_;  ///< as many as the system gave
+  Lane small_;
+  Lane large_;
 };
 
 /// What the work of a running request may ask and say.

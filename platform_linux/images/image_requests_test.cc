@@ -92,6 +92,32 @@ TEST(ImageRequests, RunInTheOrderInWhichTheyCame) {
   EXPECT_EQ(log.texts(), (Texts{"a", "b", "c"}));
 }
 
+TEST(ImageRequests, LetSmallPicturesPassWhileLargeOnesTakeLong) {
+  Log log;
+  HeldWork held;
+  ImageRequests requests(1);
+  ImageRequests::Work large = held.named(log, "large");
+  large.isLarge = true;
+  requests.start(false, std::move(large));
+  held.started.wait();
+  ImageRequests::Work waiting = named(log, "waiting");
+  waiting.isLarge = true;
+  requests.start(false, std::move(waiting));
+  std::promise<void> passed;
+  requests.start(
+      false,
+      {[&passed](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+         return ImageRequests::Delivery([&passed](const PHImageInfo&) { passed.set_value(); });
+       },
+       {}});
+  passed.get_future().wait();
+  EXPECT_EQ(log.texts(), Texts());
+  held.released.count_down();
+  while (log.texts().size() < 2) std::this_thread::yield();
+  EXPECT_EQ(log.texts(), (Texts{"large", "waiting"}));
+  requests.shutDown();
+}
+
 TEST(ImageRequests, RunOnOtherThreadsUnlessTheyAreSynchronous) {
   std::promise<std::thread::id> asynchronous;
   std::promise<std::thread::id> synchronous;

@@ -35,6 +35,10 @@ struct LinuxImageManager::ImageRequest {
     return targetSize == PHImageManagerMaximumSize ||
            options.resizeMode == PHImageRequestOptionsResizeMode::none;
   }
+  bool isLarge() const {
+    constexpr double kMostLookedAt = 4e6;  // pixels, of a large screen
+    return hasOriginalSize() || targetSize.width * targetSize.height > kMostLookedAt;
+  }
   bool isPrecededByDegraded() const {
     return options.deliveryMode == PHImageRequestOptionsDeliveryMode::opportunistic &&
            !options.isSynchronous &&
@@ -75,6 +79,7 @@ PHImageRequestID LinuxImageManager::requestImageForAsset(std::shared_ptr<const P
   const auto handler = std::make_shared<const PHImageResultHandler>(std::move(resultHandler));
   ImageRequest request{std::move(asset), targetSize, contentMode, options, handler};
   ImageRequests::Work work;
+  work.isLarge = request.isLarge();
   work.run = [this, request = std::move(request)](const Progress& progress) {
     return loadImage(request, progress);
   };

@@ -3,7 +3,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
-#include <future>
+#include <latch>
 #include <mutex>
 
 #include "platform_linux/images/linux_image_manager.h"
@@ -116,13 +116,18 @@ class LinuxImages {
     stored_.refuse(Failure(LibraryErrorCode::accessUserDenied, "Access was withdrawn."));
   }
 
-  /// There is one thread, so what comes last ends last.
+  /// There is one thread for small pictures and one for large ones, so what comes last ends last.
   void settle() {
     gate_.open(true);
-    std::promise<void> done;
-    manager_.requestImageDataAndOrientationForAsset(asset("none", PHAssetMediaType::image), {},
-                                                    [&done](auto&&...) { done.set_value(); });
-    done.get_future().wait();
+    std::latch done(2);
+    const auto none = asset("none", PHAssetMediaType::image);
+    manager_.requestImageDataAndOrientationForAsset(none, {},
+                                                    [&done](auto&&...) { done.count_down(); });
+    PHImageRequestOptions once;
+    once.deliveryMode = PHImageRequestOptionsDeliveryMode::highQualityFormat;
+    manager_.requestImageForAsset(none, PHImageManagerMaximumSize, PHImageContentModeAspectFit,
+                                  once, [&done](auto&&...) { done.count_down(); });
+    done.wait();
     gate_.open(false);
   }
 
