@@ -46,6 +46,8 @@ void startLibraries() {
   // Away from its prefix libvips finds no plug-in modules: loading them all takes longer than
   // everything else here, and none is needed.
   ::setenv("VIPSHOME", "/nonexistent", 1);
+  // What libvips needs whole it keeps in memory, whatever its size: no file can be made for it.
+  ::setenv("VIPS_DISC_THRESHOLD", "1000000g", 1);
   g_log_set_default_handler([](const char*, GLogLevelFlags, const char*, void*) {}, nullptr);
   if (vips_init("quorvin-media") != 0) fatalError("libvips did not start");
   vips_block_untrusted_set(TRUE);

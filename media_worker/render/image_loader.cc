@@ -28,14 +28,13 @@ VipsFailOn failOn(const RenderRequest& request) {
 }
 
 ImagePtr open(VipsSource* source, const RenderRequest& request) {
-  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "memory",
-                                             TRUE, "fail_on", failOn(request), nullptr));
+  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL,
+                                             "fail_on", failOn(request), nullptr));
 }
 
 ImagePtr openWebp(VipsSource* source, const RenderRequest& request, double scale) {
-  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "memory",
-                                             TRUE, "fail_on", failOn(request), "scale", scale,
-                                             nullptr));
+  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL,
+                                             "fail_on", failOn(request), "scale", scale, nullptr));
 }
 
 /// Whether the JPEG is one that `decodeJpeg` decodes: libvips takes care of printers' inks.
