@@ -9,6 +9,7 @@
 #include "media_worker/probe/probe_name.h"
 #include "media_worker/probe/probe_picture.h"
 #include "media_worker/probe/probe_raw.h"
+#include "media_worker/reading/blocks_beside_pixels.h"
 #include "media_worker/reading/input_file.h"
 #include "media_worker/reading/signature.h"
 
@@ -36,6 +37,9 @@ Result<MediaProbe> probePicturePixels(const InputFile& file, PictureFormat forma
 
 Result<MediaProbe> probePicture(const InputFile& file, int fd, PictureSignature picture,
                                 const std::string& name) {
+  if (hasTooMuchBesidePixels(file, picture.format)) {
+    return pictureError("the photo holds more beside its pixels than can be read.");
+  }
   FileMetadata metadata;
   if (picture.format != PictureFormat::heif) metadata = readMetadata(file, fd);
   refine(picture, metadata);

@@ -95,11 +95,11 @@ Failure pictureError(std::string_view sentence) {
   return Failure(LibraryErrorCode::invalidResource, sentence);
 }
 
-std::optional<Failure> sizeError(std::int64_t width, std::int64_t height) {
+std::optional<Failure> sizeError(std::int64_t width, std::int64_t height, std::int64_t most) {
   if (width <= 0 || height <= 0) {
     return pictureError("the photo is damaged: its size cannot be read.");
   }
-  if (height > kMaximumPixelCount / width) {
+  if (height > most / width) {
     return pictureError("the photo is too large: " + std::to_string(width) + " × " +
                         std::to_string(height) + " pixels.");
   }
@@ -119,7 +119,10 @@ Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
   probe.orientation = orientation >= 1 && orientation <= 8 ? orientation : 1;
   const std::int64_t width = vips_image_get_width(image.get());
   const std::int64_t height = vips_image_get_page_height(image.get());
-  if (auto error = sizeError(width, height)) return *std::move(error);
+  const bool isGif = format == PictureFormat::gif;
+  if (auto error = sizeError(width, height, isGif ? kMaximumGifPixelCount : kMaximumPixelCount)) {
+    return *std::move(error);
+  }
   if (format == PictureFormat::jpeg && hasTooManyJpegPasses(file, width, height)) {
     return pictureError("the photo is made of too many passes to be decoded.");
   }

@@ -21,6 +21,7 @@ Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata);
 Failure pictureError(std::string_view sentence);
 
 /// An error when no picture can have this size, or none that is decoded.
-std::optional<Failure> sizeError(std::int64_t width, std::int64_t height);
+std::optional<Failure> sizeError(std::int64_t width, std::int64_t height,
+                                 std::int64_t most = kMaximumPixelCount);
 
 }  // namespace quorvin

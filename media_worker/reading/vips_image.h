@@ -11,6 +11,9 @@
 
 namespace quorvin {
 
+/// Most pixels of a GIF: its frames are kept whole, twice, with four bytes a pixel.
+inline constexpr std::int64_t kMaximumGifPixelCount = 100'000'000;
+
 struct GObjectUnref {
   void operator()(void* object) const { g_object_unref(object); }
 };

@@ -72,6 +72,8 @@ Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& reques
   const int width = vips_image_get_width(header);
   const int height = vips_image_get_height(header);
   if (!isDecodableSize(width, height)) return tooManyPixels();
+  const bool isGif = loader.starts_with("VipsForeignLoadNsgif");
+  if (isGif && height > kMaximumGifPixelCount / width) return tooManyPixels();
   const bool isJpeg = loader.starts_with("VipsForeignLoadJpeg");
   if (isJpeg && hasTooManyJpegPasses(file, width, height)) return cannotDecode();
   const int stored = vips_image_get_orientation(header);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "media_worker/probe/probe_raw.h"
+#include "media_worker/reading/blocks_beside_pixels.h"
 #include "media_worker/render/colour.h"
 #include "media_worker/render/loaded_image.h"
 #include "media_worker/render/pixel_memory.h"
@@ -23,6 +24,7 @@ Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& req
     return Failure(LibraryErrorCode::requestNotSupportedForAsset, "a sound has no picture.");
   }
   const auto format = pictureSignature(file.head(kSignatureLength)).format;
+  if (hasTooMuchBesidePixels(file, format)) return cannotDecode();
   switch (format) {
     case PictureFormat::jpeg:
     case PictureFormat::png:

@@ -210,5 +210,63 @@ TEST(RenderHostile, RefusesAJpegOfHundredsOfPasses) {
   EXPECT_EQ(reason, "The picture cannot be decoded.");
 }
 
+// Each segment is looked for among all those before it.
+TEST(RenderHostile, RefusesAJpegOfThousandsOfSegments) {
+  const Bytes file = saved(detailed(), ".jpg");
+  const auto withSegments = [&file](std::size_t count) {
+    Bytes many = firstBytes(file, 2);
+    for (std::size_t i = 0; i < count; ++i) many.insert(many.end(), {0xFF, 0xE1, 0, 2});
+    many.insert(many.end(), file.begin() + 2, file.end());
+    return many;
+  };
+  EXPECT_EQ(rendered(withSegments(5'000), fitInto(64, 64)).width, 64);
+  EXPECT_EQ(reasonFor(withSegments(20'000), fitInto(64, 64)), "The picture cannot be decoded.");
+}
+
+/// A PNG with a text chunk of so many bytes.
+Bytes pngWithText(const std::string& type, const std::string& begin, std::size_t size) {
+  Bytes chunk = bytesOf(type + begin);
+  chunk.resize(chunk.size() + size);
+  const uLong sum = crc32(0, chunk.data(), static_cast<uInt>(chunk.size()));
+  Bytes framed;
+  const auto put = [&framed](std::size_t number) {
+    for (int i = 3; i >= 0; --i) framed.push_back(static_cast<std::uint8_t>(number >> (8 * i)));
+  };
+  put(chunk.size() - type.size());
+  framed.insert(framed.end(), chunk.begin(), chunk.end());
+  put(sum);
+  Bytes file = saved(detailed(), ".png");
+  constexpr std::ptrdiff_t kBehindHeader = 33;
+  file.insert(file.begin() + kBehindHeader, framed.begin(), framed.end());
+  return file;
+}
+
+// Each byte of them may be a thousand to be unpacked.
+TEST(RenderHostile, RefusesAPngOfLongPackedTexts) {
+  const std::string plain("name\0\0\0\0\0", 9);
+  const std::string packed("name\0\1\0\0\0", 9);
+  const std::string old("name\0\0", 6);
+  EXPECT_EQ(rendered(pngWithText("iTXt", plain, 3'000'000), fitInto(64, 64)).width, 64);
+  EXPECT_EQ(rendered(pngWithText("zTXt", old, 1'000'000), fitInto(64, 64)).width, 64);
+  for (const Bytes& file :
+       {pngWithText("iTXt", packed, 3'000'000), pngWithText("zTXt", old, 3'000'000)}) {
+    EXPECT_EQ(reasonFor(file, fitInto(64, 64)), "The picture cannot be decoded.");
+  }
+}
+
+TEST(RenderHostile, RefusesAGifOfMorePixelsThanCanBeKept) {
+  Bytes file = saved(detailed(), ".gif");
+  // The screen's size and the frame's, each 320 by 240, become 20000 by 20000 pixels.
+  const Bytes stored{0x40, 1, 0xf0, 0};
+  const Bytes size{0x20, 0x4e, 0x20, 0x4e};
+  int found = 0;
+  for (auto at = file.begin(); found < 2; ++found) {
+    at = std::search(at, file.end(), stored.begin(), stored.end());
+    ASSERT_NE(at, file.end());
+    std::copy(size.begin(), size.end(), at);
+  }
+  EXPECT_EQ(reasonFor(file, fitInto(64, 64)), "The picture has more pixels than can be decoded.");
+}
+
 }  // namespace
 }  // namespace quorvin
