@@ -1,6 +1,6 @@
 # The two commands are `make demo` and `make test`; `make help` lists all.
 .DEFAULT_GOAL := help
-.PHONY: help demo test check crash-test bench coverage fuzz clean
+.PHONY: help demo test check crash-test hostile bench coverage fuzz clean
 
 # `make test PRESET=ci` takes every warning for an error.
 PRESET ?= test
@@ -22,6 +22,10 @@ check: ## run what takes long: all tests under sanitizers, static analysis
 crash-test: ## kill 10,000 processes, fail every call and lose power at every moment while libraries change
 	@scripts/install_dependencies.sh test
 	@scripts/crash_test.sh
+
+hostile: ## ask everything of bombs, disguises and 20,000 damaged files, through the real worker
+	@scripts/install_dependencies.sh test
+	@scripts/hostile_test.sh
 
 bench: ## measure beside the rivals, with ratios
 	@scripts/install_dependencies.sh bench

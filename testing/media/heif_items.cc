@@ -77,10 +77,10 @@ BoxWriter sizeProperty(int width, int height) {
 }
 
 /// Sizes, the stream's setup and the turn of the whole, and which item has which of them.
-BoxWriter properties(const Picture& picture, int side, const Bytes& setup, int quarterTurns,
+BoxWriter properties(int width, int height, int side, const Bytes& setup, int quarterTurns,
                      std::size_t tileCount) {
   BoxWriter list;
-  list.box("ispe", sizeProperty(picture.width, picture.height))
+  list.box("ispe", sizeProperty(width, height))
       .box("ispe", sizeProperty(side, side))
       .box("hvcC", BoxWriter().append(setup))
       .box("irot", BoxWriter().number(static_cast<std::size_t>(quarterTurns), 1));
@@ -91,6 +91,16 @@ BoxWriter properties(const Picture& picture, int side, const Bytes& setup, int q
     uses.number(kPrimary + 1 + i, 2).number(2, 1).number(2, 1).number(kEssential | 3, 1);
   }
   return BoxWriter().box("ipco", list).box("ipma", uses);
+}
+
+/// The item that shows tiles in rows and columns.
+BoxWriter gridItem(int columns, int rows, int width, int height) {
+  return BoxWriter()
+      .number(0, 2)
+      .number(static_cast<std::size_t>(rows - 1), 1)
+      .number(static_cast<std::size_t>(columns - 1), 1)
+      .number(static_cast<std::size_t>(width), 2)
+      .number(static_cast<std::size_t>(height), 2);
 }
 
 /// Where each item's data lies, of which the first begins at `offset`.
@@ -137,12 +147,7 @@ Bytes fileOfItems(const std::vector<Bytes>& items, const BoxWriter& infos,
 Bytes tiledHeic(const Picture& picture, int side, int quarterTurns) {
   const int columns = (picture.width + side - 1) / side;
   const int rows = (picture.height + side - 1) / side;
-  BoxWriter grid;
-  grid.number(0, 2).number(static_cast<std::size_t>(rows - 1), 1);
-  grid.number(static_cast<std::size_t>(columns - 1), 1);
-  grid.number(static_cast<std::size_t>(picture.width), 2);
-  grid.number(static_cast<std::size_t>(picture.height), 2);
-  std::vector<Bytes> items{grid.bytes()};
+  std::vector<Bytes> items{gridItem(columns, rows, picture.width, picture.height).bytes()};
   Bytes setup;
   for (int row = 0; row < rows; ++row) {
     for (int column = 0; column < columns; ++column) {
@@ -159,8 +164,24 @@ Bytes tiledHeic(const Picture& picture, int side, int quarterTurns) {
     infos.append(itemInfo(id, "hvc1").bytes());
     parts.number(id, 2);
   }
-  return fileOfItems(items, infos, BoxWriter().box("dimg", parts),
-                     properties(picture, side, setup, quarterTurns, tileCount));
+  return fileOfItems(
+      items, infos, BoxWriter().box("dimg", parts),
+      properties(picture.width, picture.height, side, setup, quarterTurns, tileCount));
+}
+
+Bytes repeatedTileHeic(const Picture& tile, int columns, int rows) {
+  const int width = tile.width * columns;
+  const int height = tile.height * rows;
+  const Bytes coded = heif(tile);
+  const auto count = static_cast<std::size_t>(columns * rows);
+  BoxWriter parts;
+  parts.number(kPrimary, 2).number(count, 2);
+  for (std::size_t i = 0; i < count; ++i) parts.number(kPrimary + 1, 2);
+  BoxWriter infos = itemInfo(kPrimary, "grid");
+  infos.append(itemInfo(kPrimary + 1, "hvc1").bytes());
+  return fileOfItems({gridItem(columns, rows, width, height).bytes(), contentOf(coded, "mdat")},
+                     infos, BoxWriter().box("dimg", parts),
+                     properties(width, height, tile.width, contentOf(coded, "hvcC"), 0, 1));
 }
 
 Bytes heicWithAuxiliary(const Picture& picture, const std::string& type) {

@@ -36,6 +36,9 @@ Bytes heif(const Picture& picture, const HeifOptions& options = {});
 /// by so many quarters against the clock.
 Bytes tiledHeic(const Picture& picture, int side, int quarterTurns = 0);
 
+/// HEIC that shows one tile again and again, at most 256 times in each direction.
+Bytes repeatedTileHeic(const Picture& tile, int columns, int rows);
+
 /// HEIC with a second picture that belongs to the first; `type` is the name of what it is for.
 Bytes heicWithAuxiliary(const Picture& picture, const std::string& type);
 
