@@ -174,6 +174,17 @@ std::string readSideRecord(const LibraryFolder& folder, const std::string& path)
   return text;
 }
 
+/// What a file can be; anything else comes from damage, or from somebody who wishes no good.
+bool isPossible(const OriginalRecord& record) {
+  const MediaProbe& probe = record.asset.probe;
+  const auto isUpTo = [](double most, double value) { return value >= 0 && value <= most; };
+  return probe.kind >= MediaKind{} && probe.kind <= MediaKind::audio && probe.pixelWidth >= 0 &&
+         probe.pixelHeight >= 0 && isUpTo(kMostSeconds, probe.duration) &&
+         isUpTo(kMostFrames, probe.frameRate) && isUpTo(kMostFrames, probe.captureFrameRate) &&
+         record.resource.size >= -1 && record.resource.orientation >= 1 &&
+         record.resource.orientation <= 8;
+}
+
 }  // namespace
 
 std::string textOf(const OriginalRecord& record) {
@@ -219,9 +230,7 @@ std::optional<OriginalRecord> recordFromText(std::string_view text) {
   OriginalRecord record;
   record.asset.identifier = lines.text("asset");
   const auto type = lines.find<std::int64_t>("type");
-  const auto kind = lines.find<int>("kind");
-  if (!isAssetIdentifier(record.asset.identifier) || !type || !kind || *kind < 0 ||
-      *kind > static_cast<int>(MediaKind::audio)) {
+  if (!isAssetIdentifier(record.asset.identifier) || !type || !lines.find<int>("kind")) {
     return std::nullopt;
   }
   record.asset.probe = probeOf(lines);
@@ -234,7 +243,7 @@ std::optional<OriginalRecord> recordFromText(std::string_view text) {
   record.resource.size = lines.number("size", std::int64_t{-1});
   record.resource.hash = bytesOf(lines.text("hash"));
   record.resource.orientation = lines.number<int>("orientation", 1);
-  return record;
+  return isPossible(record) ? std::optional(std::move(record)) : std::nullopt;
 }
 
 Done writeRecord(const LibraryFolder& folder, int file, const OriginalRecord& record) {

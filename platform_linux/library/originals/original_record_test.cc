@@ -58,6 +58,19 @@ TEST(OriginalRecord, IsNoneWhereTheTextIsNoRecord) {
   }
 }
 
+// Its original is then taken for what its name tells.
+TEST(OriginalRecord, IsNoneWhereItTellsOfWhatNoFileCanBe) {
+  const std::string text = textOf(sample());
+  for (const std::string line :
+       {"kind 4", "kind -1", "width -1", "height -1", "duration -1", "duration nan", "duration inf",
+        "rate -1", "captureRate nan", "orientation 0", "orientation 9", "size -2"}) {
+    std::string other = text;
+    const std::size_t at = other.find(line.substr(0, line.find(' ') + 1));
+    ASSERT_NE(at, std::string::npos) << line;
+    EXPECT_FALSE(recordFromText(other.replace(at, other.find('\n', at) - at, line))) << line;
+  }
+}
+
 TEST(OriginalRecord, LiesBesideTheOriginalsWhereThereAreNoAttributes) {
   TestLibrary test;
   const LibraryFolder folder = test.library->catalogue()->folder();
