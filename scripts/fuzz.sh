@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Fuzzes the message decoder and the dispatcher, FUZZ_SECONDS each.
+# Fuzzes the message decoder, the dispatcher, both sides of the media worker's socket and what
+# stands beside originals, FUZZ_SECONDS each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-600}
 
-scripts/build.sh fuzz fuzz_message fuzz_dispatch
-for target in message dispatch; do
+scripts/build.sh fuzz fuzz_message fuzz_dispatch fuzz_worker fuzz_originals
+for target in message dispatch worker originals; do
   echo "Fuzzing $target for $seconds s"
   corpus=build/fuzz/corpus/$target
   mkdir -p "$corpus"
