@@ -15,6 +15,13 @@ namespace quorvin {
 
 namespace {
 
+// Sanitizers open files to tell what they found.
+#ifdef QUORVIN_SANITIZED
+constexpr bool kIsSanitized = true;
+#else
+constexpr bool kIsSanitized = false;
+#endif
+
 std::string absence(int error) {
   return error == 0 ? std::string() : std::generic_category().message(error);
 }
@@ -34,13 +41,12 @@ int giveUpCapabilities() {
 
 std::vector<SandboxLayer> enterSandbox() {
   std::vector<SandboxLayer> layers;
-#ifndef QUORVIN_SANITIZED  // sanitizers open files to tell what they found
+  if (kIsSanitized) return layers;
   layers.push_back({"no new privileges", absence(giveUpNewRights())});
   layers.push_back({"no capabilities", absence(giveUpCapabilities())});
   layers.push_back({"no files by name (Landlock)", absence(forbidFileAccess())});
   // Last, for it forbids what the others need.
   layers.push_back({"few system calls (seccomp)", absence(allowFewSystemCalls())});
-#endif
   return layers;
 }
 

@@ -73,6 +73,10 @@ class Rules {
   int error_ = 0;
 };
 
+scmp_arg_cmp equals(unsigned argument, scmp_datum_t value) {
+  return {argument, SCMP_CMP_EQ, value, 0};
+}
+
 void allowComputing(Rules& rules) {
   rules.allow({SCMP_SYS(read), SCMP_SYS(write), SCMP_SYS(writev), SCMP_SYS(pread64),
                SCMP_SYS(pwrite64), SCMP_SYS(lseek), SCMP_SYS(close), SCMP_SYS(dup), SCMP_SYS(fstat),
@@ -98,14 +102,11 @@ void allowInPart(Rules& rules) {
   rules.add(SCMP_ACT_ALLOW, SCMP_SYS(clone),
             {SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, CLONE_THREAD)});
   rules.add(SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3));
-  rules.add(SCMP_ACT_ALLOW, SCMP_SYS(tgkill),
-            {SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(::getpid()))});
-  rules.add(SCMP_ACT_ALLOW, SCMP_SYS(prctl), {SCMP_A0(SCMP_CMP_EQ, PR_SET_NAME)});
+  rules.add(SCMP_ACT_ALLOW, SCMP_SYS(tgkill), {equals(0, static_cast<scmp_datum_t>(::getpid()))});
+  rules.add(SCMP_ACT_ALLOW, SCMP_SYS(prctl), {equals(0, PR_SET_NAME)});
   // Its own limits: the processor's time is renewed with each request; the others are read.
-  rules.add(SCMP_ACT_ALLOW, SCMP_SYS(prlimit64),
-            {SCMP_A0(SCMP_CMP_EQ, 0), SCMP_A1(SCMP_CMP_EQ, RLIMIT_CPU)});
-  rules.add(SCMP_ACT_ALLOW, SCMP_SYS(prlimit64),
-            {SCMP_A0(SCMP_CMP_EQ, 0), SCMP_A2(SCMP_CMP_EQ, 0)});
+  rules.add(SCMP_ACT_ALLOW, SCMP_SYS(prlimit64), {equals(0, 0), equals(1, RLIMIT_CPU)});
+  rules.add(SCMP_ACT_ALLOW, SCMP_SYS(prlimit64), {equals(0, 0), equals(2, 0)});
   // Names lead nowhere, neither to a settings file that Exiv2 looks for beside the program and in
   // the current folder.
   rules.add(SCMP_ACT_ALLOW, SCMP_SYS(getcwd));
@@ -120,8 +121,7 @@ void allowInPart(Rules& rules) {
   // Nothing that has signals sent.
   for (const int command :
        {F_DUPFD, F_DUPFD_CLOEXEC, F_GETFD, F_SETFD, F_GETFL, F_ADD_SEALS, F_GET_SEALS}) {
-    rules.add(SCMP_ACT_ALLOW, SCMP_SYS(fcntl),
-              {SCMP_A1(SCMP_CMP_EQ, static_cast<scmp_datum_t>(command))});
+    rules.add(SCMP_ACT_ALLOW, SCMP_SYS(fcntl), {equals(1, static_cast<scmp_datum_t>(command))});
   }
 }
 
