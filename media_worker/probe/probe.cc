@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "codec/utf8.h"
 #include "media_protocol/wire.h"
 #include "media_worker/metadata/metadata.h"
 #include "media_worker/probe/probe_motion_photo.h"
@@ -77,7 +78,7 @@ namespace {
 Result<MediaProbe> withinBounds(Result<MediaProbe> probe) {
   if (!probe) return probe;
   for (std::string* each : {&probe->contentIdentifier, &probe->burstIdentifier}) {
-    if (each->size() > kLongestText) each->clear();
+    if (each->size() > kLongestText || !isUtf8(*each)) each->clear();
   }
   probe->duration = std::min(probe->duration, kMostSeconds);
   for (double* each : {&probe->frameRate, &probe->captureFrameRate}) {

@@ -100,5 +100,17 @@ INSTANTIATE_TEST_SUITE_P(
         Sample{"mp3", [] { return ffmpegOutput("-f lavfi -i sine=d=0.3", "mp3"); }, 100}),
     [](const testing::TestParamInfo<Sample>& parameter) { return parameter.param.name; });
 
+// What is no text cannot be told to the other process, and the photo would be refused with it.
+TEST(ProbeIdentifiers, AreNoneWhereTheyAreNoText) {
+  const auto noted = [](const std::string& burst, const std::string& content) {
+    return probed(
+        withMakerNote(photo(".jpg"), makerNote({{0x000b, 2, burst, 0}, {0x0011, 2, content, 0}})));
+  };
+  EXPECT_EQ(noted("burst", "content").burstIdentifier, "burst");
+  EXPECT_EQ(noted("burst", "content").contentIdentifier, "content");
+  EXPECT_EQ(noted("b\xffrst", "content").burstIdentifier, "");
+  EXPECT_EQ(noted("burst", "cont\xc3").contentIdentifier, "");
+}
+
 }  // namespace
 }  // namespace quorvin
