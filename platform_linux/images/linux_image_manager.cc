@@ -6,6 +6,7 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/images/stored_media.h"
 #include "platform_linux/images/target_size.h"
+#include "platform_linux/media/worker_lane.h"
 
 namespace quorvin {
 
@@ -34,10 +35,6 @@ struct LinuxImageManager::ImageRequest {
   bool hasOriginalSize() const {
     return targetSize == PHImageManagerMaximumSize ||
            options.resizeMode == PHImageRequestOptionsResizeMode::none;
-  }
-  bool isLarge() const {
-    constexpr double kMostLookedAt = 4e6;  // pixels, of a large screen
-    return hasOriginalSize() || targetSize.width * targetSize.height > kMostLookedAt;
   }
   bool isPrecededByDegraded() const {
     return options.deliveryMode == PHImageRequestOptionsDeliveryMode::opportunistic &&
@@ -79,7 +76,7 @@ PHImageRequestID LinuxImageManager::requestImageForAsset(std::shared_ptr<const P
   const auto handler = std::make_shared<const PHImageResultHandler>(std::move(resultHandler));
   ImageRequest request{std::move(asset), targetSize, contentMode, options, handler};
   ImageRequests::Work work;
-  work.isLarge = request.isLarge();
+  work.isLarge = laneOf(request.finalRendering(MediaKind::image)) != WorkerLane::looks;
   work.run = [this, request = std::move(request)](const Progress& progress) {
     return loadImage(request, progress);
   };
