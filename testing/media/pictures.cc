@@ -140,6 +140,8 @@ Bytes wideProfile() {
   cmsSaveProfileToMem(profile.get(), nullptr, &size);
   Bytes bytes(size);
   cmsSaveProfileToMem(profile.get(), bytes.data(), &size);
+  // The time of its making, in the header: every profile that is made here is the same.
+  std::fill_n(bytes.begin() + 24, 12, std::uint8_t{0});
   return bytes;
 }
 
