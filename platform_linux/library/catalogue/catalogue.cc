@@ -21,6 +21,8 @@ namespace {
 constexpr std::size_t kIdleConnections = 8;
 // For a connection, where the process cannot open another.
 constexpr std::chrono::seconds kPatienceForConnection{10};
+// On a full disk, while nobody else writes: a listing is read in less.
+constexpr std::chrono::milliseconds kPatienceWithReaders{500};
 
 // The first read of a connection opens the log as well.
 Result<std::unique_ptr<Database>> readOnce(Result<std::unique_ptr<Database>> opened) {
@@ -286,7 +288,9 @@ bool Catalogue::freeLog(bool isSettled) {
   if (writer_ != nullptr) {
     isSettled = isSettled || writer_->settleLog();
     // What the file took up without being able to grow as far as it must would be lost.
-    if (growthByLog(*writer_, folder_) <= folder_.reserve().freeBytes()) writer_->emptyLog(false);
+    if (growthByLog(*writer_, folder_) <= folder_.reserve().freeBytes()) {
+      writer_->emptyLog(kPatienceWithReaders);
+    }
   }
   folder_.reserve().keep();
   return isSettled;

@@ -12,7 +12,6 @@
 namespace quorvin {
 namespace {
 
-constexpr int kBusyTimeoutMilliseconds = 5000;
 constexpr int kPagesOfLog = 1000;
 // A catalogue uses a few dozen texts; more come from unusual fetch options.
 constexpr std::size_t kKeptStatements = 128;
@@ -175,7 +174,7 @@ Result<std::unique_ptr<Database>> Database::open(const std::string& path, Use us
 }
 
 bool Database::configure(Use use) {
-  sqlite3_busy_timeout(connection_, kBusyTimeoutMilliseconds);
+  waitFor(kPatience);
   const auto set = [this](int option, int value) {
     return sqlite3_db_config(connection_, option, value, nullptr) == SQLITE_OK;
   };
@@ -272,10 +271,14 @@ bool Database::copyTo(const std::string& path, const std::function<bool()>& shou
   return status == SQLITE_DONE;
 }
 
-void Database::emptyLog(bool waits) {
-  sqlite3_busy_timeout(connection_, waits ? kBusyTimeoutMilliseconds : 0);
+void Database::waitFor(std::chrono::milliseconds patience) {
+  sqlite3_busy_timeout(connection_, static_cast<int>(patience.count()));
+}
+
+void Database::emptyLog(std::chrono::milliseconds patience) {
+  waitFor(patience);
   execute("PRAGMA wal_checkpoint(TRUNCATE)");
-  sqlite3_busy_timeout(connection_, kBusyTimeoutMilliseconds);
+  waitFor(kPatience);
 }
 
 void Database::setCheckpointing(bool isOn) {

@@ -1,6 +1,7 @@
 // SQLite's C interface, with owners for its objects. Every value is bound.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -99,6 +100,9 @@ class Database {
   /// The version of SQLite that is used.
   static std::string libraryVersion();
 
+  /// For others to be out of the way, where nothing else is said.
+  static constexpr std::chrono::milliseconds kPatience{5000};
+
   enum class Use {
     read,
     write,
@@ -138,9 +142,9 @@ class Database {
   /// Copies all of it, as of one moment, to the empty file at the path. Not durable. False when
   /// that failed, or when `shouldStop`, asked now and then, said so.
   bool copyTo(const std::string& path, const std::function<bool()>& shouldStop = {});
-  /// Brings the log's content into the file, unless somebody is in the way, or still is after some
-  /// seconds. The caller holds the writer lock.
-  void emptyLog(bool waits = true);
+  /// Brings the log's content into the file, unless somebody who reads is still in the way after so
+  /// long. The caller holds the writer lock.
+  void emptyLog(std::chrono::milliseconds patience = kPatience);
   /// Of a connection for writing: whether commits bring a long log into the file.
   void setCheckpointing(bool isOn);
   /// True when the last failure says that the file is no sound database.
@@ -152,6 +156,7 @@ class Database {
  private:
   explicit Database(sqlite3* connection) : connection_(connection) {}
   bool configure(Use use);
+  void waitFor(std::chrono::milliseconds patience);
 
   sqlite3* connection_;
   std::map<std::string, sqlite3_stmt*, std::less<>> statements_;

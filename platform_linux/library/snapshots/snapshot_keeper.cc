@@ -81,6 +81,8 @@ SnapshotKeeper::Clock::time_point SnapshotKeeper::look(bool isClosing) {
     if (!opened) return kNever;
     catalogue_ = *std::move(opened);
   }
+  // The disk is full, and whoever reads keeps its log from being emptied.
+  if (folder_.reserve().isInUse()) return Clock::now() + kPause;
   const auto age = ageOfNewestSnapshot(folder_, *catalogue_);
   if (!age || age->changes == 0) return kNever;
   // A clock that was put back makes the snapshot look as if it were yet to come.

@@ -4,9 +4,12 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "platform_linux/library/catalogue/sqlite.h"
 #include "platform_linux/library/upkeep/check.h"
 #include "platform_linux/library/upkeep/trash.h"
 #include "posix/file_descriptor.h"
@@ -85,6 +88,15 @@ class FullDisk : public testing::Test {
     return perform([&](PHChangeRequests& requests) {
       requests.deleteAssets(*library_->fetchAssetsWithLocalIdentifiers(identifiers, nullptr));
     });
+  }
+  /// A thousand assets more that are in the trash, and two thousand that are not.
+  void plantTrash() {
+    Gardener gardener(place());
+    gardener.run("BEGIN");
+    for (int i = 0; i < 3000; ++i) gardener.plant({.created = i});
+    gardener.run("UPDATE assets SET trashed_ns = 9000000000000000000 WHERE id % 3 = 0 AND id > 20");
+    gardener.run("COMMIT");
+    gardener.run("PRAGMA wal_checkpoint(TRUNCATE)");
   }
   /// How many of those that were saved at first are still there.
   std::size_t shown() { return library_->fetchAssetsWithLocalIdentifiers(kept_, nullptr)->count(); }
@@ -186,14 +198,7 @@ TEST_F(FullDisk, AnOpeningSweepsAndRemovesWhatWasDeletedLongAgo) {
 }
 
 TEST_F(FullDisk, ALargeTrashGoesInSmallerPartsWhereLittleIsKeptBack) {
-  {
-    Gardener gardener(place());
-    gardener.run("BEGIN");
-    for (int i = 0; i < 3000; ++i) gardener.plant({.created = i});
-    gardener.run("UPDATE assets SET trashed_ns = 9000000000000000000 WHERE id % 3 = 0 AND id > 20");
-    gardener.run("COMMIT");
-    gardener.run("PRAGMA wal_checkpoint(TRUNCATE)");
-  }
+  plantTrash();
   fs::resize_file(reserve(), 400'000);
   fill();
   const auto emptied = emptyTrash(place());
@@ -201,6 +206,24 @@ TEST_F(FullDisk, ALargeTrashGoesInSmallerPartsWhereLittleIsKeptBack) {
   EXPECT_GE(emptied->assets, 1000U);
   open();
   EXPECT_EQ(shown(), kept_.size());
+}
+
+TEST_F(FullDisk, IsFreedAlthoughOthersRead) {
+  plantTrash();
+  fs::resize_file(reserve(), 400'000);
+  const auto catalogue = Database::open(place() + "/library.sqlite", Database::Use::read);
+  ASSERT_TRUE(catalogue) << catalogue.error().sentence();
+  const std::jthread reader([&](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      const ReadTransaction moment(**catalogue);
+      EXPECT_TRUE((*catalogue)->integer("SELECT count(*) FROM assets"));
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  });
+  fill();
+  const auto emptied = emptyTrash(place());
+  ASSERT_TRUE(emptied) << emptied.error().sentence();
+  EXPECT_GE(emptied->assets, 1000U);
 }
 
 TEST_F(FullDisk, TheReserveIsMadeWholeAgainWhenThereIsRoom) {
