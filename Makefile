@@ -35,7 +35,7 @@ coverage: ## line coverage of the core by its tests
 	@scripts/install_dependencies.sh check
 	@scripts/coverage.sh
 
-fuzz: ## fuzz what is read from others: messages, calls, the worker, records; FUZZ_SECONDS each (600)
+fuzz: ## fuzz whatever is read from others or asked of the catalogue; FUZZ_SECONDS each (600)
 	@scripts/install_dependencies.sh check
 	@scripts/fuzz.sh
 
