@@ -20,6 +20,7 @@ extern "C" {
 #include "media_worker/metadata/metadata_file.h"
 #include "media_worker/reading/hevc_decoder.h"
 #include "media_worker/reading/processors.h"
+#include "media_worker/reading/wanted_loaders.h"
 
 namespace quorvin {
 
@@ -50,7 +51,7 @@ void startLibraries() {
   ::setenv("VIPS_DISC_THRESHOLD", "1000000g", 1);
   g_log_set_default_handler([](const char*, GLogLevelFlags, const char*, void*) {}, nullptr);
   if (vips_init("quorvin-media") != 0) fatalError("libvips did not start");
-  vips_block_untrusted_set(TRUE);
+  allowWantedLoaders();
   vips_concurrency_set(1);
   vips_cache_set_max(0);
   // Its compiler of that age needs memory that can be run; later versions bring their code along.

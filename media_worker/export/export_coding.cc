@@ -35,14 +35,11 @@ int codingThreads() {
 }
 
 ExportDecoder::ExportDecoder(const AVStream& source) : frame_(av_frame_alloc()) {
-  const AVCodec* codec = avcodec_find_decoder(source.codecpar->codec_id);
-  CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
+  CodecContextPtr context = newDecoder(*source.codecpar);
   if (!frame_ || !context) return;
-  if (avcodec_parameters_to_context(context.get(), source.codecpar) < 0) return;
   context->thread_count = codingThreads();
-  context->max_pixels = kMaximumPixelCount;
   context->pkt_timebase = source.time_base;
-  if (avcodec_open2(context.get(), codec, nullptr) >= 0) context_ = std::move(context);
+  if (avcodec_open2(context.get(), nullptr, nullptr) >= 0) context_ = std::move(context);
 }
 
 std::optional<Failure> ExportDecoder::decode(const AVPacket* packet, const TakeFrame& take) {

@@ -4,13 +4,13 @@
 
 #include "codec/utf8.h"
 #include "media_protocol/wire.h"
+#include "media_worker/headers/blocks_beside_pixels.h"
 #include "media_worker/metadata/metadata.h"
 #include "media_worker/probe/probe_motion_photo.h"
 #include "media_worker/probe/probe_movie.h"
 #include "media_worker/probe/probe_name.h"
 #include "media_worker/probe/probe_picture.h"
 #include "media_worker/probe/probe_raw.h"
-#include "media_worker/reading/blocks_beside_pixels.h"
 #include "media_worker/reading/input_file.h"
 #include "media_worker/reading/signature.h"
 

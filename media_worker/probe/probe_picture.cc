@@ -3,43 +3,17 @@
 #include <string>
 
 #include "media_protocol/wire.h"
+#include "media_worker/headers/jpeg_passes.h"
 #include "media_worker/reading/coded_picture.h"
-#include "media_worker/reading/jpeg_passes.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/reading/vips_image.h"
+#include "media_worker/reading/wanted_loaders.h"
 
 namespace quorvin {
 namespace {
 
 /// Formats that come only whole are not decoded beyond this many pixels just to look at them.
 constexpr std::int64_t kLargestTrial = 100'000'000;
-
-const char* loaderOf(PictureFormat format) {
-  switch (format) {
-    case PictureFormat::jpeg:
-      return "jpegload_source";
-    case PictureFormat::png:
-      return "pngload_source";
-    case PictureFormat::gif:
-      return "gifload_source";
-    case PictureFormat::webp:
-      return "webpload_source";
-    case PictureFormat::tiff:
-      return "tiffload_source";
-    default:
-      return nullptr;
-  }
-}
-
-ImagePtr openPicture(const InputFile& file, const char* loader) {
-  const SourcePtr source = sourceOf(file);
-  VipsImage* image = nullptr;
-  if (vips_call(loader, source.get(), &image, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
-                VIPS_FAIL_ON_TRUNCATED, nullptr) != 0) {
-    return nullptr;
-  }
-  return ImagePtr(image);
-}
 
 int integerField(VipsImage* image, const char* name, int absent) {
   int value = absent;
@@ -107,9 +81,9 @@ std::optional<Failure> sizeError(std::int64_t width, std::int64_t height, std::i
 }
 
 Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
-  const char* loader = loaderOf(format);
-  if (loader == nullptr) return probeCodedPicture(file, format);
-  const ImagePtr image = openPicture(file, loader);
+  if (isCodedPicture(format)) return probeCodedPicture(file, format);
+  const SourcePtr source = sourceOf(file);
+  const ImagePtr image = openPicture(source.get(), format, VIPS_FAIL_ON_TRUNCATED);
   if (!image) {
     vips_error_clear();
     return pictureError("the photo is damaged: its header cannot be read.");

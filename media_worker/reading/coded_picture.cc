@@ -49,6 +49,10 @@ FramePtr decode(AVCodecContext& decoder, const AVPacket& packet) {
 
 }  // namespace
 
+bool isCodedPicture(PictureFormat format) {
+  return codecOf(format) != AV_CODEC_ID_NONE;
+}
+
 ImagePtr decodeCodedPicture(const InputFile& file, PictureFormat format) {
   AVCodecParameters parameters{};
   parameters.codec_type = AVMEDIA_TYPE_VIDEO;

@@ -7,6 +7,9 @@
 
 namespace quorvin {
 
+/// Whether the format is one of these.
+bool isCodedPicture(PictureFormat format);
+
 /// The picture as stored, 8-bit RGB or RGBA. Null when it cannot be decoded, and for other formats.
 ImagePtr decodeCodedPicture(const InputFile& file, PictureFormat format);
 

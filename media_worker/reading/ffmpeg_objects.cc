@@ -7,6 +7,7 @@ extern "C" {
 #include <utility>
 
 #include "media_protocol/requests.h"
+#include "media_worker/reading/wanted_decoders.h"
 
 namespace quorvin {
 
@@ -20,14 +21,23 @@ void PacketFree::operator()(AVPacket* packet) const {
   av_packet_free(&packet);
 }
 
-CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads) {
+CodecContextPtr newDecoder(const AVCodecParameters& parameters) {
   const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
   CodecContextPtr context(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
-  if (!context || avcodec_parameters_to_context(context.get(), &parameters) < 0) return nullptr;
+  if (!context || avcodec_parameters_to_context(context.get(), &parameters) < 0 ||
+      !allowWantedDecoders(*context)) {
+    return nullptr;
+  }
+  context->max_pixels = kMaximumPixelCount;
+  return context;
+}
+
+CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads) {
+  CodecContextPtr context = newDecoder(parameters);
+  if (!context) return nullptr;
   context->thread_count = threads;
   context->thread_type = FF_THREAD_SLICE;
-  context->max_pixels = kMaximumPixelCount;
-  return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
+  return avcodec_open2(context.get(), nullptr, nullptr) < 0 ? nullptr : std::move(context);
 }
 
 }  // namespace quorvin

@@ -23,6 +23,9 @@ using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextFree>;
 using FramePtr = std::unique_ptr<AVFrame, FrameFree>;
 using PacketPtr = std::unique_ptr<AVPacket, PacketFree>;
 
+/// A decoder for the stream that is yet to be opened; null when there is none that is wanted.
+CodecContextPtr newDecoder(const AVCodecParameters& parameters);
+
 /// An open decoder for the stream; null when there is none or it refuses. Threads share the work on
 /// each frame, where the stream allows.
 CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads = 1);

@@ -3,15 +3,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "media_protocol/failure.h"
 
 namespace quorvin {
 
-/// Reads at explicit offsets: the descriptor's own offset is shared with other processes. The
-/// descriptor stays the caller's and outlives this. One thread at a time.
+class FileBlocks;
+
+/// Reads at explicit offsets: the descriptor's own offset is shared with other processes. Small
+/// reads come out of a few blocks in memory, which copies and parts share. The descriptor stays
+/// the caller's and outlives this. One thread at a time, for copies and parts together.
 class InputFile {
  public:
   /// An error when it is no regular file or empty.
@@ -27,9 +32,10 @@ class InputFile {
   InputFile part(std::int64_t offset, std::int64_t size) const;
 
  private:
-  InputFile(int fd, std::int64_t begin, std::int64_t size) : fd_(fd), begin_(begin), size_(size) {}
+  InputFile(std::shared_ptr<FileBlocks> blocks, std::int64_t begin, std::int64_t size)
+      : blocks_(std::move(blocks)), begin_(begin), size_(size) {}
 
-  int fd_;
+  std::shared_ptr<FileBlocks> blocks_;
   std::int64_t begin_;
   std::int64_t size_;
 };

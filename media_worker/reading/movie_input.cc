@@ -13,6 +13,7 @@ extern "C" {
 
 #include "media_protocol/wire.h"
 #include "media_worker/reading/ffmpeg_versions.h"
+#include "media_worker/reading/wanted_decoders.h"
 
 namespace quorvin {
 
@@ -57,6 +58,10 @@ Result<std::unique_ptr<MovieInput>> MovieInput::open(const InputFile& file) {
     return AVERROR(EPERM);
   };
   context->format_whitelist = av_strdup(kFormats);
+  if (context->format_whitelist == nullptr || !allowWantedDecoders(*context)) {
+    avformat_free_context(context);
+    return Failure(LibraryErrorCode::internal, "memory ran out.");
+  }
   // On failure the context is freed, but the input's own I/O is not.
   if (avformat_open_input(&context, "", nullptr, nullptr) < 0) {
     return Failure(LibraryErrorCode::invalidResource,

@@ -5,14 +5,29 @@
 #include <algorithm>
 #include <string>
 
+#include "media_worker/reading/wanted_loaders.h"
 #include "testing/media/heif_pictures.h"
 #include "testing/media/renderings.h"
 
 namespace quorvin {
 namespace {
 
+/// The picture as it stands in a file; no image when that cannot be read.
+struct StoredPicture {
+  explicit StoredPicture(const Bytes& bytes) : file(fileOf(bytes)) {
+    const auto input = InputFile::open(file.get());
+    if (!input) return;
+    source = sourceOf(*input);
+    image = openPicture(source.get(), pictureSignature(bytes).format, VIPS_FAIL_ON_ERROR);
+  }
+  FileDescriptor file;
+  SourcePtr source;
+  ImagePtr image;
+};
+
 Bytes profileOf(const Bytes& file) {
-  const ImagePtr image(vips_image_new_from_buffer(file.data(), file.size(), "", nullptr));
+  const StoredPicture opened(file);
+  const ImagePtr& image = opened.image;
   const void* profile = nullptr;
   std::size_t size = 0;
   if (!image || vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) == 0 ||
@@ -25,7 +40,8 @@ Bytes profileOf(const Bytes& file) {
 
 /// The pixels as stored, whatever their profile says.
 Picture storedPixels(const Bytes& file) {
-  const ImagePtr image(vips_image_new_from_buffer(file.data(), file.size(), "", nullptr));
+  const StoredPicture opened(file);
+  const ImagePtr& image = opened.image;
   if (!image) return {};
   Picture picture(image->Xsize, image->Ysize, image->Bands);
   std::size_t size = 0;

@@ -1,12 +1,12 @@
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 #include "media_protocol/wire.h"
+#include "media_worker/headers/jpeg_passes.h"
 #include "media_worker/reading/coded_picture.h"
 #include "media_worker/reading/jpeg_decoder.h"
-#include "media_worker/reading/jpeg_passes.h"
 #include "media_worker/reading/orientation.h"
+#include "media_worker/reading/wanted_loaders.h"
 #include "media_worker/render/loaded_image.h"
 
 namespace quorvin {
@@ -25,16 +25,6 @@ int jpegShrink(double wanted) {
 
 VipsFailOn failOn(const RenderRequest& request) {
   return request.failOnDamage ? VIPS_FAIL_ON_ERROR : VIPS_FAIL_ON_NONE;
-}
-
-ImagePtr open(VipsSource* source, const RenderRequest& request) {
-  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL,
-                                             "fail_on", failOn(request), nullptr));
-}
-
-ImagePtr openWebp(VipsSource* source, const RenderRequest& request, double scale) {
-  return ImagePtr(vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL,
-                                             "fail_on", failOn(request), "scale", scale, nullptr));
 }
 
 /// Whether the JPEG is one that `decodeJpeg` decodes: libvips takes care of printers' inks.
@@ -59,22 +49,20 @@ bool decodeSmaller(ImagePtr& header, const InputFile& file, const RenderRequest&
 
 }  // namespace
 
-Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request,
-                              int orientation) {
+Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
+                              const RenderRequest& request, int orientation) {
   const SourcePtr source = sourceOf(file);
-  const char* found = vips_foreign_find_load_source(source.get());
-  const std::string_view loader = found == nullptr ? "" : found;
   LoadedImage loaded;
-  if (!loader.empty()) loaded.image = open(source.get(), request);
+  loaded.image = openPicture(source.get(), format, failOn(request));
   if (!loaded.image) return cannotDecode();
 
   VipsImage* header = loaded.image.get();
   const int width = vips_image_get_width(header);
   const int height = vips_image_get_height(header);
   if (!isDecodableSize(width, height)) return tooManyPixels();
-  const bool isGif = loader.starts_with("VipsForeignLoadNsgif");
-  if (isGif && height > kMaximumGifPixelCount / width) return tooManyPixels();
-  const bool isJpeg = loader.starts_with("VipsForeignLoadJpeg");
+  if (format == PictureFormat::gif && height > kMaximumGifPixelCount / width)
+    return tooManyPixels();
+  const bool isJpeg = format == PictureFormat::jpeg;
   if (isJpeg && hasTooManyJpegPasses(file, width, height)) return cannotDecode();
   const int stored = vips_image_get_orientation(header);
   loaded.orientation = stored > 1 && stored <= 8 ? stored : orientation;
@@ -88,9 +76,9 @@ Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& reques
       static_cast<double>(uprightHeight) / static_cast<double>(loaded.target.scaled.height));
   if (isJpeg && isScreenJpeg(header)) {
     if (!decodeSmaller(loaded.image, file, request, wanted)) return cannotDecode();
-  } else if (loader.starts_with("VipsForeignLoadWebp") && wanted > 2) {
+  } else if (format == PictureFormat::webp && wanted > 2) {
     // Its decoder scales with a fair filter; twice the size is left to ours.
-    loaded.image = openWebp(source.get(), request, 2 / wanted);
+    loaded.image = openPicture(source.get(), format, failOn(request), 2 / wanted);
   }
   if (!loaded.image) return cannotDecode();
   return loaded;

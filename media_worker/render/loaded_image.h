@@ -25,10 +25,10 @@ struct LoadedImage {
   std::shared_ptr<PixelMemory> pixels;
 };
 
-/// Loads formats that libvips reads well. `orientation` counts when the file names none. The file
+/// Loads a format that libvips reads well. `orientation` counts when the file names none. The file
 /// outlives the result, as in all of these.
-Result<LoadedImage> loadImage(const InputFile& file, const RenderRequest& request,
-                              int orientation = 1);
+Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
+                              const RenderRequest& request, int orientation = 1);
 /// The primary picture of a HEIC, HEIF or AVIF file, or an embedded preview of the same picture
 /// where that has pixels enough.
 Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request);

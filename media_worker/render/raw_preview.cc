@@ -5,6 +5,7 @@
 
 #include "media_protocol/sealed_memory.h"
 #include "media_protocol/wire.h"
+#include "media_worker/headers/blocks_beside_pixels.h"
 #include "media_worker/metadata/exiv2_file.h"
 #include "media_worker/metadata/exiv2_versions.h"
 #include "media_worker/render/loaded_image.h"
@@ -86,8 +87,12 @@ Result<LoadedImage> loadRawPreview(const InputFile& file, int fd, const RenderRe
     return noPreview();
   }
   const auto preview = memory ? InputFile::open(memory.get()) : Result<InputFile>(noPreview());
-  if (!preview) return noPreview();
-  auto loaded = loadImage(*preview, request, orientation);
+  // Whatever the raw photo calls it.
+  const bool isPicture =
+      preview && pictureSignature(preview->head(kSignatureLength)).format == PictureFormat::jpeg &&
+      !hasTooMuchBesidePixels(*preview, PictureFormat::jpeg);
+  if (!isPicture) return noPreview();
+  auto loaded = loadImage(*preview, PictureFormat::jpeg, request, orientation);
   if (loaded) loaded->kept = std::move(memory);
   return loaded;
 }

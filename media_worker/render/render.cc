@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "media_worker/headers/blocks_beside_pixels.h"
 #include "media_worker/probe/probe_raw.h"
-#include "media_worker/reading/blocks_beside_pixels.h"
 #include "media_worker/render/colour.h"
 #include "media_worker/render/loaded_image.h"
 #include "media_worker/render/pixel_memory.h"
@@ -30,9 +30,10 @@ Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& req
     case PictureFormat::png:
     case PictureFormat::gif:
     case PictureFormat::webp:
-      return loadImage(file, request);
+      return loadImage(file, format, request);
     case PictureFormat::tiff:
-      return isRawPhoto(file, fd) ? loadRawPreview(file, fd, request) : loadImage(file, request);
+      return isRawPhoto(file, fd) ? loadRawPreview(file, fd, request)
+                                  : loadImage(file, format, request);
     case PictureFormat::heif:
       return loadHeif(file, request);
     case PictureFormat::bmp:

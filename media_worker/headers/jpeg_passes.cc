@@ -1,4 +1,4 @@
-#include "media_worker/reading/jpeg_passes.h"
+#include "media_worker/headers/jpeg_passes.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "media_worker/reading/blocks_beside_pixels.h"
+#include "media_worker/headers/blocks_beside_pixels.h"
 
 #include <array>
 #include <string_view>
