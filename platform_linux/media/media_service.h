@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 
 #include "core/platform/image_codec.h"
@@ -53,8 +54,10 @@ class MediaService {
   /// video or audio is one plain line.
   virtual Result<MediaProbe> probe(const FileDescriptor& file, const std::string& name) = 0;
 
+  /// Ends soon, with the code `userCancelled`, once `stop` is requested.
   virtual Result<std::shared_ptr<const RenderedImage>> render(const FileDescriptor& file,
-                                                              const RenderRequest& request) = 0;
+                                                              const RenderRequest& request,
+                                                              std::stop_token stop = {}) = 0;
 
   /// `quality` is 0 to 1, for JPEG.
   virtual Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,

@@ -1,50 +1,35 @@
 #include "platform_linux/media/media_worker_pool.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "codec/standard_message_codec.h"
 #include "codec/utf8.h"
-#include "platform_linux/dispatch/background_thread.h"
 #include "platform_linux/media/worker_replies.h"
 
 namespace quorvin {
 
 namespace {
 
-/// What a worker that was told that there is no more to do may take to end by itself.
-constexpr std::chrono::seconds kFarewell(1);
-
 Failure interrupted(std::string_view sentence) {
   return Failure(LibraryErrorCode::operationInterrupted, sentence);
 }
 
-Failure shutDownError() {
-  return interrupted("the photo library is being closed.");
+Failure cancelledError(WorkerLane lane) {
+  return Failure(LibraryErrorCode::userCancelled, lane == WorkerLane::exports
+                                                      ? "the export was cancelled."
+                                                      : "the request was cancelled.");
 }
 
-Failure cancelledError() {
-  return Failure(LibraryErrorCode::userCancelled, "the export was cancelled.");
-}
-
-std::optional<std::int64_t> progressOf(const Packet& packet) {
-  const std::optional<Value> value = decodeMessage(packet.bytes);
-  const Map* map = value ? value->as<Map>() : nullptr;
-  return map == nullptr ? std::nullopt : progressFromMap(*map);
-}
-
-/// How far an export has to get to have got on, in bytes: so that one that only says so ends.
-std::int64_t stepOf(int source) {
-  constexpr std::int64_t kLeast = 1024;
-  constexpr std::int64_t kSteps = 100'000;
-  struct stat status = {};
-  return ::fstat(source, &status) == 0 ? std::max(kLeast, status.st_size / kSteps) : kLeast;
+/// `blamable`: the worker was fresh, and nobody ended it.
+WorkerKeeper::End endOf(WorkerProcess::Outcome outcome, bool blamable) {
+  if (blamable && outcome == WorkerProcess::Outcome::ended) return WorkerKeeper::End::died;
+  if (blamable && outcome == WorkerProcess::Outcome::notReceived)
+    return WorkerKeeper::End::notStarted;
+  return WorkerKeeper::End::unreliable;
 }
 
 std::string inSeconds(std::chrono::milliseconds time) {
@@ -69,10 +54,10 @@ std::size_t MediaWorkerOptions::sizeForThisMachine() {
 /// One request's stay in the pool, with the worker that serves it.
 class MediaWorkerPool::Turn {
  public:
-  Turn(MediaWorkerPool& pool, TurnQueue& turns, const std::stop_token& stop)
-      : pool_(pool), turns_(turns), entered_(turns.enter(stop)) {}
+  Turn(WorkerKeeper& workers, TurnQueue& turns, const std::stop_token& stop)
+      : workers_(workers), turns_(turns), entered_(turns.enter(stop)) {}
   ~Turn() {
-    discard();
+    giveUp(WorkerKeeper::End::unreliable);
     if (entered_) turns_.leave();
   }
   Turn(const Turn&) = delete;
@@ -82,23 +67,14 @@ class MediaWorkerPool::Turn {
   bool entered() const { return entered_; }
   WorkerProcess* worker() const { return worker_.get(); }
   void use(std::unique_ptr<WorkerProcess> worker) { worker_ = std::move(worker); }
-  /// The worker did well and may serve the next request, if it has not served many.
-  void keep() {
-    if (worker_->hasServedItsTime()) return;
-    pool_.keepIdle(std::move(worker_));
-  }
-  /// The worker cannot be relied on.
-  void discard() {
-    if (!worker_) return;
-    {
-      const NSLockHolder held(pool_.lock_);
-      pool_.forget(*worker_);
-    }
-    worker_.reset();
+  /// The worker did well and may serve another request.
+  void keep() { workers_.keep(std::move(worker_)); }
+  void giveUp(WorkerKeeper::End end) {
+    if (worker_) workers_.giveUp(std::move(worker_), end);
   }
 
  private:
-  MediaWorkerPool& pool_;
+  WorkerKeeper& workers_;
   TurnQueue& turns_;
   const bool entered_;
   std::unique_ptr<WorkerProcess> worker_;
@@ -106,9 +82,9 @@ class MediaWorkerPool::Turn {
 
 MediaWorkerPool::MediaWorkerPool(MediaWorkerOptions options)
     : options_(std::move(options)),
-      environment_(WorkerProcess::environmentOfNow()),
-      turns_{{TurnQueue(options_.size), TurnQueue(options_.size), TurnQueue(options_.size)}},
-      keeper_(startThread("quorvin-media", [this] { keepWorkers(); })) {}
+      turns_{{TurnQueue(options_.size, TurnQueue::Order::newestFirst),
+              TurnQueue(options_.size, TurnQueue::Order::newestFirst), TurnQueue(options_.size)}},
+      workers_(options_.program, options_.idleTimeLimit) {}
 
 MediaWorkerPool::~MediaWorkerPool() {
   shutDown();
@@ -119,11 +95,14 @@ Result<MediaProbe> MediaWorkerPool::probe(const FileDescriptor& file, const std:
 }
 
 Result<std::shared_ptr<const RenderedImage>> MediaWorkerPool::render(const FileDescriptor& file,
-                                                                     const RenderRequest& request) {
+                                                                     const RenderRequest& request,
+                                                                     std::stop_token stop) {
   return ask<std::shared_ptr<const RenderedImage>>(
-      laneOf(request), request, file.get(), [&request](const Map& reply, FileDescriptor memory) {
+      laneOf(request), request, file.get(),
+      [&request](const Map& reply, FileDescriptor memory) {
         return imageReply(request, reply, std::move(memory));
-      });
+      },
+      std::move(stop));
 }
 
 Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageFormat format,
@@ -163,18 +142,19 @@ Result<WorkerDescription> MediaWorkerPool::describe(WorkerProcess::Kind kind) {
 
 template <class T>
 Result<T> MediaWorkerPool::ask(WorkerLane lane, const WorkerRequest& request, int descriptor,
-                               const ReplyReader<T>& read) {
-  return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, lane, {}}, read);
+                               const ReplyReader<T>& read, std::stop_token stop) {
+  return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, lane, std::move(stop)},
+                read);
 }
 
 template <class T>
-Result<T> MediaWorkerPool::run(const Errand& errand, const ReplyReader<T>& read) {
+Result<T> MediaWorkerPool::run(const WorkerErrand& errand, const ReplyReader<T>& read) {
   if (errand.message.size() > kMaximumPacketSize) {
     return Failure(LibraryErrorCode::invalidResource, "the file's name is too long.");
   }
-  Turn turn(*this, turns_[static_cast<std::size_t>(errand.lane)], errand.stop);
-  if (errand.stop.stop_requested()) return cancelledError();
-  if (!turn.entered()) return shutDownError();
+  Turn turn(workers_, turns_[static_cast<std::size_t>(errand.lane)], errand.stop);
+  if (errand.stop.stop_requested()) return cancelledError(errand.lane);
+  if (!turn.entered()) return WorkerKeeper::closedError();
   Result<Packet> reply = exchange(turn, errand);
   if (!reply) return reply.error();
 
@@ -190,28 +170,29 @@ Result<T> MediaWorkerPool::run(const Errand& errand, const ReplyReader<T>& read)
   return interrupted("the media worker gave an answer that makes no sense.");
 }
 
-Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
-  const auto kind = errand.lane == WorkerLane::exports ? WorkerProcess::Kind::exports
-                                                       : WorkerProcess::Kind::pictures;
-  turn.use(takeIdle(kind));
+Result<Packet> MediaWorkerPool::exchange(Turn& turn, const WorkerErrand& errand) {
+  const bool isExport = errand.lane == WorkerLane::exports;
+  const auto kind = isExport ? WorkerProcess::Kind::exports : WorkerProcess::Kind::pictures;
+  const ErrandLimits limits{isExport ? options_.exportTimeLimit : options_.requestTimeLimit,
+                            options_.cancelledTimeLimit};
+  turn.use(workers_.takeIdle(kind));
   // A worker that ended while it was idle has cost nobody's request: a fresh one gets it.
   for (bool fresh = turn.worker() == nullptr;; fresh = true) {
     if (fresh) {
-      auto started = startWorker(kind);
+      auto started = workers_.start(kind, WorkerProcess::Clock::now() + limits.time);
       if (!started) return started.error();
       turn.use(*std::move(started));
     }
     Packet reply;
-    const auto outcome = exchangeWith(*turn.worker(), errand, reply);
+    const auto outcome = carryOut(errand, *turn.worker(), limits, reply);
     if (outcome == WorkerProcess::Outcome::answered) return reply;
-    turn.discard();
-    if (errand.stop.stop_requested()) return cancelledError();
+    const bool isStopped = errand.stop.stop_requested();
+    turn.giveUp(endOf(outcome, fresh && !isStopped));
+    if (isStopped) return cancelledError(errand.lane);
     if (outcome == WorkerProcess::Outcome::late) {
-      return errand.lane == WorkerLane::exports
-                 ? interrupted("the media worker did not get on for " +
-                               inSeconds(options_.exportTimeLimit) + " and was ended.")
-                 : interrupted("the media worker took longer than " +
-                               inSeconds(options_.requestTimeLimit) + " and was ended.");
+      return interrupted((isExport ? "the media worker did not get on for "
+                                   : "the media worker took longer than ") +
+                         inSeconds(limits.time) + " and was ended.");
     }
     if (fresh || outcome == WorkerProcess::Outcome::ended) {
       return interrupted("the media worker ended unexpectedly.");
@@ -219,125 +200,11 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const Errand& errand) {
   }
 }
 
-WorkerProcess::Outcome MediaWorkerPool::exchangeWith(WorkerProcess& worker, const Errand& errand,
-                                                     Packet& reply) {
-  const bool isExport = errand.lane == WorkerLane::exports;
-  const auto limit = isExport ? options_.exportTimeLimit : options_.requestTimeLimit;
-  auto deadline = WorkerProcess::Clock::now() + limit;
-  const std::stop_callback stopped(errand.stop, [&worker] { worker.kill(); });
-  auto outcome = worker.exchange(errand.message, errand.descriptors, deadline, reply);
-  if (!isExport) return outcome;
-  const std::int64_t step = errand.descriptors.empty() ? 0 : stepOf(errand.descriptors.front());
-  std::int64_t done = 0;
-  while (outcome == WorkerProcess::Outcome::answered) {
-    const auto progress = progressOf(reply);
-    if (!progress) break;
-    const auto now = WorkerProcess::Clock::now();
-    if (*progress - done >= step) {
-      done = *progress;
-      deadline = now + limit;
-    }
-    if (now >= deadline) return WorkerProcess::Outcome::late;
-    outcome = worker.waitForMore(deadline, reply);
-  }
-  return outcome;
-}
-
-std::unique_ptr<WorkerProcess> MediaWorkerPool::takeIdle(WorkerProcess::Kind kind) {
-  const NSLockHolder held(lock_);
-  const auto last = std::find_if(idle_.rbegin(), idle_.rend(), [kind](const IdleWorker& each) {
-    return each.process->kind() == kind;
-  });
-  if (last == idle_.rend()) return nullptr;
-  std::unique_ptr<WorkerProcess> process = std::move(last->process);
-  idle_.erase(std::next(last).base());
-  busy_.push_back(process.get());
-  return process;
-}
-
-MediaWorkerPool::StartedWorker MediaWorkerPool::startWorker(WorkerProcess::Kind kind) {
-  if (!keeper_.joinable()) {
-    return Failure(LibraryErrorCode::internal, "the system has no thread to spare.");
-  }
-  StartOrder order{.kind = kind};
-  const NSLockHolder held(lock_);
-  if (shutDown_) return shutDownError();
-  orders_.push_back(&order);
-  duty_.signal();
-  while (!order.started) order.done.wait(lock_);
-  return *std::move(order.started);
-}
-
-void MediaWorkerPool::keepIdle(std::unique_ptr<WorkerProcess> process) {
-  const NSLockHolder held(lock_);
-  forget(*process);
-  if (shutDown_) return;
-  idle_.push_back({std::move(process), WorkerProcess::Clock::now()});
-  if (keeperRests_) duty_.signal();
-}
-
-void MediaWorkerPool::forget(const WorkerProcess& process) {
-  std::erase(busy_, &process);
-}
-
-void MediaWorkerPool::keepWorkers() {
-  for (;;) {
-    const Duty duty = waitForDuty();
-    if (duty.start == nullptr && duty.end == nullptr) return;
-    if (duty.start == nullptr) continue;
-    StartedWorker started = WorkerProcess::start(options_.program, duty.start->kind, environment_);
-    const NSLockHolder held(lock_);
-    if (shutDown_) started = shutDownError();
-    if (started) busy_.push_back(started->get());
-    duty.start->started = std::move(started);
-    duty.start->done.signal();
-  }
-}
-
-MediaWorkerPool::Duty MediaWorkerPool::waitForDuty() {
-  const NSLockHolder held(lock_);
-  for (;;) {
-    if (!orders_.empty()) {
-      StartOrder* order = orders_.front();
-      orders_.pop_front();
-      return {order, nullptr};
-    }
-    if (shutDown_) return {};
-    if (idle_.empty()) {
-      keeperRests_ = true;
-      duty_.wait(lock_);
-      keeperRests_ = false;
-      continue;
-    }
-    const auto endTime = idle_.front().since + options_.idleTimeLimit;
-    if (WorkerProcess::Clock::now() < endTime) {
-      duty_.waitUntil(lock_, endTime);
-      continue;
-    }
-    Duty duty{nullptr, std::move(idle_.front().process)};
-    idle_.pop_front();
-    return duty;
-  }
-}
-
 void MediaWorkerPool::shutDown() {
-  std::deque<IdleWorker> idle;
-  {
-    const NSLockHolder held(lock_);
-    shutDown_ = true;
-    idle = std::exchange(idle_, {});
-    for (const WorkerProcess* each : busy_) each->kill();
-    duty_.signal();
-  }
+  workers_.close();
   for (TurnQueue& each : turns_) each.close();
   for (TurnQueue& each : turns_) each.waitUntilEmpty();
-
-  // All at the same time, so that together they take no longer than one.
-  for (const IdleWorker& each : idle) each.process->hangUp();
-  const auto deadline = WorkerProcess::Clock::now() + kFarewell;
-  for (const IdleWorker& each : idle) each.process->waitForEnd(deadline);
-  // Last, for workers end with the thread that started them.
-  if (keeper_.joinable()) keeper_.join();
+  workers_.shutDown();
 }
 
 }  // namespace quorvin

@@ -4,23 +4,21 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <span>
 #include <stop_token>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "core/platform/lock.h"
 #include "media_protocol/packet_socket.h"
 #include "media_protocol/wire.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/media/media_service.h"
 #include "platform_linux/media/turn_queue.h"
 #include "platform_linux/media/video_exporter.h"
+#include "platform_linux/media/worker_errand.h"
+#include "platform_linux/media/worker_keeper.h"
 #include "platform_linux/media/worker_lane.h"
 #include "platform_linux/media/worker_process.h"
 
@@ -43,15 +41,18 @@ struct MediaWorkerOptions {
   std::chrono::milliseconds exportTimeLimit = std::chrono::seconds(60);
   /// How long a worker may wait for its next request before it is ended.
   std::chrono::milliseconds idleTimeLimit = std::chrono::seconds(30);
+  /// How long a request that nobody wants any more may keep its worker, from its beginning on: most
+  /// are done by then, and a new worker costs more than the rest of them. An export ends at once.
+  std::chrono::milliseconds cancelledTimeLimit = std::chrono::milliseconds(500);
 
   /// A worker a core, at most four.
   static std::size_t sizeForThisMachine();
 };
 
-/// The media service and the exporter whose work is done by worker programs. Any thread. Requests
-/// beyond a lane's size are served in the order in which they came. Nothing that a worker says is
-/// believed unchecked. The descriptions of errors are plain sentences, without a domain or code in
-/// them.
+/// The media service and the exporter whose work is done by worker programs. Any thread. Of the
+/// requests beyond a lane's size the newest is served first and now and then the oldest; exports
+/// are served in the order in which they came. Nothing that a worker says is believed unchecked.
+/// The descriptions of errors are plain sentences, without a domain or code in them.
 class MediaWorkerPool final : public MediaService, public VideoExporter {
  public:
   /// Starts no worker yet. Of the environment workers see TZ and LANG, as they are now.
@@ -60,7 +61,8 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
 
   Result<MediaProbe> probe(const FileDescriptor& file, const std::string& name) override;
   Result<std::shared_ptr<const RenderedImage>> render(const FileDescriptor& file,
-                                                      const RenderRequest& request) override;
+                                                      const RenderRequest& request,
+                                                      std::stop_token stop = {}) override;
   Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,
                             double quality) override;
 
@@ -75,71 +77,24 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   /// Ends all workers at once; requests under way and those that wait end in an error, as does
   /// every later one. Returns when no call is inside any more and every worker is reaped. One
   /// thread, not from inside a call.
-  void shutDown() QUORVIN_EXCLUDES(lock_);
+  void shutDown();
 
  private:
   class Turn;
-
-  /// What goes to a worker.
-  struct Errand {
-    std::vector<std::uint8_t> message;
-    std::span<const int> descriptors;
-    WorkerLane lane = WorkerLane::chores;
-    std::stop_token stop;
-  };
-
-  struct IdleWorker {
-    std::unique_ptr<WorkerProcess> process;
-    WorkerProcess::Clock::time_point since;
-  };
-  using StartedWorker = Result<std::unique_ptr<WorkerProcess>>;
-  struct StartOrder {
-    const WorkerProcess::Kind kind;
-    NSCondition done;
-    std::optional<StartedWorker> started;
-  };
-  /// What the keeper has to do next; neither when the pool is shut down.
-  struct Duty {
-    StartOrder* start = nullptr;
-    std::unique_ptr<WorkerProcess> end;
-  };
 
   template <class T>
   using ReplyReader = std::function<std::optional<T>(const Map& reply, FileDescriptor memory)>;
 
   template <class T>
   Result<T> ask(WorkerLane lane, const WorkerRequest& request, int descriptor,
-                const ReplyReader<T>& read);
+                const ReplyReader<T>& read, std::stop_token stop = {});
   template <class T>
-  Result<T> run(const Errand& errand, const ReplyReader<T>& read);
-  Result<Packet> exchange(Turn& turn, const Errand& errand);
-  WorkerProcess::Outcome exchangeWith(WorkerProcess& worker, const Errand& errand, Packet& reply);
-
-  /// The worker of that kind that was used last, so that those that are too many grow old; null
-  /// when none idles.
-  std::unique_ptr<WorkerProcess> takeIdle(WorkerProcess::Kind kind) QUORVIN_EXCLUDES(lock_);
-  StartedWorker startWorker(WorkerProcess::Kind kind) QUORVIN_EXCLUDES(lock_);
-  void keepIdle(std::unique_ptr<WorkerProcess> process) QUORVIN_EXCLUDES(lock_);
-  void forget(const WorkerProcess& process) QUORVIN_REQUIRES(lock_);
-  void keepWorkers() QUORVIN_EXCLUDES(lock_);
-  Duty waitForDuty() QUORVIN_EXCLUDES(lock_);
+  Result<T> run(const WorkerErrand& errand, const ReplyReader<T>& read);
+  Result<Packet> exchange(Turn& turn, const WorkerErrand& errand);
 
   const MediaWorkerOptions options_;
-  const std::vector<std::string> environment_;
   std::array<TurnQueue, kWorkerLanes> turns_;  ///< by lane
-
-  NSLock lock_;
-  NSCondition duty_;
-  bool shutDown_ QUORVIN_GUARDED_BY(lock_) = false;
-  std::vector<const WorkerProcess*> busy_ QUORVIN_GUARDED_BY(lock_);
-  std::deque<IdleWorker> idle_ QUORVIN_GUARDED_BY(lock_);  ///< the longest idle first
-  std::deque<StartOrder*> orders_ QUORVIN_GUARDED_BY(lock_);
-  /// The keeper waits for no moment; else it looks at the idle workers by itself, in time.
-  bool keeperRests_ QUORVIN_GUARDED_BY(lock_) = false;
-
-  /// Starts workers, which inherit its priority and not that of a background thread which happens
-  /// to ask first, and ends those that idle for too long.
-  std::thread keeper_;
+  WorkerKeeper workers_;
 };
 
 }  // namespace quorvin

@@ -196,6 +196,64 @@ TEST(MediaWorkerPool, EndsAWorkerThatIsLateAndReplacesIt) {
   }
 }
 
+/// A rendering of that file on a thread of its own, which is cancelled once its worker is there.
+class CancelledRendering {
+ public:
+  CancelledRendering(MediaWorkerPool& pool, const FileDescriptor& file) {
+    thread_ = std::thread([this, &pool, &file] {
+      RenderRequest request;
+      request.targetWidth = 4;
+      request.targetHeight = 3;
+      result_ = pool.render(file, request, stop_.get_token());
+    });
+    while (children().empty()) std::this_thread::yield();
+    stop_.request_stop();
+  }
+
+  Result<std::shared_ptr<const RenderedImage>> result() {
+    thread_.join();
+    return *result_;
+  }
+
+ private:
+  std::stop_source stop_;
+  std::optional<Result<std::shared_ptr<const RenderedImage>>> result_;
+  std::thread thread_;
+};
+
+TEST(MediaWorkerPool, EndsTheWorkerOfACancelledRequestThatTakesLong) {
+  MediaWorkerPool pool(testingPoolOptions());
+  const FileDescriptor file = asking("hang");
+  const auto result = CancelledRendering(pool, file).result();
+  ASSERT_FALSE(result);
+  EXPECT_TRUE(result.error().is(LibraryErrorCode::userCancelled)) << result.error().reason;
+  EXPECT_TRUE(children().empty());
+  EXPECT_TRUE(probe(pool, "answer"));
+}
+
+TEST(MediaWorkerPool, LetsACancelledRequestThatIsSoonDoneKeepItsWorker) {
+  MediaWorkerOptions patient = testingPoolOptions();
+  patient.cancelledTimeLimit = seconds(60);
+  MediaWorkerPool pool(patient);
+  const FileDescriptor file = asking("held");
+  CancelledRendering rendering(pool, file);
+  const std::vector<pid_t> workers = children();
+  ASSERT_EQ(::pwrite(file.get(), "!", 1, 4), 1);
+  EXPECT_TRUE(rendering.result());
+  EXPECT_EQ(children(), workers);
+  EXPECT_EQ(report(pool, "answer"), std::to_string(workers.front()));
+}
+
+TEST(MediaWorkerPool, StartsNoWorkerForARequestThatIsCancelledAlready) {
+  MediaWorkerPool pool(testingPoolOptions());
+  std::stop_source stop;
+  stop.request_stop();
+  const auto result = pool.render(asking("answer"), {}, stop.get_token());
+  ASSERT_FALSE(result);
+  EXPECT_TRUE(result.error().is(LibraryErrorCode::userCancelled)) << result.error().reason;
+  EXPECT_TRUE(children().empty());
+}
+
 TEST(MediaWorkerPool, LetsNobodyNoticeThatWorkersDiedWhileTheyWereIdle) {
   MediaWorkerPool pool(testingPoolOptions());
   const std::string worker = report(pool, "answer");

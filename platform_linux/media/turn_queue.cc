@@ -26,8 +26,8 @@ void TurnQueue::leave() {
   if (waiters_.empty()) {
     ++free_;
   } else {
-    Waiter& next = *waiters_.front();
-    waiters_.pop_front();
+    Waiter& next = *(order_ == Order::newestFirst ? newestFirst_.take(waiters_)
+                                                  : NewestFirst::takeOldest(waiters_));
     next.admitted = true;
     next.wake.signal();
   }

@@ -42,9 +42,9 @@ TEST(TurnQueue, HasOneTurnAtLeast) {
   EXPECT_TRUE(TurnQueue(0).enter());
 }
 
-TEST(TurnQueue, ServesThoseWhoWaitInTheOrderInWhichTheyCame) {
-  TurnQueue queue(1);
-  ASSERT_TRUE(queue.enter());
+/// The numbers of eight who wait for the only turn, as they are served.
+std::vector<std::size_t> servedBy(TurnQueue& queue) {
+  EXPECT_TRUE(queue.enter());
   std::mutex mutex;
   std::vector<std::size_t> served;
   std::vector<std::thread> threads;
@@ -61,7 +61,17 @@ TEST(TurnQueue, ServesThoseWhoWaitInTheOrderInWhichTheyCame) {
   }
   queue.leave();
   for (auto& each : threads) each.join();
-  EXPECT_EQ(served, (std::vector<std::size_t>{0, 1, 2, 3, 4, 5, 6, 7}));
+  return served;
+}
+
+TEST(TurnQueue, ServesThoseWhoWaitInTheOrderInWhichTheyCame) {
+  TurnQueue queue(1);
+  EXPECT_EQ(servedBy(queue), (std::vector<std::size_t>{0, 1, 2, 3, 4, 5, 6, 7}));
+}
+
+TEST(TurnQueue, ServesTheNewestFirstAndEveryFourthTimeTheOldest) {
+  TurnQueue queue(1, TurnQueue::Order::newestFirst);
+  EXPECT_EQ(servedBy(queue), (std::vector<std::size_t>{7, 6, 5, 0, 4, 3, 2, 1}));
 }
 
 TEST(TurnQueue, SendsEverybodyAwayOnceItIsClosed) {

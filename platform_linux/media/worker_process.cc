@@ -163,15 +163,14 @@ WorkerProcess::Outcome WorkerProcess::exchange(std::span<const std::uint8_t> req
   dropWords();
   ++requests_;
   if (!sendPacket(socket_.get(), request, descriptors)) return Outcome::notReceived;
-  const Outcome outcome = waitForMore(deadline, reply);
-  // The system reports a reset when the other end closed with a packet still unread.
-  return outcome == Outcome::ended && errno == ECONNRESET ? Outcome::notReceived : outcome;
+  return waitForMore(deadline, reply);
 }
 
 WorkerProcess::Outcome WorkerProcess::waitForMore(Clock::time_point deadline, Packet& reply) {
   if (!waitUntilReadable(socket_.get(), deadline)) return Outcome::late;
   std::optional<Packet> packet = receivePacket(socket_.get());
-  if (!packet) return Outcome::ended;
+  // The system reports a reset when the other end closed with a packet still unread.
+  if (!packet) return errno == ECONNRESET ? Outcome::notReceived : Outcome::ended;
   reply = *std::move(packet);
   return Outcome::answered;
 }

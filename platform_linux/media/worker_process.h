@@ -48,11 +48,11 @@ class WorkerProcess {
   WorkerProcess& operator=(const WorkerProcess&) = delete;
 
   /// Sends one request with its descriptors and waits for what the worker says. After any outcome
-  /// but `answered` the worker is of no further use.
+  /// but `answered` and, for who waits on, `late`, the worker is of no further use.
   Outcome exchange(std::span<const std::uint8_t> request, std::span<const int> descriptors,
                    Clock::time_point deadline, Packet& reply);
 
-  /// Waits for what else the worker says to that request; never comes out as `notReceived`.
+  /// Waits for what else the worker says to that request.
   Outcome waitForMore(Clock::time_point deadline, Packet& reply);
 
   Kind kind() const { return kind_; }

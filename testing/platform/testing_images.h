@@ -47,6 +47,8 @@ class ScriptedMedia final : public MediaService {
   };
   std::function<Result<std::shared_ptr<const RenderedImage>>(const RenderRequest&)> onRender =
       [](const RenderRequest&) { return imageOf(8, 6); };
+  /// Of each rendering, before it begins.
+  std::function<void(const std::stop_token& stop)> onStart = [](const std::stop_token&) {};
   std::function<Result<MediaProbe>(const std::string&)> onProbe = [](const std::string&) {
     return MediaProbe();
   };
@@ -58,11 +60,13 @@ class ScriptedMedia final : public MediaService {
     return onProbe(name);
   }
   Result<std::shared_ptr<const RenderedImage>> render(const FileDescriptor& file,
-                                                      const RenderRequest& request) override {
+                                                      const RenderRequest& request,
+                                                      std::stop_token stop = {}) override {
     {
       const std::lock_guard guard(mutex_);
       renderings_.push_back({textOf(file), request});
     }
+    onStart(stop);
     return onRender(request);
   }
   Result<ByteBuffer> encode(const RenderedImage&, ImageFormat format, double quality) override {

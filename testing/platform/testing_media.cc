@@ -63,7 +63,8 @@ Result<MediaProbe> ScriptedMedia::probe(const FileDescriptor& file, const std::s
 }
 
 Result<std::shared_ptr<const RenderedImage>> ScriptedMedia::render(const FileDescriptor&,
-                                                                   const RenderRequest&) {
+                                                                   const RenderRequest&,
+                                                                   std::stop_token) {
   return Failure(LibraryErrorCode::internal, "nothing is rendered here.");
 }
 

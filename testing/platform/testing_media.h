@@ -20,7 +20,8 @@ class ScriptedMedia final : public MediaService {
   Result<MediaProbe> probe(const FileDescriptor& file, const std::string& name) override;
   /// These are refused.
   Result<std::shared_ptr<const RenderedImage>> render(const FileDescriptor& file,
-                                                      const RenderRequest& request) override;
+                                                      const RenderRequest& request,
+                                                      std::stop_token stop = {}) override;
   Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,
                             double quality) override;
 };

@@ -166,12 +166,14 @@ void sendRaw(const std::string& bytes) {
              {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
 }
 
-/// The things that are no answer; false when the text asks for none of them.
-bool misbehave(const std::string& text) {
+/// The things that are no answer; false when the text asks for none of them. "held" is one until
+/// somebody writes more into the file.
+bool misbehave(const std::string& text, int descriptor) {
   if (text == "die") ::raise(SIGKILL);
   if (text == "exit") ::_exit(1);
   if (text == "hang") ::pause();
   if (text == "stop") ::raise(SIGSTOP);
+  while (text == "held" && readText(descriptor) == text) ::usleep(1000);
   if (text == "garbage") sendRaw("\xff\xfe garbage");
   if (text == "no map") sendRaw("\x01");
   if (text == "too long") sendRaw(std::string(kMaximumPacketSize + 1, '\x01'));
@@ -181,7 +183,7 @@ bool misbehave(const std::string& text) {
 int serve() {
   while (const auto packet = receivePacket(kWorkerSocketDescriptor)) {
     const std::string text = readText(packet->descriptor.get());
-    if (misbehave(text)) continue;
+    if (misbehave(text, packet->descriptor.get())) continue;
     const auto value = decodeMessage(packet->bytes);
     const auto request = requestFromMap(*value->as<Map>());
     const Reply reply = answer(text, *request, packet->secondDescriptor.get());
