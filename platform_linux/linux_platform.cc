@@ -10,6 +10,7 @@
 #include "platform_linux/library/changes/library_changes.h"
 #include "platform_linux/library/fetch/library.h"
 #include "platform_linux/library/watch/library_watcher.h"
+#include "platform_linux/media/joined_media.h"
 #include "platform_linux/media/media_worker_pool.h"
 #include "platform_linux/resources/linux_asset_resource_manager.h"
 #include "platform_linux/videos/linux_media_framework.h"
@@ -23,10 +24,11 @@ struct LinuxPlatform::Parts {
       : dispatch(std::move(theDispatch)),
         library(std::move(theLibrary)),
         media({.program = options.mediaWorker, .size = MediaWorkerOptions::sizeForThisMachine()}),
+        joined(media),
         changes(*library, media,
                 {.deletionPrompt = options.deletionPrompt, .mainQueue = &dispatch->mainQueue()}),
         // As many threads as workers: more would only wait for a turn.
-        images(*library, media, MediaWorkerOptions::sizeForThisMachine()),
+        images(*library, joined, MediaWorkerOptions::sizeForThisMachine()),
         codec(media),
         device(options.systemVersion),
         files(options.temporaryPath),
@@ -38,6 +40,7 @@ struct LinuxPlatform::Parts {
   const std::unique_ptr<LinuxDispatch> dispatch;
   const std::unique_ptr<Library> library;
   MediaWorkerPool media;
+  JoinedMedia joined;
   LibraryChanges changes;
   LinuxImageManager images;
   LinuxImageCodec codec;

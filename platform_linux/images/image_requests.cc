@@ -36,10 +36,11 @@ ImageRequests::~ImageRequests() {
 
 PHImageRequestID ImageRequests::start(bool isSynchronous, Work work) {
   Lane& lane = laneOf(work);
-  auto request = std::make_shared<Request>(Request{0, std::move(work), false});
+  auto request = std::make_shared<Request>(Request{.id = 0, .work = std::move(work)});
   // Without any thread of its own the request's only hope is the caller's.
   const bool isRunHere = isSynchronous || lane.threads.empty();
   PHImageRequestID id = 0;
+  Requests runHere;
   {
     const NSLockHolder held(lock_);
     id = lastId_ == std::numeric_limits<PHImageRequestID>::max() ? 1 : lastId_ + 1;
@@ -48,39 +49,51 @@ PHImageRequestID ImageRequests::start(bool isSynchronous, Work work) {
     request->id = id;
     open_[id] = request;
     if (isRunHere) {
-      ++running_;
+      runHere.push_back(std::move(request));
+      group(runHere);
     } else {
       lane.waiting.push_back(std::move(request));
       lane.arrived.signal();
     }
   }
-  if (isRunHere) run(std::move(request));
+  if (isRunHere) run(std::move(runHere));
   return id;
 }
 
 void ImageRequests::cancel(PHImageRequestID id) {
-  const NSLockHolder held(lock_);
-  const auto found = open_.find(id);
-  if (found == open_.end()) return;
-  found->second->cancelled = true;
-  auto& waiting = laneOf(found->second->work).waiting;
-  const auto place = std::ranges::find(waiting, found->second);
-  if (place != waiting.end()) std::rotate(waiting.begin(), place, place + 1);
+  std::shared_ptr<Group> unwanted;
+  {
+    const NSLockHolder held(lock_);
+    const auto found = open_.find(id);
+    if (found == open_.end() || found->second->cancelled) return;
+    Request& request = *found->second;
+    request.cancelled = true;
+    Lane& lane = laneOf(request.work);
+    if (std::erase(lane.waiting, found->second) > 0) lane.cancelled.push_back(found->second);
+    if (request.group && --request.group->wanted == 0) unwanted = request.group;
+  }
+  // Ends a worker, perhaps.
+  if (unwanted) unwanted->stop.request_stop();
 }
 
 void ImageRequests::beginShutDown() {
   // What handlers hold may be anything, so they go outside the lock.
-  std::deque<std::shared_ptr<Request>> dropped[2];
+  std::deque<std::shared_ptr<Request>> dropped[4];
+  Requests running;
   {
     const NSLockHolder held(lock_);
     shutDown_ = true;
     std::swap(dropped[0], small_.waiting);
-    std::swap(dropped[1], large_.waiting);
+    std::swap(dropped[1], small_.cancelled);
+    std::swap(dropped[2], large_.waiting);
+    std::swap(dropped[3], large_.cancelled);
     for (const auto& ofLane : dropped) {
       for (const auto& each : ofLane) open_.erase(each->id);
     }
+    for (const auto& [id, each] : open_) running.push_back(each);
     for (Lane* lane : {&small_, &large_}) lane->arrived.broadcast();
   }
+  for (const auto& each : running) each->group->stop.request_stop();
 }
 
 void ImageRequests::shutDown() {
@@ -97,38 +110,74 @@ void ImageRequests::shutDown() {
 }
 
 void ImageRequests::serve(Lane& lane) {
-  while (auto request = next(lane)) run(std::move(request));
+  for (;;) {
+    Requests requests = next(lane);
+    if (requests.empty()) return;
+    run(std::move(requests));
+  }
 }
 
-std::shared_ptr<ImageRequests::Request> ImageRequests::next(Lane& lane) {
+ImageRequests::Requests ImageRequests::next(Lane& lane) {
   const NSLockHolder held(lock_);
-  while (lane.waiting.empty() && !shutDown_) lane.arrived.wait(lock_);
-  if (lane.waiting.empty()) return nullptr;
-  auto request = std::move(lane.waiting.front());
-  lane.waiting.pop_front();
-  ++running_;
-  return request;
+  while (lane.waiting.empty() && lane.cancelled.empty() && !shutDown_) lane.arrived.wait(lock_);
+  Requests next;
+  if (!lane.cancelled.empty()) {
+    next.push_back(NewestFirst::takeOldest(lane.cancelled));
+  } else if (!lane.waiting.empty()) {
+    next.push_back(lane.order.take(lane.waiting));
+    const std::string key = next.front()->work.key;
+    const auto isAnother = [&key](const auto& each) {
+      return key.empty() || each->work.key != key;
+    };
+    const auto equal = std::stable_partition(lane.waiting.begin(), lane.waiting.end(), isAnother);
+    next.insert(next.end(), equal, lane.waiting.end());
+    lane.waiting.erase(equal, lane.waiting.end());
+  }
+  group(next);
+  return next;
 }
 
-void ImageRequests::run(std::shared_ptr<Request> request) noexcept {
-  std::optional<Result<Delivery>> outcome;
-  if (isWanted(*request)) outcome = request->work.run(Progress(*this, *request));
-  const Ending ending = end(*request);
-  PHImageInfo info = infoOf(request->id, false);
+void ImageRequests::group(Requests& requests) {
+  const auto group = std::make_shared<Group>(Group{{}, 0});
+  for (const auto& each : requests) {
+    each->group = group;
+    if (!each->cancelled) ++group->wanted;
+  }
+  running_ += requests.size();
+}
+
+void ImageRequests::run(Requests requests) noexcept {
+  // The results are kept until all have theirs, for what is alive need not be made again.
+  std::vector<std::optional<Result<Delivery>>> outcomes(requests.size());
+  for (std::size_t i = 0; i < requests.size(); ++i) {
+    const Request& request = *requests[i];
+    if (!isWanted(request)) continue;
+    outcomes[i] = request.work.run(Progress(*this, request, request.group->stop.get_token()));
+  }
+  const std::size_t count = requests.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    finish(*requests[i], outcomes[i]);
+    // The handler is let go of before the request counts as over.
+    outcomes[i].reset();
+    requests[i].reset();
+  }
+  const NSLockHolder held(lock_);
+  running_ -= count;
+  if (running_ == 0) finished_.broadcast();
+}
+
+void ImageRequests::finish(const Request& request, std::optional<Result<Delivery>>& outcome) {
+  const Ending ending = end(request);
+  PHImageInfo info = infoOf(request.id, false);
   if (ending == Ending::cancelled) {
     info.set(PHImageCancelledKey, true);
-    request->work.giveUp(info);
+    request.work.giveUp(info);
   } else if (ending == Ending::usual && *outcome) {
     (**outcome)(info);
   } else if (ending == Ending::usual) {
     info.set(PHImageErrorKey, presented(outcome->error()));
-    request->work.giveUp(info);
+    request.work.giveUp(info);
   }
-  // The handler is let go of before the request counts as over.
-  outcome.reset();
-  request.reset();
-  const NSLockHolder held(lock_);
-  if (--running_ == 0) finished_.broadcast();
 }
 
 bool ImageRequests::isWanted(const Request& request) {

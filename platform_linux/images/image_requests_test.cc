@@ -5,66 +5,13 @@
 #include <atomic>
 #include <future>
 #include <latch>
-#include <mutex>
 #include <set>
-#include <string>
 #include <utility>
+
+#include "testing/platform/testing_image_requests.h"
 
 namespace quorvin {
 namespace {
-
-/// The calls of handlers, as texts in their order. Any thread.
-class Log {
- public:
-  void add(const std::string& text) {
-    const std::lock_guard guard(mutex_);
-    texts_.push_back(text);
-  }
-  std::vector<std::string> texts() const {
-    const std::lock_guard guard(mutex_);
-    return texts_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> texts_;
-};
-
-using Texts = std::vector<std::string>;
-
-std::string ending(const PHImageInfo& info) {
-  if (info.isTrue(PHImageCancelledKey)) return " cancelled";
-  if (const NSError* error = info.error(PHImageErrorKey)) return " " + error->localizedDescription;
-  return " nothing";
-}
-
-ImageRequests::Delivery logged(Log& log, const std::string& text) {
-  return [&log, text](const PHImageInfo&) { log.add(text); };
-}
-
-/// Work that ends in a logged call named `name`.
-ImageRequests::Work named(Log& log, const std::string& name) {
-  return {[&log, name](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
-            return logged(log, name);
-          },
-          [&log, name](const PHImageInfo& info) { log.add(name + ending(info)); }};
-}
-
-/// The same, but the work waits until it is let go.
-struct HeldWork {
-  std::latch started{1};
-  std::latch released{1};
-
-  ImageRequests::Work named(Log& log, const std::string& name) {
-    ImageRequests::Work work = quorvin::named(log, name);
-    work.run = [this, run = work.run](const ImageRequests::Progress& progress) {
-      started.count_down();
-      released.wait();
-      return run(progress);
-    };
-    return work;
-  }
-};
 
 TEST(ImageRequests, HaveIdentifiersOfTheirOwnThatArePositive) {
   Log log;
@@ -78,18 +25,16 @@ TEST(ImageRequests, HaveIdentifiersOfTheirOwnThatArePositive) {
   requests.shutDown();
 }
 
-TEST(ImageRequests, RunInTheOrderInWhichTheyCame) {
+TEST(ImageRequests, RunTheNewestFirstAndEveryFourthTimeTheOldest) {
   Log log;
-  std::promise<void> done;
+  HeldWork held;
   ImageRequests requests(1);
-  for (const auto* name : {"a", "b", "c"}) requests.start(false, named(log, name));
-  requests.start(
-      false, {[&done](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
-                return ImageRequests::Delivery([&done](const PHImageInfo&) { done.set_value(); });
-              },
-              {}});
-  done.get_future().wait();
-  EXPECT_EQ(log.texts(), (Texts{"a", "b", "c"}));
+  requests.start(false, held.named(log, "held"));
+  held.started.wait();
+  for (const auto* name : {"a", "b", "c", "d", "e"}) requests.start(false, named(log, name));
+  held.released.count_down();
+  while (log.texts().size() < 6) std::this_thread::yield();
+  EXPECT_EQ(log.texts(), (Texts{"held", "e", "d", "a", "c", "b"}));
 }
 
 TEST(ImageRequests, LetSmallPicturesPassWhileLargeOnesTakeLong) {
@@ -180,6 +125,7 @@ TEST(ImageRequests, ThatWaitAreCancelledBeforeAnyOtherWork) {
                            [&done](const PHImageInfo&) { done.set_value(); }});
     held.released.count_down();
     done.get_future().wait();
+    while (log.texts().size() < 3) std::this_thread::yield();
   }
   EXPECT_EQ(log.texts(), (Texts{"a", "c cancelled", "b"}));
 }

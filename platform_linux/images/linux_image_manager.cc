@@ -1,6 +1,7 @@
 #include "platform_linux/images/linux_image_manager.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 #include "platform_linux/errors/failure.h"
@@ -43,6 +44,15 @@ struct LinuxImageManager::ImageRequest {
            (hasOriginalSize() || std::max(targetSize.width, targetSize.height) > kDegradedSide);
   }
 
+  /// Equal for requests that come to the same.
+  std::string key() const {
+    std::ostringstream key;
+    key << asset->localIdentifier << ' ' << targetSize.width << ' ' << targetSize.height << ' '
+        << contentMode << ' ' << static_cast<int>(options.version) << ' '
+        << static_cast<int>(options.deliveryMode) << ' ' << static_cast<int>(options.resizeMode);
+    return key.str();
+  }
+
   RenderRequest finalRendering(MediaKind kind) const {
     using Fit = RenderRequest::Fit;
     const bool isExact = options.resizeMode == PHImageRequestOptionsResizeMode::exact;
@@ -77,6 +87,7 @@ PHImageRequestID LinuxImageManager::requestImageForAsset(std::shared_ptr<const P
   ImageRequest request{std::move(asset), targetSize, contentMode, options, handler};
   ImageRequests::Work work;
   work.isLarge = laneOf(request.finalRendering(MediaKind::image)) != WorkerLane::looks;
+  work.key = request.key();
   work.run = [this, request = std::move(request)](const Progress& progress) {
     return loadImage(request, progress);
   };
@@ -100,11 +111,12 @@ Result<ImageRequests::Delivery> LinuxImageManager::loadImage(const ImageRequest&
 
   const MediaKind kind = isVideo ? MediaKind::video : MediaKind::image;
   if (request.isPrecededByDegraded()) {
-    const auto degraded = media_.render(*file, ImageRequest::degradedRendering(kind));
+    const auto degraded =
+        media_.render(*file, ImageRequest::degradedRendering(kind), progress.stop());
     if (degraded) progress.deliverDegraded(deliveryOf(request.handler, *degraded));
     if (!progress.isWanted()) return deliveryOf(request.handler, nullptr);
   }
-  const auto image = media_.render(*file, request.finalRendering(kind));
+  const auto image = media_.render(*file, request.finalRendering(kind), progress.stop());
   if (!image) return mediaError(**resource, image.error());
   return deliveryOf(request.handler, *image);
 }

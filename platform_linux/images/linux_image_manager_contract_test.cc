@@ -116,17 +116,21 @@ class LinuxImages {
     stored_.refuse(Failure(LibraryErrorCode::accessUserDenied, "Access was withdrawn."));
   }
 
-  /// There is one thread for small pictures and one for large ones, so what comes last ends last.
+  /// There is one thread for small pictures and one for large ones, and one request at most that
+  /// waits. Of four that are served one is who waits the longest.
   void settle() {
+    constexpr int kServed = 4;
     gate_.open(true);
-    std::latch done(2);
-    const auto none = asset("none", PHAssetMediaType::image);
-    manager_.requestImageDataAndOrientationForAsset(none, {},
-                                                    [&done](auto&&...) { done.count_down(); });
+    std::latch done(2 * kServed);
     PHImageRequestOptions once;
     once.deliveryMode = PHImageRequestOptionsDeliveryMode::highQualityFormat;
-    manager_.requestImageForAsset(none, PHImageManagerMaximumSize, PHImageContentModeAspectFit,
-                                  once, [&done](auto&&...) { done.count_down(); });
+    for (int i = 0; i < kServed; ++i) {
+      const auto none = asset("none " + std::to_string(i), PHAssetMediaType::image);
+      manager_.requestImageDataAndOrientationForAsset(none, {},
+                                                      [&done](auto&&...) { done.count_down(); });
+      manager_.requestImageForAsset(none, PHImageManagerMaximumSize, PHImageContentModeAspectFit,
+                                    once, [&done](auto&&...) { done.count_down(); });
+    }
     done.wait();
     gate_.open(false);
   }

@@ -7,6 +7,7 @@
 #include <latch>
 #include <limits>
 
+#include "platform_linux/media/joined_media.h"
 #include "platform_linux/videos/linux_composition.h"
 #include "testing/platform/testing_image_manager.h"
 #include "testing/platform/testing_images.h"
@@ -235,6 +236,43 @@ TEST_F(LinuxImageManagerTest, StopsBetweenTheDegradedAndTheFinalImageWhenCancell
   EXPECT_TRUE(all[0].isCancelled());
   EXPECT_EQ(all[0].outcome, nullptr);
   EXPECT_EQ(media_.renderings().size(), 1U);
+}
+
+TEST_F(LinuxImageManagerTest, StopsARenderingThatIsCancelled) {
+  LinuxImageManager manager(files_, media_, 1);
+  std::latch rendering(1);
+  media_.onStart = [&](const std::stop_token& stop) {
+    rendering.count_down();
+    while (!stop.stop_requested()) std::this_thread::yield();
+  };
+  ImageCalls calls;
+  const PHImageRequestID id =
+      manager.requestImageForAsset(photo(), {256, 256}, 0, highQuality(), into(calls));
+  rendering.wait();
+  manager.cancelImageRequest(id);
+  EXPECT_TRUE(calls.wait(1)[0].isCancelled());
+}
+
+TEST_F(LinuxImageManagerTest, RendersOnceForEqualRequestsThatWait) {
+  JoinedMedia joined(media_);
+  LinuxImageManager manager(files_, joined, 1);
+  std::latch rendering(1);
+  std::latch released(1);
+  media_.onStart = [&](const std::stop_token&) {
+    if (rendering.try_wait()) return;
+    rendering.count_down();
+    released.wait();
+  };
+  ImageCalls calls;
+  manager.requestImageForAsset(photo(), {100, 100}, 0, highQuality(), into(calls));
+  rendering.wait();
+  for (int i = 0; i < 3; ++i) {
+    manager.requestImageForAsset(photo(), {256, 256}, 0, highQuality(), into(calls));
+    manager.requestImageForAsset(photo(), {64.0 + i, 64}, 0, highQuality(), into(calls));
+  }
+  released.count_down();
+  EXPECT_EQ(calls.wait(7).size(), 7U);
+  EXPECT_EQ(media_.renderings().size(), 5U);
 }
 
 TEST_F(LinuxImageManagerTest, CallsNobodyOnceItIsShutDown) {
