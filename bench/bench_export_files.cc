@@ -78,7 +78,7 @@ class LooseFiles final : public AssetFiles {
  public:
   Result<StoredResources> storedResources(const std::string&) override { return StoredResources(); }
   Done accessTo(const StoredResource&) override { return Null{}; }
-  TimeMap timeMap(const std::string&) override { return {}; }
+  Result<TimeMap> timeMap(const std::string&) override { return TimeMap(); }
 };
 
 /// The most memory that this process has had since the last call, in kilobytes.
