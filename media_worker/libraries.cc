@@ -17,8 +17,8 @@ extern "C" {
 
 #include "core/platform/foundation.h"
 #include "media_worker/export/filter_library.h"
+#include "media_worker/heif/hevc_decoder.h"
 #include "media_worker/metadata/metadata_file.h"
-#include "media_worker/reading/hevc_decoder.h"
 #include "media_worker/reading/processors.h"
 #include "media_worker/reading/wanted_loaders.h"
 

@@ -53,7 +53,7 @@ bool isKnownPicture(const AVStream* stream) {
   if (stream == nullptr || stream->codecpar->codec_id == AV_CODEC_ID_NONE) return false;
   const std::int64_t width = stream->codecpar->width;
   const std::int64_t height = stream->codecpar->height;
-  return width > 0 && height > 0 && width <= kMaximumPixelCount / height;
+  return width > 0 && height > 0 && width <= kMaximumFramePixelCount / height;
 }
 
 }  // namespace

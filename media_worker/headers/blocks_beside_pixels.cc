@@ -3,6 +3,8 @@
 #include <array>
 #include <string_view>
 
+#include "media_worker/headers/tiff_directories.h"
+
 namespace quorvin {
 
 namespace {
@@ -62,6 +64,9 @@ bool hasTooMuchBesidePixels(const InputFile& file, PictureFormat format) {
       return hasManySegments(file);
     case PictureFormat::png:
       return hasLongTexts(file);
+    case PictureFormat::tiff:
+    case PictureFormat::raw:
+      return hasTooManyTags(file);
     default:
       return false;
   }

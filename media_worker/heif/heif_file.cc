@@ -1,8 +1,9 @@
-#include "media_worker/reading/heif_file.h"
+#include "media_worker/heif/heif_file.h"
 
 #include <cstddef>
 
-#include "media_worker/reading/hevc_decoder.h"
+#include "media_worker/heif/heif_parts.h"
+#include "media_worker/heif/hevc_decoder.h"
 
 namespace quorvin {
 
@@ -36,6 +37,7 @@ const heif_reader* HeifFile::reader() {
 }
 
 std::unique_ptr<HeifFile> HeifFile::open(const InputFile& file) {
+  if (hasTooManyParts(file)) return nullptr;
   std::unique_ptr<HeifFile> opened(new HeifFile(file));
   opened->context_.reset(heif_context_alloc());
   heif_context* context = opened->context_.get();

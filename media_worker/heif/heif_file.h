@@ -29,7 +29,8 @@ inline bool succeeded(const heif_error& error) {
 /// A file whose header is read. Its handles die before it. One thread at a time.
 class HeifFile {
  public:
-  /// Null when the header cannot be read. The descriptor of `file` outlives the result.
+  /// Null when the header cannot be read, or claims more than is ever decoded. The descriptor of
+  /// `file` outlives the result.
   static std::unique_ptr<HeifFile> open(const InputFile& file);
   HeifFile(const HeifFile&) = delete;
   HeifFile& operator=(const HeifFile&) = delete;

@@ -14,7 +14,7 @@
 //
 // Threads: tiles are small and decoded side by side, each by one thread; a larger picture is one
 // stream, on which FFmpeg's threads share the work.
-#include "media_worker/reading/hevc_decoder.h"
+#include "media_worker/heif/hevc_decoder.h"
 
 #include <libheif/heif.h>
 #include <libheif/heif_plugin.h>
@@ -32,10 +32,11 @@ extern "C" {
 #include <span>
 #include <vector>
 
+#include "media_worker/heif/heif_file.h"
+#include "media_worker/heif/libheif_versions.h"
 #include "media_worker/reading/ffmpeg_objects.h"
-#include "media_worker/reading/heif_file.h"
-#include "media_worker/reading/libheif_versions.h"
 #include "media_worker/reading/processors.h"
+#include "media_worker/reading/vips_image.h"
 
 namespace quorvin {
 
@@ -96,7 +97,8 @@ FramePtr decodeFrame(const Decoder& decoder) {
   parameters.codec_id = AV_CODEC_ID_HEVC;
   parameters.format = -1;
   const bool isTile = decoder.stream.size() < kLargestTile;
-  const CodecContextPtr context = openDecoder(parameters, isTile ? 1 : decodingThreads());
+  const CodecContextPtr context =
+      openDecoder(parameters, isTile ? 1 : decodingThreads(), kMaximumWholePixelCount);
   const PacketPtr packet(av_packet_alloc());
   FramePtr frame(av_frame_alloc());
   if (!context || !packet || !frame ||

@@ -6,9 +6,11 @@
 #include <vector>
 
 #include "core/platform/photo_library.h"
+#include "media_worker/headers/tiff_directories.h"
+#include "media_worker/heif/heif_file.h"
 #include "media_worker/probe/probe_picture.h"
 #include "media_worker/reading/boxes.h"
-#include "media_worker/reading/heif_file.h"
+#include "media_worker/reading/vips_image.h"
 
 namespace quorvin {
 namespace {
@@ -71,6 +73,8 @@ bool hasGainMap(const heif_image_handle* picture) {
 }
 
 constexpr std::size_t kLargestBlock = 16 << 20;
+/// A camera writes two; each is read and kept.
+constexpr std::size_t kMostBlocks = 16;
 
 void readBlock(const heif_image_handle* picture, heif_item_id id, FileMetadata& metadata) {
   const std::string_view type = heif_image_handle_get_metadata_type(picture, id);
@@ -86,7 +90,9 @@ void readBlock(const heif_image_handle* picture, heif_item_id id, FileMetadata& 
   if (size < 4) return;
   const std::size_t skipped =
       std::size_t{4} + (std::size_t{block[0]} << 24 | block[1] << 16 | block[2] << 8 | block[3]);
-  if (skipped < size) addExif(std::span(block).subspan(skipped), metadata);
+  if (skipped >= size) return;
+  const auto exifBlock = std::span<const std::uint8_t>(block).subspan(skipped);
+  if (!hasTooManyTags(exifBlock)) addExif(exifBlock, metadata);
 }
 
 void readBlocks(const heif_image_handle* picture, FileMetadata& metadata) {
@@ -94,6 +100,7 @@ void readBlocks(const heif_image_handle* picture, FileMetadata& metadata) {
       static_cast<std::size_t>(heif_image_handle_get_number_of_metadata_blocks(picture, nullptr)));
   heif_image_handle_get_list_of_metadata_block_IDs(picture, nullptr, ids.data(),
                                                    static_cast<int>(ids.size()));
+  ids.resize(std::min(ids.size(), kMostBlocks));
   for (const heif_item_id id : ids) readBlock(picture, id, metadata);
 }
 
@@ -109,7 +116,8 @@ Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata) {
   probe.pixelWidth = heif_image_handle_get_width(handle);
   probe.pixelHeight = heif_image_handle_get_height(handle);
   probe.orientation = orientationOf(primaryTurn(file));
-  if (auto error = sizeError(probe.pixelWidth, probe.pixelHeight)) return *std::move(error);
+  if (auto error = sizeError(probe.pixelWidth, probe.pixelHeight, kMaximumWholePixelCount))
+    return *std::move(error);
   if (auto error = decodingError(handle, probe.pixelWidth * probe.pixelHeight)) {
     return *std::move(error);
   }

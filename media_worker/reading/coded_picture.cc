@@ -58,7 +58,7 @@ ImagePtr decodeCodedPicture(const InputFile& file, PictureFormat format) {
   parameters.codec_type = AVMEDIA_TYPE_VIDEO;
   parameters.codec_id = codecOf(format);
   parameters.format = -1;
-  const CodecContextPtr decoder = openDecoder(parameters);
+  const CodecContextPtr decoder = openDecoder(parameters, 1, kMaximumWholePixelCount);
   const PacketPtr packet = decoder ? wholeFile(file) : nullptr;
   const FramePtr frame = packet ? decode(*decoder, *packet) : nullptr;
   return frame ? imageOfFrame(*frame) : nullptr;

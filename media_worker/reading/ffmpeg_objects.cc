@@ -6,7 +6,6 @@ extern "C" {
 
 #include <utility>
 
-#include "media_protocol/requests.h"
 #include "media_worker/reading/wanted_decoders.h"
 
 namespace quorvin {
@@ -28,14 +27,16 @@ CodecContextPtr newDecoder(const AVCodecParameters& parameters) {
       !allowWantedDecoders(*context)) {
     return nullptr;
   }
-  context->max_pixels = kMaximumPixelCount;
+  context->max_pixels = kMaximumFramePixelCount;
   return context;
 }
 
-CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads) {
+CodecContextPtr openDecoder(const AVCodecParameters& parameters, int threads,
+                            std::int64_t mostPixels) {
   CodecContextPtr context = newDecoder(parameters);
   if (!context) return nullptr;
   context->thread_count = threads;
+  context->max_pixels = mostPixels;
   context->thread_type = FF_THREAD_SLICE;
   return avcodec_open2(context.get(), nullptr, nullptr) < 0 ? nullptr : std::move(context);
 }

@@ -13,6 +13,7 @@ extern "C" {
 
 #include "media_protocol/wire.h"
 #include "media_worker/reading/ffmpeg_versions.h"
+#include "media_worker/reading/movie_tables.h"
 #include "media_worker/reading/wanted_decoders.h"
 
 namespace quorvin {
@@ -41,6 +42,9 @@ int orientationOf(const std::int32_t* matrix) {
 }  // namespace
 
 Result<std::unique_ptr<MovieInput>> MovieInput::open(const InputFile& file) {
+  const Failure cannotBeRead(LibraryErrorCode::invalidResource,
+                             "the file is not a photo, video or audio file that can be read.");
+  if (claimsTooMuch(file)) return cannotBeRead;
   std::unique_ptr<MovieInput> input(new MovieInput(file));
   auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
   input->io_ = avio_alloc_context(buffer, kBufferSize, 0, input.get(), &MovieInput::read, nullptr,
@@ -57,6 +61,7 @@ Result<std::unique_ptr<MovieInput>> MovieInput::open(const InputFile& file) {
   context->io_open = [](AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
     return AVERROR(EPERM);
   };
+  context->max_streams = kMostTracks;
   context->format_whitelist = av_strdup(kFormats);
   if (context->format_whitelist == nullptr || !allowWantedDecoders(*context)) {
     avformat_free_context(context);
@@ -64,8 +69,7 @@ Result<std::unique_ptr<MovieInput>> MovieInput::open(const InputFile& file) {
   }
   // On failure the context is freed, but the input's own I/O is not.
   if (avformat_open_input(&context, "", nullptr, nullptr) < 0) {
-    return Failure(LibraryErrorCode::invalidResource,
-                   "the file is not a photo, video or audio file that can be read.");
+    return cannotBeRead;
   }
   input->context_ = context;
   return input;

@@ -14,6 +14,10 @@ namespace quorvin {
 /// Most pixels of a GIF: its frames are kept whole, twice, with four bytes a pixel.
 inline constexpr std::int64_t kMaximumGifPixelCount = 100'000'000;
 
+/// Most pixels of a picture that is decoded only whole: a third more than the largest sensors have.
+/// Decoders and what is made of it take some eight bytes for each.
+inline constexpr std::int64_t kMaximumWholePixelCount = 300'000'000;
+
 struct GObjectUnref {
   void operator()(void* object) const { g_object_unref(object); }
 };

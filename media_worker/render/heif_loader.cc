@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "media_protocol/wire.h"
+#include "media_worker/heif/heif_file.h"
+#include "media_worker/heif/hevc_decoder.h"
 #include "media_worker/reading/boxes.h"
-#include "media_worker/reading/heif_file.h"
-#include "media_worker/reading/hevc_decoder.h"
 #include "media_worker/reading/planes.h"
 #include "media_worker/reading/signature.h"
 #include "media_worker/render/colour.h"
@@ -174,7 +174,7 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
   if (!primary) return cannotDecode();
   const heif_image_handle* const found = primary.get();
   const PixelSize size = sizeOf(found);
-  if (!isDecodableSize(size.width, size.height)) return tooManyPixels();
+  if (!isDecodableSize(size.width, size.height, kMaximumWholePixelCount)) return tooManyPixels();
   auto target = renderingSize(request, size);
   if (!target) return target.error();
   const bool mayReplace = target->scaled.width < size.width;

@@ -27,6 +27,16 @@ VipsFailOn failOn(const RenderRequest& request) {
   return request.failOnDamage ? VIPS_FAIL_ON_ERROR : VIPS_FAIL_ON_NONE;
 }
 
+/// Most pixels of the picture, by how it is decoded.
+std::int64_t mostPixelsOf(const VipsImage* header, PictureFormat format) {
+  if (format == PictureFormat::gif) return kMaximumGifPixelCount;
+  int interlaced = 0;
+  const bool comesWhole = vips_image_get_typeof(header, "interlaced") == G_TYPE_INT &&
+                          vips_image_get_int(header, "interlaced", &interlaced) == 0 &&
+                          interlaced != 0;
+  return comesWhole ? kMaximumWholePixelCount : kMaximumPixelCount;
+}
+
 /// Whether the JPEG is one that `decodeJpeg` decodes: libvips takes care of printers' inks.
 bool isScreenJpeg(VipsImage* header) {
   return header->BandFmt == VIPS_FORMAT_UCHAR && (header->Bands == 1 || header->Bands == 3);
@@ -59,9 +69,7 @@ Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
   VipsImage* header = loaded.image.get();
   const int width = vips_image_get_width(header);
   const int height = vips_image_get_height(header);
-  if (!isDecodableSize(width, height)) return tooManyPixels();
-  if (format == PictureFormat::gif && height > kMaximumGifPixelCount / width)
-    return tooManyPixels();
+  if (!isDecodableSize(width, height, mostPixelsOf(header, format))) return tooManyPixels();
   const bool isJpeg = format == PictureFormat::jpeg;
   if (isJpeg && hasTooManyJpegPasses(file, width, height)) return cannotDecode();
   const int stored = vips_image_get_orientation(header);
@@ -104,8 +112,8 @@ Failure tooManyPixels() {
                  "the picture has more pixels than can be decoded.");
 }
 
-bool isDecodableSize(std::int64_t width, std::int64_t height) {
-  return width > 0 && height > 0 && height <= kMaximumPixelCount / width;
+bool isDecodableSize(std::int64_t width, std::int64_t height, std::int64_t most) {
+  return width > 0 && height > 0 && height <= most / width;
 }
 
 }  // namespace quorvin

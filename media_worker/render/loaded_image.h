@@ -44,7 +44,8 @@ Result<LoadedImage> loadPosterFrame(const InputFile& file, const RenderRequest& 
 Failure cannotDecode();
 /// The error of a picture whose header promises more pixels than are ever decoded.
 Failure tooManyPixels();
-/// Whether the header's size is one that is decoded.
-bool isDecodableSize(std::int64_t width, std::int64_t height);
+/// Whether the header's size is one that is decoded: of so many pixels at most.
+bool isDecodableSize(std::int64_t width, std::int64_t height,
+                     std::int64_t most = kMaximumPixelCount);
 
 }  // namespace quorvin

@@ -175,6 +175,24 @@ TEST(RenderLarge, RefusesMoreThanAGigapixelByTheHeader) {
   EXPECT_EQ(reasonFor(file, fitInto(256, 256)), "The picture has more pixels than can be decoded.");
 }
 
+TEST(RenderLarge, RefusesByTheHeaderWhatWouldHaveToBeKeptWhole) {
+  Bytes file = saved(filled(16, 16, kRed), ".png[interlace]");
+  // As above, of 20000 by 20000 pixels in seven passes.
+  const Bytes header{0, 0, 0x4e, 0x20, 0, 0, 0x4e, 0x20, 8, 2, 0, 0, 1};
+  std::copy(header.begin(), header.end(), file.begin() + 16);
+  uLong sum = crc32(0, file.data() + 12, 17);
+  for (int i = 3; i >= 0; --i, sum >>= 8) file[29 + static_cast<std::size_t>(i)] = sum & 0xff;
+  EXPECT_EQ(reasonFor(file, fitInto(256, 256)), "The picture has more pixels than can be decoded.");
+
+  Bytes heic = heif(filled(64, 64, kRed));
+  const std::string name = "ispe";
+  const auto at = std::search(heic.begin(), heic.end(), name.begin(), name.end());
+  ASSERT_GT(heic.end() - at, 16);
+  const Bytes size{0, 0, 0x4e, 0x20, 0, 0, 0x4e, 0x20};
+  std::copy(size.begin(), size.end(), at + 8);
+  EXPECT_EQ(reasonFor(heic, fitInto(256, 256)), "The picture has more pixels than can be decoded.");
+}
+
 TEST(RenderRealFiles, AnswersForEveryFile) {
   const char* folder = std::getenv("QUORVIN_TEST_MEDIA");
   if (folder == nullptr) GTEST_SKIP() << "QUORVIN_TEST_MEDIA names no folder";

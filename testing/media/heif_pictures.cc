@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "media_worker/reading/heif_file.h"
+#include "media_worker/heif/heif_file.h"
 
 namespace quorvin {
 
