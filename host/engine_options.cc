@@ -118,6 +118,7 @@ Result<LinuxPlatformOptions> readEngineOptions(const QuorvinOptions* given) {
   read.prompt = promptOf(*options);
   read.deletionPrompt = deletionPromptOf(*options);
   read.mediaWorker = mediaWorkerProgram();
+  read.failedFilesPath = failedFilesPath();
   return read;
 }
 

@@ -61,19 +61,25 @@ OwnFile ownFile() {
   return {path.parent_path(), isLibrary};
 }
 
+/// The folder that the variable names, else one in the user's home. Empty when there is none.
+std::string userFolder(const char* variable, const char* inHome) {
+  const std::string named = absoluteEnvironment(variable);
+  const std::string home = named.empty() ? homeFolder() : "";
+  return home.empty() ? named : home + inHome;
+}
+
 }  // namespace
 
 Result<std::string> defaultLibraryPath() {
-  std::string data = absoluteEnvironment("XDG_DATA_HOME");
-  if (data.empty()) {
-    const std::string home = homeFolder();
-    if (home.empty()) {
-      return Failure(LibraryErrorCode::internal,
-                     "There is no default library: the user has no home folder.");
-    }
-    data = home + "/.local/share";
-  }
-  return data + "/quorvin/library";
+  const std::string data = userFolder("XDG_DATA_HOME", "/.local/share");
+  if (!data.empty()) return data + "/quorvin/library";
+  return Failure(LibraryErrorCode::internal,
+                 "There is no default library: the user has no home folder.");
+}
+
+std::string failedFilesPath() {
+  const std::string state = userFolder("XDG_STATE_HOME", "/.local/state");
+  return state.empty() ? "" : state + "/quorvin/failed";
 }
 
 std::string mediaWorkerProgram() {

@@ -11,6 +11,11 @@ namespace quorvin {
 /// home.
 Result<std::string> defaultLibraryPath();
 
+/// Where this machine remembers which files its media workers failed over:
+/// $XDG_STATE_HOME/quorvin/failed, or the same below ~/.local/state. Empty when the user has no
+/// home.
+std::string failedFilesPath();
+
 /// The worker program: $QUORVIN_MEDIA_WORKER, else the one beside the file that this code was
 /// loaded from (a build tree), else the one that was installed with it. It may be missing.
 std::string mediaWorkerProgram();

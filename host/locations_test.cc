@@ -64,6 +64,14 @@ TEST(Locations, WithoutHomeItIsInTheHomeThatTheSystemKnows) {
   EXPECT_EQ(libraryPath(), known + "/.local/share/quorvin/library");
 }
 
+TEST(Locations, FailuresAreRememberedWithTheUsersState) {
+  const EnvironmentVariable home("HOME", "/home/me");
+  const EnvironmentVariable none("XDG_STATE_HOME", "relative");
+  EXPECT_EQ(failedFilesPath(), "/home/me/.local/state/quorvin/failed");
+  const EnvironmentVariable state("XDG_STATE_HOME", "/state");
+  EXPECT_EQ(failedFilesPath(), "/state/quorvin/failed");
+}
+
 TEST(Locations, TheEnvironmentNamesTheWorker) {
   const EnvironmentVariable worker("QUORVIN_MEDIA_WORKER", "/somewhere/worker");
   EXPECT_EQ(mediaWorkerProgram(), "/somewhere/worker");

@@ -10,8 +10,10 @@
 #include "platform_linux/library/changes/library_changes.h"
 #include "platform_linux/library/fetch/library.h"
 #include "platform_linux/library/watch/library_watcher.h"
+#include "platform_linux/media/failure_memory.h"
 #include "platform_linux/media/joined_media.h"
 #include "platform_linux/media/media_worker_pool.h"
+#include "platform_linux/media/remembering_media.h"
 #include "platform_linux/resources/linux_asset_resource_manager.h"
 #include "platform_linux/videos/linux_media_framework.h"
 
@@ -23,12 +25,14 @@ struct LinuxPlatform::Parts {
         const LinuxPlatformOptions& options)
       : dispatch(std::move(theDispatch)),
         library(std::move(theLibrary)),
-        media({.program = options.mediaWorker, .size = MediaWorkerOptions::sizeForThisMachine()}),
-        joined(media),
+        pool({.program = options.mediaWorker, .size = MediaWorkerOptions::sizeForThisMachine()}),
+        joined(pool),
+        failures(options.failedFilesPath, options.mediaWorker),
+        media(joined, pool, failures),
         changes(*library, media,
                 {.deletionPrompt = options.deletionPrompt, .mainQueue = &dispatch->mainQueue()}),
         // As many threads as workers: more would only wait for a turn.
-        images(*library, joined, MediaWorkerOptions::sizeForThisMachine()),
+        images(*library, media, MediaWorkerOptions::sizeForThisMachine()),
         codec(media),
         device(options.systemVersion),
         files(options.temporaryPath),
@@ -39,8 +43,10 @@ struct LinuxPlatform::Parts {
 
   const std::unique_ptr<LinuxDispatch> dispatch;
   const std::unique_ptr<Library> library;
-  MediaWorkerPool media;
+  MediaWorkerPool pool;
   JoinedMedia joined;
+  FailureMemory failures;
+  RememberingMedia media;
   LibraryChanges changes;
   LinuxImageManager images;
   LinuxImageCodec codec;
@@ -91,7 +97,7 @@ void LinuxPlatform::shutDown() {
   parts_->images.beginShutDown();
   parts_->resources.beginShutDown();
   parts_->videos.beginShutDown();
-  parts_->media.shutDown();
+  parts_->pool.shutDown();
   // Handlers of images may still start exports and copies, so these come after them.
   parts_->images.shutDown();
   parts_->videos.shutDown();

@@ -28,6 +28,8 @@ struct LinuxPlatformOptions {
   /// deletes has decided.
   std::function<bool(std::size_t assetCount)> deletionPrompt;
   std::string mediaWorker;  ///< the worker program
+  /// Where it is remembered which files workers failed over; empty: nowhere.
+  std::string failedFilesPath;
 };
 
 /// Dispatch queues, photo library, image manager, image codec, resource manager, media framework,

@@ -66,6 +66,7 @@ struct CheckCommand {
 struct DoctorCommand {
   std::string library;
   bool json = false;
+  bool forget = false;
   int run() const;
 };
 

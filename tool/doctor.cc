@@ -5,6 +5,7 @@
 
 #include "host/locations.h"
 #include "platform_linux/library/upkeep/standing.h"
+#include "platform_linux/media/failure_memory.h"
 #include "platform_linux/media/media_worker_pool.h"
 #include "tool/commands.h"
 #include "tool/json.h"
@@ -27,9 +28,10 @@ struct Examination {
   std::vector<Finding> worker;
   std::vector<Finding> versions;
   std::vector<Finding> library;
+  std::vector<Finding> failed;
 
   bool needsAttention() const {
-    for (const auto* part : {&worker, &versions, &library}) {
+    for (const auto* part : {&worker, &versions, &library, &failed}) {
       for (const Finding& each : *part) {
         if (each.needsAttention) return true;
       }
@@ -84,6 +86,12 @@ void examineLibrary(const std::string& path, Examination& examination) {
       {"free space", readableSize(standing.freeBytes), standing.freeBytes < kLittleSpace});
 }
 
+void examineFailures(FailureMemory& failures, Examination& examination) {
+  for (const FailedFile& each : failures.all()) {
+    examination.failed.push_back({each.path, each.reason, true});
+  }
+}
+
 void print(const std::string& heading, const std::vector<Finding>& findings) {
   std::printf("%s\n", printable(heading).c_str());
   for (const Finding& each : findings) {
@@ -104,22 +112,34 @@ nlohmann::ordered_json toJson(const std::vector<Finding>& findings) {
 }  // namespace
 
 int DoctorCommand::run() const {
+  FailureMemory failures(failedFilesPath(), mediaWorkerProgram());
+  if (forget && !failures.forget()) {
+    complain("The files that were set aside cannot be forgotten: “" + failedFilesPath() +
+             "” cannot be emptied.");
+    return kFailure;
+  }
   Examination examination;
   examination.versions.push_back({"quorvin", QUORVIN_VERSION});
   examination.versions.push_back({"SQLite", databaseVersion()});
   examineWorker(examination);
   examineLibrary(library, examination);
+  examineFailures(failures, examination);
   if (json) {
     const nlohmann::ordered_json all = {{"worker", toJson(examination.worker)},
                                         {"versions", toJson(examination.versions)},
                                         {"path", library},
                                         {"library", toJson(examination.library)},
+                                        {"setAside", toJson(examination.failed)},
                                         {"needsAttention", examination.needsAttention()}};
     std::puts(textOf(all, 2).c_str());
   } else {
     print("Isolation of the media worker", examination.worker);
     print("Versions", examination.versions);
     print("Library " + library, examination.library);
+    if (!examination.failed.empty()) {
+      print("Files set aside, which media workers failed over; --forget has them tried again",
+            examination.failed);
+    }
   }
   return examination.needsAttention() ? kFailure : kSuccess;
 }

@@ -7,7 +7,9 @@
 
 #include "host/locations.h"
 #include "platform_linux/library/import/importer.h"
+#include "platform_linux/media/failure_memory.h"
 #include "platform_linux/media/media_worker_pool.h"
+#include "platform_linux/media/remembering_media.h"
 #include "tool/commands.h"
 #include "tool/progress_bar.h"
 #include "tool/text.h"
@@ -55,8 +57,10 @@ void printSummary(const ImportSummary& summary) {
 int ImportCommand::run() const {
   // Nobody who stops listening, to the bar or to the problems, ends the import.
   const auto atBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
-  MediaWorkerPool media(
-      {.program = mediaWorkerProgram(), .size = MediaWorkerOptions::sizeForThisMachine()});
+  const std::string program = mediaWorkerProgram();
+  MediaWorkerPool pool({.program = program, .size = MediaWorkerOptions::sizeForThisMachine()});
+  FailureMemory failures(failedFilesPath(), program);
+  RememberingMedia media(pool, pool, failures);
   Progress progress;
   const auto summary = importIntoLibrary(library, media, {paths, album}, progress);
   progress.end();

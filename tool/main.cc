@@ -193,6 +193,8 @@ class Tool {
                         "Say how this machine and the library stand; status 1 when\n"
                         "something needs attention");
     sub->add_flag("--json", doctor_.json, "Print JSON, for programs");
+    sub->add_flag("--forget", doctor_.forget,
+                  "Have files tried again that were set aside, as media workers failed over them");
     runs(sub, doctor_);
   }
 

@@ -69,6 +69,7 @@ struct Failure {
   std::string subject;  ///< a name that goes before the reason, as in "IMG_1.JPG: It is damaged."
   std::string reason;   ///< as it goes on in a sentence: "it is damaged."
   bool isOfDescriptors = false;  ///< the process, or the system, has no descriptor left
+  bool isOfFile = false;         ///< the media worker failed over the file, and would again
   bool isOfCatalogue = false;    ///< the library's catalogue cannot be used until it is repaired
 };
 

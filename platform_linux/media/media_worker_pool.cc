@@ -14,8 +14,10 @@ namespace quorvin {
 
 namespace {
 
-Failure interrupted(std::string_view sentence) {
-  return Failure(LibraryErrorCode::operationInterrupted, sentence);
+Failure interrupted(std::string_view sentence, bool isOfFile = false) {
+  Failure failure(LibraryErrorCode::operationInterrupted, sentence);
+  failure.isOfFile = isOfFile;
+  return failure;
 }
 
 Failure cancelledError(WorkerLane lane) {
@@ -30,6 +32,14 @@ WorkerKeeper::End endOf(WorkerProcess::Outcome outcome, bool blamable) {
   if (blamable && outcome == WorkerProcess::Outcome::notReceived)
     return WorkerKeeper::End::notStarted;
   return WorkerKeeper::End::unreliable;
+}
+
+/// Whether the next worker would fail at it as well. A slow disk, a busy machine and whoever ends
+/// processes when memory is short say nothing about the file.
+bool isFilesDoing(const WorkerProcess& worker, WorkerProcess::Outcome outcome,
+                  std::chrono::milliseconds limit, std::chrono::nanoseconds usedBefore) {
+  if (outcome == WorkerProcess::Outcome::ended) return worker.endedByItself();
+  return outcome == WorkerProcess::Outcome::late && worker.processorTime() - usedBefore > limit / 2;
 }
 
 std::string inSeconds(std::chrono::milliseconds time) {
@@ -167,7 +177,7 @@ Result<T> MediaWorkerPool::run(const WorkerErrand& errand, const ReplyReader<T>&
     if (refusal) return *std::move(refusal);
     if (result) return *std::move(result);
   }
-  return interrupted("the media worker gave an answer that makes no sense.");
+  return interrupted("the media worker gave an answer that makes no sense.", true);
 }
 
 Result<Packet> MediaWorkerPool::exchange(Turn& turn, const WorkerErrand& errand) {
@@ -176,7 +186,9 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const WorkerErrand& errand)
   const ErrandLimits limits{isExport ? options_.exportTimeLimit : options_.requestTimeLimit,
                             options_.cancelledTimeLimit};
   turn.use(workers_.takeIdle(kind));
-  // A worker that ended while it was idle has cost nobody's request: a fresh one gets it.
+  ErrandLimits left = limits;
+  // A fresh one gets what a used one ended on: it may have ended while it was idle, or of what it
+  // had read before. An export has written by then.
   for (bool fresh = turn.worker() == nullptr;; fresh = true) {
     if (fresh) {
       auto started = workers_.start(kind, WorkerProcess::Clock::now() + limits.time);
@@ -184,19 +196,25 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const WorkerErrand& errand)
       turn.use(*std::move(started));
     }
     Packet reply;
-    const auto outcome = carryOut(errand, *turn.worker(), limits, reply);
+    const WorkerProcess& worker = *turn.worker();
+    const auto usedBefore = worker.processorTime();
+    const auto begin = WorkerProcess::Clock::now();
+    const auto outcome = carryOut(errand, *turn.worker(), left, reply);
     if (outcome == WorkerProcess::Outcome::answered) return reply;
+    const bool isOfFile = isFilesDoing(worker, outcome, limits.time, usedBefore);
     const bool isStopped = errand.stop.stop_requested();
     turn.giveUp(endOf(outcome, fresh && !isStopped));
     if (isStopped) return cancelledError(errand.lane);
     if (outcome == WorkerProcess::Outcome::late) {
       return interrupted((isExport ? "the media worker did not get on for "
                                    : "the media worker took longer than ") +
-                         inSeconds(limits.time) + " and was ended.");
+                             inSeconds(limits.time) + " and was ended.",
+                         isOfFile);
     }
-    if (fresh || outcome == WorkerProcess::Outcome::ended) {
-      return interrupted("the media worker ended unexpectedly.");
+    if (fresh || (isExport && outcome == WorkerProcess::Outcome::ended)) {
+      return interrupted("the media worker ended unexpectedly.", isOfFile);
     }
+    left.time -= std::chrono::ceil<std::chrono::milliseconds>(WorkerProcess::Clock::now() - begin);
   }
 }
 

@@ -146,7 +146,7 @@ Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
     return cannotStart(program, noDescriptor);
   }
   return std::unique_ptr<WorkerProcess>(
-      new WorkerProcess(kind, std::move(process), std::move(ours), std::move(words)));
+      new WorkerProcess(kind, child, std::move(process), std::move(ours), std::move(words)));
 }
 
 WorkerProcess::~WorkerProcess() {
@@ -173,6 +173,22 @@ WorkerProcess::Outcome WorkerProcess::waitForMore(Clock::time_point deadline, Pa
   if (!packet) return errno == ECONNRESET ? Outcome::notReceived : Outcome::ended;
   reply = *std::move(packet);
   return Outcome::answered;
+}
+
+std::chrono::nanoseconds WorkerProcess::processorTime() const {
+  clockid_t clock = {};
+  timespec used = {};
+  if (::clock_getcpuclockid(number_, &clock) != 0 || ::clock_gettime(clock, &used) != 0) return {};
+  return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+}
+
+bool WorkerProcess::endedByItself() const {
+  // The socket closes a moment before the process has ended.
+  waitForEnd(Clock::now() + std::chrono::seconds(1));
+  siginfo_t status{};
+  constexpr int kAskOnly = WEXITED | WNOHANG | WNOWAIT;
+  if (::waitid(P_PIDFD, static_cast<id_t>(process_.get()), &status, kAskOnly) != 0) return false;
+  return status.si_pid != 0 && (status.si_code == CLD_EXITED || status.si_status != SIGKILL);
 }
 
 void WorkerProcess::dropWords() const {

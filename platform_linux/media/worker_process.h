@@ -57,6 +57,13 @@ class WorkerProcess {
 
   Kind kind() const { return kind_; }
 
+  /// What it has used of the processors up to now; 0 when the system does not tell.
+  std::chrono::nanoseconds processorTime() const;
+
+  /// Of one that `ended`: whether that was its own doing, and not somebody's who ended it from
+  /// outside, such as the kernel when memory is short.
+  bool endedByItself() const;
+
   /// It has read so many files that it is to read no other: what it may still hold of them, and
   /// what one of them may have made of it, goes with it.
   bool hasServedItsTime() const { return requests_ >= kMostRequests; }
@@ -71,8 +78,10 @@ class WorkerProcess {
   bool waitForEnd(Clock::time_point deadline) const;
 
  private:
-  WorkerProcess(Kind kind, FileDescriptor process, FileDescriptor socket, FileDescriptor words)
+  WorkerProcess(Kind kind, pid_t number, FileDescriptor process, FileDescriptor socket,
+                FileDescriptor words)
       : kind_(kind),
+        number_(number),
         process_(std::move(process)),
         socket_(std::move(socket)),
         words_(std::move(words)) {}
@@ -83,6 +92,7 @@ class WorkerProcess {
   static constexpr int kMostRequests = 200;
 
   const Kind kind_;
+  const pid_t number_;  ///< for asking only: somebody may have reaped it
   const FileDescriptor process_;
   const FileDescriptor socket_;
   const FileDescriptor words_;

@@ -56,7 +56,10 @@ ToolFixture::ToolFixture() {
   folder_ = mkdtemp(pattern.data());
   for (char** variable = environ; *variable != nullptr; ++variable) {
     const std::string_view text = *variable;
-    if (text.starts_with("QUORVIN_LIBRARY=") || text.starts_with("XDG_DATA_HOME=")) continue;
+    if (text.starts_with("QUORVIN_LIBRARY=") || text.starts_with("XDG_DATA_HOME=") ||
+        text.starts_with("XDG_STATE_HOME=")) {
+      continue;
+    }
     environment_.emplace_back(text);
   }
   setVariable("HOME", folder_ / "home");

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -168,9 +169,13 @@ void sendRaw(const std::string& bytes) {
 
 /// The things that are no answer; false when the text asks for none of them. "held" is one until
 /// somebody writes more into the file.
-bool misbehave(const std::string& text, int descriptor) {
+bool misbehave(const std::string& text, int descriptor, bool isUsed) {
   if (text == "die") ::raise(SIGKILL);
   if (text == "exit") ::_exit(1);
+  if (text == "crash") ::raise(SIGSEGV);
+  if (text == "crash when used" && isUsed) ::raise(SIGSEGV);
+  for (volatile bool isBusy = text == "be busy"; isBusy;) {
+  }
   if (text == "hang") ::pause();
   if (text == "stop") ::raise(SIGSTOP);
   while (text == "held" && readText(descriptor) == text) ::usleep(1000);
@@ -181,9 +186,10 @@ bool misbehave(const std::string& text, int descriptor) {
 }
 
 int serve() {
+  bool isUsed = false;
   while (const auto packet = receivePacket(kWorkerSocketDescriptor)) {
     const std::string text = readText(packet->descriptor.get());
-    if (misbehave(text, packet->descriptor.get())) continue;
+    if (misbehave(text, packet->descriptor.get(), std::exchange(isUsed, true))) continue;
     const auto value = decodeMessage(packet->bytes);
     const auto request = requestFromMap(*value->as<Map>());
     const Reply reply = answer(text, *request, packet->secondDescriptor.get());

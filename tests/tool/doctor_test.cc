@@ -54,6 +54,30 @@ TEST_F(Doctor, TellsOfALibraryThatDoesNotOpen) {
   EXPECT_NE(ran.out.find("cannot be opened"), std::string::npos) << ran.out;
 }
 
+TEST_F(Doctor, ListsWhatWasSetAsideAndHasItTriedAgain) {
+  const fs::path program = folder() / "worker";
+  fs::create_symlink(QUORVIN_TESTING_WORKER_PROGRAM, program);
+  setVariable("QUORVIN_MEDIA_WORKER", program);
+  write(folder() / "bad.jpg", "crash");
+  const auto import = [&] {
+    return quorvin({"--library", folder() / "library", "import", folder() / "bad.jpg"}).err;
+  };
+  EXPECT_NE(import().find("ended unexpectedly"), std::string::npos);
+  EXPECT_NE(import().find("set aside"), std::string::npos);
+
+  const std::string line = (folder() / "bad.jpg").string();
+  const Ran listed = doctor(folder() / "library");
+  EXPECT_EQ(listed.status, 1);
+  EXPECT_NE(listed.out.find("! " + line), std::string::npos) << listed.out;
+  const Json read = Json::parse(doctor(folder() / "library", {"--json"}).out);
+  ASSERT_EQ(read["setAside"].size(), 1U);
+  EXPECT_EQ(read["setAside"][0]["name"], line);
+
+  const Ran forgot = doctor(folder() / "library", {"--forget"});
+  EXPECT_EQ(forgot.out.find("bad.jpg"), std::string::npos) << forgot.out;
+  EXPECT_EQ(import().find("set aside"), std::string::npos);
+}
+
 TEST_F(Doctor, TellsOfAWorkerThatIsNotThere) {
   setVariable("QUORVIN_MEDIA_WORKER", "/nowhere/quorvin-media");
   const Ran ran = doctor(kImportedLibrary);

@@ -3,12 +3,12 @@
 #include <utility>
 
 #include "codec/utf8.h"
+#include "platform_linux/files/file_content.h"
 #include "platform_linux/library/catalogue/album_rows.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/pair_rows.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/import/import_batch.h"
-#include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/values/pairing.h"
 

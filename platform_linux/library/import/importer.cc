@@ -8,6 +8,7 @@
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/errors/system_failure.h"
+#include "platform_linux/files/file_content.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/pair_rows.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
@@ -15,7 +16,6 @@
 #include "platform_linux/library/import/import_batch.h"
 #include "platform_linux/library/import/import_plan.h"
 #include "platform_linux/library/opening/opening.h"
-#include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/values/pairing.h"

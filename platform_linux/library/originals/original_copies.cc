@@ -13,7 +13,7 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/files/copy_content.h"
-#include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/files/file_content.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/original_record.h"
 #include "platform_linux/library/values/pairing.h"

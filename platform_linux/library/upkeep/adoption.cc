@@ -11,11 +11,11 @@
 #include <tuple>
 #include <utility>
 
+#include "platform_linux/files/file_content.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/library/catalogue/pair_rows.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/salvage.h"
-#include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/original_record.h"

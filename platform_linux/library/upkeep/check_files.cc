@@ -10,9 +10,9 @@
 #include <system_error>
 #include <vector>
 
+#include "platform_linux/files/file_content.h"
 #include "platform_linux/library/catalogue/consistency.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
-#include "platform_linux/library/originals/file_content.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/staging.h"

@@ -1,4 +1,4 @@
-#include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/files/file_content.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform_linux/library/originals/file_content.h"
+#include "platform_linux/files/file_content.h"
 
 #define XXH_INLINE_ALL
 #include <unistd.h>
@@ -15,7 +15,7 @@
 namespace quorvin {
 namespace {
 
-constexpr std::size_t kBlock = 262'144;  // bytes
+constexpr std::size_t kBytesAtOnce = 262'144;  // bytes
 
 // The bytes read; fewer than asked only at the end; -1 on failure.
 ssize_t readBlock(int file, char* into, std::size_t size, std::int64_t offset) {
@@ -37,7 +37,7 @@ Result<std::string> hashContent(int file) {
   const std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state(XXH3_createState(),
                                                                        XXH3_freeState);
   XXH3_128bits_reset(state.get());
-  std::vector<char> block(kBlock);
+  std::vector<char> block(kBytesAtOnce);
   for (std::int64_t offset = 0;;) {
     const ssize_t got = readBlock(file, block.data(), block.size(), offset);
     if (got < 0) return systemFailure("the file cannot be read", errno);
@@ -51,11 +51,11 @@ Result<std::string> hashContent(int file) {
 }
 
 bool haveSameContent(int one, int other) {
-  std::vector<char> ofOne(kBlock);
-  std::vector<char> ofOther(kBlock);
+  std::vector<char> ofOne(kBytesAtOnce);
+  std::vector<char> ofOther(kBytesAtOnce);
   for (std::int64_t offset = 0;;) {
-    const ssize_t got = readBlock(one, ofOne.data(), kBlock, offset);
-    if (got < 0 || readBlock(other, ofOther.data(), kBlock, offset) != got) return false;
+    const ssize_t got = readBlock(one, ofOne.data(), kBytesAtOnce, offset);
+    if (got < 0 || readBlock(other, ofOther.data(), kBytesAtOnce, offset) != got) return false;
     if (got == 0) return true;
     if (!std::equal(ofOne.begin(), ofOne.begin() + got, ofOther.begin())) return false;
     offset += got;
