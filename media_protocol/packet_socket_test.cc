@@ -103,12 +103,16 @@ TEST(PacketSocket, ClosesSurplusDescriptors) {
   std::memcpy(CMSG_DATA(header), numbers.data(), sizeof(numbers));
   ASSERT_EQ(::sendmsg(near.get(), &message, 0), 1);
 
-  const int nextFree = openNull().get();
+  std::array<int, 3> nextFree{};
+  {
+    const FileDescriptor held[] = {openNull(), openNull(), openNull()};
+    for (std::size_t i = 0; i < nextFree.size(); ++i) nextFree[i] = held[i].get();
+  }
   const auto packet = receivePacket(far.get());
   ASSERT_TRUE(packet && packet->descriptor && packet->secondDescriptor);
-  EXPECT_EQ(packet->descriptor.get(), nextFree);
-  EXPECT_EQ(packet->secondDescriptor.get(), nextFree + 1);
-  EXPECT_EQ(openNull().get(), nextFree + 2);
+  EXPECT_EQ(packet->descriptor.get(), nextFree[0]);
+  EXPECT_EQ(packet->secondDescriptor.get(), nextFree[1]);
+  EXPECT_EQ(openNull().get(), nextFree[2]);
 }
 
 TEST(PacketSocket, TellsThatTheOtherEndIsClosed) {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <latch>
+#include <ranges>
 
 #include "testing/platform/testing_exports.h"
 
@@ -146,7 +147,8 @@ TEST_F(ExportTest, CancelsWhatRunsAndWhatWaits) {
     sessions.back()->exportAsynchronously([&done] { done.count_down(); });
   }
   gate.waitFor(2);
-  for (const auto& each : sessions) each->cancelExport();
+  // The one that waits first: the end of another would let it begin.
+  for (const auto& each : sessions | std::views::reverse) each->cancelExport();
   done.wait();
   for (const auto& each : sessions) {
     EXPECT_EQ(each->status(), Status::cancelled);
