@@ -12,6 +12,8 @@ namespace {
 /// Of 64 KiB each, these are ten times a panorama's with its depths and its packets of metadata.
 constexpr int kMostSegments = 10'000;
 constexpr int kMostChunks = 100'000;
+/// Bytes of a file that readers keep whole, as they do with all frames of an animation.
+constexpr std::int64_t kLargestKept = 512 << 20;
 constexpr std::size_t kChunkHead = 8;
 constexpr std::size_t kLongestName = 79;       ///< of a text
 constexpr std::int64_t kMostPacked = 2 << 20;  ///< bytes, which are 2 GiB at most
@@ -64,6 +66,9 @@ bool hasTooMuchBesidePixels(const InputFile& file, PictureFormat format) {
       return hasManySegments(file);
     case PictureFormat::png:
       return hasLongTexts(file);
+    case PictureFormat::gif:
+    case PictureFormat::webp:
+      return file.size() > kLargestKept;
     case PictureFormat::tiff:
     case PictureFormat::raw:
       return hasTooManyTags(file);

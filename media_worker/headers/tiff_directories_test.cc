@@ -106,6 +106,35 @@ TEST(TiffDirectories, AreCountedBelowOthersAndInLargeFilesAsWell) {
   EXPECT_FALSE(hasTooManyTags(large));
 }
 
+/// Exif that names the lens, and has so many tags besides with the same bytes for their values.
+Bytes exifOfLens(std::uint32_t others, std::uint32_t bytes) {
+  const std::string lens = "front camera";
+  constexpr std::uint32_t kDirectory = 26;
+  const std::uint32_t behind = kDirectory + 2 + 12 * (others + 1) + 4;
+  Bytes file{'I', 'I', 42, 0, 8, 0, 0, 0};
+  const auto add = [&file](const TiffTag& each) {
+    put(file, each.tag, 2);
+    put(file, each.type, 2);
+    put(file, each.count, 4);
+    put(file, each.value, 4);
+  };
+  put(file, 1, 2);
+  add({0x8769, 4, 1, kDirectory});
+  put(file, 0, 4);
+  put(file, others + 1, 2);
+  add({0xA434, 2, static_cast<std::uint32_t>(lens.size() + 1), behind});
+  for (std::uint32_t i = 0; i < others; ++i) add({50'000 + i, 7, bytes, behind});
+  put(file, 0, 4);
+  file.insert(file.end(), lens.begin(), lens.end());
+  file.resize(file.size() + bytes);
+  return file;
+}
+
+TEST(TiffDirectories, OfExifInAHeicAreLookedAtAsWell) {
+  EXPECT_TRUE(probed(smallHeic({.exif = exifOfLens(2, 1'000'000)})).frontCamera);
+  EXPECT_FALSE(probed(smallHeic({.exif = exifOfLens(20, 1'000'000)})).frontCamera);
+}
+
 TEST(TiffDirectories, OfAPhotographsExifAreRead) {
   const Bytes exif = tiffOf(sharingTags(2, 100), 1);
   EXPECT_FALSE(hasTooManyTags(exif));

@@ -147,6 +147,19 @@ TEST(ProbeHeif, ReadsXmp) {
   EXPECT_TRUE(probe.burstPrimary);
 }
 
+TEST(ProbeHeif, ReadsSomeBlocksAndNotHundreds) {
+  HeifOptions options;
+  options.exif = exifBlock({{"Exif.Photo.LensModel", "front camera"}});
+  options.xmp = xmpPacket(
+      "xmlns:GCamera=\"http://ns.google.com/photos/1.0/camera/\" GCamera:BurstID=\"A1-7\">");
+  options.exifCopies = 10;
+  EXPECT_EQ(probed(smallHeic(options)).burstIdentifier, "A1-7");
+  options.exifCopies = 100;
+  const MediaProbe probe = probed(smallHeic(options));
+  EXPECT_TRUE(probe.frontCamera);
+  EXPECT_EQ(probe.burstIdentifier, "");
+}
+
 TEST(ProbeHeif, AcceptsAPictureWithAThumbnail) {
   HeifOptions options;
   options.thumbnailSize = 32;

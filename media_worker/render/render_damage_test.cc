@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -269,6 +270,16 @@ TEST(RenderHostile, RefusesAPngOfLongPackedTexts) {
   for (const Bytes& file :
        {pngWithText("iTXt", packed, 3'000'000), pngWithText("zTXt", old, 3'000'000)}) {
     EXPECT_EQ(reasonFor(file, fitInto(64, 64)), "The picture cannot be decoded.");
+  }
+}
+
+TEST(RenderHostile, RefusesAnimationsThatAreTooLargeToBeKept) {
+  for (const char* suffix : {".gif", ".webp"}) {
+    const FileDescriptor file = fileOf(saved(filled(16, 16, kRed), suffix));
+    ASSERT_EQ(::ftruncate(file.get(), off_t{100} << 20), 0);
+    EXPECT_TRUE(renderFile(file.get(), fitInto(16, 16))) << suffix;
+    ASSERT_EQ(::ftruncate(file.get(), off_t{600} << 20), 0);
+    EXPECT_FALSE(renderFile(file.get(), fitInto(16, 16))) << suffix;
   }
 }
 

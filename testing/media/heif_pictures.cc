@@ -117,7 +117,7 @@ Bytes heif(const Picture& picture, const HeifOptions& options) {
   expectDone(
       heif_context_encode_image(context.get(), image.get(), found, encoding.get(), &primary));
   const Bytes exif = options.exifOrientation ? exifOf(*options.exifOrientation) : options.exif;
-  if (!exif.empty()) {
+  for (int copy = 0; copy < options.exifCopies && !exif.empty(); ++copy) {
     expectDone(heif_context_add_exif_metadata(context.get(), primary, exif.data(),
                                               static_cast<int>(exif.size())));
   }

@@ -13,6 +13,7 @@ struct HeifOptions {
   int orientation = 1;                 ///< written as turns of the container
   Bytes exif;                          ///< a TIFF block; empty: none
   std::optional<int> exifOrientation;  ///< an Exif block with nothing else
+  int exifCopies = 1;                  ///< of that block, one behind the other
   std::string xmp;                     ///< a packet; empty: none
   int thumbnailSize = 0;               ///< 0: none
   /// The thumbnail's pixels, when they are not those of the picture.
