@@ -1,6 +1,6 @@
 # The two commands are `make demo` and `make test`; `make help` lists all.
 .DEFAULT_GOAL := help
-.PHONY: help demo test check crash-test hostile bench coverage fuzz clean
+.PHONY: help demo test check crash-test hostile stress bench coverage fuzz clean
 
 # `make test PRESET=ci` takes every warning for an error.
 PRESET ?= test
@@ -26,6 +26,10 @@ crash-test: ## kill 10,000 processes, fail every call and lose power at every mo
 hostile: ## ask everything of bombs, disguises and 20,000 damaged files, through the real worker
 	@scripts/install_dependencies.sh test
 	@scripts/hostile_test.sh
+
+stress: ## call every method from 64 callers at once, 10,000 times
+	@scripts/install_dependencies.sh test
+	@scripts/stress_test.sh
 
 bench: ## measure beside the rivals, with ratios
 	@scripts/install_dependencies.sh bench
