@@ -36,4 +36,8 @@ class SideFile {
   int error_ = 0;
 };
 
+/// Removes the files that processes which were killed left in the folder itself. Those that are
+/// still being written stay, whoever writes them.
+void removeAbandonedSideFiles(const Folder& folder);
+
 }  // namespace quorvin

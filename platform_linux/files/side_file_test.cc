@@ -44,6 +44,21 @@ TEST_F(SideFileTest, GoesWhenItWasNotMoved) {
   EXPECT_TRUE(filesBelow(folder.path()).empty());
 }
 
+TEST_F(SideFileTest, IsSweptWhenNobodyWritesItAnyMore) {
+  const SideFile written(placeOf("file"));
+  const auto before = filesBelow(folder.path());
+  const std::vector<std::string> others = {".quorvin-0123456789abcdeg", ".quorvin-0123",
+                                           "quorvin-0123456789abcdef", "file"};
+  for (const std::string& each : others) writeFile(folder / each, "another's");
+  std::filesystem::create_directory(folder / ".quorvin-fedcba9876543210");
+  writeFile(folder / ".quorvin-0123456789abcdef", "part");
+  removeAbandonedSideFiles(Folder::open(folder.path()));
+  EXPECT_FALSE(std::filesystem::exists(folder / ".quorvin-0123456789abcdef"));
+  EXPECT_TRUE(std::filesystem::exists(folder / ".quorvin-fedcba9876543210"));
+  EXPECT_TRUE(std::filesystem::exists(folder / before[0]));
+  EXPECT_EQ(filesBelow(folder.path()).size(), others.size() + 1);
+}
+
 TEST_F(SideFileTest, KeepsWhatStandsAtTheTargetOrReplacesIt) {
   writeFile(folder / "file", "old");
   {

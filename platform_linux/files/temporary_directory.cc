@@ -10,6 +10,7 @@
 
 #include "codec/utf8.h"
 #include "platform_linux/errors/system_failure.h"
+#include "platform_linux/files/side_file.h"
 
 namespace quorvin {
 
@@ -78,6 +79,7 @@ FilePlace TemporaryDirectory::placeOf(const std::string& path) {
       place.folder = openUnlocked();
       place.error = place.folder ? 0 : errno;
       place.path = tidy.substr(path_.ends_with('/') ? path_.size() : path_.size() + 1);
+      sweepUnlocked(place);
       return place;
     }
   }
@@ -85,6 +87,15 @@ FilePlace TemporaryDirectory::placeOf(const std::string& path) {
   place.error = place.folder ? 0 : errno;
   place.path = lastPart(tidy);
   return place;
+}
+
+void TemporaryDirectory::sweepUnlocked(const FilePlace& place) {
+  const std::string folder = folderOf(place.path);
+  if (!place.folder || folder == "." || swept_.contains(folder)) return;
+  const Folder opened = place.folder.openFolder(folder);
+  if (!opened) return;
+  removeAbandonedSideFiles(opened);
+  swept_.insert(folder);
 }
 
 Folder TemporaryDirectory::openUnlocked() {

@@ -1,6 +1,7 @@
 // The directory that exports are written to.
 #pragma once
 
+#include <set>
 #include <string>
 
 #include "core/platform/lock.h"
@@ -37,7 +38,8 @@ class TemporaryDirectory {
 
   /// A path in the directory leads nowhere else, whatever links were planted there. On the way to
   /// the directory, and to the folder of any other path, links are followed. A path that ends in
-  /// "/" leads to nothing.
+  /// "/" leads to nothing. In a folder of the directory that is asked for the first time, side
+  /// files go that nobody writes any more.
   FilePlace placeOf(const std::string& path);
 
  private:
@@ -45,12 +47,14 @@ class TemporaryDirectory {
   bool holdsUnlocked(const std::string& path) QUORVIN_REQUIRES(lock_);
   Folder openUnlocked() QUORVIN_REQUIRES(lock_);
   int privacyError() QUORVIN_REQUIRES(lock_);
+  void sweepUnlocked(const FilePlace& place) QUORVIN_REQUIRES(lock_);
 
   const bool isPrivate_;
   const std::string parent_;
 
   NSLock lock_;
   std::string path_ QUORVIN_GUARDED_BY(lock_);  ///< without a "/" at its end, but for the root
+  std::set<std::string> swept_ QUORVIN_GUARDED_BY(lock_);  ///< folders beneath it
 };
 
 /// $TMPDIR where that is an absolute path of valid UTF-8, else /tmp.
