@@ -27,7 +27,7 @@ hostile: ## ask everything of bombs, disguises and 20,000 damaged files, through
 	@scripts/install_dependencies.sh test
 	@scripts/hostile_test.sh
 
-stress: ## call every method from 64 callers at once, 10,000 times
+stress: ## call every method from 64 callers at once, 10,000 times; end 1,000 engines at work
 	@scripts/install_dependencies.sh test
 	@scripts/stress_test.sh
 

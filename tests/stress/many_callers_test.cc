@@ -75,7 +75,7 @@ class ManyCallers : public testing::Test {
       const std::size_t answered = std::erase_if(callers, [&](const Caller& each) {
         if (each.answer.count == 0) return false;
         note(each.call, each.message, each.answer, mine);
-        each.answer.message.clear();
+        each.answer.message = Bytes();
         looked.erase(each.call.writes);
         return true;
       });
