@@ -41,7 +41,7 @@ class ImageRequests {
     bool isLarge = false;
     /// Equal for works that ask for the same, so that they run one after another while the results
     /// are still there; empty for a work like no other.
-    std::string key;
+    std::string key{};
   };
 
   /// With so many threads a lane, of the priority of the thread that calls this.
