@@ -15,7 +15,7 @@ test: ## install, build and run all tests
 	@scripts/install_dependencies.sh test
 	@scripts/test.sh $(PRESET)
 
-check: ## run what takes long: all tests under sanitizers, static analysis
+check: ## run what takes long: all tests under sanitizers, valgrind, static analysis
 	@scripts/install_dependencies.sh test check
 	@scripts/check.sh
 

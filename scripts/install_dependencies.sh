@@ -28,7 +28,9 @@ for purpose in "$@"; do
       packages+=("${makers[@]}" libbenchmark-dev)
       known+=("${makers_where_known[@]}")
       ;;
-    check) packages+=(clang clang-format clang-tidy git jq libclang-rt-dev libgtest-dev llvm python3) ;;
+    check)
+      packages+=(clang clang-format clang-tidy git jq libclang-rt-dev libgtest-dev llvm python3 valgrind)
+      ;;
     *) echo "install_dependencies.sh: there is no purpose $purpose" >&2; exit 2 ;;
   esac
 done

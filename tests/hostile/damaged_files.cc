@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <random>
+#include <utility>
 
 #include "tests/hostile/hostile_files.h"
 #include "tests/hostile/hostile_pictures.h"
@@ -68,7 +69,32 @@ void repeatPart(Random& random, Bytes& file) {
   file = concatenated({result, rest});
 }
 
+/// `place` counts the bytes of all files.
+HostileFile cutAt(const std::vector<HostileFile>& files, std::size_t number, std::size_t place) {
+  auto file = files.begin();
+  while (place >= file->bytes.size() && file + 1 != files.end()) {
+    place -= file->bytes.size();
+    ++file;
+  }
+  return {"cut" + std::to_string(number) + "_" + file->name, firstBytes(file->bytes, place)};
+}
+
 }  // namespace
+
+CutFiles::CutFiles(std::size_t most) {
+  // Of larger ones a cut here and there tells as much.
+  constexpr std::size_t kSmall = 1'500;
+  for (HostileFile& each : genuineFiles()) {
+    if (each.bytes.size() > kSmall) continue;
+    bytes_ += each.bytes.size();
+    genuine_.push_back(std::move(each));
+  }
+  count_ = std::min(most, bytes_);
+}
+
+HostileFile CutFiles::at(std::size_t number) const {
+  return cutAt(genuine_, number, number * bytes_ / count_);
+}
 
 DamagedFiles::DamagedFiles(std::size_t count) : count_(count), genuine_(genuineFiles()) {
   for (const HostileFile& each : genuine_) bytes_ += each.bytes.size();
@@ -79,13 +105,7 @@ HostileFile DamagedFiles::at(std::size_t number) const {
 }
 
 HostileFile DamagedFiles::cutShort(std::size_t number) const {
-  std::size_t place = number * bytes_ / std::max<std::size_t>(1, count_);
-  auto file = genuine_.begin();
-  while (place >= file->bytes.size() && file + 1 != genuine_.end()) {
-    place -= file->bytes.size();
-    ++file;
-  }
-  return {"cut" + std::to_string(number) + "_" + file->name, firstBytes(file->bytes, place)};
+  return cutAt(genuine_, number, number * bytes_ / std::max<std::size_t>(1, count_));
 }
 
 HostileFile DamagedFiles::changed(std::size_t number) const {

@@ -44,4 +44,19 @@ class DamagedFiles {
   std::size_t bytes_ = 0;  ///< of all of them
 };
 
+/// The smallest genuine file of each format, cut short behind each of its bytes.
+class CutFiles {
+ public:
+  /// At most `most` of them, spread evenly.
+  explicit CutFiles(std::size_t most);
+
+  std::size_t count() const { return count_; }
+  HostileFile at(std::size_t number) const;
+
+ private:
+  std::vector<HostileFile> genuine_;
+  std::size_t bytes_ = 0;  ///< of all of them
+  std::size_t count_ = 0;
+};
+
 }  // namespace quorvin

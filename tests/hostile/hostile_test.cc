@@ -187,6 +187,12 @@ TEST(LargeMedia, ThatIsNeededWholeIsKeptInMemory) {
   EXPECT_EQ((*thumbnail)->width(), 256);
 }
 
+TEST_F(HostileMedia, ThatEndsAfterAnyByte) {
+  const CutFiles files(askedCount() == nullptr ? 100 : damagedFileCount());
+  attackWith(files.count(), 2, [&files](std::size_t number) { return files.at(number); });
+  expectNoHarm();
+}
+
 TEST_F(HostileMedia, ThatIsDamaged) {
   const DamagedFiles files(damagedFileCount());
   attackWith(damagedFileCount(), 2, [&files](std::size_t number) { return files.at(number); });
