@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <latch>
-#include <ranges>
 
 #include "testing/platform/testing_exports.h"
 
@@ -148,7 +148,7 @@ TEST_F(ExportTest, CancelsWhatRunsAndWhatWaits) {
   }
   gate.waitFor(2);
   // The one that waits first: the end of another would let it begin.
-  for (const auto& each : sessions | std::views::reverse) each->cancelExport();
+  std::for_each(sessions.rbegin(), sessions.rend(), [](const auto& each) { each->cancelExport(); });
   done.wait();
   for (const auto& each : sessions) {
     EXPECT_EQ(each->status(), Status::cancelled);
