@@ -19,7 +19,7 @@ struct StressCall {
   Value arguments;
   /// The asset whose exported file the answer names: while that file is looked at, no other call
   /// may write it. Empty for other calls.
-  std::string writes;
+  std::string writes{};
   bool isRepeatable = true;  ///< alone, on another copy of the library, it gives the same
 };
 
