@@ -55,6 +55,13 @@ bool isExportDone(const Map& map);
 Map descriptionToMap(const WorkerDescription& description);
 std::optional<WorkerDescription> descriptionFromMap(const Map& map);
 
+/// How much memory a request's worker may take for what it decodes, in bytes; none: any.
+Map withMemory(Map request, std::int64_t bytes);
+std::optional<std::int64_t> memoryFromMap(const Map& request);
+/// The reply to a request that would take more: so much.
+Map needToMap(std::int64_t bytes);
+std::optional<std::int64_t> needFromMap(const Map& map);
+
 Map errorToMap(const Failure& error);
 /// The error that stands in place of any reply: a code of the library's error domain, and a line of
 /// text that is not too long. None when the map is no such error.

@@ -255,6 +255,18 @@ TEST(WorkerProtocol, RefusesLayoutsOutOfRange) {
   EXPECT_FALSE(readsLayout(layoutToMap({kMaximumPixelCount / 2 + 1, 2, 3})));
 }
 
+TEST(WorkerProtocol, ReadsBackHowMuchMemoryIsAllowedAndNeeded) {
+  const Map request = withMemory(requestToMap(ProbeRequest{"a.png"}), 1 << 20);
+  EXPECT_EQ(memoryFromMap(request), 1 << 20);
+  EXPECT_TRUE(requestFromMap(request));
+  EXPECT_EQ(memoryFromMap(requestToMap(ProbeRequest{"a.png"})), std::nullopt);
+  EXPECT_EQ(needFromMap(needToMap(5)), 5);
+  for (const std::int64_t bytes :
+       {std::int64_t{0}, std::int64_t{-1}, (std::int64_t{1} << 50) + 1}) {
+    EXPECT_EQ(needFromMap(needToMap(bytes)), std::nullopt) << bytes;
+  }
+}
+
 TEST(WorkerProtocol, ReadsAnErrorBack) {
   const Failure error = Failure(LibraryErrorCode::invalidResource, "The file is empty.");
   const auto read = errorFromMap(errorToMap(error));

@@ -36,16 +36,15 @@ void dieFirst() {
 
 }  // namespace
 
-void limitProcess() {
+void limitProcess([[maybe_unused]] std::int64_t memory) {
   dieFirst();
   limitForGood(RLIMIT_CORE, 0);
   limitForGood(RLIMIT_FSIZE, kLargestFile);
   limitForGood(RLIMIT_NOFILE, kDescriptors);
 #ifndef QUORVIN_SANITIZED  // sanitizers reserve terabytes of addresses
-  const auto physical =
-      static_cast<rlim_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
-  // Half of the machine; the programs and libraries themselves map a good part of the least.
-  limitForGood(RLIMIT_AS, std::clamp(physical / 2, 2 * kGibibyte, 6 * kGibibyte));
+  // The program and its libraries map a fourth of the least. What decoders reserve is up to twice
+  // what they take in the end.
+  limitForGood(RLIMIT_AS, kGibibyte + 2 * static_cast<rlim_t>(memory));
 #endif
 }
 

@@ -3,8 +3,11 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <span>
 #include <string_view>
 
 #include "media_protocol/wire.h"
@@ -14,7 +17,13 @@
 #include "media_worker/serve.h"
 
 int main(int count, char** arguments) {
-  const bool forExports = count > 1 && std::string_view(arguments[1]) == quorvin::kForExports;
+  bool forExports = false;
+  std::int64_t memory = 0;
+  for (const std::string_view each : std::span(arguments, static_cast<std::size_t>(count))) {
+    if (each == quorvin::kForExports) forExports = true;
+    // What is no number says nothing.
+    std::from_chars(each.data(), each.data() + each.size(), memory);
+  }
   // It has nothing to do without the process that started it; had that ended before, the socket
   // would tell.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -22,7 +31,7 @@ int main(int count, char** arguments) {
   std::signal(SIGXFSZ, SIG_IGN);
   // Nothing is looked for in the folder where somebody started the host.
   if (::chdir("/") != 0) return EXIT_FAILURE;
-  quorvin::limitProcess();
+  quorvin::limitProcess(memory);
   if (forExports) quorvin::giveWay();
   quorvin::startLibraries();
   quorvin::loadForLater(forExports);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <exception>
+#include <limits>
 #include <span>
 #include <utility>
 #include <variant>
@@ -15,6 +16,7 @@
 #include "media_worker/libraries.h"
 #include "media_worker/limits.h"
 #include "media_worker/probe/probe.h"
+#include "media_worker/reading/decoding_memory.h"
 #include "media_worker/render/encode.h"
 #include "media_worker/render/render.h"
 
@@ -104,6 +106,8 @@ WorkerReply answerRequest(const Packet& packet, const ExportProgress& progress,
   const auto message = decodeMessage(packet.bytes);
   const Map* map = message ? message->as<Map>() : nullptr;
   const auto request = map == nullptr ? std::nullopt : requestFromMap(*map);
+  const auto memory = map == nullptr ? std::nullopt : memoryFromMap(*map);
+  const MemoryAllowance allowance(memory.value_or(std::numeric_limits<std::int64_t>::max()));
   const bool needsFile = request && !std::holds_alternative<DescribeRequest>(*request);
   if (!request || (needsFile && !packet.descriptor)) return malformed();
   const Given given{packet.descriptor.get(), packet.secondDescriptor.get(), progress, isolation};
@@ -116,6 +120,8 @@ WorkerReply answer(const Packet& request, const ExportProgress& progress,
                    const std::vector<SandboxLayer>& isolation) {
   try {
     return answerRequest(request, progress, isolation);
+  } catch (const MoreMemoryNeeded& needed) {
+    return {needToMap(needed.bytes), {}};
   } catch (const std::bad_alloc&) {
     return failure(Failure(LibraryErrorCode::internal, "memory ran out."));
   } catch (const std::exception&) {

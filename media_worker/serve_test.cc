@@ -4,13 +4,16 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <thread>
+#include <utility>
 
 #include "codec/standard_message_codec.h"
 #include "media_protocol/sealed_memory.h"
 #include "media_protocol/wire.h"
 #include "testing/media/coded_films.h"
+#include "testing/media/probes.h"
 #include "testing/media/renderings.h"
 
 namespace quorvin {
@@ -78,6 +81,63 @@ TEST(Answer, TellsTheContainersOfAnExport) {
 TEST(Answer, RefusesAnExportWithoutAnOutput) {
   EXPECT_EQ(reasonFor(packetOf(requestToMap(VideoExportRequest{}), fileOf(Bytes{1}))),
             "The request is malformed.");
+}
+
+/// What the request needs that may take next to nothing, with the reply of one that may take that.
+std::pair<std::int64_t, Map> needed(const WorkerRequest& request, const Bytes& file) {
+  const Map map = requestToMap(request);
+  const WorkerReply refusal = answer(packetOf(withMemory(map, 1), fileOf(file)));
+  const std::int64_t need = needFromMap(refusal.map).value_or(0);
+  EXPECT_FALSE(refusal.memory);
+  return {need,
+          answer(packetOf(withMemory(map, std::max<std::int64_t>(need, 1)), fileOf(file))).map};
+}
+
+/// Of so many bytes a pixel, and not much more than is so.
+void expectNeeded(const Bytes& file, std::int64_t pixels, int bytes) {
+  const auto [need, reply] = needed(original(), file);
+  EXPECT_GE(need, pixels * bytes);
+  EXPECT_LE(need, pixels * bytes * 3 / 2);
+  EXPECT_TRUE(layoutFromMap(reply));
+}
+
+TEST(Answer, SaysHowMuchMemoryAPictureWouldTakeThatIsMoreThanAllowed) {
+  for (const auto& [format, bytes] : {std::pair{".jpg", 6},
+                                      {".jpg[interlace]", 12},
+                                      {".png", 3},
+                                      {".png[interlace]", 6},
+                                      {".webp", 11},
+                                      {".gif", 9},
+                                      {".tif", 3}}) {
+    SCOPED_TRACE(format);
+    expectNeeded(saved(quadrants(96, 64), format), 96 * 64, bytes);
+  }
+  expectNeeded(smallHeic(), 64 * 48, 6);
+  expectNeeded(smallMovie("-frames:v 1 -c:v bmp -f image2", "bmp"), 64 * 48, 12);
+}
+
+TEST(Answer, SaysHowMuchMemoryAFirstFrameWouldTakeThatIsMoreThanAllowed) {
+  RenderRequest poster = original();
+  poster.kind = MediaKind::video;
+  const auto [need, reply] = needed(poster, video({filled(64, 64, kRed)}));
+  EXPECT_EQ(need, 64 * 64 * 20);
+  EXPECT_TRUE(layoutFromMap(reply));
+}
+
+TEST(Answer, AllowsEverythingWhereNothingIsSaid) {
+  EXPECT_FALSE(needed(fitInto(48, 48), saved(quadrants(96, 64), ".png")).second.empty());
+  EXPECT_TRUE(layoutFromMap(
+      answer(packetOf(requestToMap(original()), fileOf(saved(quadrants(96, 64), ".png")))).map));
+}
+
+TEST(Answer, WritesNothingOfAnExportThatWouldTakeMoreMemoryThanAllowed) {
+  FileDescriptor output = makeMemoryFile(0);
+  const FileDescriptor kept(::dup(output.get()));
+  const Map map = requestToMap(VideoExportRequest{.preset = VideoPreset::highestQuality});
+  const WorkerReply reply = answer({encodeMessage(withMemory(map, 1)),
+                                    fileOf(video({filled(64, 64, kRed)})), std::move(output)});
+  EXPECT_GT(needFromMap(reply.map), 64 * 64 * 90);
+  EXPECT_TRUE(contents(kept).empty());
 }
 
 TEST(Answer, RefusesWhatIsNoRequest) {

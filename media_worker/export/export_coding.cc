@@ -19,7 +19,9 @@ namespace quorvin {
 
 namespace {
 
-constexpr unsigned kMostThreads = 16;
+constexpr int kMostThreads = 16;
+constexpr int kThreadsOfLarge = 4;
+constexpr std::int64_t kLargePixels = 3'000'000;
 
 /// Of so many packets one may be damaged.
 constexpr std::int64_t kPacketsPerFailure = 10;
@@ -30,14 +32,29 @@ Failure outOfMemory() {
   return Failure(LibraryErrorCode::internal, "memory ran out.");
 }
 
-int codingThreads() {
-  return static_cast<int>(std::clamp(processorCount(), 1U, kMostThreads));
+int codingThreads(std::int64_t pixels) {
+  const int most = pixels > kMostPixelsLookedAhead ? 1
+                   : pixels > kLargePixels         ? kThreadsOfLarge
+                                                   : kMostThreads;
+  return std::clamp(static_cast<int>(processorCount()), 1, most);
+}
+
+std::int64_t memoryOfCoding(std::int64_t decodedPixels, std::int64_t encodedPixels) {
+  constexpr std::int64_t kDecoded = 12;
+  constexpr std::int64_t kEncoded = 80;
+  constexpr std::int64_t kOfThread = 12;
+  constexpr std::int64_t kEncodedOneByOne = 24;
+  const std::int64_t encoded = encodedPixels > kMostPixelsLookedAhead
+                                   ? kEncodedOneByOne
+                                   : kEncoded + kOfThread * codingThreads(encodedPixels);
+  return decodedPixels * kDecoded + encodedPixels * encoded;
 }
 
 ExportDecoder::ExportDecoder(const AVStream& source) : frame_(av_frame_alloc()) {
   CodecContextPtr context = newDecoder(*source.codecpar);
   if (!frame_ || !context) return;
-  context->thread_count = codingThreads();
+  const AVCodecParameters& coded = *source.codecpar;
+  context->thread_count = codingThreads(std::int64_t{coded.width} * coded.height);
   context->pkt_timebase = source.time_base;
   if (avcodec_open2(context.get(), nullptr, nullptr) >= 0) context_ = std::move(context);
 }

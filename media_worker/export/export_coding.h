@@ -73,7 +73,13 @@ Result<CodecContextPtr> makeEncoder(const std::string& name, std::string_view fo
 /// Opens the encoder and makes its stream; null when it refuses. `source` tells the language.
 AVStream* addEncodedStream(AVCodecContext& encoder, const AVStream& source, MovieOutput& output);
 
-/// How many threads a decoder gets: memory grows with them.
-int codingThreads();
+/// How many threads decode or encode pictures of so many pixels: memory grows with both.
+int codingThreads(std::int64_t pixels = 0);
+
+/// Frames of more pixels are encoded with the fewest others in memory.
+inline constexpr std::int64_t kMostPixelsLookedAhead = 9'000'000;
+
+/// What an export that encodes pictures comes to in memory; measured. Bytes.
+std::int64_t memoryOfCoding(std::int64_t decodedPixels, std::int64_t encodedPixels);
 
 }  // namespace quorvin

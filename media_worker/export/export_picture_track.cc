@@ -14,6 +14,7 @@ extern "C" {
 #include "media_worker/export/export_coding.h"
 #include "media_worker/export/export_picture_filter.h"
 #include "media_worker/export/export_track.h"
+#include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/ffmpeg_versions.h"
 #include "media_worker/reading/movie_input.h"
 
@@ -81,6 +82,13 @@ void choose(AVCodecContext& encoder, CodingQuality quality) {
     encoder.rc_max_rate = kSmallBitRate;
     encoder.rc_buffer_size = kSmallBitRate;  // a second
   }
+}
+
+/// Each frame in the order in which it is shown: the bytes grow a little, the memory does not.
+void encodeOneByOne(AVCodecContext& encoder) {
+  encoder.max_b_frames = 0;
+  av_opt_set_int(encoder.priv_data, "rc-lookahead", 0, 0);
+  av_opt_set_int(encoder.priv_data, "mbtree", 0, 0);
 }
 
 AVRational frameRateOf(const AVStream& source) {
@@ -171,6 +179,10 @@ class PictureTrack final : public ExportTrack {
 MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock, const Coding& coding,
                            MovieOutput& output) {
   const AVStream& source = track.stream;
+  const PictureShape shape = shapeOf(source, coding.quality);
+  const std::int64_t pixels = std::int64_t{shape.width} * shape.height;
+  requireMemory(
+      memoryOfCoding(std::int64_t{source.codecpar->width} * source.codecpar->height, pixels));
   ExportDecoder decoder(source);
   if (!decoder) {
     return Failure(LibraryErrorCode::invalidResource,
@@ -179,15 +191,15 @@ MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock, c
   auto encoder = makeEncoder(coding.encoder, "H.264");
   if (!encoder) return encoder.error();
   CodecContextPtr context = *std::move(encoder);
-  const PictureShape shape = shapeOf(source, coding.quality);
   context->width = shape.width;
   context->height = shape.height;
   context->sample_aspect_ratio = {1, 1};
   context->time_base = clock.keepsSpeed() ? source.time_base : kMappedTimeBase;
   context->framerate = frameRateOf(source);
-  context->thread_count = 0;
+  context->thread_count = codingThreads(pixels);
   describeColours(*context, *source.codecpar, shape.toneMapped);
   choose(*context, coding.quality);
+  if (pixels > kMostPixelsLookedAhead) encodeOneByOne(*context);
   AVStream* stream = addEncodedStream(*context, source, output);
   if (stream == nullptr) {
     return Failure(LibraryErrorCode::invalidResource,

@@ -5,6 +5,7 @@
 #include "media_protocol/wire.h"
 #include "media_worker/headers/jpeg_passes.h"
 #include "media_worker/reading/coded_picture.h"
+#include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/reading/vips_image.h"
 #include "media_worker/reading/wanted_loaders.h"
@@ -105,6 +106,7 @@ Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
   probe.animated = (pages && integerField(image.get(), VIPS_META_N_PAGES, 1) > 1) ||
                    (format == PictureFormat::png && isAnimatedPng(file));
   const bool tried = !comesWhole(image.get(), format) || width * height <= kLargestTrial;
+  if (tried) requireMemory(memoryOfWhole(image.get(), format));
   if (tried && !firstRowDecodes(image.get())) {
     vips_error_clear();
     return pictureError("the photo is damaged: its first rows cannot be decoded.");

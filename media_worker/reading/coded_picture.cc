@@ -6,6 +6,7 @@ extern "C" {
 
 #include <utility>
 
+#include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/frame_image.h"
 
@@ -40,6 +41,23 @@ PacketPtr wholeFile(const InputFile& file) {
   return packet;
 }
 
+/// What decoding may take, and what it came to when that was more.
+struct Memory {
+  std::int64_t allowed;
+  std::int64_t fileSize;
+  std::int64_t needed;
+};
+
+/// Called when the header is read, and nothing else.
+int takeBuffer(AVCodecContext* decoder, AVFrame* frame, int flags) {
+  auto& memory = *static_cast<Memory*>(decoder->opaque);
+  const std::int64_t pixels = std::int64_t{frame->width} * frame->height;
+  const std::int64_t need = memoryOfCodedPicture(pixels, memory.fileSize);
+  if (need <= memory.allowed) return avcodec_default_get_buffer2(decoder, frame, flags);
+  memory.needed = need;
+  return AVERROR(ENOMEM);
+}
+
 FramePtr decode(AVCodecContext& decoder, const AVPacket& packet) {
   FramePtr frame(av_frame_alloc());
   if (!frame || avcodec_send_packet(&decoder, &packet) < 0) return nullptr;
@@ -60,7 +78,12 @@ ImagePtr decodeCodedPicture(const InputFile& file, PictureFormat format) {
   parameters.format = -1;
   const CodecContextPtr decoder = openDecoder(parameters, 1, kMaximumWholePixelCount);
   const PacketPtr packet = decoder ? wholeFile(file) : nullptr;
-  const FramePtr frame = packet ? decode(*decoder, *packet) : nullptr;
+  if (!packet) return nullptr;
+  Memory memory{allowedMemory(), file.size(), 0};
+  decoder->opaque = &memory;
+  decoder->get_buffer2 = takeBuffer;
+  const FramePtr frame = decode(*decoder, *packet);
+  if (!frame) requireMemory(memory.needed);
   return frame ? imageOfFrame(*frame) : nullptr;
 }
 

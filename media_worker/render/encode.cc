@@ -5,6 +5,7 @@
 #include <span>
 
 #include "media_protocol/sealed_memory.h"
+#include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/vips_image.h"
 #include "media_worker/render/jpeg_encoder.h"
 
@@ -39,6 +40,7 @@ Result<FileDescriptor> encodePixels(int memory, const EncodeRequest& request) {
   if (sealedMemorySize(memory) != layout.byteCount()) {
     return Failure(LibraryErrorCode::internal, "the pixels are not as announced.");
   }
+  requireMemory(static_cast<std::int64_t>(layout.byteCount()));
   const MappedMemory mapped(memory, layout.byteCount(), MappedMemory::Access::read);
   FileDescriptor encoded = makeMemoryFile(0);
   if (!mapped || !encoded) return Failure(LibraryErrorCode::internal, "memory ran out.");

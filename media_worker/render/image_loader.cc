@@ -4,6 +4,7 @@
 #include "media_protocol/wire.h"
 #include "media_worker/headers/jpeg_passes.h"
 #include "media_worker/reading/coded_picture.h"
+#include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/jpeg_decoder.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/reading/wanted_loaders.h"
@@ -57,6 +58,25 @@ bool decodeSmaller(ImagePtr& header, const InputFile& file, const RenderRequest&
   return true;
 }
 
+std::int64_t memoryOfLoading(VipsImage* header, PictureFormat format, double wanted) {
+  const std::int64_t whole = memoryOfWhole(header, format);
+  if (format == PictureFormat::jpeg && isScreenJpeg(header)) {
+    return whole + memoryOfJpeg(header, jpegShrink(wanted));
+  }
+  // It is made smaller while it is decoded.
+  const bool isSmaller = format == PictureFormat::webp && wanted > 2;
+  return isSmaller ? static_cast<std::int64_t>(static_cast<double>(whole) * 4 / wanted / wanted)
+                   : whole;
+}
+
+/// Of the pixels that are handed over, and of those that are turned before.
+std::int64_t memoryOfOutput(const LoadedImage& loaded) {
+  const PixelSize size = loaded.target.scaled;
+  const int channels = vips_image_hasalpha(loaded.image.get()) != 0 ? 4 : 3;
+  const auto turned = static_cast<std::int64_t>(VIPS_IMAGE_SIZEOF_PEL(loaded.image.get()));
+  return size.width * size.height * (channels + (loaded.orientation == 1 ? 0 : turned));
+}
+
 }  // namespace
 
 Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
@@ -82,6 +102,7 @@ Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
   const double wanted = std::min(
       static_cast<double>(uprightWidth) / static_cast<double>(loaded.target.scaled.width),
       static_cast<double>(uprightHeight) / static_cast<double>(loaded.target.scaled.height));
+  requireMemory(memoryOfLoading(header, format, wanted) + memoryOfOutput(loaded));
   if (isJpeg && isScreenJpeg(header)) {
     if (!decodeSmaller(loaded.image, file, request, wanted)) return cannotDecode();
   } else if (format == PictureFormat::webp && wanted > 2) {

@@ -9,6 +9,7 @@ extern "C" {
 #include <utility>
 
 #include "media_protocol/wire.h"
+#include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/ffmpeg_objects.h"
 #include "media_worker/reading/frame_image.h"
 #include "media_worker/reading/movie_input.h"
@@ -70,6 +71,8 @@ Result<LoadedImage> loadPosterFrame(const InputFile& file, const RenderRequest& 
   if (!isKnown(movie.videoStream())) movie.findStreams();
   AVStream* stream = movie.videoStream();
   if (stream == nullptr) return noFrame();
+  requireMemory(
+      memoryOfFirstFrame(std::int64_t{stream->codecpar->width} * stream->codecpar->height));
   const CodecContextPtr decoder = openDecoder(*stream->codecpar);
   if (!decoder) return noFrame();
   const FramePtr frame = firstFrame(movie.context(), *stream, *decoder);

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
@@ -66,6 +67,18 @@ std::map<std::string, std::string> statusOf(const fs::path& task) {
     fields[name] = value;
   }
   return fields;
+}
+
+TEST_F(MediaWorkerIsolation, LeavesAnOrdinaryWorkerAGibibyteOfAddresses) {
+  for (const Kind kind : {Kind::pictures, Kind::exports}) ASSERT_TRUE(pool.describe(kind));
+  ASSERT_EQ(children().size(), 2U);
+  for (const pid_t worker : children()) {
+    std::ifstream file("/proc/" + std::to_string(worker) + "/limits");
+    const std::string limits{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_NE(limits.find("Max address space         1073741824           1073741824"),
+              std::string::npos)
+        << limits;
+  }
 }
 
 TEST_F(MediaWorkerIsolation, HoldsForEachThread) {

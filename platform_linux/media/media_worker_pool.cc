@@ -14,6 +14,50 @@ namespace quorvin {
 
 namespace {
 
+/// Bytes that every request may take, and what a worker comes to with those.
+constexpr std::int64_t kFreeMemory = 70 << 20;
+constexpr std::int64_t kWorkerMemory = 112 << 20;
+
+/// A request's stay in its lane.
+class Turn {
+ public:
+  Turn(TurnQueue& turns, const std::stop_token& stop)
+      : turns_(turns), entered_(turns.enter(stop)) {}
+  ~Turn() {
+    if (entered_) turns_.leave();
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+
+  /// False when the pool is shut down, or the request was stopped before its turn.
+  explicit operator bool() const { return entered_; }
+
+ private:
+  TurnQueue& turns_;
+  const bool entered_;
+};
+
+/// A request's share of the memory.
+class Share {
+ public:
+  Share(MemoryBudget& budget, WorkerLane lane, std::int64_t bytes, const std::stop_token& stop)
+      : budget_(budget), lane_(lane), bytes_(bytes), given_(budget.take(lane, bytes, stop)) {}
+  ~Share() {
+    if (given_) budget_.giveBack(lane_, bytes_);
+  }
+  Share(const Share&) = delete;
+  Share& operator=(const Share&) = delete;
+
+  /// False when the pool is shut down, or the request was stopped before.
+  explicit operator bool() const { return given_; }
+
+ private:
+  MemoryBudget& budget_;
+  const WorkerLane lane_;
+  const std::int64_t bytes_;
+  const bool given_;
+};
+
 Failure interrupted(std::string_view sentence, bool isOfFile = false) {
   Failure failure(LibraryErrorCode::operationInterrupted, sentence);
   failure.isOfFile = isOfFile;
@@ -42,6 +86,14 @@ bool isFilesDoing(const WorkerProcess& worker, WorkerProcess::Outcome outcome,
   return outcome == WorkerProcess::Outcome::late && worker.processorTime() - usedBefore > limit / 2;
 }
 
+Failure senseless() {
+  return interrupted("the media worker gave an answer that makes no sense.", true);
+}
+
+std::string inMebibytes(std::int64_t bytes) {
+  return std::to_string(bytes >> 20) + " MiB";
+}
+
 std::string inSeconds(std::chrono::milliseconds time) {
   return std::to_string(std::chrono::ceil<std::chrono::seconds>(time).count()) + " s";
 }
@@ -61,20 +113,14 @@ std::size_t MediaWorkerOptions::sizeForThisMachine() {
   return std::clamp(std::thread::hardware_concurrency(), 1U, 4U);
 }
 
-/// One request's stay in the pool, with the worker that serves it.
-class MediaWorkerPool::Turn {
+/// The worker that serves a request.
+class MediaWorkerPool::Lease {
  public:
-  Turn(WorkerKeeper& workers, TurnQueue& turns, const std::stop_token& stop)
-      : workers_(workers), turns_(turns), entered_(turns.enter(stop)) {}
-  ~Turn() {
-    giveUp(WorkerKeeper::End::unreliable);
-    if (entered_) turns_.leave();
-  }
-  Turn(const Turn&) = delete;
-  Turn& operator=(const Turn&) = delete;
+  explicit Lease(WorkerKeeper& workers) : workers_(workers) {}
+  ~Lease() { giveUp(WorkerKeeper::End::unreliable); }
+  Lease(const Lease&) = delete;
+  Lease& operator=(const Lease&) = delete;
 
-  /// False when the pool is shut down, or the request was stopped before its turn.
-  bool entered() const { return entered_; }
   WorkerProcess* worker() const { return worker_.get(); }
   void use(std::unique_ptr<WorkerProcess> worker) { worker_ = std::move(worker); }
   /// The worker did well and may serve another request.
@@ -85,8 +131,6 @@ class MediaWorkerPool::Turn {
 
  private:
   WorkerKeeper& workers_;
-  TurnQueue& turns_;
-  const bool entered_;
   std::unique_ptr<WorkerProcess> worker_;
 };
 
@@ -94,6 +138,8 @@ MediaWorkerPool::MediaWorkerPool(MediaWorkerOptions options)
     : options_(std::move(options)),
       turns_{{TurnQueue(options_.size, TurnQueue::Order::newestFirst),
               TurnQueue(options_.size, TurnQueue::Order::newestFirst), TurnQueue(options_.size)}},
+      budget_(options_.memory -
+              kWorkerMemory * static_cast<std::int64_t>(kWorkerLanes * options_.size)),
       workers_(options_.program, options_.idleTimeLimit) {}
 
 MediaWorkerPool::~MediaWorkerPool() {
@@ -137,73 +183,106 @@ Done MediaWorkerPool::exportVideo(const FileDescriptor& source, const FileDescri
                    "the video's changes of speed are too many or too great.");
   }
   const std::array descriptors{source.get(), output.get()};
-  const auto done = run<bool>(
-      {encodeMessage(requestToMap(request)), descriptors, WorkerLane::exports, std::move(stop)},
-      exportDoneReply);
+  const auto done =
+      run<bool>(requestToMap(request), {{}, descriptors, WorkerLane::exports, std::move(stop)},
+                exportDoneReply);
   return done ? Done(Null{}) : done.error();
 }
 
 Result<WorkerDescription> MediaWorkerPool::describe(WorkerProcess::Kind kind) {
   const WorkerLane lane =
       kind == WorkerProcess::Kind::exports ? WorkerLane::exports : WorkerLane::looks;
-  return run<WorkerDescription>({encodeMessage(requestToMap(DescribeRequest())), {}, lane, {}},
+  return run<WorkerDescription>(requestToMap(DescribeRequest()), {{}, {}, lane, {}},
                                 descriptionReply);
 }
 
 template <class T>
 Result<T> MediaWorkerPool::ask(WorkerLane lane, const WorkerRequest& request, int descriptor,
                                const ReplyReader<T>& read, std::stop_token stop) {
-  return run<T>({encodeMessage(requestToMap(request)), {&descriptor, 1}, lane, std::move(stop)},
-                read);
+  return run<T>(requestToMap(request), {{}, {&descriptor, 1}, lane, std::move(stop)}, read);
 }
 
 template <class T>
-Result<T> MediaWorkerPool::run(const WorkerErrand& errand, const ReplyReader<T>& read) {
+Result<T> MediaWorkerPool::run(const Map& request, WorkerErrand errand,
+                               const ReplyReader<T>& read) {
+  errand.message = encodeMessage(withMemory(request, kFreeMemory));
   if (errand.message.size() > kMaximumPacketSize) {
     return Failure(LibraryErrorCode::invalidResource, "the file's name is too long.");
   }
-  Turn turn(workers_, turns_[static_cast<std::size_t>(errand.lane)], errand.stop);
+  std::int64_t need = 0;
+  {
+    const Turn turn(turns_[static_cast<std::size_t>(errand.lane)], errand.stop);
+    if (errand.stop.stop_requested()) return cancelledError(errand.lane);
+    if (!turn) return WorkerKeeper::closedError();
+    Result<T> result = serve(errand, read, need);
+    if (need == 0) return result;
+  }
+  return runLarge(request, std::move(errand), need, read);
+}
+
+template <class T>
+Result<T> MediaWorkerPool::runLarge(const Map& request, WorkerErrand errand, std::int64_t need,
+                                    const ReplyReader<T>& read) {
+  if (need > budget_.mostFor(errand.lane)) {
+    return Failure(LibraryErrorCode::invalidResource,
+                   "it would take " + inMebibytes(need) + " of memory to decode, and there is " +
+                       inMebibytes(budget_.mostFor(errand.lane)) + " for that.");
+  }
+  const Share share(budget_, errand.lane, need, errand.stop);
   if (errand.stop.stop_requested()) return cancelledError(errand.lane);
-  if (!turn.entered()) return WorkerKeeper::closedError();
-  Result<Packet> reply = exchange(turn, errand);
+  if (!share) return WorkerKeeper::closedError();
+  errand.message = encodeMessage(withMemory(request, need));
+  errand.memory = need;
+  std::int64_t more = 0;
+  Result<T> result = serve(errand, read, more);
+  return more == 0 ? std::move(result) : senseless();
+}
+
+template <class T>
+Result<T> MediaWorkerPool::serve(const WorkerErrand& errand, const ReplyReader<T>& read,
+                                 std::int64_t& need) {
+  Lease lease(workers_);
+  Result<Packet> reply = exchange(lease, errand);
   if (!reply) return reply.error();
 
   const std::optional<Value> value = decodeMessage(reply->bytes);
   const Map* map = value ? value->as<Map>() : nullptr;
-  if (map != nullptr) {
-    std::optional<Failure> refusal = errorFromMap(*map);
-    std::optional<T> result = refusal ? std::nullopt : read(*map, std::move(reply->descriptor));
-    if (refusal || result) turn.keep();
-    if (refusal) return *std::move(refusal);
-    if (result) return *std::move(result);
-  }
-  return interrupted("the media worker gave an answer that makes no sense.", true);
+  if (map == nullptr) return senseless();
+  std::optional<Failure> refusal = errorFromMap(*map);
+  const std::optional<std::int64_t> needed = refusal ? std::nullopt : needFromMap(*map);
+  std::optional<T> result =
+      refusal || needed ? std::nullopt : read(*map, std::move(reply->descriptor));
+  if (refusal || needed || result) lease.keep();
+  if (refusal) return *std::move(refusal);
+  if (result) return *std::move(result);
+  need = needed.value_or(0);
+  return senseless();
 }
 
-Result<Packet> MediaWorkerPool::exchange(Turn& turn, const WorkerErrand& errand) {
+Result<Packet> MediaWorkerPool::exchange(Lease& lease, const WorkerErrand& errand) {
   const bool isExport = errand.lane == WorkerLane::exports;
   const auto kind = isExport ? WorkerProcess::Kind::exports : WorkerProcess::Kind::pictures;
   const ErrandLimits limits{isExport ? options_.exportTimeLimit : options_.requestTimeLimit,
                             options_.cancelledTimeLimit};
-  turn.use(workers_.takeIdle(kind));
+  if (errand.memory <= WorkerProcess::kOrdinaryMemory) lease.use(workers_.takeIdle(kind));
   ErrandLimits left = limits;
   // A fresh one gets what a used one ended on: it may have ended while it was idle, or of what it
   // had read before. An export has written by then.
-  for (bool fresh = turn.worker() == nullptr;; fresh = true) {
+  for (bool fresh = lease.worker() == nullptr;; fresh = true) {
     if (fresh) {
-      auto started = workers_.start(kind, WorkerProcess::Clock::now() + limits.time);
+      auto started = workers_.start(kind, WorkerProcess::Clock::now() + limits.time, errand.memory);
       if (!started) return started.error();
-      turn.use(*std::move(started));
+      lease.use(*std::move(started));
     }
     Packet reply;
-    const WorkerProcess& worker = *turn.worker();
+    const WorkerProcess& worker = *lease.worker();
     const auto usedBefore = worker.processorTime();
     const auto begin = WorkerProcess::Clock::now();
-    const auto outcome = carryOut(errand, *turn.worker(), left, reply);
+    const auto outcome = carryOut(errand, *lease.worker(), left, reply);
     if (outcome == WorkerProcess::Outcome::answered) return reply;
     const bool isOfFile = isFilesDoing(worker, outcome, limits.time, usedBefore);
     const bool isStopped = errand.stop.stop_requested();
-    turn.giveUp(endOf(outcome, fresh && !isStopped));
+    lease.giveUp(endOf(outcome, fresh && !isStopped));
     if (isStopped) return cancelledError(errand.lane);
     if (outcome == WorkerProcess::Outcome::late) {
       return interrupted((isExport ? "the media worker did not get on for "
@@ -221,7 +300,9 @@ Result<Packet> MediaWorkerPool::exchange(Turn& turn, const WorkerErrand& errand)
 void MediaWorkerPool::shutDown() {
   workers_.close();
   for (TurnQueue& each : turns_) each.close();
+  budget_.close();
   for (TurnQueue& each : turns_) each.waitUntilEmpty();
+  budget_.waitUntilEmpty();
   workers_.shutDown();
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -15,6 +16,7 @@
 #include "media_protocol/wire.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/media/media_service.h"
+#include "platform_linux/media/memory_budget.h"
 #include "platform_linux/media/turn_queue.h"
 #include "platform_linux/media/video_exporter.h"
 #include "platform_linux/media/worker_errand.h"
@@ -44,6 +46,8 @@ struct MediaWorkerOptions {
   /// How long a request that nobody wants any more may keep its worker, from its beginning on: most
   /// are done by then, and a new worker costs more than the rest of them. An export ends at once.
   std::chrono::milliseconds cancelledTimeLimit = std::chrono::milliseconds(500);
+  /// What all workers together may take of the machine's memory. Bytes.
+  std::int64_t memory = std::int64_t{3} << 30;
 
   /// A worker a core, at most four.
   static std::size_t sizeForThisMachine();
@@ -80,7 +84,7 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   void shutDown();
 
  private:
-  class Turn;
+  class Lease;
 
   template <class T>
   using ReplyReader = std::function<std::optional<T>(const Map& reply, FileDescriptor memory)>;
@@ -88,12 +92,21 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
   template <class T>
   Result<T> ask(WorkerLane lane, const WorkerRequest& request, int descriptor,
                 const ReplyReader<T>& read, std::stop_token stop = {});
+  /// In its lane's turn; what needs more memory than everybody may take is done then, outside of
+  /// any lane, so that it holds up nothing while it waits for that.
   template <class T>
-  Result<T> run(const WorkerErrand& errand, const ReplyReader<T>& read);
-  Result<Packet> exchange(Turn& turn, const WorkerErrand& errand);
+  Result<T> run(const Map& request, WorkerErrand errand, const ReplyReader<T>& read);
+  template <class T>
+  Result<T> runLarge(const Map& request, WorkerErrand errand, std::int64_t need,
+                     const ReplyReader<T>& read);
+  /// `need` stays 0, or becomes what the worker would need.
+  template <class T>
+  Result<T> serve(const WorkerErrand& errand, const ReplyReader<T>& read, std::int64_t& need);
+  Result<Packet> exchange(Lease& lease, const WorkerErrand& errand);
 
   const MediaWorkerOptions options_;
   std::array<TurnQueue, kWorkerLanes> turns_;  ///< by lane
+  MemoryBudget budget_;
   WorkerKeeper workers_;
 };
 

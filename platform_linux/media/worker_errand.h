@@ -19,6 +19,7 @@ struct WorkerErrand {
   std::span<const int> descriptors;
   WorkerLane lane = WorkerLane::chores;
   std::stop_token stop;
+  std::int64_t memory = 0;  ///< that the worker is to be made for; bytes
 };
 
 struct ErrandLimits {

@@ -33,11 +33,12 @@ std::unique_ptr<WorkerProcess> WorkerKeeper::takeIdle(WorkerProcess::Kind kind) 
   return process;
 }
 
-WorkerKeeper::Started WorkerKeeper::start(WorkerProcess::Kind kind, Clock::time_point deadline) {
+WorkerKeeper::Started WorkerKeeper::start(WorkerProcess::Kind kind, Clock::time_point deadline,
+                                          std::int64_t memory) {
   if (!thread_.joinable()) {
     return Failure(LibraryErrorCode::internal, "the system has no thread to spare.");
   }
-  StartOrder order{.kind = kind};
+  StartOrder order{.kind = kind, .memory = memory};
   const NSLockHolder held(lock_);
   if (auto refusal = waitForPause(deadline)) return *std::move(refusal);
   if (closed_) return closedError();
@@ -82,7 +83,8 @@ void WorkerKeeper::run() {
     const Duty duty = waitForDuty();
     if (duty.start == nullptr && duty.end == nullptr) return;
     if (duty.start == nullptr) continue;
-    Started started = WorkerProcess::start(program_, duty.start->kind, environment_);
+    Started started =
+        WorkerProcess::start(program_, duty.start->kind, duty.start->memory, environment_);
     const NSLockHolder held(lock_);
     if (closed_) started = closedError();
     if (started) busy_.push_back(started->get());

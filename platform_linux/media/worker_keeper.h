@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -38,9 +39,11 @@ class WorkerKeeper {
   /// when none idles.
   std::unique_ptr<WorkerProcess> takeIdle(WorkerProcess::Kind kind) QUORVIN_EXCLUDES(lock_);
 
-  /// A fresh worker. Where the last ones came to nothing it waits for a while, or refuses at once:
-  /// when none can start at all, or the wait would take longer than until the deadline.
-  Started start(WorkerProcess::Kind kind, Clock::time_point deadline) QUORVIN_EXCLUDES(lock_);
+  /// A fresh worker that may take so much. Where the last ones came to nothing it waits for a
+  /// while, or refuses at once: when none can start at all, or the wait would take longer than
+  /// until the deadline.
+  Started start(WorkerProcess::Kind kind, Clock::time_point deadline, std::int64_t memory = 0)
+      QUORVIN_EXCLUDES(lock_);
 
   /// Takes back a worker that did well: it idles, unless it has served its time.
   void keep(std::unique_ptr<WorkerProcess> process) QUORVIN_EXCLUDES(lock_);
@@ -62,6 +65,7 @@ class WorkerKeeper {
   };
   struct StartOrder {
     const WorkerProcess::Kind kind;
+    const std::int64_t memory;
     NSCondition done;
     std::optional<Started> started;
   };

@@ -56,19 +56,21 @@ class SpawnPlan {
   SpawnPlan& operator=(const SpawnPlan&) = delete;
 
   /// 0, or the error number.
-  int run(const std::string& program, WorkerProcess::Kind kind,
+  int run(const std::string& program, WorkerProcess::Kind kind, std::int64_t memory,
           const std::vector<std::string>& environment, pid_t& child) const {
     if (error_ != 0) return error_;
     // posix_spawn takes these as mutable for historical reasons and changes nothing.
-    const bool forExports = kind == WorkerProcess::Kind::exports;
-    char* const arguments[] = {const_cast<char*>(program.c_str()),
-                               forExports ? const_cast<char*>(kForExports) : nullptr, nullptr};
+    const std::string bytes = std::to_string(memory);
+    std::vector<char*> arguments{const_cast<char*>(program.c_str())};
+    if (kind == WorkerProcess::Kind::exports) arguments.push_back(const_cast<char*>(kForExports));
+    if (memory > 0) arguments.push_back(const_cast<char*>(bytes.c_str()));
+    arguments.push_back(nullptr);
     std::vector<char*> variables;
     variables.reserve(environment.size() + 1);
     for (const std::string& each : environment)
       variables.push_back(const_cast<char*>(each.c_str()));
     variables.push_back(nullptr);
-    return ::posix_spawn(&child, program.c_str(), &actions_, &attributes_, arguments,
+    return ::posix_spawn(&child, program.c_str(), &actions_, &attributes_, arguments.data(),
                          variables.data());
   }
 
@@ -116,7 +118,9 @@ std::vector<std::string> WorkerProcess::environmentOfNow() {
 }
 
 Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
-    const std::string& program, Kind kind, const std::vector<std::string>& environment) {
+    const std::string& program, Kind kind, std::int64_t memory,
+    const std::vector<std::string>& environment) {
+  const bool isOrdinary = memory <= kOrdinaryMemory;
   int ends[2];
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
     return cannotStart(program, errno);
@@ -133,8 +137,8 @@ Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
   if (!theirWords) return cannotStart(program, errno);
 
   pid_t child = -1;
-  const int error =
-      SpawnPlan(theirs.get(), theirWords.get()).run(program, kind, environment, child);
+  const int error = SpawnPlan(theirs.get(), theirWords.get())
+                        .run(program, kind, isOrdinary ? 0 : memory, environment, child);
   if (error != 0) return cannotStart(program, error);
 
   FileDescriptor process(::pidfd_open(child, 0));
@@ -146,7 +150,8 @@ Result<std::unique_ptr<WorkerProcess>> WorkerProcess::start(
     return cannotStart(program, noDescriptor);
   }
   return std::unique_ptr<WorkerProcess>(
-      new WorkerProcess(kind, child, std::move(process), std::move(ours), std::move(words)));
+      new WorkerProcess(kind, child, isOrdinary ? kMostRequests : 1, std::move(process),
+                        std::move(ours), std::move(words)));
 }
 
 WorkerProcess::~WorkerProcess() {

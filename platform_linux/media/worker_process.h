@@ -36,10 +36,15 @@ class WorkerProcess {
   /// What a worker may see of this process's environment: variables hold tokens.
   static std::vector<std::string> environmentOfNow();
 
+  /// What a worker may take for what it decodes, unless it is made for more. Bytes.
+  static constexpr std::int64_t kOrdinaryMemory = 320 << 20;
+
   /// Starts `program` in a session of its own, with the socket as its descriptor 3, its input and
   /// output nowhere, its error output a pipe that this class reads, and nothing else open.
-  /// `environment` holds texts "NAME=value". It ends with the thread that calls this.
+  /// `environment` holds texts "NAME=value". It ends with the thread that calls this. One that is
+  /// made for more than the ordinary memory serves one request.
   static Result<std::unique_ptr<WorkerProcess>> start(const std::string& program, Kind kind,
+                                                      std::int64_t memory,
                                                       const std::vector<std::string>& environment);
 
   /// Ends the program at once, whatever it is doing, and reaps it.
@@ -66,7 +71,7 @@ class WorkerProcess {
 
   /// It has read so many files that it is to read no other: what it may still hold of them, and
   /// what one of them may have made of it, goes with it.
-  bool hasServedItsTime() const { return requests_ >= kMostRequests; }
+  bool hasServedItsTime() const { return requests_ >= mostRequests_; }
 
   /// Ends the program at once; a wait under way comes out as `ended`. Any thread.
   void kill() const;
@@ -78,10 +83,11 @@ class WorkerProcess {
   bool waitForEnd(Clock::time_point deadline) const;
 
  private:
-  WorkerProcess(Kind kind, pid_t number, FileDescriptor process, FileDescriptor socket,
-                FileDescriptor words)
+  WorkerProcess(Kind kind, pid_t number, int mostRequests, FileDescriptor process,
+                FileDescriptor socket, FileDescriptor words)
       : kind_(kind),
         number_(number),
+        mostRequests_(mostRequests),
         process_(std::move(process)),
         socket_(std::move(socket)),
         words_(std::move(words)) {}
@@ -93,6 +99,7 @@ class WorkerProcess {
 
   const Kind kind_;
   const pid_t number_;  ///< for asking only: somebody may have reaped it
+  const int mostRequests_;
   const FileDescriptor process_;
   const FileDescriptor socket_;
   const FileDescriptor words_;

@@ -22,6 +22,9 @@
 namespace quorvin {
 namespace {
 
+/// All that it was started with.
+std::string arguments;
+
 std::string readText(int descriptor) {
   std::string text(64, '\0');
   const ssize_t size = ::pread(descriptor, text.data(), text.size(), 0);
@@ -64,6 +67,7 @@ std::string report(const std::string& text) {
   if (text == "signals") return blockedSignals();
   if (text == "priority") return std::to_string(::nice(0));
   if (text == "environment") return environment();
+  if (text.starts_with("needs ")) return arguments;
   if (text == "session") return ::getsid(0) == ::getpid() ? "its own" : "another's";
   return std::to_string(::getpid());
 }
@@ -185,6 +189,14 @@ bool misbehave(const std::string& text, int descriptor, bool isUsed) {
   return text == "garbage" || text == "no map" || text == "too long";
 }
 
+/// What "needs N" needs, in bytes; 0: nothing. "needs more" always needs more than it may take.
+std::int64_t needFor(const std::string& text, std::int64_t allowed) {
+  if (!text.starts_with("needs ")) return 0;
+  if (text == "needs more") return allowed + 1;
+  const std::int64_t need = std::int64_t{std::atoi(text.c_str() + 6)} << 20;
+  return need > allowed ? need : 0;
+}
+
 int serve() {
   bool isUsed = false;
   while (const auto packet = receivePacket(kWorkerSocketDescriptor)) {
@@ -192,6 +204,12 @@ int serve() {
     if (misbehave(text, packet->descriptor.get(), std::exchange(isUsed, true))) continue;
     const auto value = decodeMessage(packet->bytes);
     const auto request = requestFromMap(*value->as<Map>());
+    const std::int64_t need = needFor(text, memoryFromMap(*value->as<Map>()).value_or(0));
+    if (need > 0) {
+      sendPacket(kWorkerSocketDescriptor, encodeMessage(needToMap(need)));
+      continue;
+    }
+    while (text.ends_with(" held") && readText(packet->descriptor.get()) == text) ::usleep(1000);
     const Reply reply = answer(text, *request, packet->secondDescriptor.get());
     const int memory = reply.memory.get();
     const std::span<const int> descriptors(&memory, reply.memory ? 1 : 0);
@@ -203,6 +221,7 @@ int serve() {
 }  // namespace
 }  // namespace quorvin
 
-int main() {
+int main(int count, char** arguments) {
+  for (int i = 1; i < count; ++i) quorvin::arguments += arguments[i];
   return quorvin::serve();
 }

@@ -14,11 +14,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-MediaWorkerOptions attackedPool() {
-  const char* program = std::getenv("QUORVIN_MEDIA_WORKER");
-  return {.program = program != nullptr ? program : QUORVIN_MEDIA_WORKER_PROGRAM, .size = 1};
-}
-
 bool isToldIn(const std::string& reason, const char* words) {
   return reason.find(words) != std::string::npos;
 }
@@ -29,6 +24,11 @@ void append(std::vector<T>& all, const std::vector<T>& more) {
 }
 
 }  // namespace
+
+std::string workerProgram() {
+  const char* program = std::getenv("QUORVIN_MEDIA_WORKER");
+  return program != nullptr ? program : QUORVIN_MEDIA_WORKER_PROGRAM;
+}
 
 void AttackTally::add(const AttackTally& other) {
   files += other.files;
@@ -42,7 +42,8 @@ void AttackTally::add(const AttackTally& other) {
   refusedCalls.insert(other.refusedCalls.begin(), other.refusedCalls.end());
 }
 
-Attack::Attack(std::string folder) : folder_(std::move(folder)), pool_(attackedPool()) {}
+Attack::Attack(std::string folder)
+    : folder_(std::move(folder)), pool_({.program = workerProgram(), .size = 1}) {}
 
 template <class Work>
 auto Attack::call(const char* kind, Work work) {

@@ -11,6 +11,9 @@
 
 namespace quorvin {
 
+/// The path of the worker program.
+std::string workerProgram();
+
 /// What came of the calls.
 struct AttackTally {
   std::size_t files = 0;

@@ -193,6 +193,33 @@ TEST_F(HostileMedia, ThatEndsAfterAnyByte) {
   expectNoHarm();
 }
 
+TEST(LargeMedia, ThatIsAskedForAtOnceTakesNoMoreMemoryThanThereIs) {
+  constexpr std::uint32_t kSide = 13'000;
+  MediaWorkerPool pool({.program = workerProgram(), .size = 4});
+  const FileDescriptor file = fileOf(interlacedPng(kSide, kSide));
+  std::atomic<int> rendered = 0;
+  std::int64_t highest = 0;
+  {
+    const ChildrenMemory workers;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 6; ++i) {
+      threads.emplace_back([&] {
+        const auto whole = pool.render(file, {.fit = RenderRequest::Fit::original});
+        EXPECT_TRUE(whole) << whole.error().sentence();
+        if (whole) ++rendered;
+      });
+    }
+    for (std::thread& each : threads) each.join();
+    highest = workers.highest();
+  }
+  std::cout << "workers at most " << (highest >> 20) << " MiB\n";
+  EXPECT_EQ(rendered, 6);
+  EXPECT_GT(highest, std::int64_t{kSide} * kSide * 3);
+#ifndef QUORVIN_SANITIZED
+  EXPECT_LT(highest, std::int64_t{3} << 30);
+#endif
+}
+
 TEST_F(HostileMedia, ThatIsDamaged) {
   const DamagedFiles files(damagedFileCount());
   attackWith(damagedFileCount(), 2, [&files](std::size_t number) { return files.at(number); });
