@@ -131,7 +131,7 @@ Done ChangeApplier::store(Database& database, const std::vector<ChangeRequest>& 
     }
     if (!stored) return stored;
   }
-  return transaction.finish();
+  return Null{};
 }
 
 Done ChangeApplier::makeReady() {
@@ -173,6 +173,9 @@ Result<SourceFile> ChangeApplier::look(const CreateAsset& request) {
   if (file.probe.pixelWidth <= 0 || file.probe.pixelHeight <= 0) {
     return cannotSave(request.path, LibraryErrorCode::invalidResource, "it shows no picture.");
   }
+  // What was saved is an asset by itself: it shows whatever it was taken with.
+  file.probe.burstIdentifier.clear();
+  file.probe.burstPrimary = false;
   return file;
 }
 

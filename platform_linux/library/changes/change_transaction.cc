@@ -3,7 +3,6 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/album_rows.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
-#include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/sql_text.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
 
@@ -41,8 +40,6 @@ Done ChangeTransaction::createAsset(const NewAsset& asset, const OriginalCopy& m
   const auto row = insertAsset(database_, asset);
   if (!row || !insertResource(database_, *row, main.resource)) return failure();
   if (pairedVideo && !insertPairedVideo(database_, *row, pairedVideo->resource)) return failure();
-  const std::string& burst = asset.probe.burstIdentifier;
-  if (!burst.empty()) newBurstMembers_.insert(burst);
   if (isLimited_) {
     // What an application adds itself it may see.
     Statement select = database_.prepare("INSERT INTO limited_selection(asset) VALUES (?)");
@@ -99,16 +96,6 @@ Done ChangeTransaction::addToAlbum(const AddToAlbum& request) {
                      "the asset “" + identifier + "” is not in the library.");
     }
     if (!quorvin::addToAlbum(database_, album, find.integer(0))) return failure();
-  }
-  return Null{};
-}
-
-Done ChangeTransaction::finish() {
-  for (const std::string& burst : newBurstMembers_) {
-    // A burst that the library had keeps its representative.
-    const BurstChoice choice =
-        isRepresented(database_, burst) ? BurstChoice::keep : BurstChoice::anew;
-    if (!settleBurst(database_, burst, choice)) return failure();
   }
   return Null{};
 }

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -31,8 +30,6 @@ class ChangeTransaction {
   Done deleteAssets(const DeleteAssets& request);
   Done createAlbum(const CreateAlbum& request);
   Done addToAlbum(const AddToAlbum& request);
-  /// After the last request.
-  Done finish();
 
  private:
   Done accessToAlbums() const;
@@ -40,7 +37,6 @@ class ChangeTransaction {
 
   Database& database_;
   const bool isLimited_;
-  std::set<std::string> newBurstMembers_;  ///< burst identifiers
 };
 
 }  // namespace quorvin
