@@ -256,6 +256,17 @@ int Folder::rename(std::string_view path, const Folder& into, std::string_view n
   return errorOf(::unlinkat(from.folder, name, 0));
 }
 
+FileDescriptor Folder::makeUnnamedFile(mode_t mode) const {
+  return FileDescriptor(::openat(file_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
+}
+
+int Folder::nameFile(const FileDescriptor& file, std::string_view path) const {
+  const Place to = placeOf(path);
+  if (to.error != 0) return to.error;
+  const std::string from = "/proc/self/fd/" + std::to_string(file.get());
+  return errorOf(::linkat(AT_FDCWD, from.c_str(), to.folder, to.name.c_str(), AT_SYMLINK_FOLLOW));
+}
+
 int Folder::link(std::string_view path, const Folder& into, std::string_view newPath) const {
   const Place from = placeOf(path);
   if (from.error != 0) return from.error;

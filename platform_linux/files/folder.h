@@ -53,6 +53,12 @@ class Folder {
   /// When there is none, errno says why.
   Folder openFolder(std::string_view path) const;
 
+  /// A new file that has no name and is gone when it is closed, for reading and writing: none where
+  /// the file system has no such files.
+  FileDescriptor makeUnnamedFile(mode_t mode) const;
+  /// Gives a file without a name one; what stands there is an error, EEXIST.
+  int nameFile(const FileDescriptor& file, std::string_view path) const;
+
   /// What stands at the path itself: a link is not followed here either.
   int status(std::string_view path, struct stat& status) const;
   /// The entries of the folder itself, sorted by name.

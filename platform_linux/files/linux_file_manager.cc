@@ -82,13 +82,17 @@ std::optional<NSError> LinuxFileManager::createDirectory(const std::string& path
 }
 
 bool LinuxFileManager::fileExists(const std::string& path) {
-  return temporary_.placeOf(path).isTaken();
+  const bool isTaken = temporary_.placeOf(path).isTaken();
+  if (!isTaken) temporary_.inUse().clear(path);
+  return isTaken;
 }
 
 std::optional<NSError> LinuxFileManager::removeItem(const std::string& path) {
   // Neither the folder itself nor the one above it: nobody means all that is in them.
   const std::string name = quotedName(path);
   if (name == "“.”" || name == "“..”" || name == "“/”") return removalError(path, EINVAL);
+  const auto clearing = temporary_.inUse().clear(path);
+  if (clearing.isBeingWritten) return std::nullopt;
   const FilePlace place = temporary_.placeOf(withoutSlashesAtEnd(path));
   struct stat status = {};
   int error = place.error;
@@ -98,16 +102,20 @@ std::optional<NSError> LinuxFileManager::removeItem(const std::string& path) {
                                     : place.folder.removeFile(place.path);
   }
   if (error == 0) return std::nullopt;
+  if (error == ENOENT && temporary_.inUse().wasClearedByAnother(path, clearing)) {
+    return std::nullopt;
+  }
   return removalError(path, error);
 }
 
 std::optional<NSError> LinuxFileManager::writeAtomically(const ByteBuffer& data,
                                                          const std::string& path) {
+  const auto use = temporary_.inUse().begin(path);
   SideFile side(temporary_.placeOf(path));
   int error = side.error();
   if (error == 0) error = writeAll(side.file().get(), data.bytes());
   if (error == 0) error = side.sync();
-  if (error == 0) error = side.moveIntoPlace(Folder::Existing::replace);
+  if (error == 0) error = side.moveIntoPlace();
   if (error == 0) return std::nullopt;
   return presented(savingFailure(path, error));
 }
@@ -120,7 +128,12 @@ std::optional<NSError> LinuxFileManager::setAttributes(const NSFileAttributes& a
   const FilePlace place = temporary_.placeOf(path);
   if (place.error != 0) return datesError(path, place.error);
   const FileDescriptor file = place.folder.openFile(place.path, O_RDONLY);
-  if (!file) return datesError(path, errno);
+  if (!file) {
+    const int error = errno;
+    // Whoever writes it anew has removed it.
+    if (error == ENOENT && temporary_.inUse().isInUse(path)) return std::nullopt;
+    return datesError(path, error);
+  }
   if (modification) {
     std::array<timespec, 2> times = {};
     times[0].tv_nsec = UTIME_OMIT;

@@ -24,7 +24,8 @@ class LinuxFileManager final : public NSFileManager {
   std::optional<NSError> createDirectory(const std::string& path) override;
   /// True also for a link, wherever it leads.
   bool fileExists(const std::string& path) override;
-  /// A folder goes with all that is in it, a link without what it leads to.
+  /// A folder goes with all that is in it, a link without what it leads to. What is being written
+  /// stays, to be replaced.
   std::optional<NSError> removeItem(const std::string& path) override;
   /// The content is on the disk before it appears at the path.
   std::optional<NSError> writeAtomically(const ByteBuffer& data, const std::string& path) override;

@@ -19,6 +19,7 @@ namespace {
 constexpr std::string_view kPrefix = ".quorvin-";
 constexpr std::string_view kDigits = "0123456789abcdef";
 constexpr std::size_t kDigitCount = 16;
+constexpr mode_t kMode = 0644;
 
 std::string unforeseeableName() {
   std::uint64_t number = 0;
@@ -29,34 +30,57 @@ std::string unforeseeableName() {
   return name;
 }
 
-bool isSideFileName(std::string_view name) {
+bool isSideFile(std::string_view name) {
   return name.size() == kPrefix.size() + kDigitCount && name.starts_with(kPrefix) &&
          name.find_first_not_of(kDigits, kPrefix.size()) == name.npos;
 }
 
-/// Holds a new file, as long as it is open here or in a worker. False when somebody took it for
-/// abandoned before that.
-bool hold(const FileDescriptor& file) {
+/// Holds a new file, as long as it is open here or in a worker, so that nobody takes it for
+/// abandoned.
+void hold(const FileDescriptor& file) {
   while (::flock(file.get(), LOCK_EX) != 0 && errno == EINTR) {
   }
+}
+
+bool hasName(const FileDescriptor& file) {
   struct stat status = {};
   return ::fstat(file.get(), &status) != 0 || status.st_nlink > 0;
 }
 
 }  // namespace
 
-SideFile::SideFile(FilePlace target) : target_(std::move(target)), error_(target_.error) {
+SideFile::SideFile(FilePlace target, Name name)
+    : target_(std::move(target)), error_(target_.error) {
   if (error_ == 0 && target_.path.empty()) error_ = ENOENT;
   if (error_ != 0) return;
-  const std::size_t slash = target_.path.rfind('/');
-  const std::string folder = slash == target_.path.npos ? "" : target_.path.substr(0, slash + 1);
+  beside_ = target_.path.substr(0, target_.path.rfind('/') + 1);
+  if (name == Name::none) makeUnnamed();
+  if (!file_) makeHidden();
+}
+
+void SideFile::makeUnnamed() {
+  if (beside_.empty()) {
+    file_ = target_.folder.makeUnnamedFile(kMode);
+  } else {
+    const Folder folder =
+        target_.folder.openFolder(std::string_view(beside_).substr(0, beside_.size() - 1));
+    if (folder) file_ = folder.makeUnnamedFile(kMode);
+  }
+  if (file_) hold(file_);
+}
+
+void SideFile::makeHidden() {
   do {
-    path_ = folder + unforeseeableName();
-    file_ = target_.folder.openFile(path_, O_RDWR | O_CREAT | O_EXCL, 0644);
-  } while (file_ && !hold(file_));
-  if (file_) return;
-  error_ = errno;
-  path_.clear();
+    path_ = beside_ + unforeseeableName();
+    file_ = target_.folder.openFile(path_, O_RDWR | O_CREAT | O_EXCL, kMode);
+    if (!file_) {
+      error_ = errno;
+      path_.clear();
+      return;
+    }
+    hold(file_);
+    // Somebody may have taken it for abandoned before that.
+  } while (!hasName(file_));
 }
 
 SideFile::~SideFile() {
@@ -67,8 +91,18 @@ int SideFile::sync() {
   return ::fsync(file_.get()) == 0 ? 0 : errno;
 }
 
-int SideFile::moveIntoPlace(Folder::Existing existing) {
-  const int error = target_.folder.rename(path_, target_.folder, target_.path, existing);
+int SideFile::moveIntoPlace() {
+  const Folder& folder = target_.folder;
+  if (path_.empty()) {
+    int error = folder.nameFile(file_, target_.path);
+    if (error != EEXIST) return error;
+    // Only a name can take the place of another.
+    std::string path = beside_ + unforeseeableName();
+    error = folder.nameFile(file_, path);
+    if (error != 0) return error;
+    path_ = std::move(path);
+  }
+  const int error = folder.rename(path_, folder, target_.path, Folder::Existing::replace);
   if (error == 0) path_.clear();
   return error;
 }
@@ -77,7 +111,7 @@ void removeAbandonedSideFiles(const Folder& folder) {
   std::vector<Folder::Entry> entries;
   folder.list(entries);
   for (const Folder::Entry& each : entries) {
-    if (each.kind != Folder::Kind::file || !isSideFileName(each.name)) continue;
+    if (each.kind != Folder::Kind::file || !isSideFile(each.name)) continue;
     const FileDescriptor file = folder.openRegularFile(each.name);
     if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) folder.removeFile(each.name);
   }

@@ -8,13 +8,19 @@
 
 namespace quorvin {
 
-/// A new file beside the one that it is to become: hidden, under a name that nobody can foresee,
-/// and removed again unless it was moved into place. One thread. Error numbers are the system's; 0
-/// is none.
+/// A new file beside the one that it is to become. It has no name, so that nothing is left of it
+/// however the process ends; where the file system has no such files it is hidden, under a name
+/// that nobody can foresee, and `removeAbandonedSideFiles` removes what
+/// a killed process left. One thread.
+/// Error numbers are the system's; 0 is none.
 class SideFile {
  public:
+  enum class Name {
+    none,  ///< falls back to the other where the file system cannot
+    hidden
+  };
   /// Makes it, empty, in the target's folder, with the mode 0644 less the umask.
-  explicit SideFile(FilePlace target);
+  explicit SideFile(FilePlace target, Name name = Name::none);
   ~SideFile();
   SideFile(const SideFile&) = delete;
   SideFile& operator=(const SideFile&) = delete;
@@ -26,18 +32,21 @@ class SideFile {
 
   /// Waits until the content is on the disk.
   int sync();
-  /// Readers of the target see the new content from now on, all of it.
-  int moveIntoPlace(Folder::Existing existing);
+  /// Readers of the target see the new content from now on, all of it, whatever stood there.
+  int moveIntoPlace();
 
  private:
+  void makeUnnamed();
+  void makeHidden();
+
   const FilePlace target_;
-  std::string path_;  ///< empty once it is gone
+  std::string beside_;  ///< what goes before a name in the target's folder
+  std::string path_;    ///< empty while it has no name of its own
   FileDescriptor file_;
   int error_ = 0;
 };
 
-/// Removes the files that processes which were killed left in the folder itself. Those that are
-/// still being written stay, whoever writes them.
+/// Removes the hidden files in the folder that nobody writes any more.
 void removeAbandonedSideFiles(const Folder& folder);
 
 }  // namespace quorvin

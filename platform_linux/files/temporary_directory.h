@@ -6,6 +6,7 @@
 
 #include "core/platform/lock.h"
 #include "platform_linux/files/folder.h"
+#include "platform_linux/files/paths_in_use.h"
 
 namespace quorvin {
 
@@ -42,6 +43,9 @@ class TemporaryDirectory {
   /// files go that nobody writes any more.
   FilePlace placeOf(const std::string& path);
 
+  /// Of any paths, in the directory or elsewhere.
+  PathsInUse& inUse() { return inUse_; }
+
  private:
   int makeUnlocked() QUORVIN_REQUIRES(lock_);
   bool holdsUnlocked(const std::string& path) QUORVIN_REQUIRES(lock_);
@@ -51,6 +55,7 @@ class TemporaryDirectory {
 
   const bool isPrivate_;
   const std::string parent_;
+  PathsInUse inUse_;
 
   NSLock lock_;
   std::string path_ QUORVIN_GUARDED_BY(lock_);  ///< without a "/" at its end, but for the root

@@ -30,10 +30,13 @@ void LinuxAssetResourceManager::writeDataForAssetResource(
     std::shared_ptr<const PHAssetResource> resource, const std::string& toFile,
     const PHAssetResourceRequestOptions*,
     std::function<void(std::optional<NSError>)> completionHandler) {
-  threads_.add([this, resource = std::move(resource), toFile,
+  auto use = temporary_.inUse().begin(toFile);
+  // Looked at now: what comes meanwhile is another copy's, and whichever ends last stays.
+  const bool isTaken = !use.mayReplace && temporary_.placeOf(toFile).isTaken();
+  threads_.add([this, resource = std::move(resource), toFile, isTaken, hold = std::move(use.hold),
                 completionHandler = std::move(completionHandler)] {
     if (stop_.stop_requested()) return;
-    const Done copied = copy(*resource, toFile);
+    const Done copied = copy(*resource, toFile, isTaken);
     if (!stop_.stop_requested()) completionHandler(presented(copied));
   });
 }
@@ -43,7 +46,8 @@ void LinuxAssetResourceManager::shutDown() {
   threads_.shutDown();
 }
 
-Done LinuxAssetResourceManager::copy(const PHAssetResource& resource, const std::string& toFile) {
+Done LinuxAssetResourceManager::copy(const PHAssetResource& resource, const std::string& toFile,
+                                     bool isTaken) {
   const auto* stored = dynamic_cast<const StoredResource*>(&resource);
   if (stored == nullptr) {
     return Failure(LibraryErrorCode::invalidResource,
@@ -54,17 +58,15 @@ Done LinuxAssetResourceManager::copy(const PHAssetResource& resource, const std:
   struct stat status = {};
   if (!source || ::fstat(source.get(), &status) != 0) return sourceError(*stored, errno);
 
-  // Looked at first so that nothing is copied in vain; what comes meanwhile is kept all the same.
-  FilePlace place = temporary_.placeOf(toFile);
-  if (place.isTaken()) return savingFailure(toFile, EEXIST);
-  SideFile side(std::move(place));
+  if (isTaken) return savingFailure(toFile, EEXIST);
+  SideFile side(temporary_.placeOf(toFile));
   if (side.error() != 0) return savingFailure(toFile, side.error());
   if (const auto failure =
           copyContent(source.get(), 0, status.st_size, side.file().get(), stop_.get_token())) {
     return failure->isOfSource ? sourceError(*stored, failure->errorNumber)
                                : savingFailure(toFile, failure->errorNumber);
   }
-  if (const int error = side.moveIntoPlace(Folder::Existing::keep); error != 0) {
+  if (const int error = side.moveIntoPlace(); error != 0) {
     return savingFailure(toFile, error);
   }
   return Null{};

@@ -42,7 +42,7 @@ class LinuxAssetResourceManager final : public PHAssetResourceManager {
   void shutDown();
 
  private:
-  Done copy(const PHAssetResource& resource, const std::string& toFile);
+  Done copy(const PHAssetResource& resource, const std::string& toFile, bool isTaken);
 
   AssetFiles& assets_;
   TemporaryDirectory& temporary_;

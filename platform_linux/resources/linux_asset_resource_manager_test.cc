@@ -8,8 +8,10 @@
 #include <atomic>
 #include <future>
 #include <latch>
+#include <thread>
 
 #include "platform_linux/errors/presented.h"
+#include "platform_linux/files/linux_file_manager.h"
 #include "testing/platform/testing_held_file.h"
 #include "testing/platform/testing_library.h"
 #include "testing/platform/testing_processes.h"
@@ -90,6 +92,54 @@ TEST_F(LinuxAssetResourceManagerTest, KeepsAFileThatIsThere) {
               "The file “copy” couldn’t be saved in the folder “x” because an item with the same "
               "name already exists.");
   EXPECT_EQ(readFile(folder / "x/copy"), "theirs");
+}
+
+TEST_F(LinuxAssetResourceManagerTest, OfTwoCopiesToOnePathTheLastStays) {
+  LinuxFileManager fileManager(folder.path());
+  LinuxAssetResourceManager copies(files, fileManager.temporary());
+  const std::string path = folder / "copy";
+  const auto clear = [&] { return !fileManager.fileExists(path) || !fileManager.removeItem(path); };
+  std::latch mayGoOn(1);
+  std::atomic<bool> isFirst = true;
+  files.onAccess = [&]() -> Done {
+    if (isFirst.exchange(false)) mayGoOn.wait();
+    return Null{};
+  };
+  std::promise<bool> one;
+  ASSERT_TRUE(clear());
+  copies.writeDataForAssetResource(stored("photo"), path, nullptr,
+                                   [&](std::optional<NSError> error) { one.set_value(!error); });
+  while (isFirst) std::this_thread::yield();
+  ASSERT_TRUE(clear());
+  // The first one's file comes between.
+  mayGoOn.count_down();
+  EXPECT_TRUE(one.get_future().get());
+  EXPECT_EQ(readFile(path), "photo");
+  std::promise<bool> other;
+  copies.writeDataForAssetResource(stored("movie"), path, nullptr,
+                                   [&](std::optional<NSError> error) { other.set_value(!error); });
+  EXPECT_TRUE(other.get_future().get());
+  EXPECT_EQ(readFile(path), "movie");
+}
+
+TEST_F(LinuxAssetResourceManagerTest, WhatWasJustWrittenStaysUntilTheNextIsWhole) {
+  LinuxFileManager fileManager(folder.path());
+  LinuxAssetResourceManager copies(files, fileManager.temporary());
+  const std::string path = folder / "copy";
+  std::promise<void> done;
+  copies.writeDataForAssetResource(
+      stored("photo"), path, nullptr, [&](std::optional<NSError> error) {
+        EXPECT_FALSE(error);
+        // As another one does that begins now.
+        EXPECT_FALSE(fileManager.removeItem(path));
+        EXPECT_EQ(readFile(path), "photo");
+        EXPECT_FALSE(fileManager.setAttributes({.NSFileModificationDate = NSDate(5)}, path));
+        done.set_value();
+      });
+  done.get_future().get();
+  copies.shutDown();
+  EXPECT_FALSE(fileManager.removeItem(path));
+  EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST_F(LinuxAssetResourceManagerTest, MakesNoFolder) {

@@ -85,15 +85,16 @@ void LinuxExportSession::exportAsynchronously(std::function<void()> completionHa
     isFirst = !std::exchange(isStarted_, true);
     if (isFirst) status_ = Status::waiting;
   }
-  const bool isTaken = place_.threads.add(
-      [self = shared_from_this(), isFirst, completionHandler = std::move(completionHandler)] {
-        isFirst ? self->run() : self->failAfterTheFirst();
-        completionHandler();
-        if (!isFirst) return;
-        const NSLockHolder held(self->lock_);
-        self->isOver_ = true;
-        self->over_.broadcast();
-      });
+  const bool isTaken = place_.threads.add([self = shared_from_this(), isFirst,
+                                           use = place_.temporary.inUse().begin(outputPath_),
+                                           completionHandler = std::move(completionHandler)] {
+    isFirst ? self->run() : self->failAfterTheFirst();
+    completionHandler();
+    if (!isFirst) return;
+    const NSLockHolder held(self->lock_);
+    self->isOver_ = true;
+    self->over_.broadcast();
+  });
   if (!isTaken && isFirst) set(Status::cancelled);
 }
 
@@ -113,10 +114,7 @@ Done LinuxExportSession::exportFile() {
     return Failure(MediaErrorCode::operationStopped,
                    "the preset does not write files of this type.");
   }
-  // Looked at first so that nothing is encoded in vain; what comes meanwhile is kept all the same.
-  FilePlace target = place_.temporary.placeOf(outputPath_);
-  if (target.isTaken()) return cannotSave(outputPath_, EEXIST);
-  SideFile side(std::move(target));
+  SideFile side(place_.temporary.placeOf(outputPath_));
   if (side.error() != 0) return cannotSave(outputPath_, side.error());
   const VideoExportRequest request = {.preset = source_.preset,
                                       .container = container_,
@@ -127,7 +125,7 @@ Done LinuxExportSession::exportFile() {
   if (!exported) return Failure(mediaCodeOf(exported.error()), exported.error().reason);
   if (const int error = side.sync(); error != 0) return cannotSave(outputPath_, error);
   if (stop_.stop_requested()) return cannotSave(outputPath_, ECANCELED);
-  if (const int error = side.moveIntoPlace(Folder::Existing::keep); error != 0) {
+  if (const int error = side.moveIntoPlace(); error != 0) {
     return cannotSave(outputPath_, error);
   }
   return Null{};

@@ -37,8 +37,8 @@ struct ExportSource {
 };
 
 /// Setters on one thread before the start, the rest on any thread. An export that was started keeps
-/// its session alive to its end. The file appears at the output path whole, and only when the
-/// export is completed; nothing that stands there is replaced. Another start of a session ends in a
+/// its session alive to its end. The file appears at the output path whole, in the place of what
+/// stands there, and only when the export is completed. Another start of a session ends in a
 /// failure, behind the first.
 class LinuxExportSession final : public AVAssetExportSession,
                                  public std::enable_shared_from_this<LinuxExportSession> {

@@ -71,6 +71,14 @@ std::optional<NSError> FakeFileManager::writeNew(const ByteBuffer& data, const s
   return std::nullopt;
 }
 
+std::optional<NSError> FakeFileManager::replace(const ByteBuffer& data, const std::string& path) {
+  const std::lock_guard guard(mutex_);
+  if (!directories_.contains(parentOf(path))) return noSuchFile(parentOf(path));
+  if (directories_.contains(path)) return itemExists(path);
+  files_[path] = {data, {}};
+  return std::nullopt;
+}
+
 std::optional<FakeFileManager::File> FakeFileManager::file(const std::string& path) const {
   const std::lock_guard guard(mutex_);
   const auto found = files_.find(path);
@@ -108,12 +116,7 @@ std::optional<NSError> FakeFileManager::removeItem(const std::string& path) {
 std::optional<NSError> FakeFileManager::writeAtomically(const ByteBuffer& data,
                                                         const std::string& path) {
   log_.add("writeAtomically " + path);
-  if (writeFails) return writeFails;
-  const std::lock_guard guard(mutex_);
-  if (!directories_.contains(parentOf(path))) return noSuchFile(parentOf(path));
-  if (directories_.contains(path)) return itemExists(path);
-  files_[path] = {data, {}};
-  return std::nullopt;
+  return writeFails ? writeFails : replace(data, path);
 }
 
 std::optional<NSError> FakeFileManager::setAttributes(const NSFileAttributes& attributes,

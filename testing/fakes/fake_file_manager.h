@@ -33,6 +33,8 @@ class FakeFileManager : public NSFileManager {
   void addText(const std::string& path, const std::string& text);
   /// As somebody writes who replaces nothing.
   std::optional<NSError> writeNew(const ByteBuffer& data, const std::string& path);
+  /// As somebody writes who replaces a file.
+  std::optional<NSError> replace(const ByteBuffer& data, const std::string& path);
   std::optional<File> file(const std::string& path) const;
   std::optional<std::string> text(const std::string& path) const;
 

@@ -46,7 +46,7 @@ std::optional<NSError> FakeExportSession::write() {
     return NSError{"Media", -11838, "The file type is not supported."};
   }
   if (!movie) return NSError{"Media", -11821, "The movie does not decode."};
-  auto error = files_.writeNew(*movie, outputPath);
+  auto error = files_.replace(*movie, outputPath);
   if (error) error->code = -11823;
   return error;
 }

@@ -89,7 +89,7 @@ TEST(OriginalRecord, LiesBesideTheOriginalsWhereThereAreNoAttributes) {
 
 TEST(OriginalRecord, TellsTheRowsOfWhatIsSaved) {
   ChangeFixture test;
-  const std::string still = "image movieat=64 moviesize=5 burst=B";
+  const std::string still = "image movieat=64 moviesize=5";
   ASSERT_TRUE(
       test.saveImage(test.put("a.jpg", still + std::string(64 - still.size(), ' ') + "movie"))
           .success);
@@ -99,7 +99,6 @@ TEST(OriginalRecord, TellsTheRowsOfWhatIsSaved) {
     EXPECT_EQ(record->asset.identifier, test.saved);
     EXPECT_EQ(std::to_string(record->asset.added),
               test.gardener.text("SELECT added_ns FROM assets"));
-    EXPECT_EQ(record->asset.probe.burstIdentifier, "B");
     const std::string row = " FROM resources WHERE path = '" + path + "'";
     EXPECT_EQ(record->resource.name, test.gardener.text("SELECT name" + row));
     EXPECT_EQ(static_cast<std::int64_t>(record->resource.type),

@@ -8,6 +8,7 @@
 #include "platform_linux/library/snapshots/snapshot.h"
 #include "platform_linux/library/upkeep/check.h"
 #include "testing/platform/testing_changes.h"
+#include "testing/platform/testing_import.h"
 
 namespace quorvin {
 namespace {
@@ -37,9 +38,12 @@ struct Rescue : testing::Test {
       EXPECT_TRUE(test.saveImage(test.put(name, content + "movie")).success);
     }
     const std::string favorite = test.saved;
-    for (const char* name : {"b 1.jpg", "b 2.jpg"}) {
-      EXPECT_TRUE(test.saveImage(test.put(name, std::string("image burst=B ") + name)).success);
-    }
+    ScriptedMedia media;
+    ImportListener listener;
+    const ImportOptions burst{
+        .paths = {test.put("b 1.jpg", "image burst=B 1"), test.put("b 2.jpg", "image burst=B 2")},
+        .albumTitle = {}};
+    EXPECT_TRUE(importIntoLibrary(test.folder / "library", media, burst, listener));
     EXPECT_TRUE(test.saveVideo(test.put("film.mov", "video")).success);
     const std::string film = test.saved;
     EXPECT_TRUE(test.saveImage(test.put("deleted.jpg", "image of nothing")).success);
