@@ -51,7 +51,9 @@ TEST(WorkerKeeper, LetsWaitWhoeverNeedsAWorkerAfterManyThatDied) {
             "The media worker program \"" QUORVIN_TESTING_WORKER_PROGRAM
             "\" cannot be started: it ended again and again before it answered.");
   EXPECT_TRUE(children().empty());
-  EXPECT_TRUE(closed.keeper.start(kPictures, soon()));
+  auto worker = closed.keeper.start(kPictures, soon());
+  ASSERT_TRUE(worker);
+  closed.keeper.keep(*std::move(worker));
 }
 
 TEST(WorkerKeeper, LetsNobodyWaitOnceAWorkerDidWell) {
@@ -61,7 +63,9 @@ TEST(WorkerKeeper, LetsNobodyWaitOnceAWorkerDidWell) {
   ASSERT_TRUE(worker);
   closed.keeper.keep(*std::move(worker));
   loseWorkers(closed.keeper, 1);
-  EXPECT_TRUE(closed.keeper.start(kPictures, WorkerKeeper::Clock::now()));
+  worker = closed.keeper.start(kPictures, WorkerKeeper::Clock::now());
+  ASSERT_TRUE(worker);
+  closed.keeper.keep(*std::move(worker));
 }
 
 TEST(WorkerKeeper, GivesOutNoWorkerOnceItIsClosed) {
