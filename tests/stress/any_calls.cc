@@ -97,6 +97,11 @@ StressCall StressCalls::any(const std::set<std::string>& looked) {
     for (const Weight& each : kWeights) sum += each.weight;
     return sum;
   }();
+  if (!uncalled_.empty()) {
+    const std::string method = uncalled_.back();
+    uncalled_.pop_back();
+    return call(method);
+  }
   for (;;) {
     int place = below(whole);
     const Weight* weight = kWeights;

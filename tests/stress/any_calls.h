@@ -30,7 +30,7 @@ class StressCalls {
   explicit StressCalls(Channel& channel);
   StressCalls(const StressCalls& other, unsigned seed) : StressCalls(other) { random_.seed(seed); }
 
-  /// Writes none of the files that are being looked at.
+  /// Each method once, then in any mixture. Writes none of the files that are being looked at.
   StressCall any(const std::set<std::string>& looked);
   /// The answer to a save, so that a later call can delete what was saved.
   void noteSaved(const std::string& identifier) { saved_.push_back(identifier); }
@@ -57,6 +57,7 @@ class StressCalls {
   std::vector<std::string> livePhotos_;
   std::string burst_;
   std::vector<std::string> saved_;
+  std::vector<std::string> uncalled_ = methods();
 };
 
 /// A text that is the same for the same call, whatever else is under way. Of an exported file it
