@@ -6,9 +6,11 @@
 
 #include "fuzz/memory_file.h"
 #include "fuzz/require.h"
-#include "media_worker/reading/blocks_beside_pixels.h"
+#include "media_worker/headers/blocks_beside_pixels.h"
+#include "media_worker/headers/jpeg_passes.h"
+#include "media_worker/headers/tiff_directories.h"
 #include "media_worker/reading/boxes.h"
-#include "media_worker/reading/jpeg_passes.h"
+#include "media_worker/reading/movie_tables.h"
 #include "media_worker/reading/signature.h"
 
 namespace quorvin {
@@ -45,6 +47,9 @@ void check(std::span<const std::uint8_t> bytes) {
     hasTooMuchBesidePixels(*file, each);
   }
   hasTooManyJpegPasses(*file, 64, 64);
+  claimsTooMuch(*file);
+  hasTooManyTags(*file);
+  hasTooManyTags(bytes);
 }
 
 }  // namespace
