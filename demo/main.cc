@@ -21,7 +21,7 @@ constexpr int kNewestFirst = 0;
 constexpr int kOldestFirst = 1;
 constexpr int kFit = 0;
 constexpr int kFill = 1;
-constexpr int kGridSize = 160;
+constexpr int kGridSize = 256;
 
 class Demo {
  public:

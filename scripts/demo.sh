@@ -37,6 +37,14 @@ echo
 "$bin/quorvin" --library "$output/library" info
 "$bin/quorvin-demo" "$output/library" "$output"
 
+# Whether each is upright and right in its colours shows at a glance.
+if ls "$output"/thumbnails/*.jpg >/dev/null 2>&1; then
+  (cd "$output/thumbnails" && vips arrayjoin "$(ls -v ./*.jpg | tr '\n' ' ')" ../contact.jpg \
+    --across 6 --hspacing 256 --vspacing 256 --shim 8 --halign centre --valign centre \
+    --background '255 255 255')
+  echo "All JPEG thumbnails side by side are in $output/contact.jpg"
+fi
+
 # A line of the tool's, and what it says.
 tool() {
   printf '\n$ quorvin %s\n' "$*"
