@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <string>
+#include <tuple>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -133,6 +134,22 @@ TEST(ExportEncoded, KeepsTheTagsOfColours) {
   EXPECT_EQ(track.primaries, AVCOL_PRI_SMPTE170M);
   EXPECT_EQ(track.transfer, AVCOL_TRC_SMPTE170M);
   EXPECT_EQ(track.matrix, AVCOL_SPC_SMPTE170M);
+}
+
+TEST(ExportEncoded, NamesTheMatrixThatASmallerExportHasFromItsSource) {
+  for (const auto& [size, matrix, code] :
+       {std::tuple{"1280x720", "bt709", AVCOL_SPC_BT709},
+        std::tuple{"640x360", "smpte170m", AVCOL_SPC_SMPTE170M}}) {
+    const FileDescriptor source =
+        movie("-f lavfi -i color=red:s=" + std::string(size) +
+              ":r=10:d=1 -vf scale=out_color_matrix=" + matrix +
+              ",format=yuv420p,setparams=colorspace=unknown -c:v libx264 -crf 10");
+    ASSERT_EQ(contentsOf(source).picture().matrix, AVCOL_SPC_UNSPECIFIED);
+    const Exported result = exported(source, kMedium);
+    ASSERT_EQ(result.reason(), "");
+    EXPECT_EQ(contentsOf(result.file).picture().matrix, code) << size;
+    EXPECT_TRUE(isNear(shown(result.file).front().picture.at(100, 100), {254, 0, 0, 255}, 4));
+  }
 }
 
 TEST(ExportEncoded, BringsFullRangeColoursIntoTheCommonRange) {

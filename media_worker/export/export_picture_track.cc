@@ -16,6 +16,7 @@ extern "C" {
 #include "media_worker/export/export_track.h"
 #include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/ffmpeg_versions.h"
+#include "media_worker/reading/frame_image.h"
 #include "media_worker/reading/movie_input.h"
 
 namespace quorvin {
@@ -70,7 +71,8 @@ void describeColours(AVCodecContext& encoder, const AVCodecParameters& codec, bo
   encoder.color_primaries = toneMapped ? AVCOL_PRI_BT709 : codec.color_primaries;
   encoder.color_trc = toneMapped ? AVCOL_TRC_BT709 : codec.color_trc;
   const bool other = toneMapped || codec.color_space == AVCOL_SPC_RGB;
-  encoder.colorspace = other ? AVCOL_SPC_BT709 : codec.color_space;
+  // An unmarked one has that of its size, which the export may no longer have.
+  encoder.colorspace = other ? AVCOL_SPC_BT709 : matrixOf(codec.color_space, codec.height);
 }
 
 void choose(AVCodecContext& encoder, CodingQuality quality) {

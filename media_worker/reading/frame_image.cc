@@ -15,15 +15,13 @@ namespace {
 
 using Scaler = std::unique_ptr<SwsContext, decltype([](SwsContext* s) { sws_freeContext(s); })>;
 
-/// The matrix of a frame's colours; an unmarked one is told by its height, as players do.
-int matrixOf(const AVFrame& frame) {
-  if (frame.colorspace != AVCOL_SPC_UNSPECIFIED && frame.colorspace != AVCOL_SPC_RGB) {
-    return frame.colorspace;
-  }
-  return frame.height >= 720 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
-}
-
 }  // namespace
+
+AVColorSpace matrixOf(AVColorSpace marked, int height) {
+  constexpr int kLeastOfHighDefinition = 720;
+  if (marked != AVCOL_SPC_UNSPECIFIED && marked != AVCOL_SPC_RGB) return marked;
+  return height >= kLeastOfHighDefinition ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+}
 
 ImagePtr imageOfFrame(const AVFrame& frame) {
   const auto stored = static_cast<AVPixelFormat>(frame.format);
@@ -41,7 +39,8 @@ ImagePtr imageOfFrame(const AVFrame& frame) {
                                      nullptr, nullptr));
   if (!scaler) return nullptr;
   const int fullRange = frame.color_range == AVCOL_RANGE_JPEG ? 1 : 0;
-  sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(matrixOf(frame)), fullRange,
+  sws_setColorspaceDetails(scaler.get(),
+                           sws_getCoefficients(matrixOf(frame.colorspace, frame.height)), fullRange,
                            sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
   // Rows are padded, for the conversion writes in whole vectors, and to whole pixels at that.
   const int stride = (frame.width + 63) / 64 * 64 * channels;

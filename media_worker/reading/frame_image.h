@@ -1,6 +1,10 @@
 // Decoded FFmpeg frames as pictures.
 #pragma once
 
+extern "C" {
+#include <libavutil/pixfmt.h>
+}
+
 #include "media_worker/reading/vips_image.h"
 
 struct AVFrame;
@@ -10,5 +14,8 @@ namespace quorvin {
 /// The frame as stored: 8-bit RGB, or RGBA where it has alpha, neither turned nor made square.
 /// Null when it cannot be converted.
 ImagePtr imageOfFrame(const AVFrame& frame);
+
+/// The matrix of a picture's colours; an unmarked one is told by its height, as players do.
+AVColorSpace matrixOf(AVColorSpace marked, int height);
 
 }  // namespace quorvin

@@ -18,6 +18,7 @@ extern "C" {
 #include "media_protocol/sealed_memory.h"
 #include "media_worker/export/export.h"
 #include "media_worker/reading/ffmpeg_objects.h"
+#include "media_worker/reading/frame_image.h"
 #include "media_worker/reading/movie_input.h"
 
 namespace quorvin {
@@ -98,11 +99,21 @@ Picture pictureOf(const AVFrame& frame) {
   SwsContext* scaler = sws_getContext(
       frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width,
       frame.height, AV_PIX_FMT_RGB24, SWS_POINT, nullptr, nullptr, nullptr);
-  std::uint8_t* const planes[4] = {picture.pixels.data()};
-  const int strides[4] = {frame.width * 3};
+  sws_setColorspaceDetails(scaler, sws_getCoefficients(matrixOf(frame.colorspace, frame.height)),
+                           frame.color_range == AVCOL_RANGE_JPEG ? 1 : 0,
+                           sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
+  // The conversion writes in whole vectors, beyond a row's end.
+  const std::size_t row = static_cast<std::size_t>(frame.width) * 3;
+  const std::size_t stride = (row + 255) / 64 * 64;
+  Bytes padded(stride * static_cast<std::size_t>(frame.height + 1));
+  std::uint8_t* const planes[4] = {padded.data()};
+  const int strides[4] = {static_cast<int>(stride)};
   EXPECT_EQ(sws_scale(scaler, frame.data, frame.linesize, 0, frame.height, planes, strides),
             frame.height);
   sws_freeContext(scaler);
+  for (std::size_t y = 0; y < static_cast<std::size_t>(frame.height); ++y) {
+    std::copy_n(padded.data() + y * stride, row, picture.pixels.data() + y * row);
+  }
   return picture;
 }
 
