@@ -178,8 +178,8 @@ StressCall StressCalls::call(const std::string& method) {
   return {method, {}};
 }
 
-std::string contentOfExport(const std::string& path, bool isMediumVideo) {
-  if (!isMediumVideo) return bytesOf(path);
+std::string contentOfExport(const std::string& path, bool isVideo) {
+  if (!isVideo) return bytesOf(path);
   const SeenVideo seen = seeVideo(path);
   std::ostringstream text;
   text << seen.videoCodec << ' ' << seen.tag << ' ' << seen.audioCodec << ' ' << seen.brand << ' '
@@ -200,9 +200,8 @@ std::string lastingPartOf(const StressCall& call, const Answer& answer) {
   const std::string whole(answer.message.begin(), answer.message.end());
   if (value == nullptr) return whole;
   if (method.ends_with("Url")) {
-    const bool isMedium =
-        method == "getVideoUrl" && at(call.arguments, "mediumQuality") == Value(true);
-    return contentOfExport(textAt(*value, "url"), isMedium) + textOf(at(*value, "deletable"));
+    return contentOfExport(textAt(*value, "url"), method == "getVideoUrl") +
+           textOf(at(*value, "deletable"));
   }
   if (method == "createAlbum" || method.starts_with("save")) {
     return textOf(withoutIdentifier(*value));

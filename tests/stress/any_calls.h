@@ -64,8 +64,8 @@ class StressCalls {
 /// holds the content. Fails the test when there is no reply.
 std::string lastingPartOf(const StressCall& call, const Answer& answer);
 
-/// The bytes of an exported file. Of a video of medium quality, what it plays: the encoder bounds
-/// its rate over several threads, and is off by a few bytes now and then.
-std::string contentOfExport(const std::string& path, bool isMediumVideo);
+/// The bytes of an exported file. Of a video, what it plays: on several threads the encoder now and
+/// then comes to other bytes.
+std::string contentOfExport(const std::string& path, bool isVideo);
 
 }  // namespace quorvin
