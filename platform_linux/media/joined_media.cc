@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <new>
 #include <utility>
 
 #include "codec/standard_message_codec.h"
@@ -56,7 +57,12 @@ Result<std::shared_ptr<const RenderedImage>> JoinedMedia::render(const FileDescr
   std::optional<Image> result;
   {
     const std::stop_callback unwanted(stop, [&] { leave(key, *own); });
-    result = media_.render(file, request, own->stop.get_token());
+    try {
+      result = media_.render(file, request, own->stop.get_token());
+    } catch (const std::bad_alloc&) {
+      // Those who wait have to learn of it as well.
+      result = Failure(LibraryErrorCode::internal, "memory ran out.");
+    }
   }
   const NSLockHolder held(lock_);
   own->result = result;

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <future>
 #include <latch>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -70,6 +71,13 @@ TEST_F(JoinedMediaTest, RendersOnceForAllWhoWantTheSame) {
     EXPECT_EQ(*other, *first);
   }
   EXPECT_EQ(started_, 1);
+}
+
+TEST_F(JoinedMediaTest, TellsAllThatMemoryRanOut) {
+  media_.onRender = [](const RenderRequest&) -> Result<SharedImage> { throw std::bad_alloc(); };
+  auto results = askedTogether({{}, {}});
+  released_ = true;
+  for (auto& each : results) EXPECT_EQ(each.get().error().reason, "memory ran out.");
 }
 
 TEST_F(JoinedMediaTest, TellsAllWhyItFailed) {
