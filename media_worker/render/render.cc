@@ -1,5 +1,6 @@
 #include "media_worker/render/render.h"
 
+#include <algorithm>
 #include <span>
 #include <utility>
 #include <vector>
@@ -48,6 +49,15 @@ Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& req
   return Failure(LibraryErrorCode::invalidResource, "the file is not a photo.");
 }
 
+/// What libvips leaves to its filter, after averages that it computes anew for every few rows of
+/// the result: several times as long as the filter alone takes. But the filter's weights are
+/// rounded, and where there are many their sum is off, which shows in the colours.
+double gapFor(double scale) {
+  constexpr double kSmallestByFilterAlone = 1.0 / 8;
+  constexpr double kUsual = 2;
+  return scale >= kSmallestByFilterAlone ? 0 : kUsual;
+}
+
 /// Scales stored pixels to `size`. Alpha is multiplied in for that, so that the colour of what is
 /// transparent does not bleed.
 bool scale(ImagePtr& image, PixelSize size) {
@@ -59,12 +69,11 @@ bool scale(ImagePtr& image, PixelSize size) {
       })) {
     return false;
   }
-  // Without the gap that libvips leaves for shrinking by averages first: that is computed anew for
-  // every few rows of the result, which takes several times as long, and is no better.
-  constexpr double kNoGap = 0;
+  const double across = static_cast<double>(size.width) / image->Xsize;
+  const double down = static_cast<double>(size.height) / image->Ysize;
   const bool scaled = apply(image, [&](VipsImage* in, VipsImage** out) {
-    return vips_resize(in, out, static_cast<double>(size.width) / in->Xsize, "vscale",
-                       static_cast<double>(size.height) / in->Ysize, "gap", kNoGap, nullptr);
+    return vips_resize(in, out, across, "vscale", down, "gap", gapFor(std::min(across, down)),
+                       nullptr);
   });
   if (!scaled || !alpha) return scaled;
   return apply(image, [](VipsImage* in,

@@ -106,6 +106,19 @@ INSTANTIATE_TEST_SUITE_P(
                                      Scaling{3000, 2, 10, 10, kFit, false, 10, 1}),
                      testing::Values(".jpg", ".png", ".webp")));
 
+TEST(RenderScaled, MakesALargePictureAsSmallAsIsWanted) {
+  const Picture large = filled(3000, 2000, {100, 150, 200, 255});
+  for (const char* suffix : {".png", ".jpg[Q=95]"}) {
+    const Bytes file = saved(large, suffix);
+    for (const int side : {1, 2, 9, 30, 47, 300}) {
+      const Picture picture = rendered(file, fitInto(side, side));
+      ASSERT_EQ(picture.width, side) << suffix;
+      EXPECT_TRUE(isNear(picture.at(side / 2, 0), {100, 150, 200, 255}, 3))
+          << suffix << side << " " << int{picture.at(side / 2, 0)[0]};
+    }
+  }
+}
+
 TEST(RenderScaled, CutsAroundTheCentre) {
   Picture striped = filled(300, 100, kRed);
   for (int y = 0; y < 100; ++y) {
