@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "platform_linux/dispatch/background_thread.h"
@@ -152,7 +153,11 @@ void ImageRequests::run(Requests requests) noexcept {
   for (std::size_t i = 0; i < requests.size(); ++i) {
     const Request& request = *requests[i];
     if (!isWanted(request)) continue;
-    outcomes[i] = request.work.run(Progress(*this, request, request.group->stop.get_token()));
+    try {
+      outcomes[i] = request.work.run(Progress(*this, request, request.group->stop.get_token()));
+    } catch (const std::bad_alloc&) {
+      outcomes[i] = Failure(LibraryErrorCode::internal, "memory ran out.");
+    }
   }
   const std::size_t count = requests.size();
   for (std::size_t i = 0; i < count; ++i) {

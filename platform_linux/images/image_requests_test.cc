@@ -5,6 +5,7 @@
 #include <atomic>
 #include <future>
 #include <latch>
+#include <new>
 #include <set>
 #include <utility>
 
@@ -105,6 +106,18 @@ TEST(ImageRequests, DeliverAnErrorWithoutAResult) {
   };
   requests.start(true, std::move(work));
   EXPECT_EQ(log.texts(), (Texts{"a It is broken."}));
+}
+
+TEST(ImageRequests, DeliverThatMemoryRanOut) {
+  Log log;
+  ImageRequests requests(1);
+  ImageRequests::Work work = named(log, "a");
+  work.run = [](const ImageRequests::Progress&) -> Result<ImageRequests::Delivery> {
+    throw std::bad_alloc();
+  };
+  requests.start(true, std::move(work));
+  ASSERT_EQ(log.texts().size(), 1U);
+  EXPECT_NE(log.texts()[0].find("Memory ran out."), std::string::npos) << log.texts()[0];
 }
 
 TEST(ImageRequests, ThatWaitAreCancelledBeforeAnyOtherWork) {
