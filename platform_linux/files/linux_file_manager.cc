@@ -105,6 +105,7 @@ std::optional<NSError> LinuxFileManager::removeItem(const std::string& path) {
   if (error == ENOENT && temporary_.inUse().wasClearedByAnother(path, clearing)) {
     return std::nullopt;
   }
+  temporary_.inUse().takeBack(path);
   return removalError(path, error);
 }
 

@@ -22,7 +22,7 @@ class LinuxFileManager final : public NSFileManager {
 
   std::string NSTemporaryDirectory() override { return temporary_.path(); }
   std::optional<NSError> createDirectory(const std::string& path) override;
-  /// True also for a link, wherever it leads.
+  /// True also for a link, wherever it leads. Who finds nothing may replace what comes there next.
   bool fileExists(const std::string& path) override;
   /// A folder goes with all that is in it, a link without what it leads to. What is being written
   /// stays, to be replaced.

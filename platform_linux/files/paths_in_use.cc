@@ -22,10 +22,14 @@ PathsInUse::Clearing PathsInUse::clear(const std::string& path) {
 bool PathsInUse::wasClearedByAnother(const std::string& path, const Clearing& clearing) {
   const NSLockHolder held(lock_);
   const auto use = uses_.find(path);
-  if (use == uses_.end()) return true;
-  if (use->second.turn != clearing.turn) return true;
+  return use == uses_.end() || use->second.turn != clearing.turn;
+}
+
+void PathsInUse::takeBack(const std::string& path) {
+  const NSLockHolder held(lock_);
+  const auto use = uses_.find(path);
+  if (use == uses_.end() || use->second.wishes == 0) return;
   if (--use->second.wishes == 0 && use->second.holds == 0) uses_.erase(use);
-  return false;
 }
 
 PathsInUse::Beginning PathsInUse::begin(const std::string& path) {

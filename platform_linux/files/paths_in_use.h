@@ -29,10 +29,12 @@ class PathsInUse {
 
   /// Somebody who is about to write wants nothing to stand there, or found that nothing does.
   Clearing clear(const std::string& path) QUORVIN_EXCLUDES(lock_);
-  /// Nothing stood there. True when somebody else was about to write at the same time, who may have
-  /// removed it; else it was not cleared at all.
+  /// Nothing stood there: whether somebody else was about to write at the same time, who may have
+  /// removed it.
   bool wasClearedByAnother(const std::string& path, const Clearing& clearing)
       QUORVIN_EXCLUDES(lock_);
+  /// It could not be cleared.
+  void takeBack(const std::string& path) QUORVIN_EXCLUDES(lock_);
 
   /// Somebody begins to write.
   Beginning begin(const std::string& path) QUORVIN_EXCLUDES(lock_);

@@ -32,6 +32,8 @@ TEST(PathsInUse, WhereNothingStoodOneWhoIsAloneHasClearedNothing) {
   PathsInUse paths;
   const auto alone = paths.clear("/a");
   EXPECT_FALSE(paths.wasClearedByAnother("/a", alone));
+  paths.takeBack("/a");
+  paths.takeBack("/a");
   EXPECT_FALSE(paths.begin("/a").mayReplace);
 
   const auto one = paths.clear("/a");

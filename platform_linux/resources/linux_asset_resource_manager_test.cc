@@ -1,7 +1,10 @@
 #include "platform_linux/resources/linux_asset_resource_manager.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -120,6 +123,28 @@ TEST_F(LinuxAssetResourceManagerTest, OfTwoCopiesToOnePathTheLastStays) {
                                    [&](std::optional<NSError> error) { other.set_value(!error); });
   EXPECT_TRUE(other.get_future().get());
   EXPECT_EQ(readFile(path), "movie");
+}
+
+TEST_F(LinuxAssetResourceManagerTest, ReplacesNothingThatCouldNotBeRemoved) {
+  LinuxFileManager fileManager(folder.path());
+  LinuxAssetResourceManager copies(files, fileManager.temporary());
+  const std::string path = folder / "copy";
+  writeFile(path, "theirs");
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const auto setFixed = [&file](unsigned flag) {
+    unsigned flags = flag;
+    return ::ioctl(file.get(), FS_IOC_SETFLAGS, &flags) == 0;
+  };
+  if (!setFixed(FS_IMMUTABLE_FL)) GTEST_SKIP() << "the file system fixes no files";
+  EXPECT_TRUE(fileManager.removeItem(path));
+  setFixed(0);
+  std::promise<std::optional<NSError>> done;
+  copies.writeDataForAssetResource(stored("photo"), path, nullptr,
+                                   [&](std::optional<NSError> error) { done.set_value(error); });
+  const auto error = done.get_future().get();
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, 516);
+  EXPECT_EQ(readFile(path), "theirs");
 }
 
 TEST_F(LinuxAssetResourceManagerTest, WhatWasJustWrittenStaysUntilTheNextIsWhole) {
