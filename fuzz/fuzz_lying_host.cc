@@ -21,7 +21,6 @@
 #include "fuzz/memory_file.h"
 #include "fuzz/require.h"
 #include "media_protocol/wire.h"
-#include "media_worker/libraries.h"
 #include "media_worker/render/encode.h"
 #include "media_worker/serve.h"
 #include "platform_linux/media/worker_replies.h"
@@ -233,11 +232,6 @@ void converse(FuzzedDataProvider& data) {
 
 }  // namespace
 }  // namespace quorvin
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  quorvin::startLibraries();
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzedDataProvider provider(data, size);

@@ -8,7 +8,6 @@
 
 #include "core/platform/photo_library.h"
 #include "fuzz/require.h"
-#include "media_worker/libraries.h"
 #include "media_worker/metadata/metadata.h"
 #include "media_worker/metadata/metadata_maker_note.h"
 
@@ -62,11 +61,6 @@ void check(std::span<const std::uint8_t> bytes) {
 
 }  // namespace
 }  // namespace quorvin
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  quorvin::startLibraries();
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   quorvin::check({data, size});

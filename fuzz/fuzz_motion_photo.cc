@@ -10,7 +10,6 @@
 
 #include "fuzz/memory_file.h"
 #include "fuzz/require.h"
-#include "media_worker/libraries.h"
 #include "media_worker/probe/probe_motion_photo.h"
 
 namespace quorvin {
@@ -43,11 +42,6 @@ void check(FuzzedDataProvider& data) {
 
 }  // namespace
 }  // namespace quorvin
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  quorvin::startLibraries();
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzedDataProvider provider(data, size);

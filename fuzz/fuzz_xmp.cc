@@ -5,7 +5,6 @@
 #include <string>
 
 #include "fuzz/require.h"
-#include "media_worker/libraries.h"
 #include "media_worker/metadata/metadata.h"
 #include "media_worker/metadata/metadata_dates.h"
 
@@ -47,11 +46,6 @@ void checkDate(const std::string& text) {
 
 }  // namespace
 }  // namespace quorvin
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  quorvin::startLibraries();
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
