@@ -77,20 +77,14 @@ class Export {
     return track.stream.codecpar->video_delay == 0 || clock_.lastNeeded() > end - frame;
   }
 
-  /// Passed through, all that there are; encoded, the one that plays by default. Sound of no known
-  /// kind is left out, for it is heard nowhere.
+  /// Sound of no known kind is left out, for it is heard nowhere.
   std::optional<Failure> addSounds() {
-    const AVStream* chosen = nullptr;
     for (const AVStream* each : source_->sounds()) {
       const bool copied = copies(*each) && clock_.keepsSpeed();
       if (!copied && !canDecode(*each)) continue;
-      if (request_.preset == VideoPreset::passthrough) {
-        if (std::optional<Failure> failure = addSound(*each, copied)) return failure;
-      } else if (chosen == nullptr || isPreferred(*each, *chosen)) {
-        chosen = each;
-      }
+      if (std::optional<Failure> failure = addSound(*each, copied)) return failure;
     }
-    return chosen == nullptr ? std::nullopt : addSound(*chosen, false);
+    return std::nullopt;
   }
 
   std::optional<Failure> addSound(const AVStream& stream, bool copied) {
@@ -98,11 +92,6 @@ class Export {
     return add(stream, copied
                            ? makeCopiedTrack(track, clock_, *output_)
                            : makeSoundTrack(track, clock_, codingWith(encoders_.sounds), *output_));
-  }
-
-  static bool isPreferred(const AVStream& stream, const AVStream& other) {
-    return (stream.disposition & AV_DISPOSITION_DEFAULT) >
-           (other.disposition & AV_DISPOSITION_DEFAULT);
   }
 
   std::optional<Failure> add(const AVStream& stream, MadeTrack track) {

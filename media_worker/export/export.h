@@ -14,6 +14,7 @@
 //   export_filter.h            chains of filters
 //   movie_output.h             the file that is written
 //   stream_copy.h              streams of it whose packets are copied
+//   track_language.h           the names of languages in it
 #pragma once
 
 #include <cstdint>

@@ -122,8 +122,7 @@ AVStream* addEncodedStream(AVCodecContext& encoder, const AVStream& source, Movi
   stream->time_base = encoder.time_base;
   stream->avg_frame_rate = encoder.framerate;
   stream->sample_aspect_ratio = encoder.sample_aspect_ratio;
-  stream->disposition = AV_DISPOSITION_DEFAULT;
-  copyLanguage(source, *stream);
+  copyRole(source, output.context(), *stream);
   return stream;
 }
 

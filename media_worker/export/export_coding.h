@@ -70,7 +70,8 @@ class ExportEncoder {
 /// whose FFmpeg lacks it names the format that it would make.
 Result<CodecContextPtr> makeEncoder(const std::string& name, std::string_view format);
 
-/// Opens the encoder and makes its stream; null when it refuses. `source` tells the language.
+/// Opens the encoder and makes its stream, which plays in the role of `source`; null when it
+/// refuses.
 AVStream* addEncodedStream(AVCodecContext& encoder, const AVStream& source, MovieOutput& output);
 
 /// How many threads decode or encode pictures of so many pixels: memory grows with both.

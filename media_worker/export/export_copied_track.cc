@@ -1,11 +1,13 @@
 // A track whose packets are copied.
 extern "C" {
-#include <libavcodec/packet.h>
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/mathematics.h>
 }
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -77,13 +79,27 @@ class CopiedTrack final : public ExportTrack {
   }
 
   void setTimes(AVPacket& packet) {
-    const std::int64_t shown = played(packet.pts);
-    packet.duration = packet.duration > 0 ? played(packet.pts + packet.duration) - shown : 0;
-    packet.dts = played(packet.dts);
+    const std::int64_t end = played(packet.pts + std::max<std::int64_t>(packet.duration, 0));
+    const std::int64_t shown = heardFrom(packet).value_or(played(packet.pts));
+    packet.dts = packet.dts == packet.pts ? shown : played(packet.dts);
+    packet.duration = packet.duration > 0 ? std::max<std::int64_t>(end - shown, 0) : 0;
     if (anyWritten_) packet.dts = std::max(packet.dts, lastDecoded_ + 1);
     packet.pts = std::max(shown, packet.dts);
     lastDecoded_ = packet.dts;
     anyWritten_ = true;
+  }
+
+  /// Containers that count milliseconds tell roughly when sound is heard: it goes on where the
+  /// samples before it ended.
+  std::optional<std::int64_t> heardFrom(const AVPacket& packet) {
+    AVCodecParameters& codec = *source_.codecpar;
+    if (codec.codec_type != AVMEDIA_TYPE_AUDIO || !clock_.keepsSpeed()) return std::nullopt;
+    const int samples = av_get_audio_frame_duration2(&codec, packet.size);
+    if (samples <= 0) return std::nullopt;
+    const std::int64_t time =
+        av_rescale_delta(source_.time_base, packet.pts, {1, codec.sample_rate}, samples,
+                         &lastHeard_, stream_.time_base);
+    return time - av_rescale_q(clock_.beginning(), AV_TIME_BASE_Q, stream_.time_base);
   }
 
   std::int64_t played(std::int64_t time) const {
@@ -95,8 +111,9 @@ class CopiedTrack final : public ExportTrack {
   const ExportClock& clock_;
   AVStream& stream_;
   MovieOutput& output_;
-  std::vector<PacketPtr> held_;  ///< the first one is shown last of all so far
-  std::int64_t nextTime_ = 0;    ///< of the source
+  std::vector<PacketPtr> held_;              ///< the first one is shown last of all so far
+  std::int64_t nextTime_ = 0;                ///< of the source
+  std::int64_t lastHeard_ = AV_NOPTS_VALUE;  ///< the end of the last packet, in samples
   bool any_ = false;
   std::int64_t lastDecoded_ = 0;  ///< of the export
   bool anyWritten_ = false;

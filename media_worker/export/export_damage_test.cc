@@ -17,8 +17,6 @@
 namespace quorvin {
 namespace {
 
-constexpr std::array kPresets{VideoPreset::passthrough, VideoPreset::highestQuality,
-                              VideoPreset::mediumQuality};
 constexpr auto kInvalid = static_cast<std::int64_t>(LibraryErrorCode::invalidResource);
 constexpr auto kNoSpace = static_cast<std::int64_t>(LibraryErrorCode::notEnoughSpace);
 

@@ -203,16 +203,6 @@ TEST(ExportEncoded, TakesSoundOfAnyRate) {
   }
 }
 
-TEST(ExportEncoded, TakesOverTheSoundThatPlaysByDefault) {
-  const FileDescriptor source = movie(film(30, "-f lavfi -i sine=880:r=48000") +
-                                      "-map 0 -map 1 -map 2 -c:v libx264 -c:a aac "
-                                      "-disposition:a:0 0 -disposition:a:1 default");
-  const Exported result = exported(source, kHighest);
-  ASSERT_EQ(result.reason(), "");
-  EXPECT_EQ(contentsOf(result.file).tracks.size(), 2U);
-  EXPECT_NEAR(pitch(heard(result.file), 48'000, 0.5, 2.5), 880, 4);
-}
-
 TEST(ExportEncoded, KeepsPicturesAndSoundTogether) {
   const FileDescriptor base = movie(film() + "-c:v libx264 -bf 2 -c:a aac");
   const std::string name = nameOf(base);

@@ -27,7 +27,7 @@ std::optional<Failure> FilterChain::open(Kind kind, std::string_view source,
   if (!filtered_) filtered_.reset(av_frame_alloc());
   graph_.reset(library->avfilter_graph_alloc());
   if (!graph_ || !filtered_) return outOfMemory();
-  graph_->nb_threads = codingThreads();
+  graph_->nb_threads = kind == Kind::picture ? codingThreads() : 1;
   const std::string entry = kind == Kind::picture ? "buffer@entry" : "abuffer@entry";
   const std::string exit = kind == Kind::picture ? "buffersink@exit" : "abuffersink@exit";
   std::string whole = entry + "=";

@@ -9,6 +9,7 @@ extern "C" {
 #include <utility>
 
 #include "media_worker/export/filter_library.h"
+#include "media_worker/reading/ffmpeg_versions.h"
 
 namespace quorvin {
 
@@ -78,6 +79,18 @@ std::string sizing(const AVFrame& frame, int width, int height) {
   return filters;
 }
 
+/// Leaves whole frames as they are. The filter counts time in ticks of half the length.
+std::string joiningFields(AVRational timeBase) {
+  return "bwdif=mode=send_frame:deint=interlaced," +
+         filterText("settb=%d/%d,", timeBase.num, timeBase.den);
+}
+
+/// Lines are joined to whole pictures in sizes that the filter takes.
+bool canJoinFields(const AVFrame& frame) {
+  constexpr int kLeast = 16;
+  return frame.width >= kLeast && frame.height >= kLeast;
+}
+
 std::string filtersFor(const AVFrame& frame, const PictureShape& shape) {
   const bool swapped = shape.orientation >= 5;
   const int width = swapped ? shape.height : shape.width;
@@ -103,8 +116,10 @@ std::optional<Failure> PictureFilter::filter(AVFrame* frame, const TakeFrame& ta
 }
 
 std::optional<Failure> PictureFilter::prepareFor(const AVFrame& frame, const TakeFrame& take) {
+  hasFields_ = hasFields_ || isInterlaced(frame);
   const std::string source = sourceOf(frame, timeBase_);
-  const std::string filters = filtersFor(frame, shape_);
+  const std::string filters = (hasFields_ && canJoinFields(frame) ? joiningFields(timeBase_) : "") +
+                              filtersFor(frame, shape_);
   std::string description = source + filters;
   if (description == description_) return std::nullopt;
   if (std::optional<Failure> failure = chain_.filter(nullptr, take)) return failure;

@@ -20,8 +20,8 @@ struct PictureShape {
   bool toneMapped = false;  ///< from the range of light of HDR screens to that of any screen
 };
 
-/// 8-bit 4:2:0 frames of the shape, upright. A change of the source's frames on the way is
-/// followed. One thread at a time.
+/// 8-bit 4:2:0 frames of the shape, upright; of two fields becomes one whole frame, at the time of
+/// the first. A change of the source's frames on the way is followed. One thread at a time.
 class PictureFilter {
  public:
   using TakeFrame = FilterChain::TakeFrame;
@@ -37,6 +37,7 @@ class PictureFilter {
   const PictureShape shape_;
   const AVRational timeBase_;
   FilterChain chain_;
+  bool hasFields_ = false;   ///< some frame until now was made of fields
   std::string description_;  ///< of the chain; empty: there is none yet
 };
 

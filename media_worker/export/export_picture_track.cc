@@ -7,6 +7,8 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <map>
 #include <optional>
 #include <utility>
 
@@ -118,12 +120,14 @@ class PictureTrack final : public ExportTrack {
   }
 
   std::optional<Failure> finish() override {
-    const auto take = [this](AVFrame& frame) { return hold(frame); };
-    if (std::optional<Failure> failure = decoder_.decode(nullptr, take)) return failure;
+    if (std::optional<Failure> failure =
+            decoder_.decode(nullptr, [this](AVFrame& frame) { return hold(frame); })) {
+      return failure;
+    }
     if (std::optional<Failure> failure = showHeld(end_)) return failure;
     if (std::optional<Failure> failure = decoder_.tooMuchDamage("the video")) return failure;
-    const auto encode = [this](AVFrame& frame) { return encoder_.encode(&frame); };
-    if (std::optional<Failure> failure = filter_.filter(nullptr, encode)) return failure;
+    const auto take = [this](AVFrame& frame) { return encode(frame); };
+    if (std::optional<Failure> failure = filter_.filter(nullptr, take)) return failure;
     return encoder_.encode(nullptr);
   }
 
@@ -157,9 +161,19 @@ class PictureTrack final : public ExportTrack {
     any_ = true;
     lastShown_ = begin;
     frame.pts = begin;
-    durationOf(frame) = std::max<std::int64_t>(end - begin, 1);
+    durations_[begin] = std::max<std::int64_t>(end - begin, 1);
     frame.pict_type = AV_PICTURE_TYPE_NONE;
-    return filter_.filter(&frame, [this](AVFrame& each) { return encoder_.encode(&each); });
+    return filter_.filter(&frame, [this](AVFrame& each) { return encode(each); });
+  }
+
+  std::optional<Failure> encode(AVFrame& frame) {
+    // Filters that look ahead do not keep the duration.
+    const auto duration = durations_.find(frame.pts);
+    if (duration != durations_.end()) {
+      durationOf(frame) = duration->second;
+      durations_.erase(durations_.begin(), std::next(duration));
+    }
+    return encoder_.encode(&frame);
   }
 
   const AVStream& source_;
@@ -171,6 +185,7 @@ class PictureTrack final : public ExportTrack {
   PictureFilter filter_;
   ExportEncoder encoder_;
   FramePtr held_;
+  std::map<std::int64_t, std::int64_t> durations_;  ///< of the frames in the filter, by their time
   std::int64_t usualEnd_ = 0;   ///< of the held frame, by its own duration, in the source
   std::int64_t lastShown_ = 0;  ///< of the export
   bool any_ = false;

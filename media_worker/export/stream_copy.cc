@@ -6,7 +6,11 @@ extern "C" {
 #include <libavutil/mem.h>
 }
 
+#include <string>
+#include <string_view>
+
 #include "media_worker/export/movie_output.h"
+#include "media_worker/export/track_language.h"
 #include "media_worker/reading/ffmpeg_versions.h"
 
 namespace quorvin {
@@ -27,6 +31,12 @@ unsigned tagOfCopy(const AVCodecParameters& codec, const AVOutputFormat& format)
   return known ? codec.codec_tag : 0;
 }
 
+VideoContainer containerOf(const AVOutputFormat& format) {
+  return std::string_view(format.name) == muxerName(VideoContainer::quickTime)
+             ? VideoContainer::quickTime
+             : VideoContainer::mpeg4;
+}
+
 /// From 6.1 on FFmpeg puts plain samples into MPEG-4 files, where few players hear them.
 bool isUnusualIn(VideoContainer container, AVCodecID codec) {
   return container == VideoContainer::mpeg4 && codec >= AV_CODEC_ID_FIRST_AUDIO &&
@@ -42,15 +52,17 @@ bool describeCopy(const AVStream& source, AVFormatContext& movie, AVStream& copy
   copy.avg_frame_rate = source.avg_frame_rate;
   copy.r_frame_rate = source.r_frame_rate;
   copy.sample_aspect_ratio = source.sample_aspect_ratio;
-  copy.disposition = source.disposition;
   copySideData(source, copy);
-  copyLanguage(source, copy);
+  copyRole(source, movie, copy);
   return true;
 }
 
-void copyLanguage(const AVStream& source, AVStream& copy) {
+void copyRole(const AVStream& source, const AVFormatContext& movie, AVStream& copy) {
+  copy.disposition = source.disposition;
   const AVDictionaryEntry* language = av_dict_get(source.metadata, "language", nullptr, 0);
-  if (language != nullptr) av_dict_set(&copy.metadata, "language", language->value, 0);
+  if (language == nullptr) return;
+  const std::string name = languageIn(containerOf(*movie.oformat), language->value);
+  av_dict_set(&copy.metadata, "language", name.c_str(), 0);
 }
 
 bool canHoldCopyOf(const AVStream& source, VideoContainer container) {

@@ -11,8 +11,8 @@ namespace quorvin {
 /// Makes `copy` a stream that takes the packets of `source` as they are.
 bool describeCopy(const AVStream& source, AVFormatContext& movie, AVStream& copy);
 
-/// What the source says of the stream's language.
-void copyLanguage(const AVStream& source, AVStream& copy);
+/// Whether the stream plays by default, for whom it is meant, and its language.
+void copyRole(const AVStream& source, const AVFormatContext& movie, AVStream& copy);
 
 /// Whether the container takes the packets of the stream as they are.
 bool canHoldCopyOf(const AVStream& source, VideoContainer container);

@@ -37,6 +37,15 @@ inline std::int64_t durationOf(const AVFrame& frame) {
 }
 #endif
 
+/// Whether the frame is made of two fields, of different moments. From 6.1 on it is a flag.
+inline bool isInterlaced(const AVFrame& frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
+  return (frame.flags & AV_FRAME_FLAG_INTERLACED) != 0;
+#else
+  return frame.interlaced_frame != 0;
+#endif
+}
+
 // From 6.1 on a stream's side data belong to its codec's parameters, and are copied with them.
 #if LIBAVFORMAT_VERSION_INT >= AV_VERSION_INT(60, 15, 100)
 inline const std::uint8_t* sideDataOf(const AVStream& stream, AVPacketSideDataType type) {

@@ -12,6 +12,7 @@ extern "C" {
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <span>
 
@@ -66,6 +67,7 @@ TestTrack trackOf(const AVStream& stream) {
   track.primaries = codec.color_primaries;
   track.matrix = codec.color_space;
   track.language = tagged(stream.metadata, "language");
+  track.disposition = stream.disposition;
   return track;
 }
 
@@ -164,6 +166,13 @@ const TestTrack& TestMovie::sound() const {
   return *std::ranges::find_if(tracks, [](const TestTrack& each) { return !each.picture; });
 }
 
+std::vector<TestTrack> TestMovie::sounds() const {
+  std::vector<TestTrack> found;
+  std::ranges::copy_if(tracks, std::back_inserter(found),
+                       [](const TestTrack& each) { return !each.picture; });
+  return found;
+}
+
 TestMovie contentsOf(const FileDescriptor& file) {
   const auto input = opened(file);
   AVFormatContext& context = input->context();
@@ -198,12 +207,12 @@ std::vector<Shown> shown(const FileDescriptor& file) {
   return frames;
 }
 
-std::vector<float> heard(const FileDescriptor& file, int channel) {
+std::vector<float> heard(const FileDescriptor& file, int channel, int track) {
   const auto input = opened(file);
   AVFormatContext& context = input->context();
   const auto streams = std::span(context.streams, context.nb_streams);
-  const auto found = std::ranges::find_if(streams, [](const AVStream* each) {
-    return each->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+  const auto found = std::ranges::find_if(streams, [&track](const AVStream* each) {
+    return each->codecpar->codec_type == AVMEDIA_TYPE_AUDIO && track-- == 0;
   });
   EXPECT_NE(found, streams.end());
   const AVStream& stream = **found;

@@ -1,6 +1,7 @@
 // Movies for tests, made by the ffmpeg program, and what a player finds in an export of them.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -17,6 +18,7 @@ namespace quorvin {
 inline constexpr auto kPassthrough = VideoPreset::passthrough;
 inline constexpr auto kHighest = VideoPreset::highestQuality;
 inline constexpr auto kMedium = VideoPreset::mediumQuality;
+inline constexpr std::array kPresets{kPassthrough, kHighest, kMedium};
 inline constexpr auto kMov = VideoContainer::quickTime;
 inline constexpr auto kMp4 = VideoContainer::mpeg4;
 
@@ -64,6 +66,7 @@ struct TestTrack {
   int primaries = 0;
   int matrix = 0;
   std::string language;
+  int disposition = 0;  ///< AV_DISPOSITION_...
   std::vector<TestPacket> packets;
 };
 
@@ -75,6 +78,7 @@ struct TestMovie {
 
   const TestTrack& picture() const;
   const TestTrack& sound() const;
+  std::vector<TestTrack> sounds() const;
 };
 TestMovie contentsOf(const FileDescriptor& file);
 
@@ -84,8 +88,8 @@ struct Shown {
 };
 /// Every frame of the first track of pictures; a frame that does not decode fails the test.
 std::vector<Shown> shown(const FileDescriptor& file);
-/// Every sample of one channel that is heard, from time 0 on.
-std::vector<float> heard(const FileDescriptor& file, int channel = 0);
+/// Every sample of one channel of a track of sound that is heard, from time 0 on.
+std::vector<float> heard(const FileDescriptor& file, int channel = 0, int track = 0);
 /// How often the sound swings in a second of the part, in seconds.
 double pitch(const std::vector<float>& samples, int sampleRate, double from, double to);
 /// The first moment, in seconds, at which the sound is loud.
