@@ -30,7 +30,7 @@ constexpr std::array kWorks{
     Work{"export 1080p, highest quality", "scene.mov", VideoPreset::highestQuality,
          "-c:v libx264 -preset veryfast -profile:v high -crf 18 -c:a aac -b:a 192k"},
     Work{"export 1080p, medium quality", "scene.mov", VideoPreset::mediumQuality,
-         "-vf scale=568:318:flags=bicubic -c:v libx264 -preset fast -profile:v main -crf 23 "
+         "-vf scale=568:320:flags=bicubic -c:v libx264 -preset fast -profile:v main -crf 23 "
          "-maxrate 800k -bufsize 800k -c:a aac -b:a 64k"},
 };
 
@@ -89,9 +89,12 @@ std::string psnr(const std::string& output, const std::string& source) {
 void printQuality(const Work& work, const std::string& source, const std::string& ours,
                   const std::string& rivals) {
   if (!std::filesystem::exists(ours) || !std::filesystem::exists(rivals)) return;
-  std::printf("%-38s ours %9ju bytes, %s dB; ffmpeg %9ju bytes, %s dB\n", work.name,
-              std::filesystem::file_size(ours), psnr(ours, source).c_str(),
-              std::filesystem::file_size(rivals), psnr(rivals, source).c_str());
+  const auto bytes = std::filesystem::file_size(ours);
+  const auto rivalBytes = std::filesystem::file_size(rivals);
+  std::printf("%-38s ours %9ju bytes, %s dB; ffmpeg %9ju bytes, %s dB; ratio of bytes %.4f\n",
+              work.name, bytes, psnr(ours, source).c_str(), rivalBytes,
+              psnr(rivals, source).c_str(),
+              static_cast<double>(bytes) / static_cast<double>(rivalBytes));
 }
 
 }  // namespace

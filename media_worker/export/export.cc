@@ -44,7 +44,7 @@ class Export {
     for (auto& [index, track] : tracks_) {
       if (std::optional<Failure> failure = track->finish()) return failure;
     }
-    if (std::optional<Failure> failure = source_->missingEnd()) return failure;
+    if (std::optional<Failure> failure = source_->damage()) return failure;
     return output_->end();
   }
 
@@ -60,12 +60,14 @@ class Export {
 
   std::optional<Failure> addPicture() {
     const AVStream& stream = source_->picture();
-    const SourceTrack track{stream, source_->endOf(stream)};
+    const SourceTrack track{stream, source_->endOf(stream), mayEndEarly()};
     const bool copied = copies(stream) && canPlayCopied(track);
     return add(stream,
                copied ? makeCopiedTrack(track, clock_, *output_)
                       : makePictureTrack(track, clock_, codingWith(encoders_.pictures), *output_));
   }
+
+  bool mayEndEarly() const { return clock_.keepsSpeed() && !source_->tellsLength(); }
 
   /// Copied pictures can play at other times, but not be left out: others may need them.
   bool canPlayCopied(const SourceTrack& track) const {
@@ -88,7 +90,7 @@ class Export {
   }
 
   std::optional<Failure> addSound(const AVStream& stream, bool copied) {
-    const SourceTrack track{stream, std::nullopt};
+    const SourceTrack track{stream, std::nullopt, mayEndEarly()};
     return add(stream, copied
                            ? makeCopiedTrack(track, clock_, *output_)
                            : makeSoundTrack(track, clock_, codingWith(encoders_.sounds), *output_));

@@ -11,6 +11,7 @@
 //     export_sound_track.cc      decoded, made even, encoded as AAC
 //     export_sound_speed.h       slower or faster sound of the same pitch
 //   export_coding.h            decoders and encoders
+//     export_decoder.cc          decoders, and what they tell of damage
 //   export_filter.h            chains of filters
 //   movie_output.h             the file that is written
 //   stream_copy.h              streams of it whose packets are copied

@@ -23,9 +23,6 @@ constexpr int kMostThreads = 16;
 constexpr int kThreadsOfLarge = 4;
 constexpr std::int64_t kLargePixels = 3'000'000;
 
-/// Of so many packets one may be damaged.
-constexpr std::int64_t kPacketsPerFailure = 10;
-
 }  // namespace
 
 Failure outOfMemory() {
@@ -48,56 +45,6 @@ std::int64_t memoryOfCoding(std::int64_t decodedPixels, std::int64_t encodedPixe
                                    ? kEncodedOneByOne
                                    : kEncoded + kOfThread * codingThreads(encodedPixels);
   return decodedPixels * kDecoded + encodedPixels * encoded;
-}
-
-ExportDecoder::ExportDecoder(const AVStream& source) : frame_(av_frame_alloc()) {
-  CodecContextPtr context = newDecoder(*source.codecpar);
-  if (!frame_ || !context) return;
-  const AVCodecParameters& coded = *source.codecpar;
-  context->thread_count = codingThreads(std::int64_t{coded.width} * coded.height);
-  context->pkt_timebase = source.time_base;
-  if (avcodec_open2(context.get(), nullptr, nullptr) >= 0) context_ = std::move(context);
-}
-
-std::optional<Failure> ExportDecoder::decode(const AVPacket* packet, const TakeFrame& take) {
-  if (packet != nullptr) ++packets_;
-  int code = avcodec_send_packet(context_.get(), packet);
-  while (code == AVERROR(EAGAIN)) {
-    if (std::optional<Failure> failure = takeFrames(take)) return failure;
-    code = avcodec_send_packet(context_.get(), packet);
-  }
-  if (code == AVERROR(ENOMEM)) return outOfMemory();
-  if (code < 0 && code != AVERROR_EOF) ++failures_;
-  return takeFrames(take);
-}
-
-std::optional<Failure> ExportDecoder::takeFrames(const TakeFrame& take) {
-  for (;;) {
-    const int code = avcodec_receive_frame(context_.get(), frame_.get());
-    if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return std::nullopt;
-    if (code == AVERROR(ENOMEM)) return outOfMemory();
-    if (code < 0) {
-      ++failures_;
-      continue;
-    }
-    ++frames_;
-    std::optional<Failure> failure = take(*frame_);
-    av_frame_unref(frame_.get());
-    if (failure) return failure;
-  }
-}
-
-std::optional<Failure> ExportDecoder::tooMuchDamage(std::string_view what) const {
-  const bool nothing = frames_ == 0 && packets_ > 0;
-  if (!nothing && failures_ <= std::max<std::int64_t>(packets_ / kPacketsPerFailure, 2)) {
-    return std::nullopt;
-  }
-  return Failure(LibraryErrorCode::invalidResource,
-                 std::string(what) + (nothing ? " cannot be decoded." : " is damaged."));
-}
-
-bool canDecode(const AVStream& source) {
-  return static_cast<bool>(ExportDecoder(source));
 }
 
 Result<CodecContextPtr> makeEncoder(const std::string& name, std::string_view format) {

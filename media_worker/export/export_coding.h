@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,11 +13,19 @@
 #include "media_worker/export/movie_output.h"
 #include "media_worker/reading/ffmpeg_objects.h"
 
+struct AVBSFContext;
 struct AVStream;
 
 namespace quorvin {
 
+struct SourceTrack;
+
 Failure outOfMemory();
+
+struct BitstreamFilterFree {
+  void operator()(AVBSFContext* filter) const;
+};
+using BitstreamFilterPtr = std::unique_ptr<AVBSFContext, BitstreamFilterFree>;
 
 /// Decodes the packets of one stream, on all processors, through damage here and there. One thread
 /// at a time.
@@ -24,25 +33,31 @@ class ExportDecoder {
  public:
   using TakeFrame = std::function<std::optional<Failure>(AVFrame&)>;
 
-  /// `source` outlives this. Not open when there is no decoder for it, or it refuses.
-  explicit ExportDecoder(const AVStream& source);
+  /// The stream outlives this. Not open when there is no decoder for it, or it refuses.
+  explicit ExportDecoder(const SourceTrack& track);
   explicit operator bool() const { return context_ != nullptr; }
 
   /// Hands over each frame that comes out; `packet` null: the rest of them. What does not decode is
-  /// counted and left out.
+  /// counted and left out; what decodes in part is counted too.
   std::optional<Failure> decode(const AVPacket* packet, const TakeFrame& take);
-  /// The error of a track of which nothing, or too little, could be decoded. `what` begins a
-  /// sentence.
+  /// The error of a track of which nothing, or too little, could be decoded, or not its end. `what`
+  /// begins a sentence.
   std::optional<Failure> tooMuchDamage(std::string_view what) const;
 
  private:
+  std::optional<Failure> send(const AVPacket* packet, const TakeFrame& take);
   std::optional<Failure> takeFrames(const TakeFrame& take);
+  void noteFailure();
 
+  bool mayEndEarly_;
+  BitstreamFilterPtr remarks_;  ///< takes them out, if there is something to take out
   CodecContextPtr context_;
   FramePtr frame_;
+  PacketPtr filtered_;
   std::int64_t packets_ = 0;
   std::int64_t frames_ = 0;
   std::int64_t failures_ = 0;
+  std::optional<std::int64_t> failedAt_;  ///< the frames that had come out at the last failure
 };
 
 /// Encodes frames and writes the packets. One thread at a time.

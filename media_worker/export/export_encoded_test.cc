@@ -125,6 +125,24 @@ TEST(ExportEncoded, TakesFewBytesAtMediumQuality) {
   EXPECT_LT(static_cast<double>(contents(result.file).size()) * 8 / 8, 1'000'000);
 }
 
+TEST(ExportEncoded, TakesNoMoreBytesThanTheFfmpegProgramWithTheSameSettings) {
+  const FileDescriptor source = movie(
+      "-f lavfi -i testsrc2=s=640x360:r=30 -f lavfi -i sine -t 2 -vf noise=alls=2:allf=t "
+      "-preset ultrafast -crf 10 -pix_fmt yuv420p -c:v libx264 -c:a aac");
+  const Exported result = exported(source, kMedium);
+  ASSERT_EQ(result.reason(), "");
+  const std::string scaled =
+      "-i " + nameOf(source) + " -vf scale=568:320:flags=bicubic -c:v libx264 ";
+  const FileDescriptor rival =
+      movie(scaled +
+            "-preset fast -profile:v main -crf 23 -maxrate 800k -bufsize 800k -c:a aac "
+            "-b:a 32k -movflags +faststart");
+  // The number of threads makes a difference of some bytes, and the sound ends more exactly.
+  EXPECT_LT(contents(result.file).size(), contents(rival).size() * 1003 / 1000);
+  const auto best = shown(movie(scaled + "-an -preset ultrafast -qp 0"));
+  EXPECT_GT(psnr(shown(result.file), best), psnr(shown(rival), best) - 0.05);
+}
+
 TEST(ExportEncoded, KeepsTheTagsOfColours) {
   const FileDescriptor source =
       movie(film() +

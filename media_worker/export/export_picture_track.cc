@@ -200,7 +200,7 @@ MadeTrack makePictureTrack(const SourceTrack& track, const ExportClock& clock, c
   const std::int64_t pixels = std::int64_t{shape.width} * shape.height;
   requireMemory(
       memoryOfCoding(std::int64_t{source.codecpar->width} * source.codecpar->height, pixels));
-  ExportDecoder decoder(source);
+  ExportDecoder decoder(track);
   if (!decoder) {
     return Failure(LibraryErrorCode::invalidResource,
                    "the video is of a format that cannot be decoded.");

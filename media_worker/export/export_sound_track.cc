@@ -184,7 +184,7 @@ class SoundTrack final : public ExportTrack {
 MadeTrack makeSoundTrack(const SourceTrack& track, const ExportClock& clock, const Coding& coding,
                          MovieOutput& output) {
   const AVStream& source = track.stream;
-  ExportDecoder decoder(source);
+  ExportDecoder decoder(track);
   if (!decoder) {
     return Failure(LibraryErrorCode::invalidResource,
                    "the sound of the video is of a format that cannot be decoded.");

@@ -30,7 +30,9 @@ class ExportTrack {
 struct SourceTrack {
   const AVStream& stream;
   /// When its last packet ends, in its time base, if that is known.
-  std::optional<std::int64_t> end;
+  std::optional<std::int64_t> end = {};
+  /// Whether all of it is read, and nothing but its packets tells where it ends.
+  bool mayEndEarly = false;
 };
 
 using MadeTrack = Result<std::unique_ptr<ExportTrack>>;

@@ -3,6 +3,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/opt.h>
 }
 
 #include <algorithm>
@@ -29,15 +30,17 @@ constexpr std::int64_t kMargin = std::int64_t{2} * AV_TIME_BASE;
 constexpr std::int64_t kJumpBack = AV_TIME_BASE / 10;
 constexpr std::int64_t kJumpAhead = std::int64_t{10} * AV_TIME_BASE;
 
+/// Of so many packets one may be damaged.
+constexpr std::int64_t kPacketsPerDamage = 10;
+
+/// What one damaged packet at the end of a file lasts at most.
+constexpr std::int64_t kTornEnd = AV_TIME_BASE / 4;
+
 /// Packets hold little more than the file; some containers repeat parts of them.
 constexpr std::int64_t kMostCopies = 4;
 
 Failure invalidSource(std::string_view sentence) {
   return Failure(LibraryErrorCode::invalidResource, sentence);
-}
-
-Failure endsEarly() {
-  return invalidSource("the video ends early: the file is not whole.");
 }
 
 /// Whether every packet's time stands in an index, which the container's header holds.
@@ -58,6 +61,10 @@ bool isKnownPicture(const AVStream* stream) {
 
 }  // namespace
 
+Failure endsEarly() {
+  return invalidSource("the video ends early: the file is not whole.");
+}
+
 Result<std::unique_ptr<SourceMovie>> SourceMovie::open(int fd) {
   const auto file = InputFile::open(fd);
   if (!file) return file.error();
@@ -74,6 +81,7 @@ Result<std::unique_ptr<SourceMovie>> SourceMovie::open(int fd) {
 
 SourceMovie::SourceMovie(std::unique_ptr<MovieInput> movie, std::int64_t size)
     : movie_(std::move(movie)),
+      size_(size),
       bytesLeft_(kMostCopies * size),
       until_(std::numeric_limits<std::int64_t>::max()),
       tracks_(context().nb_streams) {
@@ -136,7 +144,10 @@ Result<bool> SourceMovie::read(AVPacket& packet) {
     if (code == AVERROR(EAGAIN)) continue;
     if (code == AVERROR(ENOMEM)) return Failure(LibraryErrorCode::internal, "memory ran out.");
     // Whatever else stops the reading, what is missing then tells whether that was the end.
-    if (code < 0) return false;
+    if (code < 0) {
+      ended_ = true;
+      return false;
+    }
     bytesLeft_ -= packet.size + 1;
     if (bytesLeft_ < 0) {
       return invalidSource("the video is damaged: its tracks are larger than the file.");
@@ -167,8 +178,13 @@ bool SourceMovie::note(const AVPacket& packet) {
   const auto index = static_cast<std::size_t>(packet.stream_index);
   if (index >= tracks_.size() || !tracks_[index].used) return false;
   Track& track = tracks_[index];
+  ++track.packets;
+  if (packet.pos >= 0) position_ = packet.pos;
   const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+  const bool damaged = (packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
+  if (damaged) ++track.damaged;
   if (time == AV_NOPTS_VALUE) return true;
+  if (damaged) track.damagedAt = time;
   track.end = std::max(track.end, time + std::max<std::int64_t>(packet.duration, 0));
   const std::int64_t decoded = packet.dts != AV_NOPTS_VALUE ? packet.dts : time;
   const std::int64_t after =
@@ -179,6 +195,38 @@ bool SourceMovie::note(const AVPacket& packet) {
 
 bool SourceMovie::isDone() const {
   return std::ranges::all_of(tracks_, [](const Track& each) { return each.done || !each.used; });
+}
+
+bool SourceMovie::tellsLength() const {
+  return context().duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
+}
+
+std::optional<Failure> SourceMovie::damage() const {
+  if (std::optional<Failure> failure = missingEnd()) return failure;
+  if (ended_ && endsWithinPacket()) return endsEarly();
+  for (std::size_t i = 0; i < tracks_.size(); ++i) {
+    const Track& track = tracks_[i];
+    if (track.damaged > std::max<std::int64_t>(track.packets / kPacketsPerDamage, 2)) {
+      return invalidSource("the video is damaged.");
+    }
+    if (ended_ && isTorn(*context().streams[i], track)) return endsEarly();
+  }
+  return std::nullopt;
+}
+
+bool SourceMovie::endsWithinPacket() const {
+  constexpr std::int64_t kUsual = 188;
+  constexpr std::int64_t kWithTime = 192;
+  std::int64_t size = 0;
+  if (position_ < 0 ||
+      av_opt_get_int(&context(), "ts_packetsize", AV_OPT_SEARCH_CHILDREN, &size) < 0)
+    return false;
+  return (size == kUsual || size == kWithTime) && (size_ - position_) % size != 0;
+}
+
+bool SourceMovie::isTorn(const AVStream& stream, const Track& track) const {
+  return !tellsLength() && track.damagedAt &&
+         inMicroseconds(track.end - *track.damagedAt, stream.time_base) <= kTornEnd;
 }
 
 std::optional<Failure> SourceMovie::missingEnd() const {

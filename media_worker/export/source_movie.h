@@ -13,6 +13,9 @@ struct AVPacket;
 
 namespace quorvin {
 
+/// The error of a movie of which the end is missing.
+Failure endsEarly();
+
 /// A movie with moving pictures, and the packets of those of its tracks that are used. Reading is
 /// bounded by the file's size: a small file can name the same bytes for ever. One thread at a time.
 class SourceMovie {
@@ -42,8 +45,11 @@ class SourceMovie {
   /// The next packet of a used stream; false at the end, or an error.
   Result<bool> read(AVPacket& packet);
 
-  /// The error of a movie that ended earlier than its header says.
-  std::optional<Failure> missingEnd() const;
+  /// Whether a header or an index says how long the movie is.
+  bool tellsLength() const;
+  /// The error of a movie that ended earlier than its header says, or in the middle of a packet, or
+  /// of which the container tells that much is damaged.
+  std::optional<Failure> damage() const;
 
  private:
   struct Track {
@@ -51,10 +57,18 @@ class SourceMovie {
     bool done = false;                        ///< nothing more of it is needed
     std::optional<std::int64_t> nextDecoded;  ///< microseconds; none before the first packet
     std::int64_t end = 0;                     ///< of what was read, in the stream's time base
+    std::int64_t packets = 0;
+    std::int64_t damaged = 0;               ///< packets, as the container tells
+    std::optional<std::int64_t> damagedAt;  ///< the last of them, in the stream's time base
   };
 
   explicit SourceMovie(std::unique_ptr<MovieInput> movie, std::int64_t size);
 
+  std::optional<Failure> missingEnd() const;
+  /// Whether the file ends within one of the container's packets of equal size.
+  bool endsWithinPacket() const;
+  /// Whether the track's last packets are damaged.
+  bool isTorn(const AVStream& stream, const Track& track) const;
   /// Whether all of the track was read, as far as it is needed and its length is known.
   bool isWhole(const AVStream& stream, const Track& track) const;
   /// Lets the times go on where a recording was put together from several.
@@ -64,10 +78,13 @@ class SourceMovie {
   bool isDone() const;
 
   const std::unique_ptr<MovieInput> movie_;
+  const std::int64_t size_;  ///< of the file
   std::int64_t bytesLeft_;
-  std::int64_t joined_ = 0;    ///< microseconds that are added to times
-  std::int64_t until_;         ///< microseconds after the beginning
-  std::vector<Track> tracks_;  ///< by the stream's index
+  std::int64_t position_ = -1;  ///< in the file, of the last packet of which it is known
+  bool ended_ = false;          ///< everything was read
+  std::int64_t joined_ = 0;     ///< microseconds that are added to times
+  std::int64_t until_;          ///< microseconds after the beginning
+  std::vector<Track> tracks_;   ///< by the stream's index
 };
 
 }  // namespace quorvin

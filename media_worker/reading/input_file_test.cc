@@ -1,5 +1,6 @@
 #include "media_worker/reading/input_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
