@@ -4,6 +4,8 @@
 
 #include "media_worker/heif/heif_parts.h"
 #include "media_worker/heif/hevc_decoder.h"
+#include "media_worker/reading/decoding_memory.h"
+#include "media_worker/reading/signature.h"
 
 namespace quorvin {
 
@@ -36,13 +38,13 @@ const heif_reader* HeifFile::reader() {
   return &kReader;
 }
 
-std::unique_ptr<HeifFile> HeifFile::open(const InputFile& file) {
+std::unique_ptr<HeifFile> HeifFile::open(const InputFile& file, int threads) {
   if (hasTooManyParts(file)) return nullptr;
   std::unique_ptr<HeifFile> opened(new HeifFile(file));
   opened->context_.reset(heif_context_alloc());
   heif_context* context = opened->context_.get();
   if (context == nullptr) return nullptr;
-  heif_context_set_max_decoding_threads(context, decodingThreads());
+  heif_context_set_max_decoding_threads(context, threads);
   return succeeded(heif_context_read_from_reader(context, reader(), opened.get(), nullptr))
              ? std::move(opened)
              : nullptr;
@@ -53,6 +55,15 @@ HeifHandle HeifFile::primary() const {
   return succeeded(heif_context_get_primary_image_handle(context_.get(), &found))
              ? HeifHandle(found)
              : nullptr;
+}
+
+std::int64_t memoryOfPicture(const InputFile& file, const heif_image_handle* picture) {
+  const bool isAvif =
+      pictureSignature(file.head(kSignatureLength)).type.identifier == "public.avif";
+  return memoryOfHeif(
+      std::int64_t{heif_image_handle_get_width(picture)} * heif_image_handle_get_height(picture),
+      heif_image_handle_get_luma_bits_per_pixel(picture), isAvif,
+      heif_image_handle_has_alpha_channel(picture) != 0);
 }
 
 }  // namespace quorvin

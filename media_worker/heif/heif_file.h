@@ -30,8 +30,8 @@ inline bool succeeded(const heif_error& error) {
 class HeifFile {
  public:
   /// Null when the header cannot be read, or claims more than is ever decoded. The descriptor of
-  /// `file` outlives the result.
-  static std::unique_ptr<HeifFile> open(const InputFile& file);
+  /// `file` outlives the result. Tiles are decoded on so many threads, or in order on this one.
+  static std::unique_ptr<HeifFile> open(const InputFile& file, int threads);
   HeifFile(const HeifFile&) = delete;
   HeifFile& operator=(const HeifFile&) = delete;
 
@@ -47,5 +47,8 @@ class HeifFile {
   std::int64_t position_ = 0;
   HeifPtr<heif_context> context_;
 };
+
+/// Bytes that decoding the picture takes.
+std::int64_t memoryOfPicture(const InputFile& file, const heif_image_handle* picture);
 
 }  // namespace quorvin

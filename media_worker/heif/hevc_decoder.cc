@@ -54,6 +54,9 @@ struct State {
   std::mutex inUse;  ///< held by the scope that there is
   std::mutex mutex;  ///< guards `decoding`, which libheif's threads read
   HevcDecoding decoding;
+  int made = 0;       ///< decoders since the scope began
+  int tileWidth = 0;  ///< of a tile that came as red, green and blue; 0: none did yet
+  int tileHeight = 0;
 };
 
 State& state() {
@@ -61,17 +64,18 @@ State& state() {
   return theState;
 }
 
-HevcDecoding wanted() {
-  const std::lock_guard guard(state().mutex);
-  return state().decoding;
-}
-
 /// One picture: its units as they arrive, in the form in which a stream has them.
 struct Decoder {
   std::vector<std::uint8_t> stream;
   HevcDecoding decoding;
+  int index = 0;  ///< among those of one scope
   bool isDone = false;
 };
+
+Decoder nextDecoder() {
+  const std::lock_guard guard(state().mutex);
+  return {{}, state().decoding, state().made++, false};
+}
 
 /// Each unit comes behind its size, 4 bytes long; in a stream it stands behind a start code.
 bool addUnits(std::span<const std::uint8_t> data, std::vector<std::uint8_t>& stream) {
@@ -200,31 +204,70 @@ std::optional<YuvSampling> samplingOf(const AVPixFmtDescriptor& format) {
   return format.log2_chroma_h == 0 ? YuvSampling::yuv422 : YuvSampling::yuv420;
 }
 
+/// An image and its planes, which are yet to be filled.
+Image rgbImage(int width, int height, std::array<WritablePlane, 3>& rgb) {
+  heif_image* made = nullptr;
+  if (!succeeded(heif_image_create(width, height, heif_colorspace_RGB, heif_chroma_444, &made))) {
+    return nullptr;
+  }
+  Image image(made);
+  constexpr std::array<heif_channel, 3> kChannels{heif_channel_R, heif_channel_G, heif_channel_B};
+  for (std::size_t i = 0; i < 3; ++i) {
+    if (!succeeded(heif_image_add_plane(made, kChannels.at(i), width, height, 8))) return nullptr;
+    rgb.at(i).data = heif_image_get_plane(made, kChannels.at(i), &rgb.at(i).stride);
+    if (rgb.at(i).data == nullptr) return nullptr;
+  }
+  return image;
+}
+
 /// The picture as red, green and blue; null when it is none that can be turned into them here.
 Image rgbImageOf(const AVFrame& frame, std::optional<YuvCoding> coding) {
   const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
   const auto sampling = format == nullptr ? std::nullopt : samplingOf(*format);
   if (!coding) coding = codingOf(frame);
   if (!sampling || !coding) return nullptr;
-  heif_image* made = nullptr;
-  if (heif_image_create(frame.width, frame.height, heif_colorspace_RGB, heif_chroma_444, &made)
-          .code != heif_error_Ok) {
-    return nullptr;
-  }
-  Image image(made);
-  constexpr std::array<heif_channel, 3> kChannels{heif_channel_R, heif_channel_G, heif_channel_B};
   std::array<WritablePlane, 3> rgb;
+  Image image = rgbImage(frame.width, frame.height, rgb);
   YuvPicture picture{{}, frame.width, frame.height, *sampling, *coding};
   for (std::size_t i = 0; i < 3; ++i) {
-    if (heif_image_add_plane(made, kChannels.at(i), frame.width, frame.height, 8).code !=
-        heif_error_Ok) {
-      return nullptr;
-    }
-    rgb.at(i).data = heif_image_get_plane(made, kChannels.at(i), &rgb.at(i).stride);
     picture.planes.at(i) = {frame.data[i], frame.linesize[i]};
-    if (rgb.at(i).data == nullptr || frame.data[i] == nullptr) return nullptr;
+    if (frame.data[i] == nullptr) return nullptr;
   }
-  return convertToRgb(picture, rgb) ? std::move(image) : nullptr;
+  return image && convertToRgb(picture, rgb) ? std::move(image) : nullptr;
+}
+
+/// In place of a tile that is not tried; null when it is, or while the size of tiles is not known.
+Image blankTile(const Decoder& decoder) {
+  const int tiles = decoder.decoding.triedOfTiles;
+  if (decoder.index == 0 || decoder.index == tiles / 2 || decoder.index >= tiles - 1) {
+    return nullptr;
+  }
+  std::unique_lock guard(state().mutex);
+  const int width = state().tileWidth;
+  const int height = state().tileHeight;
+  guard.unlock();
+  std::array<WritablePlane, 3> rgb;
+  Image blank = width == 0 ? nullptr : rgbImage(width, height, rgb);
+  if (!blank) return nullptr;
+  for (const WritablePlane& plane : rgb) {
+    std::fill_n(plane.data, static_cast<std::ptrdiff_t>(plane.stride) * height, std::uint8_t{0});
+  }
+  return blank;
+}
+
+void noteTile(const AVFrame& frame) {
+  const std::lock_guard guard(state().mutex);
+  state().tileWidth = frame.width;
+  state().tileHeight = frame.height;
+}
+
+Image decodedImage(const Decoder& decoder) {
+  const FramePtr frame = decodeFrame(decoder);
+  if (!frame) return nullptr;
+  Image rgb = decoder.decoding.toRgb ? rgbImageOf(*frame, decoder.decoding.coding) : nullptr;
+  if (!rgb) return imageOf(*frame);
+  noteTile(*frame);
+  return rgb;
 }
 
 heif_error decodeImage(void* self, heif_image** image) {
@@ -233,10 +276,8 @@ heif_error decodeImage(void* self, heif_image** image) {
   if (decoder.isDone) return kDone;  // asked for one more than there is
   decoder.isDone = true;
   try {
-    const FramePtr frame = decodeFrame(decoder);
-    if (!frame) return kFailed;
-    Image decoded = decoder.decoding.toRgb ? rgbImageOf(*frame, decoder.decoding.coding) : nullptr;
-    if (!decoded) decoded = imageOf(*frame);
+    Image decoded = blankTile(decoder);
+    if (!decoded) decoded = decodedImage(decoder);
     if (!decoded) return kFailed;
     *image = decoded.release();
     return kDone;
@@ -263,7 +304,7 @@ int supportsFormat(heif_compression_format format) {
 }
 
 heif_error makeDecoder(void** decoder) {
-  *decoder = new (std::nothrow) Decoder{{}, wanted(), false};
+  *decoder = new (std::nothrow) Decoder(nextDecoder());
   return *decoder == nullptr ? kNoMemory : kDone;
 }
 
@@ -291,6 +332,8 @@ void registerHevcDecoder() {
 HevcDecodingScope::HevcDecodingScope(const HevcDecoding& decoding) : only_(state().inUse) {
   const std::lock_guard guard(state().mutex);
   state().decoding = decoding;
+  state().made = 0;
+  state().tileWidth = 0;
 }
 
 HevcDecodingScope::~HevcDecodingScope() {

@@ -25,6 +25,10 @@ struct HevcDecoding {
   bool toRgb = false;
   /// What the file says of the coding, which goes before what the stream says; none: nothing.
   std::optional<YuvCoding> coding;
+  /// Above 0: of a picture of so many tiles the first, a middle and the last one are decoded, and
+  /// the others left blank, where they can come as red, green and blue. The file is one that
+  /// decodes its tiles in order, on one thread.
+  int triedOfTiles = 0;
 };
 
 /// Makes it so while it lives. libheif hands a decoder nothing but the stream, and of a tiled

@@ -8,40 +8,49 @@
 #include "core/platform/photo_library.h"
 #include "media_worker/headers/tiff_directories.h"
 #include "media_worker/heif/heif_file.h"
+#include "media_worker/heif/heif_parts.h"
+#include "media_worker/heif/hevc_decoder.h"
 #include "media_worker/probe/probe_picture.h"
 #include "media_worker/reading/boxes.h"
+#include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/vips_image.h"
 
 namespace quorvin {
 namespace {
 
-/// Pictures without a thumbnail are decoded whole up to this many pixels; larger ones take too
-/// long.
-constexpr std::int64_t kLargestHeifTrial = 4'000'000;
+constexpr int kOnThisThread = 0;
 
-HeifHandle thumbnailOf(const heif_image_handle* picture) {
-  heif_item_id id = 0;
-  heif_image_handle* thumbnail = nullptr;
-  if (heif_image_handle_get_list_of_thumbnail_IDs(picture, &id, 1) != 1 ||
-      !succeeded(heif_image_handle_get_thumbnail(picture, id, &thumbnail))) {
-    return nullptr;
-  }
-  return HeifHandle(thumbnail);
+/// Larger pictures are not put together just to look at them.
+constexpr std::int64_t kLargestTrial = 100'000'000;
+
+/// How the picture's own pixels are tried: damage counts, and of tiles a few stand for the rest.
+HevcDecoding trialOf(const InputFile& file, const heif_image_handle* picture) {
+  HevcDecoding decoding;
+  decoding.strict = true;
+  decoding.toRgb = heif_image_handle_has_alpha_channel(picture) == 0;
+  decoding.coding = YuvCoding{};
+  decoding.triedOfTiles = partsOfPrimary(file);
+  return decoding;
 }
 
-heif_error_code tryDecoding(const heif_image_handle* picture) {
+heif_error_code tryDecoding(const InputFile& file, const heif_image_handle* picture) {
+  requireMemory(memoryOfPicture(file, picture));
+  const HevcDecodingScope scope(trialOf(file, picture));
+  const HeifPtr<heif_decoding_options> options(heif_decoding_options_alloc());
+  options->strict_decoding = 1;
+  options->ignore_transformations = 1;
   heif_image* image = nullptr;
-  const heif_error error =
-      heif_decode_image(picture, &image, heif_colorspace_undefined, heif_chroma_undefined, nullptr);
+  const heif_error error = heif_decode_image(picture, &image, heif_colorspace_undefined,
+                                             heif_chroma_undefined, options.get());
   const HeifPtr<heif_image> owned(image);
   return error.code;
 }
 
-/// A picture comes only whole, at a third of a second for a phone's: its thumbnail stands in.
-std::optional<Failure> decodingError(const heif_image_handle* picture, std::int64_t pixels) {
-  const HeifHandle thumbnail = thumbnailOf(picture);
-  if (!thumbnail && pixels > kLargestHeifTrial) return std::nullopt;
-  switch (tryDecoding(thumbnail ? thumbnail.get() : picture)) {
+/// Previews say nothing of the picture.
+std::optional<Failure> decodingError(const InputFile& file, const heif_image_handle* picture,
+                                     std::int64_t pixels) {
+  if (pixels > kLargestTrial) return std::nullopt;
+  switch (tryDecoding(file, picture)) {
     case heif_error_Ok:
       return std::nullopt;
     case heif_error_Unsupported_feature:
@@ -108,7 +117,7 @@ void readBlocks(const heif_image_handle* picture, FileMetadata& metadata) {
 
 Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata) {
   if (isCutShort(file)) return pictureError("the photo is damaged: the file is cut short.");
-  const auto opened = HeifFile::open(file);
+  const auto opened = HeifFile::open(file, kOnThisThread);
   const HeifHandle picture = opened ? opened->primary() : nullptr;
   if (!picture) return pictureError("the photo is damaged: its header cannot be read.");
   const heif_image_handle* handle = picture.get();
@@ -118,7 +127,7 @@ Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata) {
   probe.orientation = orientationOf(primaryTurn(file));
   if (auto error = sizeError(probe.pixelWidth, probe.pixelHeight, kMaximumWholePixelCount))
     return *std::move(error);
-  if (auto error = decodingError(handle, probe.pixelWidth * probe.pixelHeight)) {
+  if (auto error = decodingError(file, handle, probe.pixelWidth * probe.pixelHeight)) {
     return *std::move(error);
   }
   readBlocks(handle, metadata);

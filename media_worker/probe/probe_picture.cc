@@ -6,6 +6,7 @@
 #include "media_worker/headers/jpeg_passes.h"
 #include "media_worker/reading/coded_picture.h"
 #include "media_worker/reading/decoding_memory.h"
+#include "media_worker/reading/jpeg_decoder.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/reading/vips_image.h"
 #include "media_worker/reading/wanted_loaders.h"
@@ -29,7 +30,10 @@ bool comesWhole(VipsImage* image, PictureFormat format) {
          integerField(image, "interlaced", 0) != 0;
 }
 
-bool firstRowDecodes(VipsImage* image) {
+bool firstRowDecodes(VipsImage* image, const InputFile& file, PictureFormat format) {
+  if (format == PictureFormat::jpeg && comesWhole(image, format)) {
+    return firstRowsOfPassesDecode(file);
+  }
   const GObjectPtr<VipsRegion> region(vips_region_new(image));
   const VipsRect row{0, 0, vips_image_get_width(image), 1};
   return region && vips_region_prepare(region.get(), &row) == 0;
@@ -107,7 +111,7 @@ Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
                    (format == PictureFormat::png && isAnimatedPng(file));
   const bool tried = !comesWhole(image.get(), format) || width * height <= kLargestTrial;
   if (tried) requireMemory(memoryOfWhole(image.get(), format));
-  if (tried && !firstRowDecodes(image.get())) {
+  if (tried && !firstRowDecodes(image.get(), file, format)) {
     vips_error_clear();
     return pictureError("the photo is damaged: its first rows cannot be decoded.");
   }

@@ -61,6 +61,22 @@ class JpegDecoder {
     jpeg_finish_decompress(&state_);
   }
 
+  /// Reads no further than the first rows of the first pass.
+  void tryFirstRows(const std::vector<std::uint8_t>& file) {
+    if (setjmp(failed_) != 0) {
+      damaged_ = true;
+      return;
+    }
+    jpeg_create_decompress(&state_);
+    jpeg_mem_src(&state_, file.data(), file.size());
+    jpeg_read_header(&state_, TRUE);
+    state_.buffered_image = TRUE;
+    jpeg_start_decompress(&state_);
+    int step = jpeg_consume_input(&state_);
+    while (step == JPEG_REACHED_SOS) step = jpeg_consume_input(&state_);
+    damaged_ = damaged_ || step == JPEG_SUSPENDED || step == JPEG_REACHED_EOI;
+  }
+
   bool isDamaged() const { return damaged_; }
 
   /// What was decoded, the rest grey; null when that is nothing.
@@ -98,6 +114,14 @@ ImagePtr decodeJpeg(const InputFile& file, int shrink, bool failOnDamage) {
   decoder.run(bytes, shrink);
   if (failOnDamage && decoder.isDamaged()) return nullptr;
   return decoder.take();
+}
+
+bool firstRowsOfPassesDecode(const InputFile& file) {
+  if (file.size() > kMaximumJpegSize) return false;
+  const auto bytes = file.head(static_cast<std::size_t>(file.size()));
+  JpegDecoder decoder;
+  decoder.tryFirstRows(bytes);
+  return !decoder.isDamaged();
 }
 
 }  // namespace quorvin

@@ -11,4 +11,8 @@ namespace quorvin {
 /// there is, unless `failOnDamage`. Null when it fails and for other kinds of JPEG.
 ImagePtr decodeJpeg(const InputFile& file, int shrink, bool failOnDamage);
 
+/// Whether the first rows of a JPEG in passes decode, so far as its first pass has them. What
+/// follows is not looked at.
+bool firstRowsOfPassesDecode(const InputFile& file);
+
 }  // namespace quorvin

@@ -167,18 +167,10 @@ std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int o
   return memory;
 }
 
-std::int64_t memoryOf(const InputFile& file, const heif_image_handle* handle) {
-  const PixelSize size = sizeOf(handle);
-  const bool isAvif =
-      pictureSignature(file.head(kSignatureLength)).type.identifier == "public.avif";
-  return memoryOfHeif(size.width * size.height, heif_image_handle_get_luma_bits_per_pixel(handle),
-                      isAvif, heif_image_handle_has_alpha_channel(handle) != 0);
-}
-
 }  // namespace
 
 Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request) {
-  const auto opened = HeifFile::open(file);
+  const auto opened = HeifFile::open(file, decodingThreads());
   HeifHandle primary = opened ? opened->primary() : nullptr;
   if (!primary) return cannotDecode();
   const heif_image_handle* const found = primary.get();
@@ -192,7 +184,7 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
 
   LoadedImage loaded;
   loaded.target = *target;
-  requireMemory(memoryOf(file, chosen.get()));
+  requireMemory(memoryOfPicture(file, chosen.get()));
   const HeifPtr<heif_decoding_options> options(heif_decoding_options_alloc());
   options->convert_hdr_to_8bit = 1;
   options->strict_decoding = request.failOnDamage ? 1 : 0;
