@@ -11,8 +11,9 @@ struct AVFrame;
 
 namespace quorvin {
 
-/// The frame as stored: 8-bit RGB, or RGBA where it has alpha, neither turned nor made square.
-/// Null when it cannot be converted.
+/// The frame as stored: RGB, or RGBA where it has alpha, neither turned nor made square, with what
+/// it says of its colours noted. It has 8 bits a channel, or 16 where it is of a high range. Null
+/// when it cannot be converted.
 ImagePtr imageOfFrame(const AVFrame& frame);
 
 /// The matrix of a picture's colours; an unmarked one is told by its height, as players do.

@@ -1,7 +1,9 @@
 // Turned and mirrored pictures.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <utility>
 
 namespace quorvin {
@@ -13,14 +15,23 @@ struct Turn {
   int b = 0;
   int c = 0;
   int d = 1;
+  friend bool operator==(const Turn&, const Turn&) = default;
 };
 
 /// `first`, then `second`.
-Turn combined(const Turn& first, const Turn& second);
+inline Turn combined(const Turn& first, const Turn& second) {
+  return {second.a * first.a + second.c * first.b, second.b * first.a + second.d * first.b,
+          second.a * first.c + second.c * first.d, second.b * first.c + second.d * first.d};
+}
 
 /// The Exif orientation, 1 to 8, of a stored picture that the turn makes upright; 1 when it is no
 /// quarter turn.
-int orientationOf(const Turn& turn);
+inline int orientationOf(const Turn& turn) {
+  constexpr Turn kTurns[] = {{1, 0, 0, 1}, {-1, 0, 0, 1}, {-1, 0, 0, -1}, {1, 0, 0, -1},
+                             {0, 1, 1, 0}, {0, 1, -1, 0}, {0, -1, -1, 0}, {0, -1, 1, 0}};
+  const auto* const found = std::find(std::begin(kTurns), std::end(kTurns), turn);
+  return found == std::end(kTurns) ? 1 : static_cast<int>(found - std::begin(kTurns)) + 1;
+}
 
 /// Whether an Exif orientation exchanges width and height.
 inline bool exchangesSides(int orientation) {

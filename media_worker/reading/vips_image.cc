@@ -42,9 +42,11 @@ SourcePtr sourceOf(const InputFile& file) {
 }
 
 ImagePtr imageOfRows(std::shared_ptr<const void> owner, const std::uint8_t* rows,
-                     std::int64_t width, std::int64_t height, int channels, std::size_t stride) {
-  const auto rowBytes = static_cast<std::size_t>(width * channels);
-  const auto pixelBytes = static_cast<std::size_t>(channels);
+                     std::int64_t width, std::int64_t height, int channels, std::size_t stride,
+                     int channelBytes) {
+  const auto pixelBytes = static_cast<std::size_t>(channels * channelBytes);
+  const auto rowBytes = static_cast<std::size_t>(width) * pixelBytes;
+  const bool deep = channelBytes > 1;
   if (stride % pixelBytes != 0) {
     auto packed =
         std::make_shared<std::vector<std::uint8_t>>(rowBytes * static_cast<std::size_t>(height));
@@ -56,14 +58,14 @@ ImagePtr imageOfRows(std::shared_ptr<const void> owner, const std::uint8_t* rows
     stride = rowBytes;
   }
   // Libvips knows no padding: it counts as pixels that are cut off.
-  ImagePtr image(vips_image_new_from_memory(rows, stride * static_cast<std::size_t>(height),
-                                            static_cast<int>(stride / pixelBytes),
-                                            static_cast<int>(height), channels, VIPS_FORMAT_UCHAR));
+  ImagePtr image(vips_image_new_from_memory(
+      rows, stride * static_cast<std::size_t>(height), static_cast<int>(stride / pixelBytes),
+      static_cast<int>(height), channels, deep ? VIPS_FORMAT_USHORT : VIPS_FORMAT_UCHAR));
   if (!image) return nullptr;
   g_object_set_data_full(
       G_OBJECT(image.get()), "quorvin-owner", new std::shared_ptr<const void>(std::move(owner)),
       [](void* held) { delete static_cast<std::shared_ptr<const void>*>(held); });
-  image->Type = VIPS_INTERPRETATION_sRGB;
+  image->Type = deep ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB;
   if (stride == rowBytes) return image;
   const bool done = apply(image, [&](VipsImage* in, VipsImage** out) {
     return vips_extract_area(in, out, 0, 0, static_cast<int>(width), static_cast<int>(height),

@@ -40,9 +40,11 @@ bool apply(ImagePtr& image, Operation&& operation) {
 /// A source that reads the file at its own offsets. `file` outlives it.
 SourcePtr sourceOf(const InputFile& file);
 
-/// Rows of 8-bit pixels in memory, `stride` bytes apart, without a copy of them if `stride` is a
-/// whole number of pixels. `owner` is kept for as long as the image lives. Null when it fails.
+/// Rows of pixels in memory, `stride` bytes apart, without a copy of them if `stride` is a whole
+/// number of pixels; of 1 byte a channel, or of 2 in the machine's order. `owner` is kept for as
+/// long as the image lives. Null when it fails.
 ImagePtr imageOfRows(std::shared_ptr<const void> owner, const std::uint8_t* rows,
-                     std::int64_t width, std::int64_t height, int channels, std::size_t stride);
+                     std::int64_t width, std::int64_t height, int channels, std::size_t stride,
+                     int channelBytes = 1);
 
 }  // namespace quorvin

@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 
+#include "media_worker/reading/named_colours.h"
 #include "media_worker/reading/vips_image.h"
 
 namespace quorvin {
@@ -22,22 +23,17 @@ class ColourTransform {
 using ColourTransformPtr = std::unique_ptr<const ColourTransform>;
 
 /// The profile of the image's colours, for as long as the image lives; empty unless it is one that
-/// its pixels can be left in: 8-bit RGB, or RGBA.
+/// its pixels can be left in: 8-bit RGB, or RGBA, of a common range of light.
 std::span<const std::uint8_t> profileToKeep(VipsImage* image);
 
-/// The code points of ISO/IEC 23091-2 by which a file names colours in place of a profile.
-struct ColourCodes {
-  int primaries = 2;  ///< unspecified
-  int transfer = 2;
-};
-
-/// Has `makeSrgb` convert from the colours that are named, when they are of a wide gamut and the
-/// image has no profile. Others pass for sRGB.
-void nameColours(VipsImage* image, ColourCodes codes);
+/// What code points say of the profile's colours, when they are of a high range of light; else
+/// unspecified.
+ColourCodes highRangeCodes(std::span<const std::uint8_t> profile);
 
 /// Turns the image into 8 bits a channel: 3 channels, or 4 where it has alpha, not premultiplied;
 /// in sRGB once `rest` is done. A profile that is attached counts, or else the colours that are
-/// named; a profile that is unusable is passed over. False when it fails.
+/// named, of which those without a wide gamut pass for sRGB; a profile that is unusable is passed
+/// over. False when it fails.
 bool makeSrgb(ImagePtr& image, ColourTransformPtr& rest);
 
 }  // namespace quorvin

@@ -6,6 +6,7 @@
 // have an ICC profile, or code points, of which libvips knows nothing: they are attached here.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <memory>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "media_worker/heif/hevc_decoder.h"
 #include "media_worker/reading/boxes.h"
 #include "media_worker/reading/decoding_memory.h"
+#include "media_worker/reading/named_colours.h"
 #include "media_worker/reading/planes.h"
 #include "media_worker/reading/signature.h"
 #include "media_worker/render/colour.h"
@@ -59,12 +61,12 @@ HeifHandle smallestSufficient(HeifHandle primary, PixelSize asked) {
   return best ? std::move(best) : std::move(primary);
 }
 
-void attachProfile(const heif_image_handle* handle, VipsImage* image) {
-  const std::size_t size = heif_image_handle_get_raw_color_profile_size(handle);
-  std::vector<std::uint8_t> profile(size);
-  if (size > 0 && succeeded(heif_image_handle_get_raw_color_profile(handle, profile.data()))) {
-    vips_image_set_blob_copy(image, VIPS_META_ICC_NAME, profile.data(), size);
-  }
+/// Empty when there is none.
+std::vector<std::uint8_t> profileOf(const heif_image_handle* handle) {
+  std::vector<std::uint8_t> profile(heif_image_handle_get_raw_color_profile_size(handle));
+  const bool isRead = !profile.empty() &&
+                      succeeded(heif_image_handle_get_raw_color_profile(handle, profile.data()));
+  return isRead ? profile : std::vector<std::uint8_t>();
 }
 
 /// Null when it fails.
@@ -82,6 +84,12 @@ Nclx coloursOf(const heif_image_handle* handle) {
   heif_color_profile_nclx* colours = nullptr;
   heif_image_handle_get_nclx_color_profile(handle, &colours);
   return Nclx(colours);
+}
+
+ColourCodes namedColoursOf(const heif_image_handle* handle) {
+  const Nclx colours = coloursOf(handle);
+  if (!colours) return {};
+  return {colours->color_primaries, colours->transfer_characteristics};
 }
 
 /// Whether pixels of the picture come as planes of red, green and blue from our decoder of HEVC,
@@ -115,11 +123,33 @@ ImagePtr unpremultiplied(ImagePtr image) {
   return done ? std::move(image) : nullptr;
 }
 
-/// RGB, or RGBA where there is alpha, upright, as libheif makes them.
-ImagePtr decodePixels(const heif_image_handle* handle, const heif_decoding_options& options) {
+heif_chroma interleaved(bool alpha, bool deep) {
+  constexpr bool kLittle = std::endian::native == std::endian::little;
+  if (!deep) return alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB;
+  if (kLittle) {
+    return alpha ? heif_chroma_interleaved_RRGGBBAA_LE : heif_chroma_interleaved_RRGGBB_LE;
+  }
+  return alpha ? heif_chroma_interleaved_RRGGBBAA_BE : heif_chroma_interleaved_RRGGBB_BE;
+}
+
+/// Samples of fewer bits stand in the lower ones of 16.
+bool raised(ImagePtr& image, int bits) {
+  const double factor = 65'535.0 / ((1 << bits) - 1);
+  return apply(image,
+               [factor](VipsImage* in, VipsImage** out) {
+                 return vips_linear1(in, out, factor, 0, nullptr);
+               }) &&
+         apply(image, [](VipsImage* in, VipsImage** out) {
+           return vips_cast(in, out, VIPS_FORMAT_USHORT, nullptr);
+         });
+}
+
+/// RGB, or RGBA where there is alpha, upright, as libheif makes them. Of 16 bits a channel if
+/// `deep`, else of 8.
+ImagePtr decodePixels(const heif_image_handle* handle, const heif_decoding_options& options,
+                      bool deep) {
   const bool alpha = heif_image_handle_has_alpha_channel(handle) != 0;
-  const SharedImage decoded =
-      decodeTo(handle, alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB, options);
+  const SharedImage decoded = decodeTo(handle, interleaved(alpha, deep), options);
   int stride = 0;
   const std::uint8_t* rows =
       decoded ? heif_image_get_plane_readonly(decoded.get(), heif_channel_interleaved, &stride)
@@ -127,7 +157,9 @@ ImagePtr decodePixels(const heif_image_handle* handle, const heif_decoding_optio
   if (rows == nullptr) return nullptr;
   ImagePtr image = imageOfRows(decoded, rows, heif_image_get_primary_width(decoded.get()),
                                heif_image_get_primary_height(decoded.get()), alpha ? 4 : 3,
-                               static_cast<std::size_t>(stride));
+                               static_cast<std::size_t>(stride), deep ? 2 : 1);
+  const int bits = heif_image_get_bits_per_pixel_range(decoded.get(), heif_channel_interleaved);
+  if (deep && (!image || !raised(image, bits))) return nullptr;
   const bool premultiplied = alpha && heif_image_handle_is_premultiplied_alpha(handle) != 0;
   return image && premultiplied ? unpremultiplied(std::move(image)) : std::move(image);
 }
@@ -186,22 +218,27 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
   loaded.target = *target;
   requireMemory(memoryOfPicture(file, chosen.get()));
   const HeifPtr<heif_decoding_options> options(heif_decoding_options_alloc());
-  options->convert_hdr_to_8bit = 1;
   options->strict_decoding = request.failOnDamage ? 1 : 0;
+  const ColourCodes colours = namedColoursOf(chosen.get());
+  const std::vector<std::uint8_t> profile = profileOf(chosen.get());
+  const bool deep = heif_image_handle_get_luma_bits_per_pixel(chosen.get()) > 8 &&
+                    isHighRange(profile.empty() ? colours : highRangeCodes(profile));
   HevcDecoding decoding = hevcDecoding(file, chosen.get());
   decoding.strict = request.failOnDamage;
   const HevcDecodingScope scope(decoding);
+  options->convert_hdr_to_8bit = deep ? 0 : 1;
   if (decoding.toRgb) {
     const int orientation = chosen.get() == found ? turnOf(file, found) : 1;
     loaded.pixels = decodePlanes(chosen.get(), orientation, *options);
     if (loaded.pixels) loaded.image = PixelMemory::imageOf(loaded.pixels);
   } else {
-    loaded.image = decodePixels(chosen.get(), *options);
+    loaded.image = decodePixels(chosen.get(), *options, deep);
   }
   if (!loaded.image) return cannotDecode();
-  attachProfile(chosen.get(), loaded.image.get());
-  if (const Nclx colours = coloursOf(chosen.get())) {
-    nameColours(loaded.image.get(), {colours->color_primaries, colours->transfer_characteristics});
+  nameColours(loaded.image.get(), colours);
+  if (!profile.empty()) {
+    vips_image_set_blob_copy(loaded.image.get(), VIPS_META_ICC_NAME, profile.data(),
+                             profile.size());
   }
   return loaded;
 }

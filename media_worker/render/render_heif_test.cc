@@ -193,8 +193,7 @@ INSTANTIATE_TEST_SUITE_P(Spaces, RenderNamedColours,
                                          NamedColours{9, 14, {44, 164, 211, 255}},
                                          NamedColours{1, 1, {100, 150, 200, 255}},
                                          NamedColours{1, 13, {100, 150, 200, 255}},
-                                         NamedColours{2, 2, {100, 150, 200, 255}},
-                                         NamedColours{9, 16, {100, 150, 200, 255}}));
+                                         NamedColours{2, 2, {100, 150, 200, 255}}));
 
 TEST(RenderProfiledHeif, IsConvertedByTheProfileWhateverElseTheFileNames) {
   HeifOptions options;

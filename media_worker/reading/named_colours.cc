@@ -1,0 +1,31 @@
+#include "media_worker/reading/named_colours.h"
+
+namespace quorvin {
+
+namespace {
+
+constexpr const char* kPrimaries = "quorvin-primaries";
+constexpr const char* kTransfer = "quorvin-transfer";
+
+int noted(VipsImage* image, const char* name, int absent) {
+  int value = absent;
+  return vips_image_get_typeof(image, name) == G_TYPE_INT &&
+                 vips_image_get_int(image, name, &value) == 0
+             ? value
+             : absent;
+}
+
+}  // namespace
+
+void nameColours(VipsImage* image, ColourCodes codes) {
+  vips_image_set_int(image, kPrimaries, codes.primaries);
+  vips_image_set_int(image, kTransfer, codes.transfer);
+}
+
+ColourCodes namedColours(VipsImage* image) {
+  const ColourCodes unspecified;
+  return {noted(image, kPrimaries, unspecified.primaries),
+          noted(image, kTransfer, unspecified.transfer)};
+}
+
+}  // namespace quorvin

@@ -1,0 +1,40 @@
+// Colours that a file names by code points in place of a profile.
+#pragma once
+
+#include "media_worker/reading/vips_image.h"
+
+namespace quorvin {
+
+/// The code points of ISO/IEC 23091-2.
+struct ColourCodes {
+  int primaries = 2;  ///< unspecified
+  int transfer = 2;
+};
+
+/// Adobe RGB has no code points of its own: numbers that are none stand for its primaries and its
+/// curve.
+inline constexpr ColourCodes kAdobeRgb{1000, 1000};
+
+inline constexpr int kTransferPq = 16;
+inline constexpr int kTransferHlg = 18;
+
+/// Whether the brightest values are for screens that show far more light than white paper.
+inline bool isHighRange(ColourCodes codes) {
+  return codes.transfer == kTransferPq || codes.transfer == kTransferHlg;
+}
+
+/// How the light of HDR pictures and films is brought to common screens, one way for renderings and
+/// exports. Light is counted in reference whites. Up to a knee it stays; above, the brightest of
+/// the three channels is bent so that the most that a signal can say becomes 1, and takes the other
+/// two along.
+inline constexpr double kReferenceWhite = 203;  ///< candela per square metre
+inline constexpr double kMostLight = 10'000 / kReferenceWhite;
+inline constexpr double kKnee = 0.7;
+
+/// Notes the codes with the image.
+void nameColours(VipsImage* image, ColourCodes codes);
+
+/// Those that were noted; unspecified when there are none.
+ColourCodes namedColours(VipsImage* image);
+
+}  // namespace quorvin
