@@ -36,6 +36,14 @@ std::string metadataLibraryVersion() {
   return Exiv2::versionString();
 }
 
+int FileMetadata::orientation() const {
+  const auto isTurn = [](std::int64_t value) { return value >= 1 && value <= 8; };
+  const std::int64_t exif = exifInteger("Exif.Image.Orientation").value_or(0);
+  if (isTurn(exif)) return static_cast<int>(exif);
+  const std::string xmp = xmpText("Xmp.tiff.Orientation").value_or("");
+  return xmp.size() == 1 && isTurn(xmp[0] - '0') ? xmp[0] - '0' : 1;
+}
+
 void addExif(std::span<const std::uint8_t> block, FileMetadata& metadata) {
   try {
     Exiv2::ExifParser::decode(metadata.exif, block.data(),

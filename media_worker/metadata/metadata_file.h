@@ -26,6 +26,9 @@ struct FileMetadata {
   std::optional<std::string> exifText(const std::string& key) const;
   std::optional<std::int64_t> exifInteger(const std::string& key) const;
   std::optional<std::string> xmpText(const std::string& key) const;
+  /// The turn that makes the picture upright, 1 to 8 as in Exif: by Exif, or else by XMP; 1 when
+  /// neither says one.
+  int orientation() const;
 };
 
 /// Adds what a block of Exif, which begins with its TIFF header, says.

@@ -32,7 +32,7 @@ Result<MediaProbe> probePicturePixels(const InputFile& file, PictureFormat forma
     case PictureFormat::heif:
       return probeHeif(file, metadata);
     default:
-      return probePixels(file, format);
+      return probePixels(file, format, metadata);
   }
 }
 

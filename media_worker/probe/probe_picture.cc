@@ -85,7 +85,8 @@ std::optional<Failure> sizeError(std::int64_t width, std::int64_t height, std::i
   return std::nullopt;
 }
 
-Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
+Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format,
+                               const FileMetadata& metadata) {
   if (isCodedPicture(format)) return probeCodedPicture(file, format);
   const SourcePtr source = sourceOf(file);
   const ImagePtr image = openPicture(source.get(), format, VIPS_FAIL_ON_TRUNCATED);
@@ -95,7 +96,10 @@ Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format) {
   }
   MediaProbe probe;
   const int orientation = integerField(image.get(), VIPS_META_ORIENTATION, 1);
-  probe.orientation = orientation >= 1 && orientation <= 8 ? orientation : 1;
+  // What libvips does not find in PNG may stand behind the pixels, or in XMP.
+  const bool isFound = orientation > 1 && orientation <= 8;
+  const bool isPng = format == PictureFormat::png;
+  probe.orientation = isFound ? orientation : isPng ? metadata.orientation() : 1;
   const std::int64_t width = vips_image_get_width(image.get());
   const std::int64_t height = vips_image_get_page_height(image.get());
   const bool isGif = format == PictureFormat::gif;

@@ -12,7 +12,8 @@ namespace quorvin {
 /// A probe with the fields that the pixels tell: sizes, orientation, animated, and of HEIF the
 /// subtypes depth and HDR. Decodes only as much as tells a real picture from a mere header.
 /// Not for HEIF and raw photos.
-Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format);
+Result<MediaProbe> probePixels(const InputFile& file, PictureFormat format,
+                               const FileMetadata& metadata);
 
 /// The same for the HEIF family, whose metadata is read on the way.
 Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata);

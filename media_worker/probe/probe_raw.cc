@@ -54,8 +54,7 @@ std::optional<ContentType> rawTypeOf(const FileMetadata& metadata) {
 Result<MediaProbe> probeRaw(const FileMetadata& metadata) {
   MediaProbe probe;
   probe.raw = true;
-  const std::int64_t orientation = metadata.exifInteger("Exif.Image.Orientation").value_or(1);
-  probe.orientation = orientation >= 1 && orientation <= 8 ? static_cast<int>(orientation) : 1;
+  probe.orientation = metadata.orientation();
   const auto [width, height] = storedSize(metadata);
   if (auto error = sizeError(width, height)) return *std::move(error);
   std::tie(probe.pixelWidth, probe.pixelHeight) = uprightSize(width, height, probe.orientation);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "media_protocol/wire.h"
@@ -6,6 +7,7 @@
 #include "media_worker/reading/coded_picture.h"
 #include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/jpeg_decoder.h"
+#include "media_worker/reading/named_colours.h"
 #include "media_worker/reading/orientation.h"
 #include "media_worker/reading/wanted_loaders.h"
 #include "media_worker/render/loaded_image.h"
@@ -43,6 +45,22 @@ bool isScreenJpeg(VipsImage* header) {
   return header->BandFmt == VIPS_FORMAT_UCHAR && (header->Bands == 1 || header->Bands == 3);
 }
 
+bool says(VipsImage* header, const char* field, std::string_view beginning) {
+  const char* text = nullptr;
+  return vips_image_get_typeof(header, field) == VIPS_TYPE_REF_STRING &&
+         vips_image_get_string(header, field, &text) == 0 &&
+         std::string_view(text).starts_with(beginning);
+}
+
+/// Cameras tell Adobe RGB in Exif, some of them without a profile: the colours are none of the
+/// standard's, and the rules by which files are exchanged are number 3.
+void nameExifColours(VipsImage* header) {
+  if (says(header, "exif-ifd2-ColorSpace", "65535") &&
+      says(header, "exif-ifd4-InteroperabilityIndex", "R03")) {
+    nameColours(header, kAdobeRgb);
+  }
+}
+
 /// In the header's place, the same picture decoded and perhaps smaller.
 bool decodeSmaller(ImagePtr& header, const InputFile& file, const RenderRequest& request,
                    double wanted) {
@@ -54,6 +72,7 @@ bool decodeSmaller(ImagePtr& header, const InputFile& file, const RenderRequest&
       vips_image_get_blob(header.get(), VIPS_META_ICC_NAME, &profile, &size) == 0) {
     vips_image_set_blob_copy(decoded.get(), VIPS_META_ICC_NAME, profile, size);
   }
+  nameColours(decoded.get(), namedColours(header.get()));
   header = std::move(decoded);
   return true;
 }
@@ -90,6 +109,7 @@ Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
   const int width = vips_image_get_width(header);
   const int height = vips_image_get_height(header);
   if (!isDecodableSize(width, height, mostPixelsOf(header, format))) return tooManyPixels();
+  nameExifColours(header);
   const bool isJpeg = format == PictureFormat::jpeg;
   if (isJpeg && hasTooManyJpegPasses(file, width, height)) return cannotDecode();
   const int stored = vips_image_get_orientation(header);
@@ -107,7 +127,9 @@ Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
     if (!decodeSmaller(loaded.image, file, request, wanted)) return cannotDecode();
   } else if (format == PictureFormat::webp && wanted > 2) {
     // Its decoder scales with a fair filter; twice the size is left to ours.
+    const ColourCodes colours = namedColours(header);
     loaded.image = openPicture(source.get(), format, failOn(request), 2 / wanted);
+    if (loaded.image) nameColours(loaded.image.get(), colours);
   }
   if (!loaded.image) return cannotDecode();
   return loaded;

@@ -27,8 +27,10 @@ Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& req
   const auto format = pictureSignature(file.head(kSignatureLength)).format;
   if (hasTooMuchBesidePixels(file, format)) return cannotDecode();
   switch (format) {
-    case PictureFormat::jpeg:
     case PictureFormat::png:
+      // Libvips does not see what stands behind the pixels, or in XMP.
+      return loadImage(file, format, request, readMetadata(file, fd).orientation());
+    case PictureFormat::jpeg:
     case PictureFormat::gif:
     case PictureFormat::webp:
       return loadImage(file, format, request);

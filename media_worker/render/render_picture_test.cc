@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <lcms2.h>
-#include <zlib.h>
 
 #include <array>
 #include <memory>
@@ -36,38 +35,6 @@ TEST_P(RenderTurned, StandsUprightWhenScaled) {
 INSTANTIATE_TEST_SUITE_P(Formats, RenderTurned,
                          testing::Combine(testing::Values(".jpg[Q=95]", ".tif", ".webp"),
                                           testing::Range(1, 9)));
-
-/// The PNG with an orientation in a chunk of Exif, as editors write it.
-Bytes withOrientation(const Bytes& png, int orientation) {
-  Bytes chunk{'e',  'X', 'I', 'f', 'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1,
-              0x12, 0,   3,   0,   0,   0,   1, 0,  0, 0, 0, 0, 0, 0, 0};
-  chunk[4 + 19] = static_cast<std::uint8_t>(orientation);
-  const auto append = [](Bytes& bytes, std::size_t number) {
-    for (const int shift : {24, 16, 8, 0}) {
-      bytes.push_back(static_cast<std::uint8_t>(number >> shift));
-    }
-  };
-  Bytes file(png.begin(), png.begin() + 33);  // the signature and the header's chunk
-  append(file, chunk.size() - 4);
-  file.insert(file.end(), chunk.begin(), chunk.end());
-  append(file, crc32(0, chunk.data(), static_cast<unsigned>(chunk.size())));
-  file.insert(file.end(), png.begin() + 33, png.end());
-  return file;
-}
-
-class RenderTurnedPng : public testing::TestWithParam<int> {};
-
-TEST_P(RenderTurnedPng, StandsUpright) {
-  const Bytes file =
-      withOrientation(saved(stored(quadrants(96, 64), GetParam()), ".png"), GetParam());
-  for (const RenderRequest& request : {original(), fitInto(48, 48)}) {
-    const Picture picture = rendered(file, request);
-    ASSERT_EQ(picture.width * 64, picture.height * 96);
-    expectQuadrants(picture, 12);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Orientations, RenderTurnedPng, testing::Range(1, 9));
 
 struct Scaling {
   int width, height;
