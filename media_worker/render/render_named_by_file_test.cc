@@ -108,8 +108,7 @@ TEST(ExifColoursOfProfiles, AreNotBelievedAgainstAProfile) {
   EXPECT_TRUE(isNear(rendered(file, original()).at(10, 10), {100, 150, 200, 255}, 4));
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, ExifColours,
-                         testing::Values(".jpg[Q=95]", ".webp[Q=98]"));
+INSTANTIATE_TEST_SUITE_P(Formats, ExifColours, testing::Values(".jpg[Q=95]", ".webp[Q=98]"));
 
 TEST(WideFilm, IsShownInSrgb) {
   const Bytes film = ffmpegOutput(
