@@ -4,7 +4,7 @@
 #include <mutex>
 #include <optional>
 
-#include "media_worker/reading/planes.h"
+#include "media_worker/heif/planes.h"
 
 namespace quorvin {
 

@@ -2,7 +2,7 @@
 // pixels. Both go over the picture in bands of few rows, so that what one step writes is still in
 // the processor's cache when the next one reads it. Turning takes no pass of its own: planes are
 // turned one by one, band by band, on their way to being interleaved.
-#include "media_worker/reading/planes.h"
+#include "media_worker/heif/planes.h"
 
 #include <libyuv.h>
 

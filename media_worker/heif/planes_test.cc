@@ -1,4 +1,4 @@
-#include "media_worker/reading/planes.h"
+#include "media_worker/heif/planes.h"
 
 #include <gtest/gtest.h>
 
