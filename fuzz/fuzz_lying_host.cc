@@ -104,6 +104,7 @@ WorkerRequest anyRender(FuzzedDataProvider& data) {
   request.crop = data.ConsumeBool();
   request.failOnDamage = data.ConsumeBool();
   request.keepProfile = data.ConsumeBool();
+  request.previewAlone = data.ConsumeBool();
   return request;
 }
 

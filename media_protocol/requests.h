@@ -57,6 +57,8 @@ struct RenderRequest {
   /// For an image that will be encoded again: its colours stay as they are, with the profile that
   /// tells what they are. Without one, or if that cannot be, they become sRGB as always.
   bool keepProfile = false;
+  /// Made of a preview that the picture embeds, or not at all.
+  bool previewAlone = false;
 };
 
 /// What a file is; its descriptor goes with the packet.

@@ -22,6 +22,7 @@ constexpr Literal kFit = "fit"_lit;
 constexpr Literal kCrop = "crop"_lit;
 constexpr Literal kFailOnDamage = "failOnDamage"_lit;
 constexpr Literal kKeepProfile = "keepProfile"_lit;
+constexpr Literal kPreviewAlone = "previewAlone"_lit;
 constexpr Literal kFormat = "format"_lit;
 constexpr Literal kQuality = "quality"_lit;
 constexpr Literal kPreset = "preset"_lit;
@@ -44,7 +45,8 @@ Map toMap(const RenderRequest& request) {
           {kFit, number(request.fit)},
           {kCrop, request.crop},
           {kFailOnDamage, request.failOnDamage},
-          {kKeepProfile, request.keepProfile}};
+          {kKeepProfile, request.keepProfile},
+          {kPreviewAlone, request.previewAlone}};
 }
 
 Map toMap(const EncodeRequest& request) {
@@ -103,7 +105,8 @@ bool read(const MapReader& reader, RenderRequest& request) {
          reader.within(kFit, number(RenderRequest::Fit::fit), number(RenderRequest::Fit::original),
                        request.fit) &&
          reader.value(kCrop, request.crop) && reader.value(kFailOnDamage, request.failOnDamage) &&
-         reader.value(kKeepProfile, request.keepProfile);
+         reader.value(kKeepProfile, request.keepProfile) &&
+         reader.value(kPreviewAlone, request.previewAlone);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "media_worker/heif/heif_parts.h"
 #include "media_worker/heif/hevc_decoder.h"
+#include "media_worker/heif/libheif_versions.h"
 #include "media_worker/reading/decoding_memory.h"
 #include "media_worker/reading/signature.h"
 
@@ -55,6 +56,10 @@ HeifHandle HeifFile::primary() const {
   return succeeded(heif_context_get_primary_image_handle(context_.get(), &found))
              ? HeifHandle(found)
              : nullptr;
+}
+
+int HeifFile::orientationOf(const heif_image_handle* primary) const {
+  return quorvin::orientationOf(turnOfPicture(context_.get(), primary, file_));
 }
 
 std::int64_t memoryOfPicture(const InputFile& file, const heif_image_handle* picture) {

@@ -37,6 +37,8 @@ class HeifFile {
 
   /// Null when there is none.
   HeifHandle primary() const;
+  /// The Exif orientation, 1 to 8, of the primary picture as stored.
+  int orientationOf(const heif_image_handle* primary) const;
 
  private:
   explicit HeifFile(const InputFile& file) : file_(file) {}

@@ -147,23 +147,15 @@ bool hasTooManyBytes(const InputFile& file, const Box& meta) {
   return false;
 }
 
-/// 0, which is none, when it is not said.
-std::int64_t primaryItem(const InputFile& file, const Box& meta) {
-  const auto box = findBox(file, "pitm", meta.begin + 4, meta.end);
-  if (!box) return 0;
-  Numbers numbers(file, *box);
-  const bool isShort = numbers.next(4) >> 24 == 0;
-  return numbers.next(isShort ? 2 : 4);
-}
-
 }  // namespace
 
 int partsOfPrimary(const InputFile& file) {
   const auto meta = findBox(file, "meta", 0, file.size());
   const auto references = meta ? findBox(file, "iref", meta->begin + 4, meta->end) : std::nullopt;
+  const auto item = meta ? primaryItem(file, *meta) : std::nullopt;
   Derivations derivations;
-  if (!references || !derivations.read(file, *references)) return 0;
-  return static_cast<int>(derivations.partsOf(primaryItem(file, *meta)));
+  if (!references || !item || !derivations.read(file, *references)) return 0;
+  return static_cast<int>(derivations.partsOf(static_cast<std::int64_t>(*item)));
 }
 
 bool hasTooManyParts(const InputFile& file) {

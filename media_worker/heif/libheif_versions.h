@@ -1,11 +1,18 @@
-// What differs between the versions of libheif: 1.15 (Debian 12) and 1.23 (Debian 13).
+// What differs between the versions of libheif: 1.15 (Debian 12) and later ones (Debian 13).
 #pragma once
 
 #include <libheif/heif.h>
 #include <libheif/heif_plugin.h>
 
+#if LIBHEIF_NUMERIC_VERSION >= 0x01100000
+#include <libheif/heif_properties.h>
+#endif
+
+#include <array>
 #include <cstddef>
 #include <cstdint>
+
+#include "media_worker/reading/boxes.h"
 
 namespace quorvin {
 
@@ -55,6 +62,34 @@ void setDecoderCalls(heif_decoder_plugin& plugin) {
   plugin.new_decoder = kMake;
   plugin.push_data = kPush;
   plugin.decode_image = kDecode;
+}
+#endif
+
+// How the picture is turned to be upright.
+#if LIBHEIF_NUMERIC_VERSION >= 0x01100000
+inline Turn turnOfPicture(const heif_context* context, const heif_image_handle* picture,
+                          const InputFile&) {
+  const heif_item_id item = heif_image_handle_get_item_id(picture);
+  std::array<heif_property_id, 16> properties{};
+  const int count = heif_item_get_transformation_properties(context, item, properties.data(),
+                                                            static_cast<int>(properties.size()));
+  Turn turn;
+  for (int i = 0; i < count; ++i) {
+    const heif_property_id property = properties.at(static_cast<std::size_t>(i));
+    const auto type = heif_item_get_property_type(context, item, property);
+    if (type == heif_item_property_type_transform_rotation) {
+      const int degrees = heif_item_get_property_transform_rotation_ccw(context, item, property);
+      turn = combined(turn, quarterTurns(static_cast<std::uint64_t>(degrees / 90)));
+    } else if (type == heif_item_property_type_transform_mirror) {
+      const auto axis = heif_item_get_property_transform_mirror(context, item, property);
+      turn = combined(turn, mirroring(axis == heif_transform_mirror_direction_horizontal));
+    }
+  }
+  return turn;
+}
+#else
+inline Turn turnOfPicture(const heif_context*, const heif_image_handle*, const InputFile& file) {
+  return primaryTurn(file);
 }
 #endif
 

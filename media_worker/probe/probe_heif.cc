@@ -124,7 +124,7 @@ Result<MediaProbe> probeHeif(const InputFile& file, FileMetadata& metadata) {
   MediaProbe probe;
   probe.pixelWidth = heif_image_handle_get_width(handle);
   probe.pixelHeight = heif_image_handle_get_height(handle);
-  probe.orientation = orientationOf(primaryTurn(file));
+  probe.orientation = opened->orientationOf(handle);
   if (auto error = sizeError(probe.pixelWidth, probe.pixelHeight, kMaximumWholePixelCount))
     return *std::move(error);
   if (auto error = decodingError(file, handle, probe.pixelWidth * probe.pixelHeight)) {

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kDamaged = "The photo is damaged: it cannot be decoded.";
 
-Picture detailed() {
+Picture fullOfDetail() {
   return gradient(256, 192);
 }
 
@@ -39,7 +39,7 @@ Bytes overwritten(Bytes heic, double from, double to) {
 }
 
 TEST(ProbeTrial, RefusesAHeicWhosePixelsAreOverwritten) {
-  const Bytes whole = heif(detailed());
+  const Bytes whole = heif(fullOfDetail());
   EXPECT_EQ(refusal(whole), "");
   EXPECT_EQ(refusal(overwritten(whole, 0, 0.9)), kDamaged);
 }
@@ -48,7 +48,7 @@ TEST(ProbeTrial, DoesNotTakeAPreviewForThePicture) {
   HeifOptions options;
   options.thumbnailSize = 64;
   options.thumbnail = filled(128, 96, kRed);
-  const Bytes whole = heif(detailed(), options);
+  const Bytes whole = heif(fullOfDetail(), options);
   EXPECT_EQ(refusal(whole), "");
   // The preview of one colour stands in the last few bytes.
   EXPECT_EQ(refusal(overwritten(whole, 0, 0.8)), kDamaged);
@@ -80,7 +80,7 @@ TEST(ProbeTrial, RefusesATelephonesPictureOfWhichATenthIsLeft) {
 class CutJpeg : public testing::TestWithParam<const char*> {};
 
 TEST_P(CutJpeg, IsAPhotoAsLongAsItsFirstRowsAreThere) {
-  const Bytes whole = saved(detailed(), GetParam());
+  const Bytes whole = saved(fullOfDetail(), GetParam());
   const std::string_view start = "\xff\xda";
   const auto pixels = static_cast<std::size_t>(
       std::search(whole.begin(), whole.end(), start.begin(), start.end(),

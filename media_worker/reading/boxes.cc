@@ -68,27 +68,11 @@ std::vector<std::uint64_t> propertiesOf(const InputFile& file, const Box& ipma,
   return {};
 }
 
-std::optional<std::uint64_t> primaryItem(const InputFile& file, const Box& meta) {
-  const auto pitm = findBox(file, "pitm", meta.begin + 4, meta.end);
-  if (!pitm) return std::nullopt;
-  TableReader table(file, pitm->begin, pitm->end);
-  const std::uint64_t version = table.number(4) >> 24;
-  const std::uint64_t item = table.number(version == 0 ? 2 : 4);
-  return table.failed() ? std::nullopt : std::optional(item);
-}
-
 /// What the property does to the picture: nothing, unless it is a turn or a mirroring.
 Turn turnOf(const InputFile& file, const Box& property) {
   TableReader table(file, property.begin, property.end);
-  if (property.type == "irot") {
-    // Quarter turns against the clock.
-    constexpr Turn kTurns[] = {{1, 0, 0, 1}, {0, -1, 1, 0}, {-1, 0, 0, -1}, {0, 1, -1, 0}};
-    return kTurns[table.number(1) & 3];
-  }
-  if (property.type == "imir") {
-    // 0: top and bottom change places; 1: left and right.
-    return (table.number(1) & 1) == 0 ? Turn{1, 0, 0, -1} : Turn{-1, 0, 0, 1};
-  }
+  if (property.type == "irot") return quarterTurns(table.number(1));
+  if (property.type == "imir") return mirroring((table.number(1) & 1) != 0);
   return {};
 }
 
@@ -134,6 +118,15 @@ bool isCutShort(const InputFile& file) {
     return !cut;
   });
   return cut;
+}
+
+std::optional<std::uint64_t> primaryItem(const InputFile& file, const Box& meta) {
+  const auto pitm = findBox(file, "pitm", meta.begin + 4, meta.end);
+  if (!pitm) return std::nullopt;
+  TableReader table(file, pitm->begin, pitm->end);
+  const std::uint64_t version = table.number(4) >> 24;
+  const std::uint64_t item = table.number(version == 0 ? 2 : 4);
+  return table.failed() ? std::nullopt : std::optional(item);
 }
 
 bool namesColours(const InputFile& file) {

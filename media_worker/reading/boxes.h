@@ -26,12 +26,15 @@ std::optional<Box> findBox(const InputFile& file, std::string_view type, std::in
 /// Whether a box at the top announces more bytes than the file has.
 bool isCutShort(const InputFile& file);
 
+/// The primary picture of a HEIF file, whose box `meta` is; none when the file names none.
+std::optional<std::uint64_t> primaryItem(const InputFile& file, const Box& meta);
+
 /// Whether a property of a HEIF file, whatever picture it belongs to, says by code points how
 /// colours are coded (`colr` of the kind `nclx`).
 bool namesColours(const InputFile& file);
 
 /// How the primary picture of a HEIF file is turned to be upright, by its `irot` and `imir`
-/// properties in their order.
+/// properties in their order. Newer versions of libheif tell the same.
 Turn primaryTurn(const InputFile& file);
 
 }  // namespace quorvin

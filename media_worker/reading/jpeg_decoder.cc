@@ -38,7 +38,7 @@ class JpegDecoder {
   ~JpegDecoder() { jpeg_destroy_decompress(&state_); }
 
   /// Decodes as many rows as there are into memory that it allocates.
-  void run(const std::vector<std::uint8_t>& file, int shrink) {
+  void run(std::span<const std::uint8_t> file, int shrink) {
     if (setjmp(failed_) != 0) {
       damaged_ = true;
       return;
@@ -62,7 +62,7 @@ class JpegDecoder {
   }
 
   /// Reads no further than the first rows of the first pass.
-  void tryFirstRows(const std::vector<std::uint8_t>& file) {
+  void tryFirstRows(std::span<const std::uint8_t> file) {
     if (setjmp(failed_) != 0) {
       damaged_ = true;
       return;
@@ -109,9 +109,12 @@ class JpegDecoder {
 
 ImagePtr decodeJpeg(const InputFile& file, int shrink, bool failOnDamage) {
   if (file.size() > kMaximumJpegSize) return nullptr;
-  const auto bytes = file.head(static_cast<std::size_t>(file.size()));
+  return decodeJpeg(file.head(static_cast<std::size_t>(file.size())), shrink, failOnDamage);
+}
+
+ImagePtr decodeJpeg(std::span<const std::uint8_t> file, int shrink, bool failOnDamage) {
   JpegDecoder decoder;
-  decoder.run(bytes, shrink);
+  decoder.run(file, shrink);
   if (failOnDamage && decoder.isDamaged()) return nullptr;
   return decoder.take();
 }

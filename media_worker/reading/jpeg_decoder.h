@@ -1,6 +1,9 @@
 // Decoding JPEG into memory.
 #pragma once
 
+#include <cstdint>
+#include <span>
+
 #include "media_worker/reading/input_file.h"
 #include "media_worker/reading/vips_image.h"
 
@@ -10,6 +13,7 @@ namespace quorvin {
 /// with 1 or 3 channels, in its own colour space and as stored. From a damaged file comes what
 /// there is, unless `failOnDamage`. Null when it fails and for other kinds of JPEG.
 ImagePtr decodeJpeg(const InputFile& file, int shrink, bool failOnDamage);
+ImagePtr decodeJpeg(std::span<const std::uint8_t> file, int shrink, bool failOnDamage);
 
 /// Whether the first rows of a JPEG in passes decode, so far as its first pass has them. What
 /// follows is not looked at.

@@ -34,6 +34,9 @@ inline constexpr double kKnee = 0.7;
 /// Notes the codes with the image.
 void nameColours(VipsImage* image, ColourCodes codes);
 
+/// What tells the colours of `from`, its profile and its codes, tells those of `to` as well.
+void copyColours(VipsImage* from, VipsImage* to);
+
 /// Those that were noted; unspecified when there are none.
 ColourCodes namedColours(VipsImage* image);
 

@@ -18,6 +18,17 @@ struct Turn {
   friend bool operator==(const Turn&, const Turn&) = default;
 };
 
+/// So many quarter turns against the clock.
+inline Turn quarterTurns(std::uint64_t count) {
+  constexpr Turn kTurns[] = {{1, 0, 0, 1}, {0, -1, 1, 0}, {-1, 0, 0, -1}, {0, 1, -1, 0}};
+  return kTurns[count % std::size(kTurns)];
+}
+
+/// Left and right change places, or else top and bottom.
+inline Turn mirroring(bool leftAndRight) {
+  return leftAndRight ? Turn{-1, 0, 0, 1} : Turn{1, 0, 0, -1};
+}
+
 /// `first`, then `second`.
 inline Turn combined(const Turn& first, const Turn& second) {
   return {second.a * first.a + second.c * first.b, second.b * first.a + second.d * first.b,

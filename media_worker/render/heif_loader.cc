@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -36,11 +35,8 @@ PixelSize sizeOf(const heif_image_handle* handle) {
 
 /// Whether a preview shows the same cut of the picture, with at least the asked pixels.
 bool replaces(PixelSize preview, PixelSize primary, PixelSize asked) {
-  if (preview.width < asked.width || preview.height < asked.height) return false;
-  // A preview's sides are rounded to whole pixels, some to even ones.
-  const double width = static_cast<double>(primary.width) * static_cast<double>(preview.height) /
-                       static_cast<double>(primary.height);
-  return std::abs(width - static_cast<double>(preview.width)) < 2;
+  return preview.width >= asked.width && preview.height >= asked.height &&
+         showsSameCut(preview, primary);
 }
 
 /// The smallest embedded preview that does, else the primary picture.
@@ -166,8 +162,8 @@ ImagePtr decodePixels(const heif_image_handle* handle, const heif_decoding_optio
 
 /// The turn that libheif may leave to us, who do it many times as fast; 1 when there is none, or
 /// when the file does more to the picture than to turn it.
-int turnOf(const InputFile& file, const heif_image_handle* handle) {
-  const int orientation = orientationOf(primaryTurn(file));
+int turnOf(const HeifFile& file, const heif_image_handle* handle) {
+  const int orientation = file.orientationOf(handle);
   const auto [width, height] = uprightSize(heif_image_handle_get_ispe_width(handle),
                                            heif_image_handle_get_ispe_height(handle), orientation);
   return sizeOf(handle) == PixelSize{width, height} ? orientation : 1;
@@ -214,6 +210,8 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
   const HeifHandle chosen =
       mayReplace ? smallestSufficient(std::move(primary), target->scaled) : std::move(primary);
 
+  if (request.previewAlone && chosen.get() == found) return noPreview();
+
   LoadedImage loaded;
   loaded.target = *target;
   requireMemory(memoryOfPicture(file, chosen.get()));
@@ -228,7 +226,7 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
   const HevcDecodingScope scope(decoding);
   options->convert_hdr_to_8bit = deep ? 0 : 1;
   if (decoding.toRgb) {
-    const int orientation = chosen.get() == found ? turnOf(file, found) : 1;
+    const int orientation = chosen.get() == found ? turnOf(*opened, found) : 1;
     loaded.pixels = decodePlanes(chosen.get(), orientation, *options);
     if (loaded.pixels) loaded.image = PixelMemory::imageOf(loaded.pixels);
   } else {

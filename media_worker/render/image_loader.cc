@@ -66,13 +66,7 @@ bool decodeSmaller(ImagePtr& header, const InputFile& file, const RenderRequest&
                    double wanted) {
   ImagePtr decoded = decodeJpeg(file, jpegShrink(wanted), request.failOnDamage);
   if (!decoded) return false;
-  const void* profile = nullptr;
-  std::size_t size = 0;
-  if (vips_image_get_typeof(header.get(), VIPS_META_ICC_NAME) != 0 &&
-      vips_image_get_blob(header.get(), VIPS_META_ICC_NAME, &profile, &size) == 0) {
-    vips_image_set_blob_copy(decoded.get(), VIPS_META_ICC_NAME, profile, size);
-  }
-  nameColours(decoded.get(), namedColours(header.get()));
+  copyColours(header.get(), decoded.get());
   header = std::move(decoded);
   return true;
 }
@@ -119,6 +113,16 @@ Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
   if (!target) return target.error();
   loaded.target = *target;
 
+  const PixelSize asked = loaded.target.scaled;
+  if (isJpeg) {
+    ImagePtr preview = loadExifPreview(header, loaded.orientation >= 5 ? asked.turned() : asked);
+    if (preview) {
+      loaded.image = std::move(preview);
+      return loaded;
+    }
+  }
+  if (request.previewAlone) return noPreview();
+
   const double wanted = std::min(
       static_cast<double>(uprightWidth) / static_cast<double>(loaded.target.scaled.width),
       static_cast<double>(uprightHeight) / static_cast<double>(loaded.target.scaled.height));
@@ -148,6 +152,11 @@ Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format
 
 Failure cannotDecode() {
   return Failure(LibraryErrorCode::invalidResource, "the picture cannot be decoded.");
+}
+
+Failure noPreview() {
+  return Failure(LibraryErrorCode::requestNotSupportedForAsset,
+                 "the picture holds no preview that serves.");
 }
 
 Failure tooManyPixels() {

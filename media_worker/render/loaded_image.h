@@ -35,13 +35,23 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
 /// A picture in a format that FFmpeg alone decodes.
 Result<LoadedImage> loadCodedPicture(const InputFile& file, PictureFormat format,
                                      const RenderRequest& request);
-/// The best preview inside a raw photo; `fd` is the file's descriptor.
-Result<LoadedImage> loadRawPreview(const InputFile& file, int fd, const RenderRequest& request);
+/// The best preview inside a raw photo, or else its sensor's data, developed; `fd` is the file's
+/// descriptor.
+Result<LoadedImage> loadRaw(const InputFile& file, int fd, const RenderRequest& request);
+/// The sensor's data of a raw photo, developed.
+Result<LoadedImage> loadRawSensor(const InputFile& file, const RenderRequest& request,
+                                  int orientation);
+/// The preview that cameras embed in a JPEG's Exif, with the colours of the picture, in place of
+/// its own pixels: when it shows the whole picture as it is, with at least the asked pixels as
+/// stored. Null when there is none such. `header` is the picture's.
+ImagePtr loadExifPreview(VipsImage* header, PixelSize asked);
 /// The first frame of a video that is shown.
 Result<LoadedImage> loadPosterFrame(const InputFile& file, const RenderRequest& request);
 
 /// The error of a file that names no cause.
 Failure cannotDecode();
+/// The error where a preview is asked for and there is none.
+Failure noPreview();
 /// The error of a picture whose header promises more pixels than are ever decoded.
 Failure tooManyPixels();
 /// Whether the header's size is one that is decoded: of so many pixels at most.

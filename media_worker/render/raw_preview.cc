@@ -1,4 +1,4 @@
-#include <cmath>
+#include <algorithm>
 #include <exiv2/exiv2.hpp>
 #include <optional>
 #include <span>
@@ -14,23 +14,21 @@ namespace quorvin {
 
 namespace {
 
-Failure noPreview() {
+/// Smaller ones are for lists.
+constexpr std::int64_t kLeastOfPreview = 1000;
+
+Failure cannotBeShown() {
   return Failure(LibraryErrorCode::requestNotSupportedForAsset,
-                 "the raw photo holds no preview that can be shown.");
+                 "the raw photo holds no preview that can be shown, and cannot be developed.");
 }
 
-bool isJpeg(const Exiv2::PreviewProperties& preview) {
-  return preview.mimeType_ == "image/jpeg";
+bool isShown(const Exiv2::PreviewProperties& preview) {
+  return (preview.mimeType_ == "image/jpeg" || preview.mimeType_ == "image/tiff") &&
+         preview.width_ > 0 && preview.height_ > 0;
 }
 
 PixelSize sizeOf(const Exiv2::PreviewProperties& preview) {
   return {static_cast<std::int64_t>(preview.width_), static_cast<std::int64_t>(preview.height_)};
-}
-
-bool hasAspectOf(PixelSize preview, PixelSize largest) {
-  const double width = static_cast<double>(largest.width) * static_cast<double>(preview.height) /
-                       static_cast<double>(largest.height);
-  return std::abs(width - static_cast<double>(preview.width)) < 2;
 }
 
 /// The smallest preview with the pixels that the request needs of the largest; they come in the
@@ -39,7 +37,7 @@ std::optional<Exiv2::PreviewProperties> choose(std::span<const Exiv2::PreviewPro
                                                const RenderRequest& request, int orientation) {
   const Exiv2::PreviewProperties* largest = nullptr;
   for (const auto& preview : previews) {
-    if (isJpeg(preview) && preview.width_ > 0 && preview.height_ > 0) largest = &preview;
+    if (isShown(preview)) largest = &preview;
   }
   if (largest == nullptr) return std::nullopt;
   const PixelSize full = sizeOf(*largest);
@@ -49,8 +47,8 @@ std::optional<Exiv2::PreviewProperties> choose(std::span<const Exiv2::PreviewPro
   const PixelSize needed = turned ? target->scaled.turned() : target->scaled;
   for (const auto& preview : previews) {
     const PixelSize size = sizeOf(preview);
-    if (isJpeg(preview) && size.width >= needed.width && size.height >= needed.height &&
-        hasAspectOf(size, full)) {
+    if (isShown(preview) && size.width >= needed.width && size.height >= needed.height &&
+        showsSameCut(size, full)) {
       return preview;
     }
   }
@@ -71,30 +69,58 @@ FileDescriptor memoryOf(const Exiv2::PreviewImage& preview) {
              : FileDescriptor();
 }
 
-}  // namespace
-
-Result<LoadedImage> loadRawPreview(const InputFile& file, int fd, const RenderRequest& request) {
+/// A preview of a raw photo, in memory.
+struct Preview {
   FileDescriptor memory;
-  int orientation = 1;
+  PixelSize size;
+  int orientation = 1;  ///< of the raw photo
+};
+
+Preview bestPreview(const InputFile& file, int fd, const RenderRequest& request) {
+  Preview best;
   try {
     const auto image = openWithExiv2(file, fd);
     image->readMetadata();
-    orientation = orientationOf(image->exifData());
+    best.orientation = orientationOf(image->exifData());
     const Exiv2::PreviewManager manager(*image);
-    const auto chosen = choose(manager.getPreviewProperties(), request, orientation);
-    if (chosen) memory = memoryOf(manager.getPreviewImage(*chosen));
+    const auto chosen = choose(manager.getPreviewProperties(), request, best.orientation);
+    if (chosen) {
+      best.memory = memoryOf(manager.getPreviewImage(*chosen));
+      best.size = sizeOf(*chosen);
+    }
   } catch (const std::exception&) {
-    return noPreview();
+    // There is none.
   }
-  const auto preview = memory ? InputFile::open(memory.get()) : Result<InputFile>(noPreview());
-  // Whatever the raw photo calls it.
-  const bool isPicture =
-      preview && pictureSignature(preview->head(kSignatureLength)).format == PictureFormat::jpeg &&
-      !hasTooMuchBesidePixels(*preview, PictureFormat::jpeg);
-  if (!isPicture) return noPreview();
-  auto loaded = loadImage(*preview, PictureFormat::jpeg, request, orientation);
-  if (loaded) loaded->kept = std::move(memory);
+  return best;
+}
+
+/// Whatever the raw photo calls it, the content says what the preview is.
+Result<LoadedImage> loadPreview(Preview preview, const RenderRequest& request) {
+  const auto file =
+      preview.memory ? InputFile::open(preview.memory.get()) : Result<InputFile>(cannotBeShown());
+  if (!file) return cannotBeShown();
+  const auto format = pictureSignature(file->head(kSignatureLength)).format;
+  const bool isPicture = (format == PictureFormat::jpeg || format == PictureFormat::tiff) &&
+                         !hasTooMuchBesidePixels(*file, format);
+  if (!isPicture) return cannotBeShown();
+  RenderRequest shown = request;
+  shown.previewAlone = false;
+  auto loaded = loadImage(*file, format, shown, preview.orientation);
+  if (loaded) loaded->kept = std::move(preview.memory);
   return loaded;
+}
+
+}  // namespace
+
+Result<LoadedImage> loadRaw(const InputFile& file, int fd, const RenderRequest& request) {
+  Preview preview = bestPreview(file, fd, request);
+  const int orientation = preview.orientation;
+  const bool serves = std::max(preview.size.width, preview.size.height) >= kLeastOfPreview;
+  if (!serves && !request.previewAlone) {
+    auto developed = loadRawSensor(file, request, orientation);
+    if (developed) return developed;
+  }
+  return loadPreview(std::move(preview), request);
 }
 
 }  // namespace quorvin

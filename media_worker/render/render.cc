@@ -35,16 +35,15 @@ Result<LoadedImage> load(const InputFile& file, int fd, const RenderRequest& req
     case PictureFormat::webp:
       return loadImage(file, format, request);
     case PictureFormat::tiff:
-      return isRawPhoto(file, fd) ? loadRawPreview(file, fd, request)
-                                  : loadImage(file, format, request);
+      return isRawPhoto(file, fd) ? loadRaw(file, fd, request) : loadImage(file, format, request);
     case PictureFormat::heif:
       return loadHeif(file, request);
     case PictureFormat::bmp:
     case PictureFormat::jpeg2000:
     case PictureFormat::jpegXl:
-      return loadCodedPicture(file, format, request);
+      return request.previewAlone ? noPreview() : loadCodedPicture(file, format, request);
     case PictureFormat::raw:
-      return loadRawPreview(file, fd, request);
+      return loadRaw(file, fd, request);
     case PictureFormat::none:
       break;
   }

@@ -110,6 +110,76 @@ TEST(ExifColoursOfProfiles, AreNotBelievedAgainstAProfile) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, ExifColours, testing::Values(".jpg[Q=95]", ".webp[Q=98]"));
 
+struct PreviewCase {
+  const char* name;
+  const char* changed = "2017:05:01 12:34:56";  ///< when a program last wrote the photo
+  int pixels = 600;                             ///< that Exif says it is wide
+  int previewHeight = 120;
+  double asked = 100;
+  bool isUsed = false;
+};
+
+class ExifPreviewOf : public testing::TestWithParam<PreviewCase> {};
+
+TEST_P(ExifPreviewOf, StandsForThePictureOnlyWhereItShowsTheSame) {
+  // One colour tells which of both is seen.
+  const Bytes photo =
+      withExifPreview(withTags(saved(filled(600, 450, kBlue), ".jpg[Q=95]"),
+                               {{"Exif.Photo.DateTimeOriginal", "2017:05:01 12:34:56"},
+                                {"Exif.Image.DateTime", GetParam().changed},
+                                {"Exif.Photo.PixelXDimension", std::to_string(GetParam().pixels)},
+                                {"Exif.Photo.PixelYDimension", "450"}}),
+                      saved(filled(160, GetParam().previewHeight, kRed), ".jpg[Q=95]"));
+  const Picture seen = rendered(photo, fitInto(GetParam().asked, GetParam().asked));
+  ASSERT_EQ(seen.width, static_cast<int>(GetParam().asked));
+  EXPECT_TRUE(isNear(seen.at(20, 20), GetParam().isUsed ? kRed : kBlue, 8));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Photos, ExifPreviewOf,
+    testing::Values(PreviewCase{.name = "asTaken", .isUsed = true},
+                    PreviewCase{.name = "asLargeAsThePreview", .asked = 160, .isUsed = true},
+                    PreviewCase{.name = "largerThanThePreview", .asked = 200},
+                    PreviewCase{.name = "changedLater", .changed = "2018:05:01 12:34:56"},
+                    PreviewCase{.name = "ofAnotherSize", .pixels = 800},
+                    PreviewCase{.name = "previewOfAnotherCut", .previewHeight = 90}),
+    [](const auto& info) { return info.param.name; });
+
+TEST(ExifPreviewOfTurnedPhoto, IsTurnedAndColouredAsThePictureIs) {
+  const Bytes photo = withExifPreview(
+      withTags(withProfile(stored(quadrants(450, 600), 6), wideProfile(), ".jpg[Q=95]"),
+               {{"Exif.Photo.DateTimeOriginal", "2017:05:01 12:34:56"},
+                {"Exif.Image.DateTime", "2017:05:01 12:34:56"},
+                {"Exif.Image.Orientation", "6"},
+                {"Exif.Photo.PixelXDimension", "600"},
+                {"Exif.Photo.PixelYDimension", "450"}}),
+      saved(stored(filled(90, 120, {100, 150, 200, 255}), 6), ".jpg[Q=95]"));
+  RenderRequest request = fitInto(60, 80);
+  request.previewAlone = true;
+  const Picture seen = rendered(photo, request);
+  ASSERT_EQ(seen.width, 60);
+  ASSERT_EQ(seen.height, 80);
+  EXPECT_TRUE(isNear(seen.at(30, 40), {66, 151, 203, 255}, 5));
+}
+
+TEST(PreviewAlone, IsMadeOfAPreviewOrNotAtAll) {
+  RenderRequest request = fitInto(120, 120);
+  request.previewAlone = true;
+  HeifOptions options;
+  options.thumbnailSize = 160;
+  options.thumbnail = filled(320, 240, kRed);
+  const Picture blue = filled(640, 480, kBlue);
+  const Picture seen = rendered(heif(blue, options), request);
+  ASSERT_EQ(seen.width, 120);
+  EXPECT_TRUE(isNear(seen.at(20, 20), kRed, 12));
+  for (const Bytes& file : {heif(blue), saved(blue, ".jpg"), saved(blue, ".png"),
+                            ffmpegOutput("-f lavfi -i testsrc=s=64x48 -frames:v 1", "bmp")}) {
+    std::string reason;
+    EXPECT_EQ(rendered(file, request, &reason).width, 0);
+    EXPECT_EQ(reason, "The picture holds no preview that serves.");
+  }
+}
+
 TEST(WideFilm, IsShownInSrgb) {
   const Bytes film = ffmpegOutput(
       "-f lavfi -i color=0x6496C8:s=64x64:r=5:d=1,format=gbrp,scale=out_color_matrix=bt709:"

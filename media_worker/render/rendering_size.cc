@@ -56,4 +56,10 @@ Result<RenderingSize> renderingSize(const RenderRequest& request, PixelSize upri
   return size;
 }
 
+bool showsSameCut(PixelSize preview, PixelSize picture) {
+  const double width = static_cast<double>(picture.width) * static_cast<double>(preview.height) /
+                       static_cast<double>(picture.height);
+  return std::abs(width - static_cast<double>(preview.width)) < 2;
+}
+
 }  // namespace quorvin

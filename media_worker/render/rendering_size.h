@@ -27,4 +27,8 @@ struct RenderingSize {
 /// fill as small as covers it; nothing is enlarged. A target that is no size is an error.
 Result<RenderingSize> renderingSize(const RenderRequest& request, PixelSize upright);
 
+/// Whether a preview shows the same cut of the picture. Its sides are rounded to whole pixels, some
+/// to even ones.
+bool showsSameCut(PixelSize preview, PixelSize picture);
+
 }  // namespace quorvin

@@ -14,7 +14,7 @@ namespace quorvin {
 namespace {
 
 /// The sides of a degraded image, in pixels: cameras embed previews of about this size, which cost
-/// next to nothing to decode.
+/// next to nothing to decode. Where there is none, the final image is the only one.
 constexpr int kDegradedSide = 160;
 
 using SharedImageHandler = std::shared_ptr<const PHImageResultHandler>;
@@ -69,11 +69,11 @@ struct LinuxImageManager::ImageRequest {
     render.crop = isExact && render.fit == Fit::fill;
     return render;
   }
-  static RenderRequest degradedRendering(MediaKind kind) {
+  static RenderRequest degradedRendering() {
     RenderRequest render;
-    render.kind = kind;
     render.targetWidth = kDegradedSide;
     render.targetHeight = kDegradedSide;
+    render.previewAlone = true;
     return render;
   }
 };
@@ -110,9 +110,8 @@ Result<ImageRequests::Delivery> LinuxImageManager::loadImage(const ImageRequest&
   if (!file) return file.error();
 
   const MediaKind kind = isVideo ? MediaKind::video : MediaKind::image;
-  if (request.isPrecededByDegraded()) {
-    const auto degraded =
-        media_.render(*file, ImageRequest::degradedRendering(kind), progress.stop());
+  if (!isVideo && request.isPrecededByDegraded()) {
+    const auto degraded = media_.render(*file, ImageRequest::degradedRendering(), progress.stop());
     if (degraded) progress.deliverDegraded(deliveryOf(request.handler, *degraded));
     if (!progress.isWanted()) return deliveryOf(request.handler, nullptr);
   }

@@ -180,6 +180,9 @@ TEST_F(LinuxImageManagerTest, DeliversADegradedImageThenTheFinalOneWhenOpportuni
   EXPECT_EQ(both[0].thread, both[1].thread);
   const auto renderings = media_.renderings();
   EXPECT_EQ(renderings[0].request.targetWidth, 160);
+  // A preview that is at hand: the picture itself is rendered once.
+  EXPECT_TRUE(renderings[0].request.previewAlone);
+  EXPECT_FALSE(renderings[1].request.previewAlone);
   EXPECT_EQ(renderings[0].request.fit, Fit::fit);
   EXPECT_EQ(renderings[1].request.targetWidth, 1024);
   EXPECT_EQ(renderings[1].request.fit, Fit::fill);

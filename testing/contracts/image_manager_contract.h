@@ -181,15 +181,17 @@ TYPED_TEST_P(ImageManagerContract, CallsOnceWithTheFinalImageUnlessOpportunistic
   EXPECT_NE(this->only(this->images(photo, {500, 500}, 0, Mode::fastFormat)).outcome, nullptr);
 }
 
-TYPED_TEST_P(ImageManagerContract, MakesADegradedCallFirstWhenOpportunistic) {
+TYPED_TEST_P(ImageManagerContract, MakesNoCallButADegradedOneBeforeTheFinalOneWhenOpportunistic) {
   using Mode = PHImageRequestOptionsDeliveryMode;
   const auto calls = this->images(this->subject().photo(), {500, 500}, 0, Mode::opportunistic);
-  ASSERT_EQ(calls.size(), 2U);
-  EXPECT_TRUE(calls[0].info.isTrue(PHImageResultIsDegradedKey));
-  EXPECT_NE(calls[0].outcome, nullptr);
-  EXPECT_FALSE(calls[1].info.isTrue(PHImageResultIsDegradedKey));
-  ASSERT_NE(calls[1].outcome, nullptr);
-  EXPECT_EQ(calls[1].outcome->width(), 500);
+  ASSERT_TRUE(calls.size() == 1 || calls.size() == 2);
+  if (calls.size() == 2) {
+    EXPECT_TRUE(calls[0].info.isTrue(PHImageResultIsDegradedKey));
+    EXPECT_NE(calls[0].outcome, nullptr);
+  }
+  EXPECT_FALSE(calls.back().info.isTrue(PHImageResultIsDegradedKey));
+  ASSERT_NE(calls.back().outcome, nullptr);
+  EXPECT_EQ(calls.back().outcome->width(), 500);
 }
 
 TYPED_TEST_P(ImageManagerContract, GivesTheStoredBytesOfAPhoto) {
@@ -274,8 +276,9 @@ TYPED_TEST_P(ImageManagerContract, CallsOnceThatARequestWasCancelled) {
 REGISTER_TYPED_TEST_SUITE_P(ImageManagerContract,
                             FitsAnImageIntoTheTargetOrCoversItAndNeverEnlarges,
                             RefusesSizesThatAreNone, CallsOnceWithTheFinalImageUnlessOpportunistic,
-                            MakesADegradedCallFirstWhenOpportunistic, GivesTheStoredBytesOfAPhoto,
-                            GivesAVideoAsItsFile, GivesALivePhotoAsItsStillAndItsMovie,
+                            MakesNoCallButADegradedOneBeforeTheFinalOneWhenOpportunistic,
+                            GivesTheStoredBytesOfAPhoto, GivesAVideoAsItsFile,
+                            GivesALivePhotoAsItsStillAndItsMovie,
                             GivesNothingOfAnotherKindThanTheAssets,
                             TellsThatAPhotoDoesNotDecodeAndGivesItsBytesAllTheSame,
                             TellsThatTheOriginalsAreMissing, AsksForAccessAnewAtEveryRequest,

@@ -83,6 +83,12 @@ Bytes withTags(const Bytes& picture, const Tags& exif, const Tags& xmp) {
   });
 }
 
+Bytes withExifPreview(const Bytes& picture, const Bytes& preview) {
+  return changed(picture, [&preview](Exiv2::Image& image) {
+    Exiv2::ExifThumb(image.exifData()).setJpegThumbnail(preview.data(), preview.size());
+  });
+}
+
 Bytes withXmpPacket(const Bytes& picture, const std::string& description) {
   return changed(picture, [&description](Exiv2::Image& image) {
     image.setXmpPacket(xmpPacket(description));

@@ -42,6 +42,9 @@ Bytes savedPicture(const std::string& format, int width = 48, int height = 32);
 /// The picture with these tags, by their Exiv2 keys ("Exif.Photo.LensModel", "Xmp.xmp.CreateDate").
 Bytes withTags(const Bytes& picture, const Tags& exif, const Tags& xmp = {});
 
+/// The picture with this JPEG as the preview in its Exif.
+Bytes withExifPreview(const Bytes& picture, const Bytes& preview);
+
 /// An XMP packet around these properties of one rdf:Description.
 std::string xmpPacket(const std::string& description);
 
