@@ -36,11 +36,19 @@ void expectRefused(const FileDescriptor& source, VideoPreset preset, const std::
 }
 
 TEST(ExportRecordings, AreRefusedWhenTheyEndWithinAPacketOfTheContainer) {
-  for (const std::string& pictures : {kOpenH264, kOpenHevc, kOpenMpeg2}) {
+  constexpr std::size_t kPacketWithTime = 192;
+  for (const auto& [pictures, packet] :
+       {std::pair(kOpenH264, kTransportPacket), std::pair(kOpenHevc, kTransportPacket),
+        std::pair(kOpenMpeg2, kTransportPacket),
+        std::pair(kOpenH264 + "-mpegts_m2ts_mode 1 ", kPacketWithTime)}) {
+    SCOPED_TRACE(pictures);
     const FileDescriptor whole = recording(pictures);
-    const std::size_t packets = contents(whole).size() / kTransportPacket;
-    const FileDescriptor source = firstOf(whole, packets / 2 * kTransportPacket + 77);
-    for (const VideoPreset preset : kPresets) expectRefused(source, preset, kEndsEarly);
+    const std::size_t packets = contents(whole).size() / packet;
+    const FileDescriptor source = firstOf(whole, packets / 2 * packet + 77);
+    for (const VideoPreset preset : kPresets) {
+      EXPECT_EQ(exported(whole, preset).reason(), "");
+      expectRefused(source, preset, kEndsEarly);
+    }
   }
 }
 

@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 FileDescriptor threeLanguages(const std::string& soundCodec, const std::string& extension) {
   return movie(
       film(60, "-f lavfi -i sine=frequency=880:r=48000 -f lavfi -i sine=frequency=660:r=44100 ") +
-          "-map 0 -map 1 -map 2 -map 3 -c:v libx264 -c:a " + soundCodec +
+          "-t 2 -map 0 -map 1 -map 2 -map 3 -c:v libx264 -c:a " + soundCodec +
           " -metadata:s:a:0 language=eng -metadata:s:a:1 language=fra "
           "-metadata:s:a:2 language=ger -disposition:a:0 0 -disposition:a:1 default "
           "-disposition:a:2 visual_impaired",
@@ -52,7 +52,7 @@ TEST(ExportTracks, KeepEverySoundWithItsLanguageAndTheDefault) {
         const Exported result = exported(source, preset, container);
         ASSERT_EQ(result.reason(), "");
         EXPECT_EQ(contentsOf(result.file).tracks.size(), 4U);
-        expectThreeLanguages(result.file, container, 3);
+        expectThreeLanguages(result.file, container, 2);
       }
     }
   }
@@ -71,12 +71,11 @@ TEST(ExportTracks, KeepWhomASoundIsMeantForWhereTheContainerTellsIt) {
 TEST(ExportTracks, StretchEverySound) {
   const FileDescriptor source = threeLanguages("aac", "mov");
   const TimeMap slow{{milliseconds(0), milliseconds(1000), milliseconds(1000)},
-                     {milliseconds(1000), milliseconds(1000), milliseconds(2000)},
-                     {milliseconds(2000), milliseconds(1000), milliseconds(1000)}};
+                     {milliseconds(1000), milliseconds(1000), milliseconds(2000)}};
   for (const VideoPreset preset : kPresets) {
     const Exported result = exported(source, preset, kMov, slow);
     ASSERT_EQ(result.reason(), "");
-    expectThreeLanguages(result.file, kMov, 4);
+    expectThreeLanguages(result.file, kMov, 3);
   }
 }
 

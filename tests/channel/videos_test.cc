@@ -210,6 +210,71 @@ TEST_F(Videos, KeepAnUnevenRhythm) {
   EXPECT_EQ(times(channel.video("uneven.mp4", Format::mp4)), times(uneven));
 }
 
+TEST_F(Videos, KeepEverySoundInItsLanguage) {
+  const fs::path dubbed = channel.folder() / "dubbed.mp4";
+  outputOf({"ffmpeg",
+            "-nostdin",
+            "-v",
+            "error",
+            "-f",
+            "lavfi",
+            "-i",
+            "testsrc2=s=64x48:r=30",
+            "-f",
+            "lavfi",
+            "-i",
+            "sine=440:r=48000",
+            "-f",
+            "lavfi",
+            "-i",
+            "sine=880:r=48000",
+            "-map",
+            "0",
+            "-map",
+            "1",
+            "-map",
+            "2",
+            "-t",
+            "1",
+            "-c:v",
+            "libx264",
+            "-pix_fmt",
+            "yuv420p",
+            "-c:a",
+            "aac",
+            "-metadata:s:a:0",
+            "language=eng",
+            "-metadata:s:a:1",
+            "language=fra",
+            dubbed});
+  channel.use(channel.libraryOf({dubbed}));
+  for (const Format format : {Format::mov, Format::mp4}) {
+    for (const bool medium : {false, true}) {
+      EXPECT_EQ(outputOf({"ffprobe", "-v", "error", "-select_streams", "a", "-show_entries",
+                          "stream=codec_name:stream_tags=language", "-of", "csv=p=0",
+                          channel.video("dubbed.mp4", format, medium)}),
+                "aac,eng\naac,fra\n");
+    }
+  }
+}
+
+TEST_F(Videos, OfFieldsBecomeWholePictures) {
+  const fs::path fields = channel.folder() / "fields.mp4";
+  outputOf({"ffmpeg",       "-nostdin",    "-v",       "error",
+            "-f",           "lavfi",       "-i",       "testsrc2=s=160x128:r=50",
+            "-t",           "1",           "-vf",      "tinterlace=interleave_top,setfield=tff",
+            "-flags",       "+ilme+ildct", "-c:v",     "libx264",
+            "-x264-params", "tff=1",       "-pix_fmt", "yuv420p",
+            fields});
+  const fs::path whole = channel.folder() / "whole.mp4";
+  outputOf({"ffmpeg", "-nostdin", "-v", "error", "-i", fields, "-vf", "bwdif=mode=send_frame",
+            "-c:v", "libx264", "-qp", "0", whole});
+  channel.use(channel.libraryOf({fields}));
+  const fs::path file = channel.video("fields.mp4", Format::mov);
+  EXPECT_EQ(seeVideo(file).frames, 25);
+  EXPECT_GT(psnr(file, whole), 35);
+}
+
 TEST_F(Videos, OfLongNamesFailWhereTheFileSystemDoesNotTakeThem) {
   const std::string withExtension = std::string(251, 'v') + ".mp4";
   const std::string without(255, 'w');
