@@ -56,7 +56,8 @@ class ExportDecoder {
   PacketPtr filtered_;
   std::int64_t packets_ = 0;
   std::int64_t frames_ = 0;
-  std::int64_t failures_ = 0;
+  std::int64_t failures_ = 0;             ///< after the first whole frame
+  bool anyWhole_ = false;                 ///< some frame came out whole
   std::optional<std::int64_t> failedAt_;  ///< the frames that had come out at the last failure
 };
 

@@ -103,7 +103,11 @@ std::optional<Failure> ExportDecoder::takeFrames(const TakeFrame& take) {
       continue;
     }
     ++frames_;
-    if (isMadeUp(*frame_)) noteFailure();
+    if (isMadeUp(*frame_)) {
+      noteFailure();
+    } else {
+      anyWhole_ = true;
+    }
     std::optional<Failure> failure = take(*frame_);
     av_frame_unref(frame_.get());
     if (failure) return failure;
@@ -112,17 +116,21 @@ std::optional<Failure> ExportDecoder::takeFrames(const TakeFrame& take) {
 
 void ExportDecoder::noteFailure() {
   failedAt_ = frames_;
-  if (frames_ > 0 || packets_ > kMostPacketsBeforeFrames) ++failures_;
+  const bool mayBeginSo = mayEndEarly_ && packets_ <= kMostPacketsBeforeFrames;
+  if (anyWhole_ || !mayBeginSo) ++failures_;
 }
 
 std::optional<Failure> ExportDecoder::tooMuchDamage(std::string_view what) const {
-  const bool nothing = frames_ == 0 && packets_ > 0;
-  if (!nothing && failures_ <= std::max<std::int64_t>(packets_ / kPacketsPerFailure, 2)) {
-    const bool torn = failedAt_ && frames_ - *failedAt_ <= kFramesOfTheEnd;
-    return torn && mayEndEarly_ ? std::optional(endsEarly()) : std::nullopt;
+  const auto invalid = [what](std::string_view how) {
+    return Failure(LibraryErrorCode::invalidResource, std::string(what).append(how));
+  };
+  if (packets_ == 0) return std::nullopt;
+  if (frames_ == 0) return invalid(" cannot be decoded.");
+  if (!anyWhole_ || failures_ > std::max<std::int64_t>(packets_ / kPacketsPerFailure, 2)) {
+    return invalid(" is damaged.");
   }
-  return Failure(LibraryErrorCode::invalidResource,
-                 std::string(what) + (nothing ? " cannot be decoded." : " is damaged."));
+  const bool torn = failedAt_ && frames_ - *failedAt_ <= kFramesOfTheEnd;
+  return torn && mayEndEarly_ ? std::optional(endsEarly()) : std::nullopt;
 }
 
 bool canDecode(const AVStream& source) {

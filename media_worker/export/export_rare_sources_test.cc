@@ -38,8 +38,7 @@ std::vector<Rare> rareSources() {
                       "mp4");
        },
        "bwdif=mode=send_frame"},
-      {"MPEG-2 of fields",
-       [] { return movie(kFields + "-c:v mpeg2video -q:v 2 -top 1 -c:a mp2", "ts"); },
+      {"MPEG-2 of fields", [] { return movie(kFields + "-c:v mpeg2video -q:v 2 -c:a mp2", "ts"); },
        "bwdif=mode=send_frame"},
       {"uneven times",
        [] {
@@ -124,7 +123,7 @@ TEST(ExportFields, AreJoinedFromTheFirstFrameThatHasThemToTheLast) {
   // Whole frames, then frames of fields.
   Bytes bytes = contents(movie(
       "-f lavfi -i testsrc2=s=160x128:r=25 -t 1 -pix_fmt yuv420p -c:v mpeg2video -q:v 2", "ts"));
-  const Bytes fields = contents(movie(kFields + "-c:v mpeg2video -q:v 2 -top 1 -an", "ts"));
+  const Bytes fields = contents(movie(kFields + "-c:v mpeg2video -q:v 2 -an", "ts"));
   bytes.insert(bytes.end(), fields.begin(), fields.end());
   const FileDescriptor source = fileOf(bytes);
   const auto wanted = shown(movie("-i " + nameOf(source) +

@@ -115,12 +115,13 @@ TEST(ExportRecordings, AreRefusedWhenManyPacketsAreMissing) {
   }
 }
 
-/// A file of which so many packets of pictures end in zeros.
-FileDescriptor halvedPictures(const FileDescriptor& good, std::size_t every) {
+/// A file of which every so many-th packet of pictures, to that one, ends in zeros.
+FileDescriptor halvedPictures(const FileDescriptor& good, std::size_t every,
+                              std::size_t end = 1000) {
   Bytes bytes = contents(good);
   const TestMovie found = contentsOf(good);
   const auto& packets = found.picture().packets;
-  for (std::size_t i = every / 2; i < packets.size(); i += every) {
+  for (std::size_t i = every / 2; i < std::min(end, packets.size()); i += every) {
     const std::size_t half = packets[i].bytes.size() / 2;
     std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(packets[i].position + half),
                 packets[i].bytes.size() - half, std::uint8_t{0});
@@ -135,10 +136,14 @@ TEST(ExportDamagedPictures, AreToldByTheDecoder) {
     const FileDescriptor good = movie(film() + codec + "-c:a aac");
     const FileDescriptor few = halvedPictures(good, 60);
     const FileDescriptor many = halvedPictures(good, 4);
+    const FileDescriptor all = halvedPictures(good, 1);
+    const FileDescriptor firstThird = halvedPictures(good, 1, 30);
     for (const VideoPreset preset : {kHighest, kMedium}) {
       EXPECT_EQ(exported(good, preset).reason(), "");
       EXPECT_EQ(exported(few, preset).reason(), "");
       expectRefused(many, preset, kIsDamaged);
+      EXPECT_NE(exported(all, preset).reason(), "");
+      expectRefused(firstThird, preset, kIsDamaged);
     }
   }
 }
