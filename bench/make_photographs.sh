@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# make_photographs.sh DIR: writes photograph.jpg, photograph.heic and photograph_preview.heic, which
-# holds a small preview as a telephone's do, into DIR. They have 4032 x 3024 pixels.
+# make_photographs.sh DIR: writes photograph.jpg, photograph_preview.jpg, photograph.heic and
+# photograph_preview.heic into DIR; those called so hold a small preview as cameras make them. They
+# have 4032 x 3024 pixels.
 # Their spectrum is that of photographs: fractal surfaces for the scene, with the fine noise of a
 # sensor, so that decoders have as many coefficients to read as in a picture from a telephone.
 set -euo pipefail
@@ -8,7 +9,7 @@ set -euo pipefail
 folder=$1
 mkdir -p "$folder"
 folder=$(realpath "$folder")
-[ -s "$folder/photograph.jpg" ] && exit 0 # the last to be put there
+[ -s "$folder/photograph_preview.jpg" ] && [ -s "$folder/photograph.jpg" ] && exit 0 # the last to be put there
 
 echo "Making photographs in $folder"
 work=$(mktemp -d)
@@ -32,7 +33,12 @@ vips copy lab.v tagged.v --interpretation lab
 vips colourspace tagged.v scene.v srgb
 vips jpegsave scene.v photograph.jpg --Q 92
 vips pngsave scene.v scene.png --compression 1
+cp photograph.jpg photograph_preview.jpg
+vipsthumbnail photograph.jpg --size 160x120 -o preview.jpg
+exiftool -q -overwrite_original '-ThumbnailImage<=preview.jpg' -ExifImageWidth=4032 \
+  -ExifImageHeight=3024 '-DateTimeOriginal=2017:05:01 12:34:56' \
+  '-ModifyDate=2017:05:01 12:34:56' photograph_preview.jpg
 heif-enc -q 55 -o photograph.heic scene.png >/dev/null
 heif-enc -q 55 -t 320 -o photograph_preview.heic scene.png >/dev/null
-mv photograph.heic photograph_preview.heic "$folder/"
+mv photograph_preview.jpg photograph.heic photograph_preview.heic "$folder/"
 mv photograph.jpg "$folder/"

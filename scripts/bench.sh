@@ -11,7 +11,7 @@ photographs=$PWD/build/bench/photographs
 bench/make_photographs.sh "$photographs"
 videos=$PWD/build/bench/videos
 bench/make_videos.sh "$videos"
-pictures=("$photographs"/photograph{.jpg,.heic,_preview.heic})
+pictures=("$photographs"/photograph{.jpg,_preview.jpg,.heic,_preview.heic})
 phone=${QUORVIN_TEST_MEDIA:-}/phone_12mp.HEIC
 if [ -f "$phone" ]; then pictures+=("$phone"); fi
 
