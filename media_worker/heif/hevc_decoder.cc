@@ -112,6 +112,7 @@ FramePtr decodeFrame(const Decoder& decoder) {
   std::copy(decoder.stream.begin(), decoder.stream.end(), packet->data);
   // Without this the decoder passes over what it cannot make sense of.
   if (decoder.decoding.strict) context->err_recognition |= AV_EF_EXPLODE;
+  if (decoder.decoding.leavesEdges) context->skip_loop_filter = AVDISCARD_ALL;
   if (avcodec_send_packet(context.get(), packet.get()) < 0) return nullptr;
   avcodec_send_packet(context.get(), nullptr);
   if (avcodec_receive_frame(context.get(), frame.get()) < 0) return nullptr;

@@ -19,6 +19,8 @@ int decodingThreads();
 struct HevcDecoding {
   /// A picture that is damaged fails.
   bool strict = false;
+  /// It is made so much smaller afterwards that edges of blocks need not be smoothed.
+  bool leavesEdges = false;
   /// Pictures of 8 bits with colour come as planes of red, green and blue, if their coding is one
   /// that is known: libheif would make these of every tile of a large picture by itself, and take
   /// longer over it than decoding does. Not for alpha.

@@ -216,6 +216,24 @@ bool convertToRgb(const YuvPicture& picture, const std::array<WritablePlane, 3>&
   return true;
 }
 
+bool shrink(RgbPicture& picture, int times, std::unique_ptr<std::uint8_t[]>& samples) {
+  const int width = picture.width / times;
+  const int height = picture.height / times;
+  const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  samples = quorvin::samples(3 * size);
+  if (!samples) return false;
+  for (std::size_t c = 0; c < 3; ++c) {
+    Plane& plane = picture.planes.at(c);
+    std::uint8_t* const to = samples.get() + c * size;
+    libyuv::ScalePlane(plane.data, plane.stride, picture.width, picture.height, to, width, width,
+                       height, libyuv::kFilterBox);
+    plane = {to, width};
+  }
+  picture.width = width;
+  picture.height = height;
+  return true;
+}
+
 bool interleaveUpright(const RgbPicture& picture, int orientation, std::uint8_t* pixels) {
   const bool turned = exchangesSides(orientation);
   const int width = turned ? picture.height : picture.width;

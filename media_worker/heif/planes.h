@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 namespace quorvin {
@@ -50,6 +51,10 @@ struct RgbPicture {
   int width = 0;
   int height = 0;
 };
+
+/// The picture so many times smaller, each pixel the mean of those whose place it takes; sides are
+/// rounded down. Its planes lie in `samples`. False when memory runs out.
+bool shrink(RgbPicture& picture, int times, std::unique_ptr<std::uint8_t[]>& samples);
 
 /// Writes pixels of 3 bytes, rows without padding, turned upright by the Exif orientation. False
 /// when memory runs out.

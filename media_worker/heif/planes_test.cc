@@ -160,5 +160,34 @@ TEST_P(InterleaveUpright, TurnsWhateverTheSize) {
 
 INSTANTIATE_TEST_SUITE_P(Orientations, InterleaveUpright, testing::Range(1, 9));
 
+TEST(Shrink, GivesTheMeanOfThePixelsWhosePlaceAPixelTakes) {
+  constexpr int kWidth = 13;
+  constexpr int kHeight = 7;
+  std::array<std::vector<std::uint8_t>, 3> planes;
+  RgbPicture picture{{}, kWidth, kHeight};
+  for (std::size_t c = 0; c < 3; ++c) {
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        planes.at(c).push_back(static_cast<std::uint8_t>(20 * (x / 3) + 10 * (y / 3) + 5 * c));
+      }
+    }
+    picture.planes.at(c) = {planes.at(c).data(), kWidth};
+  }
+  picture.width = 12;
+  picture.height = 6;
+  std::unique_ptr<std::uint8_t[]> samples;
+  ASSERT_TRUE(shrink(picture, 3, samples));
+  ASSERT_EQ(picture.width, 4);
+  ASSERT_EQ(picture.height, 2);
+  for (std::size_t c = 0; c < 3; ++c) {
+    for (int y = 0; y < 2; ++y) {
+      for (int x = 0; x < 4; ++x) {
+        const Plane& plane = picture.planes.at(c);
+        EXPECT_NEAR(plane.data[y * plane.stride + x], 20 * x + 10 * y + 5 * static_cast<int>(c), 1);
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace quorvin

@@ -169,9 +169,22 @@ int turnOf(const HeifFile& file, const heif_image_handle* handle) {
   return sizeOf(handle) == PixelSize{width, height} ? orientation : 1;
 }
 
-/// RGB, upright, in memory that can be handed over, of planes of 8 bits.
+/// How often the target goes into the picture's sides.
+double reductionOf(PixelSize picture, PixelSize target) {
+  return std::min(static_cast<double>(picture.width) / static_cast<double>(target.width),
+                  static_cast<double>(picture.height) / static_cast<double>(target.height));
+}
+
+/// Means of whole pixels take the picture most of the way to a small target; the rest is left to a
+/// better filter.
+int shrinkFor(double reduction) {
+  constexpr double kLeftForFilter = 2;
+  return std::max(1, static_cast<int>(reduction / kLeftForFilter));
+}
+
+/// RGB, upright, in memory that can be handed over, of planes of 8 bits, so many times smaller.
 std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int orientation,
-                                          heif_decoding_options& options) {
+                                          int times, heif_decoding_options& options) {
   options.ignore_transformations = orientation == 1 ? 0 : 1;
   const SharedImage decoded = decodeTo(handle, heif_chroma_444, options);
   if (!decoded) return nullptr;
@@ -189,6 +202,8 @@ std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int o
       return nullptr;
     }
   }
+  std::unique_ptr<std::uint8_t[]> smaller;
+  if (times > 1 && !shrink(picture, times, smaller)) return nullptr;
   const auto [width, height] = uprightSize(picture.width, picture.height, orientation);
   auto memory = PixelMemory::make({width, height, 3});
   if (!memory || !interleaveUpright(picture, orientation, memory->data())) return nullptr;
@@ -223,11 +238,14 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
                     isHighRange(profile.empty() ? colours : highRangeCodes(profile));
   HevcDecoding decoding = hevcDecoding(file, chosen.get());
   decoding.strict = request.failOnDamage;
+  const double reduction = reductionOf(sizeOf(chosen.get()), target->scaled);
+  constexpr double kEdgesVanish = 4;
+  decoding.leavesEdges = reduction >= kEdgesVanish;
   const HevcDecodingScope scope(decoding);
   options->convert_hdr_to_8bit = deep ? 0 : 1;
   if (decoding.toRgb) {
     const int orientation = chosen.get() == found ? turnOf(*opened, found) : 1;
-    loaded.pixels = decodePlanes(chosen.get(), orientation, *options);
+    loaded.pixels = decodePlanes(chosen.get(), orientation, shrinkFor(reduction), *options);
     if (loaded.pixels) loaded.image = PixelMemory::imageOf(loaded.pixels);
   } else {
     loaded.image = decodePixels(chosen.get(), *options, deep);
