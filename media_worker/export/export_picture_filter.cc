@@ -10,6 +10,7 @@ extern "C" {
 
 #include "media_worker/export/filter_library.h"
 #include "media_worker/reading/ffmpeg_versions.h"
+#include "media_worker/reading/named_colours.h"
 
 namespace quorvin {
 
@@ -47,18 +48,18 @@ bool isRgb(const AVFrame& frame) {
   return format != nullptr && (format->flags & AV_PIX_FMT_FLAG_RGB) != 0;
 }
 
-/// Light of up to 10,000 candela is brought into the range of common screens: linear light, in
-/// which 1 is the 203 candela of reference white; the common primaries; a curve that leaves the
-/// lower seven tenths as they are and brings white to 0.85; the common code. The curve is the same
-/// for every file, whatever light it announces. What has no tags is taken for the usual.
+/// Light of HDR screens is brought into the range of common ones, as it is for renderings: linear
+/// light, the common primaries, the curve, the common code. The curve is the same for every file,
+/// whatever light it announces. What has no tags is taken for the usual.
 std::string toneMapping(const AVFrame& frame, int width, int height) {
   const bool hasMatrix = frame.colorspace != AVCOL_SPC_UNSPECIFIED;
   const bool hasPrimaries = frame.color_primaries != AVCOL_PRI_UNSPECIFIED;
   const std::string missing =
       std::string(hasMatrix ? "" : ":min=2020_ncl") + (hasPrimaries ? "" : ":pin=2020");
-  return filterText("zscale=w=%d:h=%d:t=linear:npl=203%s,format=gbrpf32le,", width, height,
-                    missing.c_str()) +
-         "zscale=p=709,tonemap=mobius:param=0.7:peak=49.26:desat=0,zscale=t=709:m=709:r=limited,";
+  return filterText("zscale=w=%d:h=%d:t=linear:npl=%g%s,format=gbrpf32le,zscale=p=709,", width,
+                    height, kReferenceWhite, missing.c_str()) +
+         filterText("tonemap=mobius:param=%g:peak=%g:desat=0,", kKnee, kMostLight) +
+         "zscale=t=709:m=709:r=limited,";
 }
 
 /// The size before turning: scaled, unless only the odd row or column is cut off.
