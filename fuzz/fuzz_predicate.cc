@@ -15,8 +15,8 @@
 #include "fuzz/any_condition.h"
 #include "fuzz/planted_assets.h"
 #include "fuzz/require.h"
-#include "platform_linux/library/catalogue/smart_albums.h"
 #include "platform_linux/library/fetch/library.h"
+#include "platform_linux/library/places/smart_albums.h"
 #include "testing/platform/testing_folder.h"
 
 namespace quorvin {

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "fuzz/require.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/fetch/library.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/staging.h"

@@ -7,9 +7,9 @@
 #include <variant>
 
 #include "fuzz/require.h"
-#include "platform_linux/library/catalogue/smart_albums.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/fetch/library.h"
+#include "platform_linux/library/places/smart_albums.h"
 #include "platform_linux/library/values/asset_date.h"
 #include "platform_linux/library/values/identifiers.h"
 

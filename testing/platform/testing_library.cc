@@ -77,7 +77,12 @@ void Gardener::makeFirstVersion() {
         "collection_named", "collection_dropped", "member_added", "member_removed"}) {
     run(std::string("DROP TRIGGER journal_") + trigger);
   }
-  run("DROP TABLE journal; DROP TABLE time_maps; DROP INDEX trashed_by_date;"
+  for (const char* trigger :
+       {"new_asset", "changed_asset", "gone_asset", "new_member", "moved_member", "gone_member"}) {
+    run(std::string("DROP TRIGGER places_of_") + trigger);
+  }
+  run("DROP TABLE places; DROP TABLE place_counts; DROP TABLE places_suspended;"
+      "DROP TABLE journal; DROP TABLE time_maps; DROP INDEX trashed_by_date;"
       "PRAGMA user_version = 1");
 }
 

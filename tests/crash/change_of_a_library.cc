@@ -11,7 +11,7 @@
 
 #include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/catalogue/schema.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/upkeep/check.h"
 #include "testing/platform/testing_library.h"
 #include "tests/crash/changer_process.h"

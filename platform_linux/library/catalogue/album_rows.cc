@@ -1,6 +1,6 @@
 #include "platform_linux/library/catalogue/album_rows.h"
 
-#include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/database/sql_text.h"
 #include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {

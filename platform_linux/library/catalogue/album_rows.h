@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <cmath>
 
-#include "platform_linux/library/catalogue/sql_text.h"
 #include "platform_linux/library/catalogue/time_maps.h"
+#include "platform_linux/library/database/sql_text.h"
 #include "platform_linux/videos/slow_motion.h"
 
 namespace quorvin {

@@ -8,7 +8,7 @@
 #include "core/platform/asset_resources.h"
 #include "core/platform/foundation.h"
 #include "core/platform/value.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/media/media_service.h"
 
 namespace quorvin {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/database/sql_text.h"
 
 namespace quorvin {
 namespace {

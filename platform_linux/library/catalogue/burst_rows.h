@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

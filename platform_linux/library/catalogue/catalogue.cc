@@ -1,7 +1,6 @@
-// The version of the catalogue is the number by which SQLite tells a connection that somebody else
-// committed. One connection, which never writes, is kept for asking; its number rises with each
-// commit of this and of other processes. What is read later than the number may be newer than it
-// says, never older, so what is kept under a number is at worst read once more.
+// SQLite tells a connection by a number that somebody else committed since it last looked. Each
+// connection for reading keeps the number with the overview that it read then; so to begin a moment
+// and to see whether anything is new is one and the same.
 #include "platform_linux/library/catalogue/catalogue.h"
 
 #include <sys/stat.h>
@@ -14,21 +13,15 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/catalogue/schema.h"
+#include "platform_linux/library/places/place_schema.h"
 
 namespace quorvin {
 namespace {
 
-constexpr std::size_t kIdleConnections = 8;
-// For a connection, where the process cannot open another.
-constexpr std::chrono::seconds kPatienceForConnection{10};
+// So many threads read where the process has no descriptor for more connections.
+constexpr std::size_t kReadersHeld = 2;
 // On a full disk, while nobody else writes: a listing is read in less.
 constexpr std::chrono::milliseconds kPatienceWithReaders{500};
-
-// The first read of a connection opens the log as well.
-Result<std::unique_ptr<Database>> readOnce(Result<std::unique_ptr<Database>> opened) {
-  if (opened && !(*opened)->integer("PRAGMA user_version")) return unreadable(**opened);
-  return opened;
-}
 
 // By how many bytes the catalogue's file grows when the log is brought into it.
 std::int64_t growthByLog(Database& database, const LibraryFolder& folder) {
@@ -40,10 +33,6 @@ std::int64_t growthByLog(Database& database, const LibraryFolder& folder) {
 }
 
 }  // namespace
-
-Failure unreadable(const Database& database) {
-  return database.lastError("the catalogue cannot be read");
-}
 
 bool writeStatus(Database& database, PHAuthorizationStatus status) {
   Statement store = database.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
@@ -71,11 +60,6 @@ bool isUnchangedBackup(Database& database) {
   return unchanged.bind(static_cast<std::int64_t>(JournalKind::assetDropped)).next();
 }
 
-const CollectionRow* Overview::find(std::string_view identifier) const {
-  const auto found = byIdentifier.find(identifier);
-  return found == byIdentifier.end() ? nullptr : &collections[found->second];
-}
-
 Catalogue::Catalogue(LibraryFolder folder, LibraryLock presence,
                      std::unique_ptr<CommitListener> listener, ReadAccess access)
     : folder_(std::move(folder)),
@@ -83,13 +67,18 @@ Catalogue::Catalogue(LibraryFolder folder, LibraryLock presence,
       presence_(std::move(presence)),
       listener_(std::move(listener)) {}
 
-Catalogue::Reader::Reader(Catalogue& owner, Result<std::unique_ptr<Database>> database)
-    : owner_(owner) {
-  if (database) {
-    database_ = *std::move(database);
+Catalogue::Reader::Reader(Catalogue& owner) : owner_(owner) {
+  auto connection = owner.readers_.borrow();
+  if (connection) {
+    connection_ = *std::move(connection);
   } else {
-    error_ = database.error();
+    error_ = connection.error();
   }
+}
+
+Catalogue::Moment::~Moment() {
+  if (connection_.database != nullptr) connection_.database->prepare("COMMIT").run();
+  owner_.readers_.giveBack(std::move(connection_));
 }
 
 Catalogue::~Catalogue() {
@@ -100,14 +89,7 @@ Catalogue::~Catalogue() {
 
 void Catalogue::closeCleanly() {
   listener_.reset();
-  {
-    NSLockHolder holder(poolLock_);
-    idle_.clear();
-  }
-  {
-    NSLockHolder holder(watchLock_);
-    watch_.reset();
-  }
+  readers_.close();
   NSLockHolder holder(writerLock_);
   writer_.reset();
   if (!trust_ || !presence_.tryChange(LibraryLock::Mode::exclusive)) return;
@@ -121,44 +103,8 @@ void Catalogue::closeCleanly() {
   }
 }
 
-Result<std::unique_ptr<Database>> Catalogue::borrow() {
-  const auto limit = std::chrono::steady_clock::now() + kPatienceForConnection;
-  for (;;) {
-    {
-      NSLockHolder holder(poolLock_);
-      if (!idle_.empty()) {
-        auto database = std::move(idle_.back());
-        idle_.pop_back();
-        ++lent_;
-        return database;
-      }
-    }
-    auto opened = readOnce(connect());
-    NSLockHolder holder(poolLock_);
-    if (opened) ++lent_;
-    // Where the process has no descriptor, another's connection does as well, once it is free.
-    if (opened || !opened.error().isOfDescriptors) return opened;
-    if (idle_.empty() && (lent_ == 0 || !givenBack_.waitUntil(poolLock_, limit))) return opened;
-  }
-}
-
-void Catalogue::giveBack(std::unique_ptr<Database> database) {
-  if (database == nullptr) return;
-  // One that met damage would go on to say so after a repair.
-  if (database->hasMetDamage()) database.reset();
-  {
-    NSLockHolder holder(poolLock_);
-    --lent_;
-    if (database != nullptr && idle_.size() < kIdleConnections) {
-      idle_.push_back(std::move(database));
-    }
-  }
-  givenBack_.broadcast();
-}
-
 Done Catalogue::holdDescriptors() {
-  // Asks the connection that watches, and reads by one of the pool.
-  if (const auto read = overview(); !read) return read.error();
+  if (Done held = readers_.hold(kReadersHeld); !held) return held;
   if (folder_.refusal) return Null{};
   NSLockHolder holder(writerLock_);
   sparesLock_ = true;
@@ -168,65 +114,35 @@ Done Catalogue::holdDescriptors() {
 
 Done Catalogue::connectWriter() {
   if (writer_ != nullptr) return Null{};
-  auto opened = readOnce(Database::open(folder_.catalogueFile(), Database::Use::write));
+  auto opened = Database::open(folder_.catalogueFile(), Database::Use::write);
   if (!opened) return opened.error();
+  // The first read opens the log as well.
+  if (!(*opened)->integer("PRAGMA user_version")) return unreadable(**opened);
   writer_ = *std::move(opened);
   return Null{};
 }
 
-Result<std::int64_t> Catalogue::currentVersion() {
-  if (watch_ == nullptr) {
-    auto opened = readOnce(connect());
-    if (!opened) return opened.error();
-    watch_ = *std::move(opened);
+Result<std::unique_ptr<Catalogue::Moment>> Catalogue::moment() {
+  auto borrowed = readers_.borrow();
+  if (!borrowed) return borrowed.error();
+  auto moment = std::make_unique<Moment>(*this, *std::move(borrowed));
+  ReadConnection& connection = moment->connection_;
+  connection.database->prepare("BEGIN").run();
+  const auto version = connection.database->integer("PRAGMA data_version");
+  if (!version) return unreadable(*connection.database);
+  if (connection.overview == nullptr || connection.version != *version) {
+    auto read = readOverview(*connection.database);
+    if (!read) return read.error();
+    connection.overview = *std::move(read);
+    connection.version = *version;
   }
-  const auto version = watch_->integer("PRAGMA data_version");
-  return version ? Result<std::int64_t>(*version) : unreadable(*watch_);
+  return moment;
 }
 
 Result<std::shared_ptr<const Overview>> Catalogue::overview() {
-  std::int64_t version = 0;
-  {
-    NSLockHolder holder(watchLock_);
-    const auto current = currentVersion();
-    if (!current) return current.error();
-    version = *current;
-    if (overview_ != nullptr && overview_->version == version) return overview_;
-  }
-  auto fresh = readOverview(version);
-  if (!fresh) return fresh;
-  NSLockHolder holder(watchLock_);
-  if (overview_ == nullptr || overview_->version < version) overview_ = *fresh;
-  return fresh;
-}
-
-Result<std::shared_ptr<const Overview>> Catalogue::readOverview(std::int64_t version) {
-  auto overview = std::make_shared<Overview>();
-  overview->version = version;
-  Reader database = reader();
-  if (!database) return database.error();
-  const ReadTransaction moment(*database);
-  const auto status = database->integer("SELECT value FROM meta WHERE key = 'authorization'");
-  if (!status) return unreadable(*database);
-  if (*status >= 0 && *status <= static_cast<std::int64_t>(PHAuthorizationStatus::limited)) {
-    overview->status = static_cast<PHAuthorizationStatus>(*status);
-  }
-  Statement rows = database->prepare(
-      "SELECT id, ident, type, subtype, title FROM collections ORDER BY type, pos, id");
-  while (rows.next()) {
-    overview->collections.push_back(
-        {rows.integer(0),
-         std::make_shared<const PHAssetCollection>(PHAssetCollection{
-             .localIdentifier = std::string(rows.text(1)),
-             .assetCollectionType = static_cast<PHAssetCollectionType>(rows.integer(2)),
-             .assetCollectionSubtype = rows.integer(3),
-             .localizedTitle = rows.optionalText(4)})});
-  }
-  if (rows.failed()) return unreadable(*database);
-  for (std::size_t i = 0; i < overview->collections.size(); ++i) {
-    overview->byIdentifier.emplace(overview->collections[i].collection->localIdentifier, i);
-  }
-  return std::shared_ptr<const Overview>(std::move(overview));
+  const auto present = moment();
+  if (!present) return present.error();
+  return (*present)->connection_.overview;
 }
 
 Done Catalogue::change(const std::function<Done(Database&)>& body, Room room, bool* isUncertain) {
@@ -289,6 +205,7 @@ bool Catalogue::freeLog(bool isSettled) {
     isSettled = isSettled || writer_->settleLog();
     // What the file took up without being able to grow as far as it must would be lost.
     if (growthByLog(*writer_, folder_) <= folder_.reserve().freeBytes()) {
+      readers_.letGo({});
       writer_->emptyLog(kPatienceWithReaders);
     }
   }
@@ -332,7 +249,9 @@ Done Catalogue::store(const std::function<Done(Database&)>& body, bool& isSettle
     if (writer_->hasMetDamage()) writer_.reset();
     return outcome;
   }
-  if (trimJournal(*writer_) && writer_->prepare("COMMIT").run()) return outcome;
+  if (trimJournal(*writer_) && settlePlaces(*writer_) && writer_->prepare("COMMIT").run()) {
+    return outcome;
+  }
   const Failure error = writer_->lastError(failure);
   writer_->execute("ROLLBACK");
   isSettled = writer_->settleLog();

@@ -7,10 +7,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
-#include <string_view>
 #include <thread>
-#include <unordered_map>
-#include <vector>
 
 #include "core/platform/lock.h"
 #include "core/platform/photo_library.h"
@@ -18,30 +15,12 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/catalogue/library_lock.h"
-#include "platform_linux/library/catalogue/listing_cache.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/catalogue/overview.h"
+#include "platform_linux/library/catalogue/readers.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
-
-struct CollectionRow {
-  std::int64_t row = 0;
-  std::shared_ptr<const PHAssetCollection> collection;
-};
-
-/// The small tables, as they were at one moment.
-struct Overview {
-  std::int64_t version = 0;  ///< of the catalogue; no two states share one
-  PHAuthorizationStatus status = PHAuthorizationStatus::notDetermined;
-  std::vector<CollectionRow> collections;  ///< by type, then in the order of listings
-  std::unordered_map<std::string_view, std::size_t> byIdentifier;
-
-  /// Null when there is none.
-  const CollectionRow* find(std::string_view identifier) const;
-};
-
-/// Of a statement that failed, or of a connection when nothing more is known.
-Failure unreadable(const Database& database);
 
 /// Keeps the status for all openers without one of their own. Inside a change. False when writing
 /// failed.
@@ -86,32 +65,49 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   /// A connection for reading, lent until the lease goes.
   class Reader {
    public:
-    Reader(Catalogue& owner, Result<std::unique_ptr<Database>> database);
-    ~Reader() { owner_.giveBack(std::move(database_)); }
+    explicit Reader(Catalogue& owner);
+    ~Reader() { owner_.readers_.giveBack(std::move(connection_)); }
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
     /// False when the catalogue could not be opened.
-    explicit operator bool() const { return database_ != nullptr; }
-    Database& operator*() { return *database_; }
-    Database* operator->() { return database_.get(); }
+    explicit operator bool() const { return connection_.database != nullptr; }
+    Database& operator*() { return *connection_.database; }
+    Database* operator->() { return connection_.database.get(); }
     /// Why it could not be opened.
     const Failure& error() const { return error_; }
 
    private:
     Catalogue& owner_;
-    std::unique_ptr<Database> database_;
+    ReadConnection connection_;
     Failure error_;
   };
-  Reader reader() { return Reader(*this, borrow()); }
+  Reader reader() { return Reader(*this); }
   /// A connection for reading that the caller keeps.
   Result<std::unique_ptr<Database>> connect() const { return access_.connect(folder_); }
 
-  /// The present state, also after commits of other processes. Never null. What could not be read
-  /// is not kept.
-  Result<std::shared_ptr<const Overview>> overview();
+  /// The state of one moment, also after commits of other processes: all that is read with it, as
+  /// long as it lives. One thread at a time.
+  class Moment {
+   public:
+    Moment(Catalogue& owner, ReadConnection connection)
+        : owner_(owner), connection_(std::move(connection)) {}
+    ~Moment();
+    Moment(const Moment&) = delete;
+    Moment& operator=(const Moment&) = delete;
+    Database& database() { return *connection_.database; }
+    const Overview& overview() const { return *connection_.overview; }
 
-  /// Row ids of listings that were made lately.
-  ListingCache& listings() { return listings_; }
+   private:
+    friend class Catalogue;
+    Catalogue& owner_;
+    ReadConnection connection_;
+  };
+  /// The present one. Never null.
+  Result<std::unique_ptr<Moment>> moment();
+  /// Of the present moment. Never null.
+  Result<std::shared_ptr<const Overview>> overview();
+  /// Who keeps a moment for longer than one call says so, and may be asked to do without.
+  void enlist(const std::shared_ptr<MomentHolder>& holder) { readers_.enlist(holder); }
 
   /// What a change may take up when the disk is full.
   enum class Room {
@@ -150,13 +146,9 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   void refuseChanges(const Failure& why);
 
  private:
-  Result<std::unique_ptr<Database>> borrow();
   Done changeAlone(const std::function<Done(Database&)>& body, Room room, bool* isUncertain)
       QUORVIN_REQUIRES(writerLock_);
   Done connectWriter() QUORVIN_REQUIRES(writerLock_);
-  void giveBack(std::unique_ptr<Database> database);
-  Result<std::int64_t> currentVersion() QUORVIN_REQUIRES(watchLock_);
-  Result<std::shared_ptr<const Overview>> readOverview(std::int64_t version);
   /// `isSettled` becomes false when it failed and may yet turn out done.
   Done store(const std::function<Done(Database&)>& body, bool& isSettled)
       QUORVIN_REQUIRES(writerLock_);
@@ -172,18 +164,7 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   const ReadAccess access_;
   LibraryLock presence_;
   std::unique_ptr<CommitListener> listener_;
-  ListingCache listings_;
-
-  NSLock poolLock_;
-  std::vector<std::unique_ptr<Database>> idle_ QUORVIN_GUARDED_BY(poolLock_);
-  std::size_t lent_ QUORVIN_GUARDED_BY(poolLock_) = 0;
-  NSCondition givenBack_;
-
-  // The number by which SQLite tells that something was committed holds for one connection only, so
-  // one and the same is asked each time.
-  NSLock watchLock_;
-  std::unique_ptr<Database> watch_ QUORVIN_GUARDED_BY(watchLock_);
-  std::shared_ptr<const Overview> overview_ QUORVIN_GUARDED_BY(watchLock_);
+  Readers readers_{[this] { return connect(); }};
 
   std::stop_source closing_;
   std::thread beside_;

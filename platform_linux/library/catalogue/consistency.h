@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

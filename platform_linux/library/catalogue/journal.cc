@@ -1,6 +1,6 @@
 #include "platform_linux/library/catalogue/journal.h"
 
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/database/sql_text.h"
 #include "platform_linux/library/values/pairing.h"
 
 namespace quorvin {

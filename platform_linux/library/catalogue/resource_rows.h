@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/platform/asset_resources.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

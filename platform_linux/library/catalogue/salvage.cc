@@ -10,6 +10,7 @@
 
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/consistency.h"
+#include "platform_linux/library/places/place_schema.h"
 
 namespace quorvin {
 namespace {
@@ -125,7 +126,10 @@ void salvageIndexes(Database& from, Database& into) {
     const char* select;
     const char* store;
   };
-  constexpr std::array<Mark, 3> kMarks = {{
+  constexpr std::array<Mark, 4> kMarks = {{
+      {"SELECT asset, 1 FROM places WHERE listing = -406 ORDER BY media_type",
+       "INSERT INTO temp.marks(id, favorite) VALUES (?, ?)"},
+      // The same in catalogues of earlier versions.
       {"SELECT id, favorite FROM assets INDEXED BY listed_203 WHERE trashed_ns IS NULL AND"
        " hidden = 0 AND visible = 1 AND favorite = 1 ORDER BY created_ns",
        "INSERT INTO temp.marks(id, favorite) VALUES (?, ?)"},
@@ -202,7 +206,8 @@ bool beginSalvage(Database& into) {
       "CREATE TEMP TABLE known(id INTEGER PRIMARY KEY, ident TEXT UNIQUE);"
       "CREATE TEMP TABLE marks(id INTEGER, favorite INTEGER, hidden INTEGER, trashed_ns INTEGER);"
       "CREATE TEMP TABLE copied(id INTEGER PRIMARY KEY);"
-      "BEGIN IMMEDIATE; UPDATE collections SET id = -id");
+      "BEGIN IMMEDIATE; INSERT INTO places_suspended VALUES (1);"
+      "UPDATE collections SET id = -id");
 }
 
 bool showsTables(Database& from) {
@@ -330,8 +335,8 @@ std::optional<std::int64_t> finishSalvage(Database& into, std::int64_t status) {
     done = done && markAsLivePhoto(into, live, true);
   }
   Statement store = into.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
-  done = done && settleListings(into) && store.bind(status).run() &&
-         into.execute("DELETE FROM journal; COMMIT");
+  done = done && settleListings(into) && store.bind(status).run() && rebuildPlaces(into) &&
+         into.execute("DELETE FROM places_suspended; DELETE FROM journal; COMMIT");
   if (!done) return std::nullopt;
   return given;
 }

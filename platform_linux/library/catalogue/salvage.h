@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

@@ -7,8 +7,9 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/catalogue/library_folder.h"
-#include "platform_linux/library/catalogue/sqlite.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
+#include "platform_linux/library/database/sqlite.h"
+#include "platform_linux/library/places/place_schema.h"
 #include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
@@ -18,9 +19,7 @@ namespace {
 // is false for those burst members that only a look at the whole burst shows; it is a column of its
 // own, kept by triggers, because no index covers a generated one.
 //
-// Every listing with default options is answered by the indexes that follow: the columns of their
-// conditions stand in them too, for only then does SQLite take them for covering. Such columns cost
-// a byte each.
+// Every listing with default options was answered by the indexes that follow, until version 5.
 constexpr const char* kVersion1 = R"(
 CREATE TABLE meta(
   key TEXT PRIMARY KEY NOT NULL,
@@ -209,7 +208,7 @@ using Step = bool (*)(Database&);
 // The step at index n brings a catalogue from version n to n + 1. Steps are never changed: a new
 // version adds one.
 constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1, toVersion2, toVersion3,
-                                                     makeJournal};
+                                                     makeJournal, makePlaces};
 
 }  // namespace
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "media_protocol/time_map.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

@@ -6,6 +6,8 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/journal.h"
+#include "platform_linux/library/places/place_moves.h"
+#include "platform_linux/library/places/place_schema.h"
 #include "platform_linux/library/values/asset_date.h"
 
 namespace quorvin {
@@ -52,8 +54,14 @@ bool trashAssets(Database& database, const std::string& rows) {
   Statement trash = database.prepare(
       "UPDATE assets SET trashed_ns = ? WHERE id IN (SELECT value FROM json_each(?))"
       " AND trashed_ns IS NULL");
-  return journalAssets(database, JournalKind::assetWent, rows) &&
-         trash.bind(timeOfDeletion(database), rows).run() && settleBursts(database, bursts);
+  {
+    const PlacesSuspended suspended(database);
+    if (!journalAssets(database, JournalKind::assetWent, rows) || !removePlaces(database, rows) ||
+        !trash.bind(timeOfDeletion(database), rows).run()) {
+      return false;
+    }
+  }
+  return settleBursts(database, bursts);
 }
 
 Done restoreAssets(Database& database, std::span<const std::string> identifiers) {
@@ -70,10 +78,12 @@ Done restoreAssets(Database& database, std::span<const std::string> identifiers)
   const std::string list = listOfRows(rows);
   Statement restored = database.prepare(
       "UPDATE assets SET trashed_ns = NULL WHERE id IN (SELECT value FROM json_each(?))");
-  if (journalAssets(database, JournalKind::assetCame, list) && restored.bind(list).run() &&
-      settleBursts(database, burstsAmong(database, list))) {
-    return Null{};
-  }
+  const auto restore = [&] {
+    const PlacesSuspended suspended(database);
+    return journalAssets(database, JournalKind::assetCame, list) && restored.bind(list).run() &&
+           addPlaces(database, list);
+  };
+  if (restore() && settleBursts(database, burstsAmong(database, list))) return Null{};
   return database.lastError("the assets cannot be restored");
 }
 

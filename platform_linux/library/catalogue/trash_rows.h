@@ -14,7 +14,7 @@
 #include "core/platform/photo_library.h"
 #include "core/platform/value.h"
 #include "platform_linux/errors/failure.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

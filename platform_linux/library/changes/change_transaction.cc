@@ -3,8 +3,8 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/album_rows.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
-#include "platform_linux/library/catalogue/sql_text.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
+#include "platform_linux/library/database/sql_text.h"
 
 namespace quorvin {
 namespace {

@@ -9,8 +9,8 @@
 #include "core/platform/photo_library.h"
 #include "core/platform/value.h"
 #include "platform_linux/errors/failure.h"
-#include "platform_linux/library/catalogue/sqlite.h"
 #include "platform_linux/library/changes/change_recorder.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/originals/original_copies.h"
 
 namespace quorvin {

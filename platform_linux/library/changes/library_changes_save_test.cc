@@ -247,13 +247,13 @@ TEST_F(Save, WorksOnWhenSomebodyRemovedTheIncomingFiles) {
 }
 
 TEST(SaveOnAFullVolume, FailsAndLeavesNothing) {
-  SmallVolume volume("size=400k");
+  SmallVolume volume("size=600k");
   if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
   auto library = Library::open(
       {.path = volume / "library", .authorization = PHAuthorizationStatus::authorized});
   ASSERT_TRUE(library) << library.error().sentence();
   TemporaryFolder outside;
-  writeFile(outside / "a.jpg", "image " + std::string(500'000, ' '));
+  writeFile(outside / "a.jpg", "image " + std::string(700'000, ' '));
   ScriptedMedia media;
   LibraryChanges changes(**library, media);
   std::promise<NSError> failed;

@@ -48,10 +48,15 @@ class LoadedResult final : public PHFetchResult<T> {
   const std::vector<Object> objects_;
 };
 
-/// One query, at once; a few rows are loaded with it, of many only the row ids. `version` is the
-/// catalogue's, read before.
-FetchResult<PHAsset> fetchAssets(const std::shared_ptr<Catalogue>& catalogue, std::int64_t version,
+/// One query, at once, that keeps the row ids.
+FetchResult<PHAsset> fetchAssets(std::shared_ptr<Catalogue> catalogue, Catalogue::Moment& moment,
                                  const AssetQuery& query);
+
+/// Nothing is read before it is asked for, then as it was at the moment; the result keeps that, or
+/// the row ids when somebody else needs the connection.
+FetchResult<PHAsset> fetchPlaces(std::shared_ptr<Catalogue> catalogue,
+                                 std::unique_ptr<Catalogue::Moment> moment,
+                                 const PlaceQuery& query);
 
 /// These rows, in this order.
 FetchResult<PHAsset> listAssets(std::shared_ptr<Catalogue> catalogue,
@@ -63,6 +68,6 @@ std::optional<std::vector<std::int64_t>> rowsOf(const PHFetchResult<PHAsset>& re
                                                 const Catalogue& catalogue);
 
 /// The row ids, in their order, of the assets that have these identifiers and are not deleted.
-std::vector<std::int64_t> assetRows(Catalogue& catalogue, std::span<const std::string> identifiers);
+std::vector<std::int64_t> assetRows(Database& database, std::span<const std::string> identifiers);
 
 }  // namespace quorvin

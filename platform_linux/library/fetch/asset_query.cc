@@ -1,19 +1,16 @@
 #include "platform_linux/library/fetch/asset_query.h"
 
-#include <array>
+#include <algorithm>
 #include <optional>
 #include <utility>
 
-#include "platform_linux/library/catalogue/smart_albums.h"
-#include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/database/sql_text.h"
 #include "platform_linux/library/fetch/predicate.h"
+#include "platform_linux/library/places/smart_albums.h"
 #include "platform_linux/library/values/asset_date.h"
 
 namespace quorvin {
 namespace {
-
-// The conditions of the indexes, word for word: only then does SQLite see that it may use them.
-constexpr std::string_view kListed = "a.trashed_ns IS NULL AND a.hidden = 0 AND a.visible = 1";
 
 constexpr std::size_t kBeyondAnyCatalogue = std::size_t{1} << 40;
 
@@ -43,51 +40,45 @@ void appendCondition(const Condition& condition, AssetQuery& query) {
   }
 }
 
-bool asksForOneType(const std::optional<Condition>& condition) {
-  return condition && condition->kind == Condition::Kind::comparison &&
-         condition->column == "media_type" && condition->op == "=";
-}
-
-bool isByDate(const PHFetchOptions& options) {
-  return options.sortDescriptors.size() == 1 && options.sortDescriptors[0].key == "creationDate";
-}
-
-// The index that holds what the album lists with default options.
-std::string_view chooseIndex(const SmartAlbum& album, const PHFetchOptions& options,
-                             const std::optional<Condition>& condition) {
-  if (album.subtype != PHAssetCollectionSubtype::smartAlbumUserLibrary) return album.index;
-  // Without an order and a limit, all rows are collected and ordered afterwards.
-  const bool wantsAll = options.sortDescriptors.empty() && options.fetchLimit == 0;
-  if (asksForOneType(condition) && (isByDate(options) || wantsAll)) return "listed_by_type";
-  return isByDate(options) ? "listed_by_date" : "listed_by_addition";
-}
-
-void appendSmart(const SmartAlbum& album, const PHFetchOptions& options, bool limitedAccess,
-                 const std::optional<Condition>& condition, AssetQuery& query) {
-  query.from = "FROM assets AS a";
-  const bool listed =
-      !options.includeHiddenAssets && !options.includeAllBurstAssets && !limitedAccess;
-  if (const auto index = chooseIndex(album, options, condition); listed) {
-    query.from.append(" INDEXED BY ").append(index);
-    query.isIndexed =
-        isByDate(options) || (options.sortDescriptors.empty() && index == "listed_by_addition");
+// Whether assets of a media type meet the condition; none when that depends on more.
+std::optional<bool> isMetBy(const Condition& condition, std::int64_t mediaType) {
+  if (condition.kind == Condition::Kind::comparison) {
+    if (condition.column != "media_type") return std::nullopt;
+    const std::int64_t value = condition.value;
+    if (condition.op == "=") return mediaType == value;
+    if (condition.op == "<>") return mediaType != value;
+    if (condition.op == "<") return mediaType < value;
+    if (condition.op == "<=") return mediaType <= value;
+    if (condition.op == ">") return mediaType > value;
+    return mediaType >= value;
   }
-  query.from += " WHERE ";
+  bool all = true;
+  bool any = false;
+  for (const Condition& part : condition.parts) {
+    const auto met = isMetBy(part, mediaType);
+    if (!met) return std::nullopt;
+    all = all && *met;
+    any = any || *met;
+  }
+  if (condition.kind == Condition::Kind::negation) return !all;
+  return condition.kind == Condition::Kind::conjunction ? all : any;
+}
+
+void appendSmart(const SmartAlbum& album, AssetQuery& query) {
+  query.from = "FROM assets AS a WHERE ";
   if (!album.condition.empty()) query.from.append("(").append(album.condition).append(") AND ");
-  if (options.sortDescriptors.empty()) query.order = " ORDER BY a.id";
+  query.order = " ORDER BY a.id";
 }
 
 void appendRows(const std::vector<std::int64_t>& rows, AssetQuery& query) {
   query.from = "FROM assets AS a WHERE a.id IN (SELECT value FROM json_each(?)) AND ";
   query.values.emplace_back(listOfRows(rows));
   query.order = " ORDER BY a.id";
-  query.isWorthKeeping = false;
 }
 
-void appendPlace(const AssetScope& scope, const PHFetchOptions& options, bool limitedAccess,
-                 const std::optional<Condition>& condition, AssetQuery& query) {
+void appendScope(const AssetScope& scope, AssetQuery& query) {
   if (const auto* smart = std::get_if<AssetScope::Smart>(&scope.place)) {
-    appendSmart(*smart->album, options, limitedAccess, condition, query);
+    appendSmart(*smart->album, query);
   } else if (const auto* album = std::get_if<AssetScope::Album>(&scope.place)) {
     query.from =
         "FROM members AS m CROSS JOIN assets AS a ON a.id = m.asset WHERE m.collection = ? AND ";
@@ -111,7 +102,7 @@ AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bo
   AssetQuery query;
   // More than any catalogue holds is no limit.
   query.limit = options.fetchLimit > kBeyondAnyCatalogue ? 0 : options.fetchLimit;
-  appendPlace(scope, options, limitedAccess, condition, query);
+  appendScope(scope, query);
   const bool takesAll = std::holds_alternative<AssetScope::Rows>(scope.place);
   if (takesAll || (options.includeHiddenAssets && options.includeAllBurstAssets)) {
     query.from += "a.trashed_ns IS NULL";
@@ -120,7 +111,7 @@ AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bo
   } else if (options.includeAllBurstAssets) {
     query.from += "a.trashed_ns IS NULL AND a.hidden = 0";
   } else {
-    query.from += kListed;
+    query.from += "a.trashed_ns IS NULL AND a.hidden = 0 AND a.visible = 1";
   }
   if (limitedAccess) query.from += " AND a.id IN (SELECT asset FROM limited_selection)";
   if (condition) {
@@ -137,7 +128,6 @@ AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bo
     }
     query.order += options.sortDescriptors.back().ascending ? "a.id" : "a.id DESC";
   }
-  query.isByAddition = query.order == " ORDER BY a.id";
   return query;
 }
 
@@ -147,21 +137,29 @@ void AssetQuery::bind(Statement& statement) const {
   }
 }
 
-std::string AssetQuery::key() const {
-  std::string key = from + order;
-  for (const auto& value : values) {
-    key += '\0';
-    if (const auto* number = std::get_if<std::int64_t>(&value)) key += std::to_string(*number);
-    if (const auto* text = std::get_if<std::string>(&value)) key += *text;
+std::optional<PlaceQuery> placeQuery(const CollectionRow& gallery, const PHFetchOptions& options) {
+  if (options.includeHiddenAssets || options.includeAllBurstAssets) return std::nullopt;
+  const auto& sorts = options.sortDescriptors;
+  if (sorts.size() > 1 || (!sorts.empty() && sorts[0].key != "creationDate")) return std::nullopt;
+  PlaceQuery query;
+  if (options.predicate) {
+    const Condition condition = parsePredicate(*options.predicate);
+    for (std::size_t type = 0; type < kMediaTypes; ++type) {
+      const auto met = isMetBy(condition, static_cast<std::int64_t>(type));
+      if (!met) return std::nullopt;
+      query.listing.types.wanted[type] = *met;
+    }
   }
-  return key;
-}
-
-std::optional<std::int64_t> countAssets(Database& database, const AssetQuery& query) {
-  Statement count = database.prepare("SELECT count(*) " + query.from);
-  query.bind(count);
-  if (!count.next()) return std::nullopt;
-  return count.integer(0);
+  // A page of one type is read more quickly than one of more types.
+  for (std::size_t type = 0; type < kMediaTypes; ++type) {
+    if (gallery.counts.of[type] == 0) query.listing.types.wanted[type] = false;
+  }
+  query.listing.listing =
+      listingOf(gallery.gallery, sorts.empty() ? PlaceOrder::own : PlaceOrder::date);
+  query.listing.isDescending = !sorts.empty() && !sorts[0].ascending;
+  query.count = static_cast<std::size_t>(gallery.counts.total(query.listing.types));
+  if (options.fetchLimit > 0) query.count = std::min(query.count, options.fetchLimit);
+  return query;
 }
 
 std::shared_ptr<const PHAsset> assetFromRow(const Statement& row) {

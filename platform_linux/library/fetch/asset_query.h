@@ -11,7 +11,9 @@
 #include <vector>
 
 #include "core/platform/photo_library.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/catalogue/overview.h"
+#include "platform_linux/library/database/sqlite.h"
+#include "platform_linux/library/places/place_reader.h"
 
 namespace quorvin {
 
@@ -41,23 +43,21 @@ struct AssetQuery {
   std::string order;  ///< "ORDER BY …"
   std::vector<std::variant<std::int64_t, std::string>> values;
   std::size_t limit = 0;  ///< 0: none
-  /// The order is that of an index, so that the first rows are found without the others.
-  bool isIndexed = false;
-  /// The order is that of the row ids, rising.
-  bool isByAddition = false;
-  /// The same fetch is likely to be made again.
-  bool isWorthKeeping = true;
 
   void bind(Statement& statement) const;
-  /// The same for two fetches that list the same rows in the same order, up to the limit.
-  std::string key() const;
 };
 
 /// `limitedAccess` leaves out what the user did not select for this program.
 AssetQuery assetQuery(const AssetScope& scope, const PHFetchOptions& options, bool limitedAccess);
 
-/// How many assets the fetch would find without its limit; none when it cannot be read.
-std::optional<std::int64_t> countAssets(Database& database, const AssetQuery& query);
+/// A fetch of the places of a gallery, which need not be looked for.
+struct PlaceQuery {
+  PlaceListing listing;
+  std::size_t count = 0;  ///< how many it finds
+};
+
+/// None when these options ask for something else than places.
+std::optional<PlaceQuery> placeQuery(const CollectionRow& gallery, const PHFetchOptions& options);
 
 /// The columns of a record, for `assetFromRow`.
 inline constexpr std::string_view kAssetColumns =

@@ -6,13 +6,13 @@
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
-#include "platform_linux/library/catalogue/smart_albums.h"
 #include "platform_linux/library/catalogue/time_maps.h"
 #include "platform_linux/library/fetch/asset_fetch.h"
 #include "platform_linux/library/fetch/asset_query.h"
 #include "platform_linux/library/fetch/authorization.h"
 #include "platform_linux/library/opening/opening.h"
 #include "platform_linux/library/originals/original_file.h"
+#include "platform_linux/library/places/smart_albums.h"
 
 namespace quorvin {
 namespace {
@@ -76,26 +76,26 @@ void Library::requestAuthorization(std::function<void(PHAuthorizationStatus)> ha
 
 FetchResult<PHAsset> Library::fetchAssetsWithLocalIdentifiers(
     std::span<const std::string> identifiers, const PHFetchOptions* options) {
-  const auto overview = orThrow(catalogue_->overview());
-  const PHAuthorizationStatus status = authorization_->status(*overview);
+  const auto moment = orThrow(catalogue_->moment());
+  const PHAuthorizationStatus status = authorization_->status(moment->overview());
   if (!isGranted(status)) return nothing<PHAsset>();
-  auto rows = assetRows(*catalogue_, identifiers);
+  auto rows = assetRows(moment->database(), identifiers);
   const PHFetchOptions& wanted = orDefault(options);
   if (status == PHAuthorizationStatus::authorized && !wanted.predicate &&
       wanted.sortDescriptors.empty()) {
     if (wanted.fetchLimit > 0 && rows.size() > wanted.fetchLimit) rows.resize(wanted.fetchLimit);
     return listAssets(catalogue_, std::move(rows));
   }
-  return fetchAssets(catalogue_, overview->version,
+  return fetchAssets(catalogue_, *moment,
                      assetQuery({AssetScope::Rows{std::move(rows)}}, wanted,
                                 status == PHAuthorizationStatus::limited));
 }
 
 FetchResult<PHAsset> Library::fetchAssetsInAssetCollection(const PHAssetCollection& collection,
                                                            const PHFetchOptions* options) {
-  const auto overview = orThrow(catalogue_->overview());
-  const PHAuthorizationStatus status = authorization_->status(*overview);
-  const CollectionRow* row = overview->find(collection.localIdentifier);
+  auto moment = orThrow(catalogue_->moment());
+  const PHAuthorizationStatus status = authorization_->status(moment->overview());
+  const CollectionRow* row = moment->overview().find(collection.localIdentifier);
   if (row == nullptr || !isOpen(*row->collection, status)) return nothing<PHAsset>();
   AssetScope scope{AssetScope::Album{row->row}};
   if (row->collection->assetCollectionType == PHAssetCollectionType::smartAlbum) {
@@ -103,17 +103,21 @@ FetchResult<PHAsset> Library::fetchAssetsInAssetCollection(const PHAssetCollecti
     if (album == nullptr) return nothing<PHAsset>();
     scope.place = AssetScope::Smart{album};
   }
-  return fetchAssets(
-      catalogue_, overview->version,
-      assetQuery(scope, orDefault(options), status == PHAuthorizationStatus::limited));
+  const bool isLimited = status == PHAuthorizationStatus::limited;
+  if (!isLimited) {
+    if (const auto query = placeQuery(*row, orDefault(options))) {
+      return fetchPlaces(catalogue_, std::move(moment), *query);
+    }
+  }
+  return fetchAssets(catalogue_, *moment, assetQuery(scope, orDefault(options), isLimited));
 }
 
 FetchResult<PHAsset> Library::fetchAssetsWithBurstIdentifier(const std::string& burstIdentifier,
                                                              const PHFetchOptions* options) {
-  const auto overview = orThrow(catalogue_->overview());
-  const PHAuthorizationStatus status = authorization_->status(*overview);
+  const auto moment = orThrow(catalogue_->moment());
+  const PHAuthorizationStatus status = authorization_->status(moment->overview());
   if (!isGranted(status)) return nothing<PHAsset>();
-  return fetchAssets(catalogue_, overview->version,
+  return fetchAssets(catalogue_, *moment,
                      assetQuery({AssetScope::Burst{burstIdentifier}}, orDefault(options),
                                 status == PHAuthorizationStatus::limited));
 }

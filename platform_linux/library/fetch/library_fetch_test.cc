@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "testing/platform/no_more_descriptors.h"
 #include "testing/platform/testing_library.h"
 
 namespace quorvin {
@@ -109,6 +111,39 @@ TEST(LibraryFetch, KeepsWhatItFoundWhenTheLibraryChanges) {
   EXPECT_EQ(TestLibrary::identifiersOf(*small), Identifiers(assets.begin(), assets.begin() + 10));
   EXPECT_EQ(TestLibrary::identifiersOf(*large), assets);
   EXPECT_EQ(test.list(*test.smart(209), all).size(), 101U);
+}
+
+TEST(LibraryFetch, KeepsMoreResultsThanThereAreDescriptorsFor) {
+  TestLibrary test;
+  const auto recents = test.smart(209);
+  Identifiers planted = {test.gardener.plant({.created = 0})};
+  const NoMoreDescriptors tight;
+  std::vector<FetchResult<PHAsset>> results;
+  const PHFetchOptions newestFirst = byDate(false);
+  for (int i = 1; i <= 20; ++i) {
+    results.push_back(test.library->fetchAssetsInAssetCollection(*recents, &newestFirst));
+    planted.push_back(test.gardener.plant({.created = i}));
+  }
+  test.gardener.run("UPDATE assets SET trashed_ns = 1 WHERE id % 3 = 0");
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    Identifiers expected(planted.begin(), planted.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+    std::reverse(expected.begin(), expected.end());
+    EXPECT_EQ(TestLibrary::identifiersOf(*results[i]), expected);
+  }
+  EXPECT_EQ(test.list(*recents).size(), 14U);
+}
+
+TEST(LibraryFetch, LetsTheLogBeEmptiedWhenAFullDiskNeedsThatAndKeepsWhatItFound) {
+  TestLibrary test;
+  const Identifiers planted = {test.gardener.plant({}), test.gardener.plant({})};
+  const auto result = test.library->fetchAssetsInAssetCollection(*test.smart(209), nullptr);
+  test.gardener.plant({});
+  const Done full = test.library->catalogue()->change([](Database&) -> Done {
+    return Failure(LibraryErrorCode::notEnoughSpace, "There is no space.");
+  });
+  EXPECT_FALSE(full);
+  EXPECT_EQ(std::filesystem::file_size(test.folder / "library/library.sqlite-wal"), 0U);
+  EXPECT_EQ(TestLibrary::identifiersOf(*result), planted);
 }
 
 TEST(LibraryFetch, SeesWhatOthersCommittedInTheNextFetch) {

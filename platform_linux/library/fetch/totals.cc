@@ -5,7 +5,7 @@
 
 #include "core/platform/photo_library.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
-#include "platform_linux/library/catalogue/sql_text.h"
+#include "platform_linux/library/database/sql_text.h"
 #include "platform_linux/library/values/asset_date.h"
 
 namespace quorvin {

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "core/platform/foundation.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

@@ -91,7 +91,7 @@ TEST(LibraryOpen, BringsALibraryOfTheFirstVersionUpToDateAndKeepsWhatItHolds) {
   test.gardener.makeFirstVersion();
   const auto library = test.open(std::nullopt);
   ASSERT_TRUE(library);
-  EXPECT_EQ(test.gardener.text("PRAGMA user_version"), "4");
+  EXPECT_EQ(test.gardener.text("PRAGMA user_version"), "5");
   EXPECT_EQ(library->authorizationStatus(), PHAuthorizationStatus::authorized);
   const std::vector<std::string> identifiers = {asset};
   EXPECT_EQ(library->fetchAssetsWithLocalIdentifiers(identifiers, nullptr)->count(), 1U);
@@ -143,7 +143,7 @@ void leaveUncleanAndDamaged(TestLibrary& test) {
   test.gardener.plant({});  // leaves a log behind, as a crash does
   std::fstream file(test.folder / "library/library.sqlite",
                     std::ios::binary | std::ios::in | std::ios::out);
-  for (int page = 40; page < 120; ++page) {
+  for (int page = 60; page < 140; ++page) {
     file.seekp(page * 4096);
     file << std::string(4096, '\xA5');
   }

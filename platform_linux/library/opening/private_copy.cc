@@ -19,7 +19,7 @@
 #include "platform_linux/files/copy_content.h"
 #include "platform_linux/files/temporary_directory.h"
 #include "platform_linux/library/catalogue/schema.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {

@@ -87,17 +87,9 @@ TEST_F(ReadOnlyVolume, ReadsWhatIsStillInALogWithoutAnIndex) {
 
 TEST_F(ReadOnlyVolume, ShowsALibraryOfAnEarlierVersion) {
   expectToBeShownAfter([](const std::string& catalogue) {
-    Gardener(fs::path(catalogue).parent_path())
-        .run(
-            "DROP INDEX trashed_by_date; DROP TABLE time_maps; PRAGMA user_version = 1;"
-            "PRAGMA wal_checkpoint(TRUNCATE)");
     Gardener garden(fs::path(catalogue).parent_path());
-    for (const char* trigger : {"asset_made", "asset_changed", "asset_dropped", "selected",
-                                "deselected", "collection_made", "collection_named",
-                                "collection_dropped", "member_added", "member_removed"}) {
-      garden.run(std::string("DROP TRIGGER journal_") + trigger);
-    }
-    garden.run("DROP TABLE journal; PRAGMA wal_checkpoint(TRUNCATE)");
+    garden.makeFirstVersion();
+    garden.run("PRAGMA wal_checkpoint(TRUNCATE)");
   });
 }
 

@@ -18,7 +18,7 @@
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/schema.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/values/identifiers.h"

@@ -11,7 +11,7 @@
 #include "core/platform/value.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/library_folder.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

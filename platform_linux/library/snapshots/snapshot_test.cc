@@ -95,7 +95,7 @@ TEST_F(Snapshots, OfADamagedCatalogueAreNotKept) {
   ASSERT_TRUE(make());
   {
     std::fstream file(place() + "/library.sqlite", std::ios::binary | std::ios::in | std::ios::out);
-    file.seekp(40 * 4096);
+    file.seekp(60 * 4096);
     file << std::string(40 * 4096, '\xA5');
   }
   reopen(PHAuthorizationStatus::authorized);
@@ -115,7 +115,7 @@ TEST_F(Snapshots, AreMadeBeforeTheCatalogueIsBroughtUpToDate) {
   close();
   gardener.makeFirstVersion();
   reopen(PHAuthorizationStatus::authorized);
-  EXPECT_EQ(gardener.text("PRAGMA user_version"), "4");
+  EXPECT_EQ(gardener.text("PRAGMA user_version"), "5");
   ASSERT_EQ(snapshots().size(), 1U);
   const auto kept = openSnapshot(held(), snapshots().front());
   EXPECT_EQ((*kept)->integer("PRAGMA user_version"), 1);

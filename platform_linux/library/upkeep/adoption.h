@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform_linux/library/catalogue/library_folder.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
 

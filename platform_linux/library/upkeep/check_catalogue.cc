@@ -6,6 +6,8 @@
 
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/consistency.h"
+#include "platform_linux/library/places/place_check.h"
+#include "platform_linux/library/places/place_schema.h"
 #include "platform_linux/library/upkeep/check_run.h"
 
 namespace quorvin {
@@ -82,6 +84,24 @@ void checkListings(CheckRun& run, Database& database) {
   }
 }
 
+// Last, for what else is put right puts assets into listings and takes them out.
+void checkPlaces(CheckRun& run, Database& database) {
+  const auto wrong = wrongPlaces(database);
+  const auto repair = [&run] { return change(run.catalogue, rebuildPlaces); };
+  if (!wrong) {
+    run.find(FindingKind::wrongListing, "The places of assets in listings cannot be read.", repair);
+    return;
+  }
+  if (wrong->places > 0) {
+    run.find(FindingKind::wrongListing,
+             std::to_string(wrong->places) + " places of assets in listings are wrong.", repair);
+  }
+  if (wrong->counts > 0) {
+    run.find(FindingKind::wrongListing,
+             std::to_string(wrong->counts) + " counts of listings are wrong.", repair);
+  }
+}
+
 }  // namespace
 
 void checkDatabase(CheckRun& run) {
@@ -109,6 +129,7 @@ void checkRows(CheckRun& run) {
   checkBursts(run, *database);
   checkLivePhotos(run, *database);
   checkListings(run, *database);
+  checkPlaces(run, *database);
   for (const std::string& identifier : assetsWithoutOriginal(*database)) {
     run.find(FindingKind::assetWithoutOriginal, "The asset “" + identifier + "” has no original.");
   }

@@ -177,6 +177,27 @@ TEST_F(Check, SettlesListings) {
   EXPECT_EQ(recents().size(), 1U);
 }
 
+TEST_F(Check, PutsAssetsIntoTheListingsThatTheyBelongTo) {
+  EXPECT_TRUE(saveImage(put("b.jpg", "image")).success);
+  gardener.run(
+      "INSERT INTO places_suspended VALUES (1); UPDATE assets SET favorite = 1;"
+      "DELETE FROM places_suspended");
+  expectRepairable("wrongListing");
+  gardener.run(
+      "INSERT INTO places_suspended VALUES (1); UPDATE assets SET favorite = 0;"
+      "DELETE FROM places_suspended");
+  expectRepairable("wrongListing");
+}
+
+TEST_F(Check, CountsListingsAnew) {
+  EXPECT_TRUE(saveImage(put("b.jpg", "image")).success);
+  for (const char* level : {"0", "1", "2"}) {
+    gardener.run(std::string("UPDATE place_counts SET videos = videos + 1 WHERE listing = -418") +
+                 " AND level = " + level);
+    expectRepairable("wrongListing");
+  }
+}
+
 TEST_F(Check, FindsAnAssetWithoutAnOriginal) {
   gardener.plant({});
   EXPECT_EQ(kinds(true), Kinds{"assetWithoutOriginal"});
@@ -198,14 +219,12 @@ TEST_F(Check, MakesDamagedIndexesAnew) {
   // An index that holds nothing, as if its pages had been lost.
   gardener.run(
       "PRAGMA writable_schema=ON;"
-      "UPDATE sqlite_schema SET sql = 'CREATE INDEX listed_by_date ON assets(created_ns, "
-      "id, media_type, trashed_ns, hidden, visible) WHERE hidden = 5' WHERE name = "
-      "'listed_by_date'; PRAGMA writable_schema=RESET");
+      "UPDATE sqlite_schema SET sql = 'CREATE INDEX resources_by_content ON resources(size, hash)"
+      " WHERE size < 0' WHERE name = 'resources_by_content'; PRAGMA writable_schema=RESET");
   gardener.run(
-      "REINDEX listed_by_date; PRAGMA writable_schema=ON;"
-      "UPDATE sqlite_schema SET sql = 'CREATE INDEX listed_by_date ON assets(created_ns, "
-      "id, media_type, trashed_ns, hidden, visible) WHERE trashed_ns IS NULL AND hidden ="
-      " 0 AND visible = 1' WHERE name = 'listed_by_date'; PRAGMA writable_schema=RESET");
+      "REINDEX resources_by_content; PRAGMA writable_schema=ON;"
+      "UPDATE sqlite_schema SET sql = 'CREATE INDEX resources_by_content ON resources(size, hash)'"
+      " WHERE name = 'resources_by_content'; PRAGMA writable_schema=RESET");
   const auto before = kinds();
   ASSERT_FALSE(before.empty());
   EXPECT_EQ(before.front(), "damagedCatalogue");

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/upkeep/check.h"
 #include "platform_linux/library/upkeep/trash.h"
 #include "posix/file_descriptor.h"

@@ -19,7 +19,7 @@
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/salvage.h"
 #include "platform_linux/library/catalogue/schema.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/snapshots/snapshot.h"
 #include "platform_linux/library/upkeep/adoption.h"
 #include "platform_linux/library/upkeep/schema_pages.h"

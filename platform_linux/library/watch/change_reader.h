@@ -8,7 +8,7 @@
 #include "core/platform/photo_library.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/fetch/authorization.h"
 #include "platform_linux/library/watch/library_watch.h"
 

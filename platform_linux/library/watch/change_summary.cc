@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "platform_linux/library/catalogue/journal.h"
-#include "platform_linux/library/catalogue/smart_albums.h"
+#include "platform_linux/library/places/smart_albums.h"
 
 namespace quorvin {
 namespace {

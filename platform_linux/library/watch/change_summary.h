@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/library/watch/library_watch.h"
 
 namespace quorvin {

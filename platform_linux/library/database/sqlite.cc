@@ -1,4 +1,4 @@
-#include "platform_linux/library/catalogue/sqlite.h"
+#include "platform_linux/library/database/sqlite.h"
 
 #include <sqlite3.h>
 
