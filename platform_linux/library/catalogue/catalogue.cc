@@ -1,5 +1,5 @@
 // SQLite tells a connection by a number that somebody else committed since it last looked. Each
-// connection for reading keeps the number with the overview that it read then; so to begin a moment
+// connection for reading keeps the number with what it read of galleries then; so to begin a moment
 // and to see whether anything is new is one and the same.
 #include "platform_linux/library/catalogue/catalogue.h"
 
@@ -20,6 +20,8 @@ namespace {
 
 // So many threads read where the process has no descriptor for more connections.
 constexpr std::size_t kReadersHeld = 2;
+// Who asks for more galleries of one state may as well read them all.
+constexpr std::size_t kFoundAlone = 4;
 // On a full disk, while nobody else writes: a listing is read in less.
 constexpr std::chrono::milliseconds kPatienceWithReaders{500};
 
@@ -130,19 +132,38 @@ Result<std::unique_ptr<Catalogue::Moment>> Catalogue::moment() {
   connection.database->prepare("BEGIN").run();
   const auto version = connection.database->integer("PRAGMA data_version");
   if (!version) return unreadable(*connection.database);
-  if (connection.overview == nullptr || connection.version != *version) {
-    auto read = readOverview(*connection.database);
-    if (!read) return read.error();
-    connection.overview = *std::move(read);
-    connection.version = *version;
-  }
+  if (connection.version == *version) return moment;
+  connection.overview.reset();
+  connection.found.clear();
+  connection.version = 0;
+  const auto status = readStatus(*connection.database);
+  if (!status) return status.error();
+  connection.status = *status;
+  connection.version = *version;
   return moment;
 }
 
-Result<std::shared_ptr<const Overview>> Catalogue::overview() {
-  const auto present = moment();
-  if (!present) return present.error();
-  return (*present)->connection_.overview;
+Result<std::shared_ptr<const Overview>> Catalogue::Moment::overview() {
+  if (connection_.overview != nullptr) return connection_.overview;
+  auto read = readOverview(*connection_.database);
+  if (!read) return read;
+  connection_.found.clear();
+  return connection_.overview = *std::move(read);
+}
+
+Result<std::shared_ptr<const CollectionRow>> Catalogue::Moment::find(
+    const std::string& identifier) {
+  for (const auto& row : connection_.found) {
+    if (row->collection->localIdentifier == identifier) return row;
+  }
+  if (connection_.overview == nullptr && connection_.found.size() < kFoundAlone) {
+    auto read = readCollection(*connection_.database, identifier);
+    if (read && *read != nullptr) connection_.found.push_back(*read);
+    return read;
+  }
+  auto all = overview();
+  if (!all) return all.error();
+  return std::shared_ptr<const CollectionRow>(*all, (*all)->find(identifier));
 }
 
 Done Catalogue::change(const std::function<Done(Database&)>& body, Room room, bool* isUncertain) {

@@ -95,7 +95,12 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
     Moment(const Moment&) = delete;
     Moment& operator=(const Moment&) = delete;
     Database& database() { return *connection_.database; }
-    const Overview& overview() const { return *connection_.overview; }
+    /// For all who have none of their own.
+    PHAuthorizationStatus status() const { return connection_.status; }
+    /// Never null.
+    Result<std::shared_ptr<const Overview>> overview();
+    /// One row of it, which is known sooner than all of it; null when there is none.
+    Result<std::shared_ptr<const CollectionRow>> find(const std::string& identifier);
 
    private:
     friend class Catalogue;
@@ -104,8 +109,6 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   };
   /// The present one. Never null.
   Result<std::unique_ptr<Moment>> moment();
-  /// Of the present moment. Never null.
-  Result<std::shared_ptr<const Overview>> overview();
   /// Who keeps a moment for longer than one call says so, and may be asked to do without.
   void enlist(const std::shared_ptr<MomentHolder>& holder) { readers_.enlist(holder); }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -22,7 +23,6 @@ struct CollectionRow {
 };
 
 struct Overview {
-  PHAuthorizationStatus status = PHAuthorizationStatus::notDetermined;
   std::vector<CollectionRow> collections;  ///< by type, then in the order of listings
   std::unordered_map<std::string_view, std::size_t> byIdentifier;
 
@@ -33,7 +33,12 @@ struct Overview {
 /// Of a statement that failed, or of a connection when nothing more is known.
 Failure unreadable(const Database& database);
 
-/// Inside a `ReadTransaction`. Never null.
+/// Inside a `ReadTransaction`, as are those that follow. Never null.
 Result<std::shared_ptr<const Overview>> readOverview(Database& database);
+/// The status for all who have none of their own.
+Result<PHAuthorizationStatus> readStatus(Database& database);
+/// One row of the overview; null when there is none.
+Result<std::shared_ptr<const CollectionRow>> readCollection(Database& database,
+                                                            const std::string& identifier);
 
 }  // namespace quorvin

@@ -45,7 +45,9 @@ Result<ReadConnection> Readers::borrow() {
     NSLockHolder holder(lock_);
     if (opened) {
       ++lent_;
-      return ReadConnection{*std::move(opened), 0, nullptr};
+      ReadConnection connection;
+      connection.database = *std::move(opened);
+      return connection;
     }
     if (idle_.empty() && (lent_ == 0 || !givenBack_.waitUntil(lock_, limit))) {
       return opened.error();

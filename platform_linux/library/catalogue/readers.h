@@ -20,7 +20,9 @@ namespace quorvin {
 struct ReadConnection {
   std::unique_ptr<Database> database;
   std::int64_t version = 0;  ///< by which SQLite tells this connection one state from another
-  std::shared_ptr<const Overview> overview;  ///< of that version; null: none yet
+  PHAuthorizationStatus status = PHAuthorizationStatus::notDetermined;
+  std::shared_ptr<const Overview> overview;                 ///< null: not asked for yet
+  std::vector<std::shared_ptr<const CollectionRow>> found;  ///< a few, as long as there is none
 };
 
 /// Keeps a connection for a moment that it shows. Any thread.

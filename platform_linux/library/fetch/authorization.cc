@@ -16,14 +16,14 @@ Authorization::Authorization(std::shared_ptr<Catalogue> catalogue,
       own_(own) {}
 
 Result<PHAuthorizationStatus> Authorization::status() {
-  const auto overview = catalogue_->overview();
-  if (!overview) return overview.error();
-  return status(**overview);
+  const auto moment = catalogue_->moment();
+  if (!moment) return moment.error();
+  return status(**moment);
 }
 
-PHAuthorizationStatus Authorization::status(const Overview& overview) {
+PHAuthorizationStatus Authorization::status(const Catalogue::Moment& moment) {
   NSLockHolder holder(lock_);
-  return own_.value_or(overview.status);
+  return own_.value_or(moment.status());
 }
 
 void Authorization::request(Handler handler) {

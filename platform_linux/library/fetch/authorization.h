@@ -24,7 +24,7 @@ class Authorization : public std::enable_shared_from_this<Authorization> {
   /// An error when the catalogue cannot be read.
   Result<PHAuthorizationStatus> status();
   /// The same, without a look at the catalogue.
-  PHAuthorizationStatus status(const Overview& overview);
+  PHAuthorizationStatus status(const Catalogue::Moment& moment);
 
   using Handler = std::function<void(PHAuthorizationStatus)>;
   /// Calls the handler on the main queue, after the user was asked where nothing was decided yet.

@@ -77,7 +77,7 @@ void Library::requestAuthorization(std::function<void(PHAuthorizationStatus)> ha
 FetchResult<PHAsset> Library::fetchAssetsWithLocalIdentifiers(
     std::span<const std::string> identifiers, const PHFetchOptions* options) {
   const auto moment = orThrow(catalogue_->moment());
-  const PHAuthorizationStatus status = authorization_->status(moment->overview());
+  const PHAuthorizationStatus status = authorization_->status(*moment);
   if (!isGranted(status)) return nothing<PHAsset>();
   auto rows = assetRows(moment->database(), identifiers);
   const PHFetchOptions& wanted = orDefault(options);
@@ -94,8 +94,8 @@ FetchResult<PHAsset> Library::fetchAssetsWithLocalIdentifiers(
 FetchResult<PHAsset> Library::fetchAssetsInAssetCollection(const PHAssetCollection& collection,
                                                            const PHFetchOptions* options) {
   auto moment = orThrow(catalogue_->moment());
-  const PHAuthorizationStatus status = authorization_->status(moment->overview());
-  const CollectionRow* row = moment->overview().find(collection.localIdentifier);
+  const PHAuthorizationStatus status = authorization_->status(*moment);
+  const auto row = orThrow(moment->find(collection.localIdentifier));
   if (row == nullptr || !isOpen(*row->collection, status)) return nothing<PHAsset>();
   AssetScope scope{AssetScope::Album{row->row}};
   if (row->collection->assetCollectionType == PHAssetCollectionType::smartAlbum) {
@@ -115,7 +115,7 @@ FetchResult<PHAsset> Library::fetchAssetsInAssetCollection(const PHAssetCollecti
 FetchResult<PHAsset> Library::fetchAssetsWithBurstIdentifier(const std::string& burstIdentifier,
                                                              const PHFetchOptions* options) {
   const auto moment = orThrow(catalogue_->moment());
-  const PHAuthorizationStatus status = authorization_->status(moment->overview());
+  const PHAuthorizationStatus status = authorization_->status(*moment);
   if (!isGranted(status)) return nothing<PHAsset>();
   return fetchAssets(catalogue_, *moment,
                      assetQuery({AssetScope::Burst{burstIdentifier}}, orDefault(options),
@@ -124,8 +124,9 @@ FetchResult<PHAsset> Library::fetchAssetsWithBurstIdentifier(const std::string& 
 
 FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithType(
     PHAssetCollectionType type, std::int64_t subtype, const PHFetchOptions* options) {
-  const auto overview = orThrow(catalogue_->overview());
-  const PHAuthorizationStatus status = authorization_->status(*overview);
+  const auto moment = orThrow(catalogue_->moment());
+  const PHAuthorizationStatus status = authorization_->status(*moment);
+  const auto overview = orThrow(moment->overview());
   Collections found;
   for (const CollectionRow& row : overview->collections) {
     const PHAssetCollection& collection = *row.collection;
@@ -140,8 +141,15 @@ FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithType(
 
 FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithLocalIdentifiers(
     std::span<const std::string> identifiers, const PHFetchOptions* options) {
-  const auto overview = orThrow(catalogue_->overview());
-  const PHAuthorizationStatus status = authorization_->status(*overview);
+  const auto moment = orThrow(catalogue_->moment());
+  const PHAuthorizationStatus status = authorization_->status(*moment);
+  Collections found;
+  if (identifiers.size() == 1) {
+    const auto row = orThrow(moment->find(identifiers.front()));
+    if (row != nullptr && isOpen(*row->collection, status)) found.push_back(row->collection);
+    return collectionResult(std::move(found), options);
+  }
+  const auto overview = orThrow(moment->overview());
   std::vector<const CollectionRow*> rows;
   for (const std::string& identifier : identifiers) {
     const CollectionRow* row = overview->find(identifier);
@@ -150,7 +158,6 @@ FetchResult<PHAssetCollection> Library::fetchAssetCollectionsWithLocalIdentifier
   // Each once, in the order of listings.
   std::sort(rows.begin(), rows.end());
   rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-  Collections found;
   for (const CollectionRow* row : rows) found.push_back(row->collection);
   return collectionResult(std::move(found), options);
 }

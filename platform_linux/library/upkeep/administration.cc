@@ -23,9 +23,10 @@ Result<LibrarySummary> describeLibrary(const std::string& path) {
   if (!moment) return moment.error();
   const auto totals = readTotals((*moment)->database());
   if (!totals) return unreadable((*moment)->database());
-  const Overview& overview = (*moment)->overview();
-  LibrarySummary summary{*totals, overview.status, {}, {}};
-  for (const CollectionRow& row : overview.collections) {
+  const auto overview = (*moment)->overview();
+  if (!overview) return overview.error();
+  LibrarySummary summary{*totals, (*moment)->status(), {}, {}};
+  for (const CollectionRow& row : (*overview)->collections) {
     const bool isSmart = row.collection->assetCollectionType == PHAssetCollectionType::smartAlbum;
     (isSmart ? summary.smartAlbums : summary.albums).push_back(describeAlbum(row));
   }
