@@ -61,6 +61,25 @@ class JpegDecoder {
     jpeg_finish_decompress(&state_);
   }
 
+  /// As `run`, to the components as they are coded.
+  void runToPlanes(std::span<const std::uint8_t> file, int shrink) {
+    if (setjmp(failed_) != 0) {
+      damaged_ = true;
+      return;
+    }
+    jpeg_create_decompress(&state_);
+    jpeg_mem_src(&state_, file.data(), file.size());
+    jpeg_read_header(&state_, TRUE);
+    if (state_.num_components != 3 || state_.jpeg_color_space != JCS_YCbCr) return;
+    state_.raw_data_out = TRUE;
+    state_.scale_num = 1;
+    state_.scale_denom = static_cast<unsigned>(shrink);
+    jpeg_start_decompress(&state_);
+    allotPlanes();
+    while (state_.output_scanline < state_.output_height) readRowOfBlocks();
+    jpeg_finish_decompress(&state_);
+  }
+
   /// Reads no further than the first rows of the first pass.
   void tryFirstRows(std::span<const std::uint8_t> file) {
     if (setjmp(failed_) != 0) {
@@ -91,7 +110,51 @@ class JpegDecoder {
     return image;
   }
 
+  /// What was decoded, the rest grey; none when that is nothing.
+  std::optional<std::array<JpegPlane, 3>> takePlanes() {
+    if (planes_[0].samples.empty() || state_.output_scanline == 0) return std::nullopt;
+    return std::move(planes_);
+  }
+
  private:
+  /// Whole blocks come, also where the picture ends within one.
+  void allotPlanes() {
+    constexpr std::uint8_t kGrey = 128;
+    for (std::size_t c = 0; c < planes_.size(); ++c) {
+      const jpeg_component_info& component = state_.comp_info[c];
+      JpegPlane& plane = planes_[c];
+      plane.width = static_cast<int>(component.downsampled_width);
+      plane.height = static_cast<int>(component.downsampled_height);
+      plane.stride = static_cast<int>(component.width_in_blocks) * component.DCT_scaled_size;
+      const std::size_t rows = std::size_t{state_.total_iMCU_rows} * rowsAtOnce(component);
+      plane.samples.assign(static_cast<std::size_t>(plane.stride) * rows, kGrey);
+    }
+  }
+
+  static std::size_t rowsAtOnce(const jpeg_component_info& component) {
+    return static_cast<std::size_t>(component.v_samp_factor * component.DCT_scaled_size);
+  }
+
+  void readRowOfBlocks() {
+    // At most four blocks of eight rows.
+    std::array<std::array<JSAMPROW, 32>, 3> rows;
+    std::array<JSAMPARRAY, 3> planes;
+    for (std::size_t c = 0; c < planes.size(); ++c) {
+      const std::size_t count = rowsAtOnce(state_.comp_info[c]);
+      std::uint8_t* const first =
+          planes_[c].samples.data() +
+          rowsOfBlocks_ * count * static_cast<std::size_t>(planes_[c].stride);
+      for (std::size_t row = 0; row < count; ++row) {
+        rows[c][row] = first + row * static_cast<std::size_t>(planes_[c].stride);
+      }
+      planes[c] = rows[c].data();
+    }
+    const auto most =
+        static_cast<JDIMENSION>(state_.max_v_samp_factor * state_.min_DCT_scaled_size);
+    jpeg_read_raw_data(&state_, planes.data(), most);
+    ++rowsOfBlocks_;
+  }
+
   void warn(int code) {
     damaged_ = damaged_ || code == JWRN_JPEG_EOF || code == JWRN_HIT_MARKER ||
                code == JWRN_HUFF_BAD_CODE || code == JWRN_MUST_RESYNC;
@@ -103,6 +166,8 @@ class JpegDecoder {
   bool damaged_ = false;
   std::size_t rowBytes_ = 0;
   std::unique_ptr<std::uint8_t[]> pixels_;
+  std::array<JpegPlane, 3> planes_;
+  std::size_t rowsOfBlocks_ = 0;
 };
 
 }  // namespace
@@ -117,6 +182,16 @@ ImagePtr decodeJpeg(std::span<const std::uint8_t> file, int shrink, bool failOnD
   decoder.run(file, shrink);
   if (failOnDamage && decoder.isDamaged()) return nullptr;
   return decoder.take();
+}
+
+std::optional<std::array<JpegPlane, 3>> decodeJpegPlanes(const InputFile& file, int shrink,
+                                                         bool failOnDamage) {
+  if (file.size() > kMaximumJpegSize) return std::nullopt;
+  const auto bytes = file.head(static_cast<std::size_t>(file.size()));
+  JpegDecoder decoder;
+  decoder.runToPlanes(bytes, shrink);
+  if (failOnDamage && decoder.isDamaged()) return std::nullopt;
+  return decoder.takePlanes();
 }
 
 bool firstRowsOfPassesDecode(const InputFile& file) {

@@ -127,7 +127,18 @@ Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
       static_cast<double>(uprightWidth) / static_cast<double>(loaded.target.scaled.width),
       static_cast<double>(uprightHeight) / static_cast<double>(loaded.target.scaled.height));
   requireMemory(memoryOfLoading(header, format, wanted) + memoryOfOutput(loaded));
-  if (isJpeg && isScreenJpeg(header)) {
+  if (isJpeg && isScreenJpeg(header) && wanted > 1) {
+    const PixelSize stored = loaded.orientation >= 5 ? asked.turned() : asked;
+    loaded.pixels =
+        loadSmallerJpeg(file, jpegShrink(wanted), stored, loaded.orientation, request.failOnDamage);
+  }
+  if (loaded.pixels) {
+    ImagePtr smaller = PixelMemory::imageOf(loaded.pixels);
+    if (!smaller) return cannotDecode();
+    copyColours(header, smaller.get());
+    loaded.image = std::move(smaller);
+    loaded.orientation = 1;
+  } else if (isJpeg && isScreenJpeg(header)) {
     if (!decodeSmaller(loaded.image, file, request, wanted)) return cannotDecode();
   } else if (format == PictureFormat::webp && wanted > 2) {
     // Its decoder scales with a fair filter; twice the size is left to ours.

@@ -48,6 +48,11 @@ ImagePtr loadExifPreview(VipsImage* header, PixelSize asked);
 /// The first frame of a video that is shown.
 Result<LoadedImage> loadPosterFrame(const InputFile& file, const RenderRequest& request);
 
+/// A JPEG made smaller, to a size as stored, and turned upright; `shrink` of it by the decoder.
+/// Null when it fails, and for kinds of JPEG that are left to others.
+std::shared_ptr<PixelMemory> loadSmallerJpeg(const InputFile& file, int shrink, PixelSize stored,
+                                             int orientation, bool failOnDamage);
+
 /// The error of a file that names no cause.
 Failure cannotDecode();
 /// The error where a preview is asked for and there is none.
