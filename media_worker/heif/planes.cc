@@ -6,6 +6,11 @@
 
 #include <libyuv.h>
 
+extern "C" {
+#include <libavutil/pixfmt.h>
+#include <libswscale/swscale.h>
+}
+
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -21,6 +26,7 @@ namespace {
 constexpr int kBand = 32;
 
 using Samples = std::unique_ptr<std::uint8_t[]>;
+using Scaler = std::unique_ptr<SwsContext, decltype([](SwsContext* s) { sws_freeContext(s); })>;
 
 Samples samples(std::size_t count) {
   return Samples(new (std::nothrow) std::uint8_t[count]);
@@ -231,6 +237,37 @@ bool shrink(RgbPicture& picture, int times, std::unique_ptr<std::uint8_t[]>& sam
   }
   picture.width = width;
   picture.height = height;
+  return true;
+}
+
+bool scalePlane(const Plane& from, int width, int height, const WritablePlane& to, int toWidth,
+                int toHeight) {
+  const Scaler scaler(sws_getContext(width, height, AV_PIX_FMT_GRAY8, toWidth, toHeight,
+                                     AV_PIX_FMT_GRAY8, SWS_LANCZOS | SWS_ACCURATE_RND, nullptr,
+                                     nullptr, nullptr));
+  if (!scaler) return false;
+  const std::uint8_t* const source[4] = {from.data};
+  const int sourceStrides[4] = {from.stride};
+  std::uint8_t* const target[4] = {to.data};
+  const int targetStrides[4] = {to.stride};
+  return sws_scale(scaler.get(), source, sourceStrides, 0, height, target, targetStrides) ==
+         toHeight;
+}
+
+bool scale(RgbPicture& picture, int width, int height, std::unique_ptr<std::uint8_t[]>& samples) {
+  const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  auto scaled = quorvin::samples(3 * size);
+  if (!scaled) return false;
+  for (std::size_t c = 0; c < 3; ++c) {
+    const WritablePlane to{scaled.get() + c * size, width};
+    if (!scalePlane(picture.planes.at(c), picture.width, picture.height, to, width, height)) {
+      return false;
+    }
+  }
+  for (std::size_t c = 0; c < 3; ++c) picture.planes.at(c) = {scaled.get() + c * size, width};
+  picture.width = width;
+  picture.height = height;
+  samples = std::move(scaled);
   return true;
 }
 

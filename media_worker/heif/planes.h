@@ -56,6 +56,14 @@ struct RgbPicture {
 /// rounded down. Its planes lie in `samples`. False when memory runs out.
 bool shrink(RgbPicture& picture, int times, std::unique_ptr<std::uint8_t[]>& samples);
 
+/// One plane at another size, by a filter for pictures that become up to some dozen times smaller.
+/// libvips has such a filter, but uses no vectors for it inside the sandbox. False when it fails.
+bool scalePlane(const Plane& from, int width, int height, const WritablePlane& to, int toWidth,
+                int toHeight);
+
+/// The picture at another size, likewise. Its planes lie in `samples`.
+bool scale(RgbPicture& picture, int width, int height, std::unique_ptr<std::uint8_t[]>& samples);
+
 /// Writes pixels of 3 bytes, rows without padding, turned upright by the Exif orientation. False
 /// when memory runs out.
 bool interleaveUpright(const RgbPicture& picture, int orientation, std::uint8_t* pixels);

@@ -182,9 +182,19 @@ int shrinkFor(double reduction) {
   return std::max(1, static_cast<int>(reduction / kLeftForFilter));
 }
 
-/// RGB, upright, in memory that can be handed over, of planes of 8 bits, so many times smaller.
+/// Makes it the asked size, as stored, or leaves it as it is.
+bool makeSmaller(RgbPicture& picture, PixelSize asked, std::unique_ptr<std::uint8_t[]>& samples) {
+  const int times = shrinkFor(reductionOf({picture.width, picture.height}, asked));
+  if (times > 1 && !shrink(picture, times, samples)) return false;
+  const int width = static_cast<int>(asked.width);
+  const int height = static_cast<int>(asked.height);
+  return (picture.width == width && picture.height == height) ||
+         scale(picture, width, height, samples);
+}
+
+/// RGB, upright, in memory that can be handed over, of planes of 8 bits; `target` is upright.
 std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int orientation,
-                                          int times, heif_decoding_options& options) {
+                                          PixelSize target, heif_decoding_options& options) {
   options.ignore_transformations = orientation == 1 ? 0 : 1;
   const SharedImage decoded = decodeTo(handle, heif_chroma_444, options);
   if (!decoded) return nullptr;
@@ -203,7 +213,8 @@ std::shared_ptr<PixelMemory> decodePlanes(const heif_image_handle* handle, int o
     }
   }
   std::unique_ptr<std::uint8_t[]> smaller;
-  if (times > 1 && !shrink(picture, times, smaller)) return nullptr;
+  const PixelSize asked = exchangesSides(orientation) ? target.turned() : target;
+  if (!makeSmaller(picture, asked, smaller)) return nullptr;
   const auto [width, height] = uprightSize(picture.width, picture.height, orientation);
   auto memory = PixelMemory::make({width, height, 3});
   if (!memory || !interleaveUpright(picture, orientation, memory->data())) return nullptr;
@@ -245,7 +256,7 @@ Result<LoadedImage> loadHeif(const InputFile& file, const RenderRequest& request
   options->convert_hdr_to_8bit = deep ? 0 : 1;
   if (decoding.toRgb) {
     const int orientation = chosen.get() == found ? turnOf(*opened, found) : 1;
-    loaded.pixels = decodePlanes(chosen.get(), orientation, shrinkFor(reduction), *options);
+    loaded.pixels = decodePlanes(chosen.get(), orientation, target->scaled, *options);
     if (loaded.pixels) loaded.image = PixelMemory::imageOf(loaded.pixels);
   } else {
     loaded.image = decodePixels(chosen.get(), *options, deep);

@@ -1,11 +1,6 @@
 // A JPEG in light and colour differences becomes smaller in these, and red, green and blue when
 // that is done: of fewer pixels, and with filters that use the processor's vectors, as libvips does
 // not inside the sandbox.
-extern "C" {
-#include <libavutil/pixfmt.h>
-#include <libswscale/swscale.h>
-}
-
 #include <memory>
 
 #include "media_worker/heif/planes.h"
@@ -14,26 +9,6 @@ extern "C" {
 #include "media_worker/render/loaded_image.h"
 
 namespace quorvin {
-
-namespace {
-
-using Scaler = std::unique_ptr<SwsContext, decltype([](SwsContext* s) { sws_freeContext(s); })>;
-
-/// False when it fails.
-bool scalePlane(const JpegPlane& from, int width, int height, std::uint8_t* to) {
-  const Scaler scaler(sws_getContext(from.width, from.height, AV_PIX_FMT_GRAY8, width, height,
-                                     AV_PIX_FMT_GRAY8, SWS_LANCZOS | SWS_ACCURATE_RND, nullptr,
-                                     nullptr, nullptr));
-  if (!scaler) return false;
-  const std::uint8_t* const source[4] = {from.samples.data()};
-  const int sourceStrides[4] = {from.stride};
-  std::uint8_t* const target[4] = {to};
-  const int targetStrides[4] = {width};
-  return sws_scale(scaler.get(), source, sourceStrides, 0, from.height, target, targetStrides) ==
-         height;
-}
-
-}  // namespace
 
 std::shared_ptr<PixelMemory> loadSmallerJpeg(const InputFile& file, int shrink, PixelSize stored,
                                              int orientation, bool failOnDamage) {
@@ -47,10 +22,14 @@ std::shared_ptr<PixelMemory> loadSmallerJpeg(const InputFile& file, int shrink, 
   std::array<WritablePlane, 3> rgb;
   RgbPicture upright{{}, width, height};
   for (std::size_t c = 0; c < 3; ++c) {
-    std::uint8_t* const scaled = samples.get() + c * size;
-    if (!scalePlane((*planes)[c], width, height, scaled)) return nullptr;
-    picture.planes.at(c) = {scaled, width};
-    rgb.at(c) = {scaled + 3 * size, width};
+    const JpegPlane& from = (*planes)[c];
+    const WritablePlane scaled{samples.get() + c * size, width};
+    if (!scalePlane({from.samples.data(), from.stride}, from.width, from.height, scaled, width,
+                    height)) {
+      return nullptr;
+    }
+    picture.planes.at(c) = {scaled.data, width};
+    rgb.at(c) = {scaled.data + 3 * size, width};
     upright.planes.at(c) = {rgb.at(c).data, width};
   }
   if (!convertToRgb(picture, rgb)) return nullptr;
