@@ -38,10 +38,10 @@ std::string metadataLibraryVersion() {
 
 int FileMetadata::orientation() const {
   const auto isTurn = [](std::int64_t value) { return value >= 1 && value <= 8; };
-  const std::int64_t exif = exifInteger("Exif.Image.Orientation").value_or(0);
-  if (isTurn(exif)) return static_cast<int>(exif);
-  const std::string xmp = xmpText("Xmp.tiff.Orientation").value_or("");
-  return xmp.size() == 1 && isTurn(xmp[0] - '0') ? xmp[0] - '0' : 1;
+  const std::int64_t tag = exifInteger("Exif.Image.Orientation").value_or(0);
+  if (isTurn(tag)) return static_cast<int>(tag);
+  const std::string text = xmpText("Xmp.tiff.Orientation").value_or("");
+  return text.size() == 1 && isTurn(text[0] - '0') ? text[0] - '0' : 1;
 }
 
 void addExif(std::span<const std::uint8_t> block, FileMetadata& metadata) {

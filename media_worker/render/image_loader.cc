@@ -114,8 +114,9 @@ Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
   loaded.target = *target;
 
   const PixelSize asked = loaded.target.scaled;
+  const PixelSize askedAsStored = exchangesSides(loaded.orientation) ? asked.turned() : asked;
   if (isJpeg) {
-    ImagePtr preview = loadExifPreview(header, loaded.orientation >= 5 ? asked.turned() : asked);
+    ImagePtr preview = loadExifPreview(header, askedAsStored);
     if (preview) {
       loaded.image = std::move(preview);
       return loaded;
@@ -128,9 +129,8 @@ Result<LoadedImage> loadImage(const InputFile& file, PictureFormat format,
       static_cast<double>(uprightHeight) / static_cast<double>(loaded.target.scaled.height));
   requireMemory(memoryOfLoading(header, format, wanted) + memoryOfOutput(loaded));
   if (isJpeg && isScreenJpeg(header) && wanted > 1) {
-    const PixelSize stored = loaded.orientation >= 5 ? asked.turned() : asked;
-    loaded.pixels =
-        loadSmallerJpeg(file, jpegShrink(wanted), stored, loaded.orientation, request.failOnDamage);
+    loaded.pixels = loadSmallerJpeg(file, jpegShrink(wanted), askedAsStored, loaded.orientation,
+                                    request.failOnDamage);
   }
   if (loaded.pixels) {
     ImagePtr smaller = PixelMemory::imageOf(loaded.pixels);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform_linux/library/catalogue/catalogue.h"
 #include "testing/platform/no_more_descriptors.h"
 #include "testing/platform/testing_library.h"
 
