@@ -66,11 +66,11 @@ void printRow(const Comparison& comparison, double ours, double rivals) {
   std::string verdict = "-";
   if (comparison.goal) {
     char text[32];
-    std::snprintf(text, sizeof text, "<= %.1f %s", *comparison.goal,
+    std::snprintf(text, sizeof text, "<= %.2g %s", *comparison.goal,
                   ratio <= *comparison.goal ? "met" : "MISSED");
     verdict = text;
   }
-  std::printf("%-38s %-27s %10s %10s %7.2f  %s\n", comparison.work.c_str(),
+  std::printf("%-38s %-27s %10s %10s %7.3g  %s\n", comparison.work.c_str(),
               comparison.rival.c_str(), inUnits(ours).c_str(), inUnits(rivals).c_str(), ratio,
               verdict.c_str());
 }
@@ -97,6 +97,15 @@ void Report::compare(Comparison comparison, std::function<void(benchmark::State&
   comparisons_.push_back(std::move(comparison));
 }
 
+void Report::measure(Comparison comparison, const std::function<double()>& ours,
+                     const std::function<double()>& rivals, int times) {
+  for (int i = 0; i < times; ++i) {
+    measured_[nameOfOurs(comparison)].push_back(ours());
+    measured_[nameOfRival(comparison)].push_back(rivals());
+  }
+  comparisons_.push_back(std::move(comparison));
+}
+
 int Report::run(int argc, char** argv) const {
   // What the caller gives comes later, and so counts.
   std::string options[] = {"--benchmark_enable_random_interleaving=true",
@@ -113,9 +122,11 @@ int Report::run(int argc, char** argv) const {
   benchmark::RunSpecifiedBenchmarks(&collector);
   std::printf("%-38s %-27s %10s %10s %7s  %s\n", "work (medians)", "rival", "quorvin", "rival",
               "ratio", "goal");
+  Times times = collector.times();
+  times.insert(measured_.begin(), measured_.end());
   for (const Comparison& comparison : comparisons_) {
-    const auto ours = median(collector.times(), nameOfOurs(comparison));
-    const auto rivals = median(collector.times(), nameOfRival(comparison));
+    const auto ours = median(times, nameOfOurs(comparison));
+    const auto rivals = median(times, nameOfRival(comparison));
     if (ours && rivals) printRow(comparison, *ours, *rivals);
   }
   return collector.failed() ? 1 : 0;

@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +33,11 @@ class Report {
   void compare(Comparison comparison, std::function<void(benchmark::State&)> ours,
                std::function<void(benchmark::State&)> rivals);
 
+  /// Of work that cannot be done again and again: both are done so often, in turn and at once, and
+  /// return how many seconds it took.
+  void measure(Comparison comparison, const std::function<double()>& ours,
+               const std::function<double()>& rivals, int times = 5);
+
   /// Runs all, repetitions of ours and the rivals' in random order, and prints for each pair the
   /// medians and their ratio. Takes the options of every benchmark program. The program's status.
   int run(int argc, char** argv) const;
@@ -41,6 +47,7 @@ class Report {
 
  private:
   std::vector<Comparison> comparisons_;
+  std::map<std::string, std::vector<double>> measured_;  // by name, seconds
 };
 
 }  // namespace quorvin

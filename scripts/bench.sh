@@ -12,6 +12,8 @@ bench/make_photographs.sh "$photographs"
 videos=$PWD/build/bench/videos
 bench/make_videos.sh "$videos"
 pictures=("$photographs"/photograph{.jpg,_preview.jpg,.heic,_preview.heic})
+libraries=$PWD/build/bench/libraries
+rm -rf "$libraries"
 phone=${QUORVIN_TEST_MEDIA:-}/phone_12mp.HEIC
 if [ -f "$phone" ]; then pictures+=("$phone"); fi
 
@@ -19,7 +21,8 @@ echo "Measuring; other work on this machine disturbs it"
 {
   "$bin/bench_dispatch" "$@"
   "$bin/bench_codec" "$@"
-  "$bin/bench_page" "$@"
+  "$bin/bench_page" "$@" "$libraries"
+  "$bin/bench_galleries" "$@" "$libraries"
   "$bin/bench_changes" "$@" "$photographs/photograph.jpg"
   "$bin/bench_thumbnail" "$@" "${pictures[@]}"
   "$bin/bench_wall" "$@" "${pictures[@]}"

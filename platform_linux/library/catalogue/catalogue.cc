@@ -20,6 +20,8 @@ namespace {
 
 // So many threads read where the process has no descriptor for more connections.
 constexpr std::size_t kReadersHeld = 2;
+// What a change of many rows goes over more than once is not read anew each time.
+constexpr int kCacheInChange = 128'000;
 // Who asks for more galleries of one state may as well read them all.
 constexpr std::size_t kFoundAlone = 4;
 // On a full disk, while nobody else writes: a listing is read in less.
@@ -259,6 +261,13 @@ void Catalogue::refuseChanges(const Failure& why) {
 }
 
 Done Catalogue::store(const std::function<Done(Database&)>& body, bool& isSettled) {
+  writer_->setCache(kCacheInChange);
+  Done outcome = transact(body, isSettled);
+  if (writer_ != nullptr) writer_->setCache(Database::kUsualCache);
+  return outcome;
+}
+
+Done Catalogue::transact(const std::function<Done(Database&)>& body, bool& isSettled) {
   const std::string failure = "the change cannot be stored";
   if (!writer_->prepare("BEGIN IMMEDIATE").run()) return writer_->lastError(failure);
   Done outcome = requirePresentVersion(*writer_, folder_);

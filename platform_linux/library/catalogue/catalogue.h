@@ -155,6 +155,8 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   /// `isSettled` becomes false when it failed and may yet turn out done.
   Done store(const std::function<Done(Database&)>& body, bool& isSettled)
       QUORVIN_REQUIRES(writerLock_);
+  Done transact(const std::function<Done(Database&)>& body, bool& isSettled)
+      QUORVIN_REQUIRES(writerLock_);
   /// After a failure for want of space: makes void what may stand in the log, and gives back the
   /// place that the log takes. Returns whether that is settled.
   bool freeLog(bool isSettled) QUORVIN_REQUIRES(writerLock_);

@@ -70,18 +70,15 @@ void Readers::giveBack(ReadConnection connection) {
 }
 
 Done Readers::hold(std::size_t connections) {
-  std::vector<ReadConnection> opened;
-  Done done = Null{};
-  while (done && opened.size() < connections) {
-    auto connection = borrow();
-    if (connection) {
-      opened.push_back(*std::move(connection));
-    } else {
-      done = connection.error();
-    }
+  for (std::size_t i = 0; i < connections; ++i) {
+    auto opened = readOnce(connect_());
+    if (!opened) return opened.error();
+    ReadConnection connection;
+    connection.database = *std::move(opened);
+    NSLockHolder holder(lock_);
+    idle_.push_back(std::move(connection));
   }
-  for (ReadConnection& connection : opened) giveBack(std::move(connection));
-  return done;
+  return Null{};
 }
 
 void Readers::close() {

@@ -16,15 +16,6 @@ constexpr int kPagesOfLog = 1000;
 // A catalogue uses a few dozen texts; more come from unusual fetch options.
 constexpr std::size_t kKeptStatements = 128;
 
-void collectRow(sqlite3_context* context, int, sqlite3_value** values) {
-  auto* into = *static_cast<std::vector<std::int64_t>**>(sqlite3_user_data(context));
-  if (into != nullptr) into->push_back(sqlite3_value_int64(values[0]));
-}
-
-void endCollecting(sqlite3_context* context) {
-  sqlite3_result_null(context);
-}
-
 // Such a connection tries to write neither the file nor what is beside it.
 std::string uriOf(const std::string& path, std::string_view parameters) {
   std::string uri = "file:";
@@ -47,14 +38,21 @@ bool meansDamage(int status) {
 
 }  // namespace
 
+Statement::Statement(sqlite3_stmt* statement, int status, bool& damageMet, bool* isLent)
+    : statement_(statement), status_(status), damageMet_(&damageMet), isLent_(isLent) {
+  if (isLent_ != nullptr) *isLent_ = true;
+}
+
 Statement::Statement(Statement&& other) noexcept
     : statement_(std::exchange(other.statement_, nullptr)),
       status_(other.status_),
       damageMet_(other.damageMet_),
+      isLent_(std::exchange(other.isLent_, nullptr)),
       bound_(other.bound_) {}
 
 Statement::~Statement() {
   rewind();
+  if (isLent_ != nullptr) *isLent_ = false;
 }
 
 void Statement::rewind() {
@@ -185,40 +183,41 @@ bool Database::configure(Use use) {
     return false;
   }
   setCheckpointing(use == Use::write);
-  const int flags = SQLITE_UTF8 | SQLITE_DIRECTONLY;
-  sqlite3_create_function_v2(connection_, "collect", 1, flags, &collecting_, nullptr, collectRow,
-                             endCollecting, nullptr);
   return execute(
-      "PRAGMA cell_size_check=ON; PRAGMA synchronous=FULL; PRAGMA cache_size=-16000;"
+      "PRAGMA cell_size_check=ON; PRAGMA synchronous=FULL;"
+      "PRAGMA cache_size=-" +
+      std::to_string(kUsualCache) +
+      ";"
       // A file for what is sorted would need a descriptor, and space.
       "PRAGMA temp_store=MEMORY");
 }
 
 Database::~Database() {
-  for (const auto& [text, statement] : statements_) sqlite3_finalize(statement);
+  for (const auto& [text, kept] : statements_) sqlite3_finalize(kept.statement);
   sqlite3_close(connection_);
 }
 
 Statement Database::prepare(std::string_view sql) {
   if (const auto kept = statements_.find(sql); kept != statements_.end()) {
-    return Statement(kept->second, SQLITE_OK, damageMet_);
+    return Statement(kept->second.statement, SQLITE_OK, damageMet_, &kept->second.isLent);
   }
   if (statements_.size() >= kKeptStatements) {
     for (auto kept = statements_.begin(); kept != statements_.end();) {
-      if (sqlite3_stmt_busy(kept->second) != 0) {
+      if (kept->second.isLent) {
         ++kept;
         continue;
       }
-      sqlite3_finalize(kept->second);
+      sqlite3_finalize(kept->second.statement);
       kept = statements_.erase(kept);
     }
   }
   sqlite3_stmt* statement = nullptr;
   const int status = sqlite3_prepare_v3(connection_, sql.data(), static_cast<int>(sql.size()),
                                         SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
-  if (statement != nullptr) statements_.emplace(sql, statement);
   if (meansDamage(status)) damageMet_ = true;
-  return Statement(statement, status, damageMet_);
+  if (statement == nullptr) return Statement(nullptr, status, damageMet_, nullptr);
+  Kept& kept = statements_.emplace(sql, Kept{statement, false}).first->second;
+  return Statement(statement, status, damageMet_, &kept.isLent);
 }
 
 bool Database::execute(const std::string& sql) {
@@ -229,14 +228,6 @@ std::optional<std::int64_t> Database::integer(std::string_view sql) {
   Statement statement = prepare(sql);
   if (!statement.next()) return std::nullopt;
   return statement.integer(0);
-}
-
-bool Database::collect(Statement& statement, std::vector<std::int64_t>& into) {
-  collecting_ = &into;
-  while (statement.next()) {
-  }
-  collecting_ = nullptr;
-  return !statement.failed();
 }
 
 bool Database::settleLog() {
@@ -279,6 +270,10 @@ void Database::emptyLog(std::chrono::milliseconds patience) {
   waitFor(patience);
   execute("PRAGMA wal_checkpoint(TRUNCATE)");
   waitFor(kPatience);
+}
+
+void Database::setCache(int kilobytes) {
+  execute("PRAGMA cache_size=-" + std::to_string(kilobytes));
 }
 
 void Database::setCheckpointing(bool isOn) {

@@ -31,9 +31,9 @@ struct Blob {
 /// new. A statement that could not be prepared has no rows and has failed.
 class Statement {
  public:
-  /// `damageMet` becomes true when a step finds the file damaged.
-  Statement(sqlite3_stmt* statement, int status, bool& damageMet)
-      : statement_(statement), status_(status), damageMet_(&damageMet) {}
+  /// `damageMet` becomes true when a step finds the file damaged; `isLent`, if given, is true as
+  /// long as the statement is used.
+  Statement(sqlite3_stmt* statement, int status, bool& damageMet, bool* isLent);
   Statement(Statement&& other) noexcept;
   Statement& operator=(Statement&&) = delete;
   ~Statement();
@@ -86,6 +86,7 @@ class Statement {
   sqlite3_stmt* statement_;
   int status_;
   bool* damageMet_;
+  bool* isLent_;
   int bound_ = 0;
   mutable std::deque<std::string> mended_;  ///< texts of the row that were not valid
 };
@@ -120,9 +121,6 @@ class Database {
   bool execute(const std::string& sql);
   /// The single integer that the statement yields; none when it failed or has no row.
   std::optional<std::int64_t> integer(std::string_view sql);
-  /// Appends the first column of every row of a statement that is `SELECT collect(...)`. Quicker
-  /// than stepping through as many rows.
-  bool collect(Statement& statement, std::vector<std::int64_t>& into);
 
   std::int64_t lastInsertedRow() const;
   int changedRows() const;
@@ -147,6 +145,9 @@ class Database {
   void emptyLog(std::chrono::milliseconds patience = kPatience);
   /// Of a connection for writing: whether commits bring a long log into the file.
   void setCheckpointing(bool isOn);
+  /// How much of the file is kept in memory at most, in kB; what is beyond that goes.
+  void setCache(int kilobytes);
+  static constexpr int kUsualCache = 16'000;
   /// True when the last failure says that the file is no sound database.
   bool isDamaged() const;
   /// True once any statement found the file damaged. Whoever took the failure for "no such row" has
@@ -158,9 +159,13 @@ class Database {
   bool configure(Use use);
   void waitFor(std::chrono::milliseconds patience);
 
+  struct Kept {
+    sqlite3_stmt* statement = nullptr;
+    bool isLent = false;
+  };
+
   sqlite3* connection_;
-  std::map<std::string, sqlite3_stmt*, std::less<>> statements_;
-  std::vector<std::int64_t>* collecting_ = nullptr;
+  std::map<std::string, Kept, std::less<>> statements_;
   bool damageMet_ = false;
 };
 

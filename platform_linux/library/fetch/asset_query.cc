@@ -157,7 +157,8 @@ std::optional<PlaceQuery> placeQuery(const CollectionRow& gallery, const PHFetch
   query.listing.listing =
       listingOf(gallery.gallery, sorts.empty() ? PlaceOrder::own : PlaceOrder::date);
   query.listing.isDescending = !sorts.empty() && !sorts[0].ascending;
-  query.count = static_cast<std::size_t>(gallery.counts.total(query.listing.types));
+  query.listing.total = gallery.counts.total(query.listing.types);
+  query.count = static_cast<std::size_t>(query.listing.total);
   if (options.fetchLimit > 0) query.count = std::min(query.count, options.fetchLimit);
   return query;
 }

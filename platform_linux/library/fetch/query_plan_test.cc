@@ -29,7 +29,7 @@ struct Plans : testing::Test {
 TEST_F(Plans, PagesComeInTheOrderOfPlaces) {
   for (unsigned types = 1; types < 16; ++types) {
     for (const bool isDescending : {true, false}) {
-      PlaceListing listing{-418, {}, isDescending};
+      PlaceListing listing{-418, {}, 0, isDescending};
       for (std::size_t type = 0; type < kMediaTypes; ++type) {
         listing.types.wanted[type] = (types >> type & 1) != 0;
       }

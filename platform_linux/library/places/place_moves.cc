@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform_linux/library/places/place.h"
@@ -21,43 +23,105 @@ struct Place {
 };
 using Places = std::vector<Place>;
 
-constexpr const char* kListedOf =
-    " a.id IN (SELECT value FROM json_each(?)) AND a.trashed_ns IS NULL AND a.hidden = 0"
-    " AND a.visible = 1";
+// What decides the places of an asset; listed ones alone.
+struct ListedAsset {
+  std::int64_t mediaType = 0;
+  std::int64_t date = 0;
+};
+using ListedAssets = std::unordered_map<std::int64_t, ListedAsset>;
 
-void append(Places& places, ListedGallery gallery, std::int64_t ownKey, const Statement& row) {
-  const std::int64_t asset = row.integer(0);
-  const std::int64_t date = row.optionalInteger(2).value_or(kLowestKey);
-  places.push_back({listingOf(gallery, PlaceOrder::own), {ownKey, asset}, row.integer(1)});
-  places.push_back({listingOf(gallery, PlaceOrder::date), {date, asset}, row.integer(1)});
+void append(Places& places, ListedGallery gallery, std::int64_t row, std::int64_t ownKey,
+            const ListedAsset& asset) {
+  places.push_back({listingOf(gallery, PlaceOrder::own), {ownKey, row}, asset.mediaType});
+  places.push_back({listingOf(gallery, PlaceOrder::date), {asset.date, row}, asset.mediaType});
 }
 
-bool gatherSmart(Database& database, const std::string& rows, Places& places) {
+bool gatherSmart(Database& database, const std::string& rows, ListedAssets& listed,
+                 Places& places) {
   std::string sql = "SELECT a.id, a.media_type, a.created_ns";
   for (const SmartAlbum& album : kSmartAlbums) {
     sql.append(", ").append(album.condition.empty() ? "1" : album.condition);
   }
-  Statement assets = database.prepare(sql + " FROM assets AS a WHERE" + kListedOf);
+  Statement assets = database.prepare(
+      sql +
+      " FROM assets AS a WHERE a.id IN (SELECT value FROM json_each(?)) AND a.trashed_ns IS NULL"
+      " AND a.hidden = 0 AND a.visible = 1");
   assets.bind(rows);
   while (assets.next()) {
+    const std::int64_t row = assets.integer(0);
+    const ListedAsset asset{assets.integer(1), assets.optionalInteger(2).value_or(kLowestKey)};
+    listed.emplace(row, asset);
     int column = 3;
     for (const SmartAlbum& album : kSmartAlbums) {
       if (assets.integer(column++) == 0) continue;
-      append(places, gallerySmart(album.subtype), assets.integer(0), assets);
+      append(places, gallerySmart(album.subtype), row, row, asset);
     }
   }
   return !assets.failed();
 }
 
-bool gatherAlbums(Database& database, const std::string& rows, Places& places) {
+bool gatherAlbums(Database& database, const std::string& rows, const ListedAssets& listed,
+                  Places& places) {
   Statement members = database.prepare(
-      std::string("SELECT a.id, a.media_type, a.created_ns, m.collection, m.pos FROM assets AS a"
-                  " CROSS JOIN members AS m ON m.asset = a.id WHERE") +
-      kListedOf);
+      "SELECT asset, collection, pos FROM members WHERE asset IN (SELECT value FROM json_each(?))");
   members.bind(rows);
-  while (members.next()) append(places, members.integer(3), members.integer(4), members);
+  while (members.next()) {
+    const auto asset = listed.find(members.integer(0));
+    if (asset == listed.end()) continue;
+    append(places, members.integer(1), asset->first, members.integer(2), asset->second);
+  }
   return !members.failed();
 }
+
+// Finds the stretches of places that come in their order. Most often the next one is near.
+class StretchWalk {
+ public:
+  StretchWalk(Database& database, PlaceLevel level, std::int64_t listing)
+      : level_(static_cast<std::int64_t>(level)),
+        listing_(listing),
+        covering_(database.prepare(
+            "SELECT first_key, first_asset FROM place_counts WHERE level = ? AND listing = ?"
+            " AND (first_key, first_asset) <= (?, ?)"
+            " ORDER BY first_key DESC, first_asset DESC LIMIT 1")),
+        following_(database.prepare(
+            "SELECT first_key, first_asset FROM place_counts WHERE level = ? AND listing = ?"
+            " AND (first_key, first_asset) > (?, ?) ORDER BY first_key, first_asset")) {}
+
+  /// Where the stretch of the key begins; none when that cannot be read.
+  std::optional<PlaceKey> reach(const PlaceKey& key) {
+    constexpr int kNear = 16;
+    for (int i = 0; i < kNear && isUnderWay_; ++i) {
+      if (following_.failed()) return std::nullopt;
+      if (key < next_) return first_;
+      first_ = next_;
+      goOn();
+    }
+    covering_.rewind();
+    covering_.bind(level_, listing_, key.key, key.asset);
+    if (!covering_.next()) return std::nullopt;
+    first_ = {covering_.integer(0), covering_.integer(1)};
+    following_.rewind();
+    following_.bind(level_, listing_, first_.key, first_.asset);
+    isUnderWay_ = true;
+    goOn();
+    if (following_.failed()) return std::nullopt;
+    return first_;
+  }
+
+ private:
+  void goOn() {
+    next_ = following_.next() ? PlaceKey{following_.integer(0), following_.integer(1)}
+                              : PlaceKey{kHighestKey, kHighestKey};
+  }
+
+  const std::int64_t level_;
+  const std::int64_t listing_;
+  Statement covering_;
+  Statement following_;
+  bool isUnderWay_ = false;
+  PlaceKey first_;
+  PlaceKey next_;
+};
 
 class Move {
  public:
@@ -100,48 +164,38 @@ class Move {
     return true;
   }
 
+  struct Change {
+    PlaceKey first;  ///< of a stretch
+    TypeCounts counts;
+  };
+
   bool count(std::span<const Place> places, PlaceLevel level) {
+    const auto changes = changesOf(places, level);
+    if (!changes) return false;
     Statement change = database_.prepare(
         "UPDATE place_counts SET others = others + ?, images = images + ?, videos = videos + ?,"
         " sounds = sounds + ? WHERE level = ? AND listing = ? AND first_key = ?"
         " AND first_asset = ?");
-    for (std::size_t i = 0; i < places.size();) {
-      const auto stretch = stretchOf(places[i], level);
-      if (!stretch) return false;
-      TypeCounts counts;
-      for (; i < places.size() && places[i].key < stretch->next; ++i) {
-        counts.of[static_cast<std::size_t>(places[i].mediaType)] += isAddition_ ? 1 : -1;
-      }
+    for (const Change& each : *changes) {
       change.rewind();
-      for (const std::int64_t number : counts.of) change.bind(number);
-      change.bind(static_cast<std::int64_t>(level), places.front().listing, stretch->first.key,
-                  stretch->first.asset);
+      for (const std::int64_t number : each.counts.of) change.bind(number);
+      change.bind(static_cast<std::int64_t>(level), places.front().listing, each.first.key,
+                  each.first.asset);
       if (!change.run()) return false;
     }
     return true;
   }
 
-  struct Stretch {
-    PlaceKey first;
-    PlaceKey next;
-  };
-
-  std::optional<Stretch> stretchOf(const Place& place, PlaceLevel level) {
-    Stretch stretch{{}, {kHighestKey, kHighestKey}};
-    if (level == PlaceLevel::whole) return stretch;
-    Statement covering = database_.prepare(
-        "SELECT first_key, first_asset FROM place_counts WHERE level = ? AND listing = ?"
-        " AND (first_key, first_asset) <= (?, ?) ORDER BY first_key DESC, first_asset DESC LIMIT "
-        "1");
-    covering.bind(static_cast<std::int64_t>(level), place.listing, place.key.key, place.key.asset);
-    if (covering.next()) stretch.first = {covering.integer(0), covering.integer(1)};
-    Statement behind = database_.prepare(
-        "SELECT first_key, first_asset FROM place_counts WHERE level = ? AND listing = ?"
-        " AND (first_key, first_asset) > (?, ?) ORDER BY first_key, first_asset LIMIT 1");
-    behind.bind(static_cast<std::int64_t>(level), place.listing, place.key.key, place.key.asset);
-    if (behind.next()) stretch.next = {behind.integer(0), behind.integer(1)};
-    if (covering.failed() || behind.failed()) return std::nullopt;
-    return stretch;
+  std::optional<std::vector<Change>> changesOf(std::span<const Place> places, PlaceLevel level) {
+    std::vector<Change> changes;
+    StretchWalk walk(database_, level, places.front().listing);
+    for (const Place& place : places) {
+      const auto first = walk.reach(place.key);
+      if (!first) return std::nullopt;
+      if (changes.empty() || changes.back().first != *first) changes.push_back({*first, {}});
+      changes.back().counts.of[static_cast<std::size_t>(place.mediaType)] += isAddition_ ? 1 : -1;
+    }
+    return changes;
   }
 
   Database& database_;
@@ -149,9 +203,10 @@ class Move {
 };
 
 bool move(Database& database, const std::string& rows, bool isAddition) {
+  ListedAssets listed;
   Places places;
-  return gatherSmart(database, rows, places) && gatherAlbums(database, rows, places) &&
-         Move(database, isAddition).run(places);
+  return gatherSmart(database, rows, listed, places) &&
+         gatherAlbums(database, rows, listed, places) && Move(database, isAddition).run(places);
 }
 
 }  // namespace

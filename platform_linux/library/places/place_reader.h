@@ -12,7 +12,8 @@ namespace quorvin {
 /// What a fetch lists: places of some types, from either end.
 struct PlaceListing {
   std::int64_t listing = 0;
-  MediaTypes types;  ///< only such as there are any of
+  MediaTypes types;        ///< only such as there are any of
+  std::int64_t total = 0;  ///< how many places of these types there are
   bool isDescending = false;
 };
 

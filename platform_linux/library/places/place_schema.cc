@@ -144,9 +144,10 @@ std::string assetTriggers() {
   std::string text = "CREATE TRIGGER places_of_new_asset AFTER INSERT ON assets WHEN ";
   text.append(kFollowed) += " BEGIN\n" + addition() + "END;\n";
   text += "CREATE TRIGGER places_of_changed_asset AFTER UPDATE OF " + textOf(columns, "@", "") +
-          " ON assets WHEN (" + textOf(columns, "@", "OLD.") + ") IS NOT (" +
-          textOf(columns, "@", "NEW.") + ") AND ";
-  text.append(kFollowed) += " BEGIN\n" + removal() + addition() + "END;\n";
+          " ON assets WHEN ";
+  text.append(kFollowed) += " AND (" + textOf(columns, "@", "OLD.") + ") IS NOT (" +
+                            textOf(columns, "@", "NEW.") + ") BEGIN\n" + removal() + addition() +
+                            "END;\n";
   // Before, for members go with their asset.
   text +=
       "CREATE TRIGGER places_of_gone_asset BEFORE DELETE ON assets WHEN " + listed("OLD") + " AND ";

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform_linux/library/places/place_check.h"
-#include "platform_linux/library/places/place_schema.h"
+#include "testing/library/generated_library.h"
 #include "testing/platform/library_changer.h"
 #include "testing/platform/testing_library.h"
 
@@ -135,21 +135,9 @@ TEST_P(Places, ShowWhatASearchFindsWhateverTwoProcessesChange) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   const TemporaryFolder folder;
   const std::string path = folder / "library";
-  {
-    const auto maker = Library::open({.path = path});
-    Gardener garden(path);
-    // So many that there are several groups.
-    garden.run(
-        "INSERT INTO places_suspended VALUES (1);"
-        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000)"
-        " INSERT INTO assets(ident, media_type, created_ns, favorite, subtypes) SELECT 'A' || i,"
-        " 1 + (i % 50 = 0), i * 7919 % 30011, i % 9 = 0, iif(i % 5 = 0, 8, 0) FROM n;"
-        "DELETE FROM places_suspended");
-    ASSERT_TRUE((*maker)->catalogue()->change([](Database& database) -> Done {
-      if (rebuildPlaces(database)) return Null{};
-      return database.lastError("the places cannot be made");
-    }));
-  }
+  // So many that there are several groups.
+  ASSERT_TRUE(
+      generateLibrary(path, {.assets = 20'000, .albums = 8, .largestAlbum = 9'000, .seed = seed}));
   OtherChanger other(path, seed + 1000);
   LibraryChanger changer(path, seed);
   const auto library =
