@@ -33,8 +33,7 @@ class Generator {
       : database_(database), wanted_(wanted), random_(wanted.seed) {}
 
   bool run() {
-    return putAside() && makeAssets() && makeAlbums() && putBack() && rebuildPlaces(database_) &&
-           settlePlaces(database_);
+    return putAside() && makeAssets() && makeAlbums() && putBack() && rebuildPlaces(database_);
   }
 
  private:

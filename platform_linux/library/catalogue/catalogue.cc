@@ -13,7 +13,7 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/catalogue/schema.h"
-#include "platform_linux/library/places/place_schema.h"
+#include "platform_linux/library/places/place_counts.h"
 
 namespace quorvin {
 namespace {
@@ -279,7 +279,7 @@ Done Catalogue::transact(const std::function<Done(Database&)>& body, bool& isSet
     if (writer_->hasMetDamage()) writer_.reset();
     return outcome;
   }
-  if (trimJournal(*writer_) && settlePlaces(*writer_) && writer_->prepare("COMMIT").run()) {
+  if (trimJournal(*writer_) && settleCounts(*writer_) && writer_->prepare("COMMIT").run()) {
     return outcome;
   }
   const Failure error = writer_->lastError(failure);

@@ -201,13 +201,13 @@ std::int64_t dropWithoutOriginal(Database& into,
 }  // namespace
 
 bool beginSalvage(Database& into) {
+  into.setTriggers(false);
   return into.execute(
       "PRAGMA foreign_keys=OFF;"
       "CREATE TEMP TABLE known(id INTEGER PRIMARY KEY, ident TEXT UNIQUE);"
       "CREATE TEMP TABLE marks(id INTEGER, favorite INTEGER, hidden INTEGER, trashed_ns INTEGER);"
       "CREATE TEMP TABLE copied(id INTEGER PRIMARY KEY);"
-      "BEGIN IMMEDIATE; INSERT INTO places_suspended VALUES (1);"
-      "UPDATE collections SET id = -id");
+      "BEGIN IMMEDIATE; UPDATE collections SET id = -id");
 }
 
 bool showsTables(Database& from) {
@@ -336,7 +336,7 @@ std::optional<std::int64_t> finishSalvage(Database& into, std::int64_t status) {
   }
   Statement store = into.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
   done = done && settleListings(into) && store.bind(status).run() && rebuildPlaces(into) &&
-         into.execute("DELETE FROM places_suspended; DELETE FROM journal; COMMIT");
+         into.execute("DELETE FROM journal; COMMIT");
   if (!done) return std::nullopt;
   return given;
 }

@@ -20,7 +20,8 @@ struct SalvagedRows {
 };
 
 /// Makes a new catalogue of the present version ready for rows of others: what refers to rows that
-/// are not there yet is let in. Its own smart albums stand back behind those that come.
+/// are not there yet is let in, and no trigger fires: the end settles it. Its own smart albums
+/// stand back behind those that come.
 bool beginSalvage(Database& into);
 
 /// Whether the tables can be found, whatever is in them.

@@ -7,7 +7,6 @@
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/places/place_moves.h"
-#include "platform_linux/library/places/place_schema.h"
 #include "platform_linux/library/values/asset_date.h"
 
 namespace quorvin {
@@ -35,6 +34,26 @@ bool settleBursts(Database& database, const std::set<std::string>& bursts) {
   return true;
 }
 
+// Of so many at once the places are seen to together; of fewer triggers do.
+bool areMany(const std::string& rows) {
+  constexpr std::ptrdiff_t kMany = 100;
+  return std::ranges::count(rows, ',') >= kMany;
+}
+
+/// No trigger fires while it lives.
+class WithoutTriggers {
+ public:
+  explicit WithoutTriggers(Database& database) : database_(database) {
+    database_.setTriggers(false);
+  }
+  ~WithoutTriggers() { database_.setTriggers(true); }
+  WithoutTriggers(const WithoutTriggers&) = delete;
+  WithoutTriggers& operator=(const WithoutTriggers&) = delete;
+
+ private:
+  Database& database_;
+};
+
 // A clock that was put back would make the term end too early.
 std::int64_t timeOfDeletion(Database& database) {
   const auto clock = trashClock(database);
@@ -51,17 +70,20 @@ std::int64_t presentTime() {
 
 bool trashAssets(Database& database, const std::string& rows) {
   const std::set<std::string> bursts = burstsAmong(database, rows);
-  Statement trash = database.prepare(
-      "UPDATE assets SET trashed_ns = ? WHERE id IN (SELECT value FROM json_each(?))"
-      " AND trashed_ns IS NULL");
-  {
-    const PlacesSuspended suspended(database);
-    if (!journalAssets(database, JournalKind::assetWent, rows) || !removePlaces(database, rows) ||
-        !trash.bind(timeOfDeletion(database), rows).run()) {
-      return false;
-    }
-  }
-  return settleBursts(database, bursts);
+  const auto trash = [&database, &rows] {
+    return journalAssets(database, JournalKind::assetWent, rows) &&
+           database
+               .prepare(
+                   "UPDATE assets SET trashed_ns = ? WHERE id IN (SELECT value FROM json_each(?))"
+                   " AND trashed_ns IS NULL")
+               .bind(timeOfDeletion(database), rows)
+               .run();
+  };
+  const auto trashAtOnce = [&database, &rows, &trash] {
+    const WithoutTriggers quiet(database);
+    return removePlaces(database, rows) && trash();
+  };
+  return (areMany(rows) ? trashAtOnce() : trash()) && settleBursts(database, bursts);
 }
 
 Done restoreAssets(Database& database, std::span<const std::string> identifiers) {
@@ -76,14 +98,23 @@ Done restoreAssets(Database& database, std::span<const std::string> identifiers)
     rows.push_back(find.integer(0));
   }
   const std::string list = listOfRows(rows);
-  Statement restored = database.prepare(
-      "UPDATE assets SET trashed_ns = NULL WHERE id IN (SELECT value FROM json_each(?))");
-  const auto restore = [&] {
-    const PlacesSuspended suspended(database);
-    return journalAssets(database, JournalKind::assetCame, list) && restored.bind(list).run() &&
-           addPlaces(database, list);
+  const auto restore = [&database, &list] {
+    return journalAssets(database, JournalKind::assetCame, list) &&
+           database
+               .prepare(
+                   "UPDATE assets SET trashed_ns = NULL WHERE id IN"
+                   " (SELECT value FROM json_each(?))")
+               .bind(list)
+               .run();
   };
-  if (restore() && settleBursts(database, burstsAmong(database, list))) return Null{};
+  const auto restoreAtOnce = [&database, &list, &restore] {
+    const WithoutTriggers quiet(database);
+    return restore() && addPlaces(database, list);
+  };
+  if ((areMany(list) ? restoreAtOnce() : restore()) &&
+      settleBursts(database, burstsAmong(database, list))) {
+    return Null{};
+  }
   return database.lastError("the assets cannot be restored");
 }
 

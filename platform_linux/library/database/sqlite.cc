@@ -272,6 +272,10 @@ void Database::emptyLog(std::chrono::milliseconds patience) {
   waitFor(kPatience);
 }
 
+void Database::setTriggers(bool isOn) {
+  sqlite3_db_config(connection_, SQLITE_DBCONFIG_ENABLE_TRIGGER, isOn ? 1 : 0, nullptr);
+}
+
 void Database::setCache(int kilobytes) {
   execute("PRAGMA cache_size=-" + std::to_string(kilobytes));
 }

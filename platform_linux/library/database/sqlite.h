@@ -145,6 +145,8 @@ class Database {
   void emptyLog(std::chrono::milliseconds patience = kPatience);
   /// Of a connection for writing: whether commits bring a long log into the file.
   void setCheckpointing(bool isOn);
+  /// Whether triggers fire for what this connection does. Statements are prepared anew.
+  void setTriggers(bool isOn);
   /// How much of the file is kept in memory at most, in kB; what is beyond that goes.
   void setCache(int kilobytes);
   static constexpr int kUsualCache = 16'000;

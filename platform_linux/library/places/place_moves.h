@@ -8,8 +8,8 @@
 namespace quorvin {
 
 /// Takes the assets of a list, as `listOfRows` makes it, out of all listings, or puts them into
-/// theirs, as their rows now stand; those that are in no listing are left out. While triggers are
-/// suspended, inside a change. False when writing failed.
+/// theirs, as their rows now stand; those that are in no listing are left out. While no
+/// triggers fire, inside a change. False when writing failed.
 bool removePlaces(Database& database, const std::string& rows);
 bool addPlaces(Database& database, const std::string& rows);
 

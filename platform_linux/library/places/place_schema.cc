@@ -36,10 +36,6 @@ CREATE TABLE place_counts(
 ) WITHOUT ROWID;
 )";
 
-constexpr const char* kSuspension =
-    "CREATE TABLE places_suspended(reason INTEGER PRIMARY KEY NOT NULL)";
-
-constexpr std::string_view kFollowed = "NOT EXISTS (SELECT 1 FROM places_suspended)";
 constexpr std::string_view kLowest = "-9223372036854775808";
 
 struct Rule {
@@ -141,17 +137,14 @@ std::string assetTriggers() {
   const std::string_view columns =
       "@id, @media_type, @subtypes, @created_ns, @favorite, @hidden, @visible, @trashed_ns,"
       " @front_camera, @animated, @raw, @burst_id";
-  std::string text = "CREATE TRIGGER places_of_new_asset AFTER INSERT ON assets WHEN ";
-  text.append(kFollowed) += " BEGIN\n" + addition() + "END;\n";
+  std::string text =
+      "CREATE TRIGGER places_of_new_asset AFTER INSERT ON assets BEGIN\n" + addition() + "END;\n";
   text += "CREATE TRIGGER places_of_changed_asset AFTER UPDATE OF " + textOf(columns, "@", "") +
-          " ON assets WHEN ";
-  text.append(kFollowed) += " AND (" + textOf(columns, "@", "OLD.") + ") IS NOT (" +
-                            textOf(columns, "@", "NEW.") + ") BEGIN\n" + removal() + addition() +
-                            "END;\n";
+          " ON assets WHEN (" + textOf(columns, "@", "OLD.") + ") IS NOT (" +
+          textOf(columns, "@", "NEW.") + ") BEGIN\n" + removal() + addition() + "END;\n";
   // Before, for members go with their asset.
-  text +=
-      "CREATE TRIGGER places_of_gone_asset BEFORE DELETE ON assets WHEN " + listed("OLD") + " AND ";
-  text.append(kFollowed) += " BEGIN\n" + removal() + "END;\n";
+  text += "CREATE TRIGGER places_of_gone_asset BEFORE DELETE ON assets WHEN " + listed("OLD") +
+          " BEGIN\n" + removal() + "END;\n";
   return text;
 }
 
@@ -173,11 +166,11 @@ std::string memberTriggers() {
     departure += "DELETE FROM places WHERE (listing, media_type, key, asset) IN (" +
                  textOf(row, "@", "OLD") + ");\n";
   }
-  const std::string when = " ON members WHEN " + std::string(kFollowed) + " BEGIN\n";
-  return "CREATE TRIGGER places_of_new_member AFTER INSERT" + when + arrival +
+  const std::string begin = " ON members BEGIN\n";
+  return "CREATE TRIGGER places_of_new_member AFTER INSERT" + begin + arrival +
          "END;\nCREATE TRIGGER places_of_moved_member AFTER UPDATE OF collection, asset, pos" +
-         when + departure + arrival + "END;\nCREATE TRIGGER places_of_gone_member AFTER DELETE" +
-         when + departure + "END;\n";
+         begin + departure + arrival + "END;\nCREATE TRIGGER places_of_gone_member AFTER DELETE" +
+         begin + departure + "END;\n";
 }
 
 std::string countTrigger(const char* name, const char* event, std::string_view row,
@@ -199,8 +192,8 @@ std::string countTrigger(const char* name, const char* event, std::string_view r
   }
   body += change + " WHERE level = 2 AND listing = @.listing;\n";
   body = textOf(textOf(body, "@", row), "$", sign);
-  std::string text = std::string("CREATE TRIGGER ") + name + " AFTER " + event + " ON places WHEN ";
-  return text.append(kFollowed) + " BEGIN\n" + body + "END;\n";
+  return std::string("CREATE TRIGGER ") + name + " AFTER " + event + " ON places BEGIN\n" + body +
+         "END;\n";
 }
 
 std::string countTriggers() {
@@ -303,9 +296,8 @@ bool fillCounts(Database& database) {
 }  // namespace
 
 bool makePlaces(Database& database) {
-  return database.execute(kSuspension) && rebuildPlaces(database) &&
-         database.execute(assetTriggers()) && database.execute(memberTriggers()) &&
-         database.execute(formerIndexes());
+  return rebuildPlaces(database) && database.execute(assetTriggers()) &&
+         database.execute(memberTriggers()) && database.execute(formerIndexes());
 }
 
 bool rebuildPlaces(Database& database) {
@@ -313,18 +305,6 @@ bool rebuildPlaces(Database& database) {
          database.execute(kTables) && database.execute(indexesOfCounts()) &&
          fillInOrderOfAddition(database) && fillByDate(database) && fillAlbums(database) &&
          fillCounts(database) && database.execute(countTriggers());
-}
-
-bool settlePlaces(Database& database) {
-  return database.integer("SELECT count(*) FROM places_suspended") == 0 && settleCounts(database);
-}
-
-PlacesSuspended::PlacesSuspended(Database& database) : database_(database) {
-  database_.prepare("INSERT INTO places_suspended VALUES (1)").run();
-}
-
-PlacesSuspended::~PlacesSuspended() {
-  database_.prepare("DELETE FROM places_suspended").run();
 }
 
 }  // namespace quorvin

@@ -179,13 +179,10 @@ TEST_F(Check, SettlesListings) {
 
 TEST_F(Check, PutsAssetsIntoTheListingsThatTheyBelongTo) {
   EXPECT_TRUE(saveImage(put("b.jpg", "image")).success);
-  gardener.run(
-      "INSERT INTO places_suspended VALUES (1); UPDATE assets SET favorite = 1;"
-      "DELETE FROM places_suspended");
+  gardener.run("DELETE FROM places WHERE listing = -417");
   expectRepairable("wrongListing");
-  gardener.run(
-      "INSERT INTO places_suspended VALUES (1); UPDATE assets SET favorite = 0;"
-      "DELETE FROM places_suspended");
+  EXPECT_EQ(recents().size(), 1U);
+  gardener.run("INSERT INTO places SELECT -406, 1, id, id FROM assets");
   expectRepairable("wrongListing");
 }
 
