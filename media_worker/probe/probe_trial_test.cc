@@ -61,7 +61,8 @@ TEST(ProbeTrial, TriesTheFirstAMiddleAndTheLastTile) {
   for (std::uint8_t& value : noise.pixels) value = static_cast<std::uint8_t>(random());
   const Bytes whole = tiledHeic(noise, 64);
   EXPECT_EQ(refusal(whole), "");
-  EXPECT_EQ(refusal(overwritten(whole, 0, 0.05)), kDamaged);
+  // What tells of the tiles stands before the first.
+  EXPECT_TRUE(refusal(overwritten(whole, 0, 0.05)).starts_with("The photo is damaged: "));
   EXPECT_EQ(refusal(overwritten(whole, 0.48, 0.58)), kDamaged);
   EXPECT_EQ(refusal(overwritten(whole, 0.92, 0.99)), kDamaged);
 }

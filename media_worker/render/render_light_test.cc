@@ -53,7 +53,8 @@ void expectOnCommonScreen(const Picture& seen) {
 }
 
 /// What the ffmpeg program makes of the stripes, with the light named in the file.
-Bytes coded(const Light& light, const std::string& output, const std::string& extension) {
+Bytes coded(const Light& light, const std::string& filters, const std::string& output,
+            const std::string& extension) {
   std::string sources;
   std::string inputs;
   for (const int code : {light.quarter, light.white, light.lamp}) {
@@ -62,15 +63,18 @@ Bytes coded(const Light& light, const std::string& output, const std::string& ex
     sources += source.str() + "[" + std::to_string(code) + "];";
     inputs += "[" + std::to_string(code) + "]";
   }
-  return ffmpegOutput("-f lavfi -i '" + sources + inputs + "hstack=3' " + output +
-                          " -color_primaries bt2020 -color_trc " +
-                          (light.transfer == kPq ? "smpte2084" : "arib-std-b67"),
+  const std::string transfer = light.transfer == kPq ? "smpte2084" : "arib-std-b67";
+  // Newer versions believe the frames, older ones the options.
+  return ffmpegOutput("-f lavfi -i '" + sources + inputs + "hstack=3' -vf " + filters +
+                          ",setparams=color_primaries=bt2020:color_trc=" + transfer +
+                          " -color_primaries bt2020 -color_trc " + transfer + " " + output,
                       extension);
 }
 
 constexpr const char* kTenBits =
-    "-vf scale=out_color_matrix=bt2020:out_range=tv,format=yuv420p10le -colorspace bt2020nc"
-    " -color_range tv ";
+    "scale=out_color_matrix=bt2020:out_range=tv,format=yuv420p10le,"
+    "setparams=colorspace=bt2020nc:range=tv";
+constexpr const char* kTenBitsNamed = "-colorspace bt2020nc -color_range tv ";
 
 class RenderLight : public testing::TestWithParam<Light> {};
 
@@ -84,11 +88,10 @@ TEST_P(RenderLight, OfPicturesIsBroughtToCommonScreens) {
   const Bytes files[] = {
       heif(stripes(GetParam()), options), heif(stripes(GetParam()), deep),
       heif(stripes(GetParam()), avif),
-      coded(GetParam(), std::string(kTenBits) + "-frames:v 1 -c:v libaom-av1 -crf 1", "avif"),
-      coded(GetParam(),
-            "-vf format=rgb48le -frames:v 1 -c:v libjxl -distance 0.1 -colorspace rgb"
-            " -color_range pc",
-            "jxl")};
+      coded(GetParam(), kTenBits, std::string(kTenBitsNamed) + "-frames:v 1 -c:v libaom-av1 -crf 1",
+            "avif"),
+      coded(GetParam(), "format=rgb48le",
+            "-frames:v 1 -c:v libjxl -distance 0.1 -colorspace rgb -color_range pc", "jxl")};
   for (const Bytes& file : files) {
     SCOPED_TRACE(&file - files);
     expectOnCommonScreen(rendered(file, original()));
@@ -98,9 +101,9 @@ TEST_P(RenderLight, OfPicturesIsBroughtToCommonScreens) {
 }
 
 TEST_P(RenderLight, OfFilmsIsBroughtToCommonScreens) {
-  const Bytes film =
-      coded(GetParam(),
-            std::string(kTenBits) + "-c:v libx265 -x265-params log-level=error:lossless=1", "mov");
+  const Bytes film = coded(
+      GetParam(), kTenBits,
+      std::string(kTenBitsNamed) + "-c:v libx265 -x265-params log-level=error:lossless=1", "mov");
   RenderRequest request = original();
   request.kind = MediaKind::video;
   expectOnCommonScreen(rendered(film, request));

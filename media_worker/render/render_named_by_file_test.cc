@@ -57,7 +57,9 @@ class RenderTurnedPng : public testing::TestWithParam<std::tuple<Place, int>> {}
 
 TEST_P(RenderTurnedPng, StandsUpright) {
   const auto& [place, orientation] = GetParam();
-  const Bytes file = place.add(saved(stored(quadrants(96, 64), orientation), ".png"), orientation);
+  // Newer versions of libvips would write a turn of their own.
+  const Bytes plain = saved(stored(quadrants(96, 64), orientation), ".png[strip]");
+  const Bytes file = place.add(plain, orientation);
   for (const RenderRequest& request : {original(), fitInto(48, 48)}) {
     const Picture picture = rendered(file, request);
     ASSERT_EQ(picture.width * 64, picture.height * 96);
@@ -183,7 +185,8 @@ TEST(PreviewAlone, IsMadeOfAPreviewOrNotAtAll) {
 TEST(WideFilm, IsShownInSrgb) {
   const Bytes film = ffmpegOutput(
       "-f lavfi -i color=0x6496C8:s=64x64:r=5:d=1,format=gbrp,scale=out_color_matrix=bt709:"
-      "out_range=tv,format=yuv420p -c:v libx264 -qp 0 -color_primaries smpte432"
+      "out_range=tv,format=yuv420p,setparams=color_primaries=smpte432:color_trc=iec61966-2-1:"
+      "colorspace=bt709:range=tv -c:v libx264 -qp 0 -color_primaries smpte432"
       " -color_trc iec61966-2-1 -colorspace bt709 -color_range tv",
       "mov");
   RenderRequest request = original();
