@@ -162,5 +162,18 @@ TEST_P(RenderLight, IsToldByAProfileToo) {
 
 INSTANTIATE_TEST_SUITE_P(Transfers, RenderLight, testing::ValuesIn(kLights));
 
+TEST(RenderGainMap, IsLeftOutOfThePicture) {
+  const Picture base = gradient(128, 96);
+  const Picture seen =
+      rendered(heicWithAuxiliary(base, "urn:example:auxiliary:hdrgainmap"), original());
+  ASSERT_EQ(seen.width, base.width);
+  ASSERT_EQ(seen.height, base.height);
+  for (int y = 4; y < base.height; y += 8) {
+    for (int x = 4; x < base.width; x += 8) {
+      ASSERT_TRUE(isNear(seen.at(x, y), base.at(x, y), 8)) << x << ' ' << y;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace quorvin
