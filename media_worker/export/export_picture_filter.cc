@@ -10,7 +10,7 @@ extern "C" {
 
 #include "media_worker/export/filter_library.h"
 #include "media_worker/reading/ffmpeg_versions.h"
-#include "media_worker/reading/named_colours.h"
+#include "media_worker/reading/light.h"
 
 namespace quorvin {
 

@@ -17,14 +17,6 @@ namespace {
 /// Formats that come only whole are not decoded beyond this many pixels just to look at them.
 constexpr std::int64_t kLargestTrial = 100'000'000;
 
-int integerField(VipsImage* image, const char* name, int absent) {
-  int value = absent;
-  return vips_image_get_typeof(image, name) == G_TYPE_INT &&
-                 vips_image_get_int(image, name, &value) == 0
-             ? value
-             : absent;
-}
-
 bool comesWhole(VipsImage* image, PictureFormat format) {
   return format == PictureFormat::gif || format == PictureFormat::webp ||
          integerField(image, "interlaced", 0) != 0;

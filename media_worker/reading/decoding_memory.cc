@@ -16,9 +16,7 @@ std::int64_t pixelsOf(VipsImage* header) {
 
 /// A JPEG in passes, or a PNG.
 bool isInterlaced(VipsImage* header) {
-  int value = 0;
-  return vips_image_get_typeof(header, "interlaced") == G_TYPE_INT &&
-         vips_image_get_int(header, "interlaced", &value) == 0 && value != 0;
+  return integerField(header, "interlaced", 0) != 0;
 }
 
 }  // namespace

@@ -19,8 +19,7 @@ namespace {
 
 constexpr std::int64_t kMaximumJpegSize = 512 << 20;
 
-/// One decompression. The library reports errors by a jump; nothing between `run` and the jump
-/// has a destructor.
+/// One decompression. The library reports errors by a jump.
 class JpegDecoder {
  public:
   JpegDecoder() {
@@ -39,61 +38,47 @@ class JpegDecoder {
 
   /// Decodes as many rows as there are into memory that it allocates.
   void run(std::span<const std::uint8_t> file, int shrink) {
-    if (setjmp(failed_) != 0) {
-      damaged_ = true;
-      return;
-    }
-    jpeg_create_decompress(&state_);
-    jpeg_mem_src(&state_, file.data(), file.size());
-    jpeg_read_header(&state_, TRUE);
-    if (state_.num_components != 1 && state_.num_components != 3) return;
-    state_.out_color_space = state_.num_components == 1 ? JCS_GRAYSCALE : JCS_RGB;
-    state_.scale_num = 1;
-    state_.scale_denom = static_cast<unsigned>(shrink);
-    jpeg_start_decompress(&state_);
-    rowBytes_ = std::size_t{state_.output_width} * static_cast<unsigned>(state_.output_components);
-    pixels_.reset(new (std::nothrow) std::uint8_t[rowBytes_ * state_.output_height]);
-    if (pixels_ == nullptr) return;
-    while (state_.output_scanline < state_.output_height) {
-      JSAMPROW row = pixels_.get() + state_.output_scanline * rowBytes_;
-      jpeg_read_scanlines(&state_, &row, 1);
-    }
-    jpeg_finish_decompress(&state_);
+    begin(file, [this, shrink] {
+      if (state_.num_components != 1 && state_.num_components != 3) return;
+      state_.out_color_space = state_.num_components == 1 ? JCS_GRAYSCALE : JCS_RGB;
+      state_.scale_num = 1;
+      state_.scale_denom = static_cast<unsigned>(shrink);
+      jpeg_start_decompress(&state_);
+      rowBytes_ =
+          std::size_t{state_.output_width} * static_cast<unsigned>(state_.output_components);
+      pixels_.reset(new (std::nothrow) std::uint8_t[rowBytes_ * state_.output_height]);
+      if (pixels_ == nullptr) return;
+      while (state_.output_scanline < state_.output_height) {
+        JSAMPROW row = pixels_.get() + state_.output_scanline * rowBytes_;
+        jpeg_read_scanlines(&state_, &row, 1);
+      }
+      jpeg_finish_decompress(&state_);
+    });
   }
 
   /// As `run`, to the components as they are coded.
   void runToPlanes(std::span<const std::uint8_t> file, int shrink) {
-    if (setjmp(failed_) != 0) {
-      damaged_ = true;
-      return;
-    }
-    jpeg_create_decompress(&state_);
-    jpeg_mem_src(&state_, file.data(), file.size());
-    jpeg_read_header(&state_, TRUE);
-    if (state_.num_components != 3 || state_.jpeg_color_space != JCS_YCbCr) return;
-    state_.raw_data_out = TRUE;
-    state_.scale_num = 1;
-    state_.scale_denom = static_cast<unsigned>(shrink);
-    jpeg_start_decompress(&state_);
-    allotPlanes();
-    while (state_.output_scanline < state_.output_height) readRowOfBlocks();
-    jpeg_finish_decompress(&state_);
+    begin(file, [this, shrink] {
+      if (state_.num_components != 3 || state_.jpeg_color_space != JCS_YCbCr) return;
+      state_.raw_data_out = TRUE;
+      state_.scale_num = 1;
+      state_.scale_denom = static_cast<unsigned>(shrink);
+      jpeg_start_decompress(&state_);
+      allotPlanes();
+      while (state_.output_scanline < state_.output_height) readRowOfBlocks();
+      jpeg_finish_decompress(&state_);
+    });
   }
 
   /// Reads no further than the first rows of the first pass.
   void tryFirstRows(std::span<const std::uint8_t> file) {
-    if (setjmp(failed_) != 0) {
-      damaged_ = true;
-      return;
-    }
-    jpeg_create_decompress(&state_);
-    jpeg_mem_src(&state_, file.data(), file.size());
-    jpeg_read_header(&state_, TRUE);
-    state_.buffered_image = TRUE;
-    jpeg_start_decompress(&state_);
-    int step = jpeg_consume_input(&state_);
-    while (step == JPEG_REACHED_SOS) step = jpeg_consume_input(&state_);
-    damaged_ = damaged_ || step == JPEG_SUSPENDED || step == JPEG_REACHED_EOI;
+    begin(file, [this] {
+      state_.buffered_image = TRUE;
+      jpeg_start_decompress(&state_);
+      int step = jpeg_consume_input(&state_);
+      while (step == JPEG_REACHED_SOS) step = jpeg_consume_input(&state_);
+      damaged_ = damaged_ || step == JPEG_SUSPENDED || step == JPEG_REACHED_EOI;
+    });
   }
 
   bool isDamaged() const { return damaged_; }
@@ -117,6 +102,19 @@ class JpegDecoder {
   }
 
  private:
+  /// Reads the header, then does the rest. Nothing in it has a destructor, for errors jump here.
+  template <class Rest>
+  void begin(std::span<const std::uint8_t> file, const Rest& rest) {
+    if (setjmp(failed_) != 0) {
+      damaged_ = true;
+      return;
+    }
+    jpeg_create_decompress(&state_);
+    jpeg_mem_src(&state_, file.data(), file.size());
+    jpeg_read_header(&state_, TRUE);
+    rest();
+  }
+
   /// Whole blocks come, also where the picture ends within one.
   void allotPlanes() {
     constexpr std::uint8_t kGrey = 128;

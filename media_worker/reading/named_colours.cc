@@ -7,14 +7,6 @@ namespace {
 constexpr const char* kPrimaries = "quorvin-primaries";
 constexpr const char* kTransfer = "quorvin-transfer";
 
-int noted(VipsImage* image, const char* name, int absent) {
-  int value = absent;
-  return vips_image_get_typeof(image, name) == G_TYPE_INT &&
-                 vips_image_get_int(image, name, &value) == 0
-             ? value
-             : absent;
-}
-
 }  // namespace
 
 void nameColours(VipsImage* image, ColourCodes codes) {
@@ -34,8 +26,8 @@ void copyColours(VipsImage* from, VipsImage* to) {
 
 ColourCodes namedColours(VipsImage* image) {
   const ColourCodes unspecified;
-  return {noted(image, kPrimaries, unspecified.primaries),
-          noted(image, kTransfer, unspecified.transfer)};
+  return {integerField(image, kPrimaries, unspecified.primaries),
+          integerField(image, kTransfer, unspecified.transfer)};
 }
 
 }  // namespace quorvin

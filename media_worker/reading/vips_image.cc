@@ -32,6 +32,24 @@ void freeReading(void* reading, GClosure*) {
 
 }  // namespace
 
+int integerField(VipsImage* image, const char* name, int absent) {
+  int value = absent;
+  return vips_image_get_typeof(image, name) == G_TYPE_INT &&
+                 vips_image_get_int(image, name, &value) == 0
+             ? value
+             : absent;
+}
+
+std::string exifField(VipsImage* image, const char* name) {
+  const char* text = nullptr;
+  if (vips_image_get_typeof(image, name) != VIPS_TYPE_REF_STRING ||
+      vips_image_get_string(image, name, &text) != 0) {
+    return "";
+  }
+  const std::string whole = text;
+  return whole.substr(0, whole.find(" ("));
+}
+
 SourcePtr sourceOf(const InputFile& file) {
   VipsSourceCustom* source = vips_source_custom_new();
   auto* reading = new Reading{file};

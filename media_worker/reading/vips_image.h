@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "media_worker/reading/input_file.h"
@@ -36,6 +37,12 @@ bool apply(ImagePtr& image, Operation&& operation) {
   image.reset(out);
   return true;
 }
+
+/// What libvips noted of a picture's header: a number, or `absent`.
+int integerField(VipsImage* image, const char* name, int absent);
+/// The value of an Exif tag, without what libvips says behind it of its kind; empty when there is
+/// none.
+std::string exifField(VipsImage* image, const char* name);
 
 /// A source that reads the file at its own offsets. `file` outlives it.
 SourcePtr sourceOf(const InputFile& file);

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <string>
-#include <string_view>
 
 #include "media_worker/reading/jpeg_decoder.h"
 #include "media_worker/reading/named_colours.h"
@@ -10,24 +9,13 @@ namespace quorvin {
 
 namespace {
 
-/// The value of a tag; libvips writes its kind behind it. Empty when there is none.
-std::string tag(VipsImage* header, const char* field) {
-  const char* text = nullptr;
-  if (vips_image_get_typeof(header, field) != VIPS_TYPE_REF_STRING ||
-      vips_image_get_string(header, field, &text) != 0) {
-    return "";
-  }
-  const std::string_view whole = text;
-  return std::string(whole.substr(0, whole.find(" (")));
-}
-
 /// Programs that change a picture change its date, or its size, and may leave the preview as it
 /// was.
 bool isAsTaken(VipsImage* header) {
-  const std::string taken = tag(header, "exif-ifd2-DateTimeOriginal");
-  return !taken.empty() && tag(header, "exif-ifd0-DateTime") == taken &&
-         tag(header, "exif-ifd2-PixelXDimension") == std::to_string(header->Xsize) &&
-         tag(header, "exif-ifd2-PixelYDimension") == std::to_string(header->Ysize);
+  const std::string taken = exifField(header, "exif-ifd2-DateTimeOriginal");
+  return !taken.empty() && exifField(header, "exif-ifd0-DateTime") == taken &&
+         exifField(header, "exif-ifd2-PixelXDimension") == std::to_string(header->Xsize) &&
+         exifField(header, "exif-ifd2-PixelYDimension") == std::to_string(header->Ysize);
 }
 
 }  // namespace

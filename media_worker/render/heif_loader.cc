@@ -1,9 +1,10 @@
 // HEIC, HEIF and AVIF. A small rendering is made of an embedded preview, where one shows the same
 // cut of the picture with pixels enough; otherwise of the primary picture, whole, for libheif
 // decodes no less. 8-bit HEVC without alpha comes from our own decoder as planes of red, green and
-// blue: they are turned upright while they are put together, straight into the memory that is
-// handed over. Everything else is left to libheif, which turns and converts by itself. Its colours
-// have an ICC profile, or code points, of which libvips knows nothing: they are attached here.
+// blue: they become smaller one by one, and upright while they are put together, in the memory that
+// is handed over. Everything else is left to libheif, which turns and converts by itself. Its
+// colours have an ICC profile, or code points, of which libvips knows nothing: they are attached
+// here.
 #include <algorithm>
 #include <array>
 #include <bit>

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 #include "media_protocol/wire.h"
@@ -31,12 +30,9 @@ VipsFailOn failOn(const RenderRequest& request) {
 }
 
 /// Most pixels of the picture, by how it is decoded.
-std::int64_t mostPixelsOf(const VipsImage* header, PictureFormat format) {
+std::int64_t mostPixelsOf(VipsImage* header, PictureFormat format) {
   if (format == PictureFormat::gif) return kMaximumGifPixelCount;
-  int interlaced = 0;
-  const bool comesWhole = vips_image_get_typeof(header, "interlaced") == G_TYPE_INT &&
-                          vips_image_get_int(header, "interlaced", &interlaced) == 0 &&
-                          interlaced != 0;
+  const bool comesWhole = integerField(header, "interlaced", 0) != 0;
   return comesWhole ? kMaximumWholePixelCount : kMaximumPixelCount;
 }
 
@@ -45,18 +41,11 @@ bool isScreenJpeg(VipsImage* header) {
   return header->BandFmt == VIPS_FORMAT_UCHAR && (header->Bands == 1 || header->Bands == 3);
 }
 
-bool says(VipsImage* header, const char* field, std::string_view beginning) {
-  const char* text = nullptr;
-  return vips_image_get_typeof(header, field) == VIPS_TYPE_REF_STRING &&
-         vips_image_get_string(header, field, &text) == 0 &&
-         std::string_view(text).starts_with(beginning);
-}
-
 /// Cameras tell Adobe RGB in Exif, some of them without a profile: the colours are none of the
 /// standard's, and the rules by which files are exchanged are number 3.
 void nameExifColours(VipsImage* header) {
-  if (says(header, "exif-ifd2-ColorSpace", "65535") &&
-      says(header, "exif-ifd4-InteroperabilityIndex", "R03")) {
+  if (exifField(header, "exif-ifd2-ColorSpace") == "65535" &&
+      exifField(header, "exif-ifd4-InteroperabilityIndex") == "R03") {
     nameColours(header, kAdobeRgb);
   }
 }

@@ -14,8 +14,8 @@ namespace quorvin {
 
 namespace {
 
-/// Smaller ones are for lists.
-constexpr std::int64_t kLeastOfPreview = 1000;
+/// A photo whose largest preview is smaller has it for lists.
+constexpr std::int64_t kLeastOfLargest = 1000;
 
 Failure cannotBeShown() {
   return Failure(LibraryErrorCode::requestNotSupportedForAsset,
@@ -31,14 +31,19 @@ PixelSize sizeOf(const Exiv2::PreviewProperties& preview) {
   return {static_cast<std::int64_t>(preview.width_), static_cast<std::int64_t>(preview.height_)};
 }
 
-/// The smallest preview with the pixels that the request needs of the largest; they come in the
-/// order of their sizes.
-std::optional<Exiv2::PreviewProperties> choose(std::span<const Exiv2::PreviewProperties> previews,
-                                               const RenderRequest& request, int orientation) {
+/// They come in the order of their sizes. Null when none is shown.
+const Exiv2::PreviewProperties* largestOf(std::span<const Exiv2::PreviewProperties> previews) {
   const Exiv2::PreviewProperties* largest = nullptr;
   for (const auto& preview : previews) {
     if (isShown(preview)) largest = &preview;
   }
+  return largest;
+}
+
+/// The smallest preview with the pixels that the request needs of the largest.
+std::optional<Exiv2::PreviewProperties> choose(std::span<const Exiv2::PreviewProperties> previews,
+                                               const RenderRequest& request, int orientation) {
+  const Exiv2::PreviewProperties* const largest = largestOf(previews);
   if (largest == nullptr) return std::nullopt;
   const PixelSize full = sizeOf(*largest);
   const bool turned = orientation >= 5;
@@ -73,8 +78,21 @@ FileDescriptor memoryOf(const Exiv2::PreviewImage& preview) {
 struct Preview {
   FileDescriptor memory;
   PixelSize size;
+  PixelSize largest;    ///< of all
   int orientation = 1;  ///< of the raw photo
 };
+
+std::int64_t longerSide(PixelSize size) {
+  return std::max(size.width, size.height);
+}
+
+/// Whether the sensor's data would not show more of what is asked for.
+bool serves(const Preview& preview, const RenderRequest& request) {
+  const bool isEnough =
+      request.fit == RenderRequest::Fit::fit &&
+      std::max(request.targetWidth, request.targetHeight) <= longerSide(preview.size);
+  return isEnough || longerSide(preview.largest) >= kLeastOfLargest;
+}
 
 Preview bestPreview(const InputFile& file, int fd, const RenderRequest& request) {
   Preview best;
@@ -83,8 +101,10 @@ Preview bestPreview(const InputFile& file, int fd, const RenderRequest& request)
     image->readMetadata();
     best.orientation = orientationOf(image->exifData());
     const Exiv2::PreviewManager manager(*image);
-    const auto chosen = choose(manager.getPreviewProperties(), request, best.orientation);
+    const auto previews = manager.getPreviewProperties();
+    const auto chosen = choose(previews, request, best.orientation);
     if (chosen) {
+      best.largest = sizeOf(*largestOf(previews));
       best.memory = memoryOf(manager.getPreviewImage(*chosen));
       best.size = sizeOf(*chosen);
     }
@@ -115,8 +135,7 @@ Result<LoadedImage> loadPreview(Preview preview, const RenderRequest& request) {
 Result<LoadedImage> loadRaw(const InputFile& file, int fd, const RenderRequest& request) {
   Preview preview = bestPreview(file, fd, request);
   const int orientation = preview.orientation;
-  const bool serves = std::max(preview.size.width, preview.size.height) >= kLeastOfPreview;
-  if (!serves && !request.previewAlone) {
+  if (!serves(preview, request) && !request.previewAlone) {
     auto developed = loadRawSensor(file, request, orientation);
     if (developed) return developed;
   }

@@ -45,6 +45,8 @@ Result<LoadedImage> loadRawSensor(const InputFile& file, const RenderRequest& re
   if (file.size() > kMaximumRawSize) return cannotDecode();
   std::vector<std::uint8_t> bytes = file.head(static_cast<std::size_t>(file.size()));
   const auto raw = std::make_unique<LibRaw>();
+  // It would write of damage to the standard error.
+  raw->set_dataerror_handler(nullptr, nullptr);
   raw->imgdata.params.use_camera_wb = 1;
   raw->imgdata.params.output_bps = 8;
   raw->imgdata.params.user_flip = 0;

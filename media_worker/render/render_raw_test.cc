@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -80,8 +81,30 @@ Bytes directory(const std::vector<TagValue>& tags, std::size_t offset) {
 constexpr std::uint32_t kByteType = 1, kShortType = 3, kLongType = 4, kRationalType = 5,
                         kSignedRationalType = 10;
 
-/// A digital negative with nothing but the sensor's data. The filters are those of sRGB.
-Bytes sensorNegative(const Picture& picture, int orientation) {
+/// A second directory, to which the first one then leads, with a JPEG behind it.
+void appendPreview(Bytes& bytes, const Bytes& preview) {
+  const std::size_t begin = bytes.size();
+  const auto tagsWith = [&preview](std::size_t offset) {
+    return std::vector<TagValue>{
+        {0x0103, kShortType, {6}},
+        {0x0201, kLongType, {static_cast<std::uint32_t>(offset)}},
+        {0x0202, kLongType, {static_cast<std::uint32_t>(preview.size())}},
+    };
+  };
+  const Bytes tags = directory(tagsWith(begin + directory(tagsWith(0), begin).size()), begin);
+  bytes.insert(bytes.end(), tags.begin(), tags.end());
+  bytes.insert(bytes.end(), preview.begin(), preview.end());
+  Bytes link;
+  append(link, static_cast<std::uint32_t>(begin), 4);
+  constexpr std::size_t kFirst = 8;
+  const std::size_t count = bytes[kFirst] + std::size_t{bytes[kFirst + 1]} * 256;
+  std::copy(link.begin(), link.end(),
+            bytes.begin() + static_cast<std::ptrdiff_t>(kFirst + 2 + count * 12));
+}
+
+/// A digital negative with the sensor's data, and a small preview where there is one. The filters
+/// are those of sRGB.
+Bytes sensorNegative(const Picture& picture, int orientation, const Bytes& preview = {}) {
   constexpr std::size_t kBegin = 8;
   constexpr std::uint32_t kWhite = 16'000;
   const auto width = static_cast<std::uint32_t>(picture.width);
@@ -130,6 +153,7 @@ Bytes sensorNegative(const Picture& picture, int orientation) {
       append(bytes, picture.at(x, y).at(filter) > 0 ? kWhite * 9 / 10 : kWhite / 100, 2);
     }
   }
+  if (!preview.empty()) appendPreview(bytes, preview);
   return bytes;
 }
 
@@ -191,6 +215,17 @@ TEST(RenderRaw, ShowsAPreviewWithoutCompression) {
   ASSERT_EQ(picture.width, 120);
   ASSERT_EQ(picture.height, 80);
   expectQuadrants(picture, 2);
+}
+
+TEST(RenderRaw, IsDevelopedOnlyForMoreThanItsPreviewShows) {
+  const Bytes file =
+      sensorNegative(filled(480, 320, kWhite), 1, saved(filled(120, 80, kRed), ".jpg"));
+  const Picture small = rendered(file, fitInto(100, 100));
+  ASSERT_EQ(small.width, 100);
+  EXPECT_TRUE(isNear(small.at(50, 30), kRed, 8));
+  const Picture large = rendered(file, fitInto(300, 300));
+  ASSERT_EQ(large.width, 300);
+  EXPECT_GT(large.at(150, 100)[1], 200);
 }
 
 TEST(RenderRaw, IsDevelopedWhereThereIsNoPreview) {

@@ -10,6 +10,7 @@
 #include <span>
 #include <vector>
 
+#include "media_worker/reading/light.h"
 namespace quorvin {
 
 namespace {
