@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -14,6 +15,13 @@ bool isHexadecimalDigit(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
+/// Puts what was read in the place of a null, which holds nothing that would be lost. To assign it
+/// would make it elsewhere first.
+template <class T>
+void put(Value& place, T&& held) {
+  std::construct_at(&place, std::forward<T>(held));
+}
+
 }  // namespace
 
 bool MessageReader::readByte(std::uint8_t& byte) {
@@ -21,41 +29,44 @@ bool MessageReader::readByte(std::uint8_t& byte) {
 }
 
 bool MessageReader::readValue(Value& value) {
-  std::uint8_t type = 0;
-  return readByte(type) && readBody(static_cast<WireType>(type), value);
+  return readValue(value, nullptr);
 }
 
-bool MessageReader::readBody(WireType type, Value& value) {
+bool MessageReader::readValue(Value& value, const Value* before) {
+  std::uint8_t type = 0;
+  return readByte(type) && readBody(static_cast<WireType>(type), value, before);
+}
+
+bool MessageReader::readBody(WireType type, Value& value, const Value* before) {
   switch (type) {
     case WireType::null:
-      value = Null{};
       return true;
     case WireType::trueValue:
     case WireType::falseValue:
-      value = type == WireType::trueValue;
+      put(value, type == WireType::trueValue);
       return true;
     case WireType::int32: {
       std::int32_t number = 0;
       if (!readNumber(number)) return false;
-      value = std::int64_t{number};
+      put(value, std::int64_t{number});
       return true;
     }
     case WireType::int64: {
       std::int64_t number = 0;
       if (!readNumber(number)) return false;
-      value = number;
+      put(value, number);
       return true;
     }
     case WireType::float64: {
       double number = 0;
       if (!skipPadding(sizeof number) || !readNumber(number)) return false;
-      value = number;
+      put(value, number);
       return true;
     }
     case WireType::string: {
-      std::string text;
+      std::string_view text;
       if (!readText(text) || !isUtf8(text)) return false;
-      value = std::move(text);
+      put(value, text);
       return true;
     }
     case WireType::largeInteger:
@@ -73,7 +84,7 @@ bool MessageReader::readBody(WireType type, Value& value) {
     case WireType::list:
       return readList(value);
     case WireType::map:
-      return readMap(value);
+      return readMap(value, before == nullptr ? nullptr : before->as<Map>());
   }
   return false;
 }
@@ -95,52 +106,53 @@ bool MessageReader::readSize(std::size_t& size) {
   return true;
 }
 
-bool MessageReader::readText(std::string& text) {
+bool MessageReader::readText(std::string_view& text) {
   std::size_t size = 0;
   if (!readSize(size) || !has(size)) return false;
-  text.assign(reinterpret_cast<const char*>(message_.data()) + offset_, size);
+  text = {reinterpret_cast<const char*>(message_.data()) + offset_, size};
   offset_ += size;
   return true;
 }
 
 bool MessageReader::readLargeInteger(Value& value) {
-  LargeInteger number;
-  if (!readText(number.hexadecimal) || number.hexadecimal.empty()) return false;
-  if (!std::ranges::all_of(number.hexadecimal, isHexadecimalDigit)) return false;
-  value = std::move(number);
+  std::string_view digits;
+  if (!readText(digits) || digits.empty()) return false;
+  if (!std::ranges::all_of(digits, isHexadecimalDigit) || !afford(1, kBoxCost)) return false;
+  put(value, LargeInteger{std::string(digits)});
   return true;
 }
 
 bool MessageReader::readByteBuffer(Value& value) {
   std::size_t size = 0;
-  if (!readSize(size) || !has(size)) return false;
+  if (!readSize(size) || !has(size) || !afford(1, kBoxCost)) return false;
   const auto bytes = message_.subspan(offset_, size);
   offset_ += size;
-  value = ByteBuffer(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+  put(value, ByteBuffer(std::vector<std::uint8_t>(bytes.begin(), bytes.end())));
   return true;
 }
 
 bool MessageReader::readList(Value& value) {
   std::size_t size = 0;
   if (!readSize(size) || !has(size) || nesting_ == kMaximumNesting) return false;
-  if (!afford(size, sizeof(Value))) return false;
+  if (!afford(1, kBoxCost) || !afford(size, sizeof(Value))) return false;
   List list;
   list.reserve(size);
   owed_ += size;
   ++nesting_;
   for (std::size_t i = 0; i < size; ++i) {
     --owed_;
-    if (!readValue(list.emplace_back())) return false;
+    const Value* before = i == 0 ? nullptr : &list.back();
+    if (!readValue(list.emplace_back(), before)) return false;
   }
   --nesting_;
-  value = std::move(list);
+  put(value, std::move(list));
   return true;
 }
 
-bool MessageReader::readMap(Value& value) {
+bool MessageReader::readMap(Value& value, const Map* before) {
   std::size_t size = 0;
   if (!readSize(size) || !has(2 * size) || nesting_ == kMaximumNesting) return false;
-  if (!afford(size, sizeof(Map::value_type))) return false;
+  if (!afford(1, kBoxCost) || !afford(size, sizeof(Map::value_type))) return false;
   Map map;
   map.reserve(size);
   owed_ += 2 * size;
@@ -148,12 +160,28 @@ bool MessageReader::readMap(Value& value) {
   for (std::size_t i = 0; i < size; ++i) {
     auto& [key, entry] = map.emplace_back();
     --owed_;
-    if (!readValue(key)) return false;
+    if (before != nullptr && i < before->size() && skipText((*before)[i].first)) {
+      put(key, (*before)[i].first);
+    } else if (!readValue(key)) {
+      return false;
+    }
     --owed_;
     if (!readValue(entry)) return false;
   }
   --nesting_;
-  value = std::move(map);
+  put(value, std::move(map));
+  return true;
+}
+
+bool MessageReader::skipText(const Value& text) {
+  const std::string_view expected = text.text();
+  if (!text.isText() || expected.size() >= kTwoByteSize || !has(2 + expected.size())) return false;
+  const std::uint8_t* at = message_.data() + offset_;
+  if (at[0] != static_cast<std::uint8_t>(WireType::string) || at[1] != expected.size() ||
+      std::memcmp(at + 2, expected.data(), expected.size()) != 0) {
+    return false;
+  }
+  offset_ += 2 + expected.size();
   return true;
 }
 
@@ -179,11 +207,11 @@ bool MessageReader::readNumbers(Value& value) {
   if (size > 0 || !atEnd()) {
     if (!skipPadding(sizeof(Number))) return false;
   }
-  if (!has(size * sizeof(Number))) return false;
+  if (!has(size * sizeof(Number)) || !afford(1, kBoxCost)) return false;
   std::vector<Number> numbers(size);
   if (size > 0) std::memcpy(numbers.data(), message_.data() + offset_, size * sizeof(Number));
   offset_ += size * sizeof(Number);
-  value = std::move(numbers);
+  put(value, std::move(numbers));
   return true;
 }
 

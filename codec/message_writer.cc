@@ -1,187 +1,218 @@
 #include "codec/message_writer.h"
 
-#include <array>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <stdexcept>
 #include <string_view>
-#include <variant>
 
 #include "codec/wire_format.h"
 
 namespace quorvin {
 namespace {
 
-/// Gathers small values in a chunk on the stack: appending to a vector piece by piece would cost
-/// more than the pieces. Large ones go straight to their place. Measuring the message beforehand
-/// would cost more than the vector's growth: most of the time goes into visiting the values.
-class Appender {
+/// A buffer's type and its size in the longest form.
+constexpr std::size_t kLongestBufferHead = 1 + 1 + sizeof(std::uint32_t);
+
+// Both kinds of sinks are one word and go from hand to hand by value: what is in a register need
+// not be read again after every byte that is written.
+
+/// Only counts what is put into it.
+class Counter {
  public:
-  explicit Appender(std::vector<std::uint8_t>& message) : message_(message) {}
+  std::size_t count() const { return count_; }
+  void byte(std::uint8_t) { ++count_; }
+  void bytes(const void*, std::size_t size) { count_ += size; }
+  void align(std::size_t alignment) { count_ += paddingAt(count_, alignment); }
 
-  std::size_t offset() const { return message_.size() + used_; }
+ private:
+  std::size_t count_ = 0;
+};
 
-  void byte(std::uint8_t value) {
-    if (used_ == chunk_.size()) flush();
-    chunk_[used_++] = value;
-  }
+/// Fills memory that is known to be large enough. It begins where memory for anything may begin, so
+/// that its addresses are as much aligned as places in the message.
+class Filler {
+ public:
+  explicit Filler(std::uint8_t* memory) : at_(memory) {}
 
+  const std::uint8_t* at() const { return at_; }
+  void byte(std::uint8_t value) { *at_++ = value; }
   void bytes(const void* data, std::size_t size) {
-    if (size == 0) return;
-    if (size > chunk_.size() - used_) {
-      flush();
-      if (size > chunk_.size()) {
-        // Room for what follows, so that the large value is not copied again.
-        message_.reserve(message_.size() + size + chunk_.size());
-        return append(static_cast<const std::uint8_t*>(data), size);
-      }
-    }
-    std::memcpy(chunk_.data() + used_, data, size);
-    used_ += size;
+    if (size == 0) return;  // there may be no data
+    std::memcpy(at_, data, size);
+    at_ += size;
   }
-
-  void flush() {
-    append(chunk_.data(), used_);
-    used_ = 0;
-  }
-
- private:
-  void append(const std::uint8_t* data, std::size_t size) {
-    message_.insert(message_.end(), data, data + size);
-  }
-
-  std::vector<std::uint8_t>& message_;
-  std::array<std::uint8_t, 2048> chunk_;
-  std::size_t used_ = 0;
-};
-
-class ValueWriter {
- public:
-  explicit ValueWriter(Appender& sink) : sink_(sink) {}
-
-  void write(const Value& value) {
-    std::visit([this](const auto& alternative) { this->put(alternative); }, value.variant());
-  }
-
-  void announceBuffer(std::size_t bytes) {
-    type(WireType::byteBuffer);
-    size(bytes);
-  }
-
- private:
-  void put(Null) { type(WireType::null); }
-  void put(bool value) { type(value ? WireType::trueValue : WireType::falseValue); }
-
-  void put(std::int64_t value) {
-    const auto narrow = static_cast<std::int32_t>(value);
-    if (narrow == value) {
-      type(WireType::int32);
-      number(narrow);
-    } else {
-      type(WireType::int64);
-      number(value);
-    }
-  }
-
-  void put(double value) {
-    type(WireType::float64);
-    align(sizeof value);
-    number(value);
-  }
-
-  void put(Literal value) { text(WireType::string, value.text); }
-  void put(const std::string& value) { text(WireType::string, value); }
-  void put(const LargeInteger& value) { text(WireType::largeInteger, value.hexadecimal); }
-
-  void put(const ByteBuffer& value) {
-    announceBuffer(value.size());
-    sink_.bytes(value.data(), value.size());
-  }
-
-  void put(const std::vector<std::int32_t>& values) { numbers(WireType::int32List, values); }
-  void put(const std::vector<std::int64_t>& values) { numbers(WireType::int64List, values); }
-  void put(const std::vector<float>& values) { numbers(WireType::float32List, values); }
-  void put(const std::vector<double>& values) { numbers(WireType::float64List, values); }
-
-  void put(const List& values) {
-    type(WireType::list);
-    size(values.size());
-    for (const Value& value : values) write(value);
-  }
-
-  void put(const Map& pairs) {
-    type(WireType::map);
-    size(pairs.size());
-    for (const auto& [key, value] : pairs) {
-      write(key);
-      write(value);
-    }
-  }
-
-  void text(WireType wireType, std::string_view characters) {
-    type(wireType);
-    size(characters.size());
-    sink_.bytes(characters.data(), characters.size());
-  }
-
-  /// An empty list is padded too: receivers skip to the alignment before they look at the size.
-  template <class Number>
-  void numbers(WireType wireType, const std::vector<Number>& values) {
-    type(wireType);
-    size(values.size());
-    align(sizeof(Number));
-    sink_.bytes(values.data(), values.size() * sizeof(Number));
-  }
-
-  void type(WireType wireType) { sink_.byte(static_cast<std::uint8_t>(wireType)); }
-
-  void size(std::size_t elements) {
-    if (elements < kTwoByteSize) {
-      sink_.byte(static_cast<std::uint8_t>(elements));
-    } else if (elements <= std::numeric_limits<std::uint16_t>::max()) {
-      sink_.byte(kTwoByteSize);
-      number(static_cast<std::uint16_t>(elements));
-    } else if (elements <= std::numeric_limits<std::uint32_t>::max()) {
-      sink_.byte(kFourByteSize);
-      number(static_cast<std::uint32_t>(elements));
-    } else {
-      throw std::length_error("a value is too long for a message");
-    }
-  }
-
-  template <class Number>
-  void number(Number value) {
-    sink_.bytes(&value, sizeof value);
-  }
-
   void align(std::size_t alignment) {
-    static constexpr std::array<std::uint8_t, 8> kZeros{};
-    sink_.bytes(kZeros.data(), paddingAt(sink_.offset(), alignment));
+    const auto place = reinterpret_cast<std::uintptr_t>(at_);
+    for (std::size_t left = paddingAt(place, alignment); left > 0; --left) byte(0);
   }
 
-  Appender& sink_;
+ private:
+  std::uint8_t* at_;
 };
+static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ % sizeof(double) == 0);
+
+template <class Sink, class Number>
+Sink putNumber(Sink sink, Number value) {
+  sink.bytes(&value, sizeof value);
+  return sink;
+}
+
+template <class Sink>
+Sink putType(Sink sink, WireType type) {
+  sink.byte(static_cast<std::uint8_t>(type));
+  return sink;
+}
+
+template <class Sink>
+[[gnu::noinline]] Sink putLongSize(Sink sink, std::size_t elements) {
+  if (elements <= std::numeric_limits<std::uint16_t>::max()) {
+    sink.byte(kTwoByteSize);
+    return putNumber(sink, static_cast<std::uint16_t>(elements));
+  }
+  if (elements > std::numeric_limits<std::uint32_t>::max()) {
+    throw std::length_error("a value is too long for a message");
+  }
+  sink.byte(kFourByteSize);
+  return putNumber(sink, static_cast<std::uint32_t>(elements));
+}
+
+template <class Sink>
+Sink putHead(Sink sink, WireType type, std::size_t elements) {
+  sink = putType(sink, type);
+  if (elements >= kTwoByteSize) return putLongSize(sink, elements);
+  sink.byte(static_cast<std::uint8_t>(elements));
+  return sink;
+}
+
+template <class Sink>
+[[gnu::always_inline]] inline Sink write(Sink sink, const Value& value);
+
+template <class Sink>
+Sink put(Sink sink, Null) {
+  return putType(sink, WireType::null);
+}
+
+template <class Sink>
+Sink put(Sink sink, bool value) {
+  return putType(sink, value ? WireType::trueValue : WireType::falseValue);
+}
+
+template <class Sink>
+Sink put(Sink sink, std::int64_t value) {
+  const auto narrow = static_cast<std::int32_t>(value);
+  if (narrow == value) return putNumber(putType(sink, WireType::int32), narrow);
+  return putNumber(putType(sink, WireType::int64), value);
+}
+
+template <class Sink>
+Sink put(Sink sink, double value) {
+  sink = putType(sink, WireType::float64);
+  sink.align(sizeof value);
+  return putNumber(sink, value);
+}
+
+template <class Sink>
+Sink put(Sink sink, std::string_view text, WireType type = WireType::string) {
+  sink = putHead(sink, type, text.size());
+  sink.bytes(text.data(), text.size());
+  return sink;
+}
+
+template <class Sink>
+Sink put(Sink sink, const LargeInteger& value) {
+  return put(sink, value.hexadecimal, WireType::largeInteger);
+}
+
+template <class Sink>
+Sink put(Sink sink, const ByteBuffer& value) {
+  sink = putHead(sink, WireType::byteBuffer, value.size());
+  sink.bytes(value.data(), value.size());
+  return sink;
+}
+
+template <class Number>
+constexpr WireType kListOf = WireType::int32List;
+template <>
+constexpr WireType kListOf<std::int64_t> = WireType::int64List;
+template <>
+constexpr WireType kListOf<float> = WireType::float32List;
+template <>
+constexpr WireType kListOf<double> = WireType::float64List;
+
+/// An empty list is padded too: receivers skip to the alignment before they look at the size.
+template <class Sink, class Number>
+Sink put(Sink sink, const std::vector<Number>& values) {
+  sink = putHead(sink, kListOf<Number>, values.size());
+  sink.align(sizeof(Number));
+  sink.bytes(values.data(), values.size() * sizeof(Number));
+  return sink;
+}
+
+template <class Sink>
+Sink put(Sink sink, const List& values) {
+  sink = putHead(sink, WireType::list, values.size());
+  for (const Value& value : values) sink = write(sink, value);
+  return sink;
+}
+
+template <class Sink>
+Sink put(Sink sink, const Map& pairs) {
+  sink = putHead(sink, WireType::map, pairs.size());
+  for (const auto& [key, value] : pairs) sink = write(write(sink, key), value);
+  return sink;
+}
+
+template <class Sink>
+[[gnu::noinline]] Sink writeAny(Sink sink, const Value& value) {
+  return value.visit([sink](const auto& held) { return put(sink, held); });
+}
+
+/// What records are made of is written at once; a function for every kind would keep more on the
+/// stack than most values are long.
+template <class Sink>
+inline Sink write(Sink sink, const Value& value) {
+  if (value.isText()) return put(sink, value.text());
+  if (const auto* integer = value.as<std::int64_t>()) return put(sink, *integer);
+  if (const auto* boolean = value.as<bool>()) return put(sink, *boolean);
+  return writeAny(sink, value);
+}
+
+using Values = std::initializer_list<std::reference_wrapper<const Value>>;
+
+template <class Sink>
+Sink write(Sink sink, std::span<const std::uint8_t> head, Values values) {
+  sink.bytes(head.data(), head.size());
+  for (const Value& value : values) sink = write(sink, value);
+  return sink;
+}
+
+std::size_t sizeOf(std::span<const std::uint8_t> head, Values values) {
+  return write(Counter(), head, values).count();
+}
 
 }  // namespace
 
-std::vector<std::uint8_t> writeMessage(
-    std::span<const std::uint8_t> head,
-    std::initializer_list<std::reference_wrapper<const Value>> values) {
-  std::vector<std::uint8_t> message;
-  Appender appender(message);
-  appender.bytes(head.data(), head.size());
-  ValueWriter writer(appender);
-  for (const Value& value : values) writer.write(value);
-  appender.flush();
+std::vector<std::uint8_t> writeMessage(std::span<const std::uint8_t> head, Values values) {
+  std::vector<std::uint8_t> message(sizeOf(head, values));
+  write(Filler(message.data()), head, values);
   return message;
 }
 
+ByteBuffer writeBuffer(std::span<const std::uint8_t> head, const Value& value) {
+  std::uint8_t* memory = nullptr;
+  auto message = ByteBuffer::allocate(sizeOf(head, {value}), memory);
+  if (!message) throw std::bad_alloc();
+  write(Filler(memory), head, {value});
+  return *std::move(message);
+}
+
 std::vector<std::uint8_t> writeBufferHead(std::span<const std::uint8_t> head, std::size_t size) {
-  std::vector<std::uint8_t> message;
-  Appender appender(message);
-  appender.bytes(head.data(), head.size());
-  ValueWriter(appender).announceBuffer(size);
-  appender.flush();
+  std::vector<std::uint8_t> message(head.size() + kLongestBufferHead);
+  Filler filler(message.data());
+  filler.bytes(head.data(), head.size());
+  filler = putHead(filler, WireType::byteBuffer, size);
+  message.resize(static_cast<std::size_t>(filler.at() - message.data()));
   return message;
 }
 

@@ -195,6 +195,45 @@ TEST(StandardMessageCodec, RefusesAMapThatTakesManyTimesItsMessage) {
   EXPECT_FALSE(decodeMessage(message));
 }
 
+TEST(StandardMessageCodec, RefusesSmallListsThatTakeManyTimesTheirMessage) {
+  const auto emptyLists = [](std::uint32_t count) {
+    Bytes message = nulls(count);
+    message.resize(6);
+    for (std::uint32_t i = 0; i < count; ++i) message.insert(message.end(), {12, 0});
+    return message;
+  };
+  EXPECT_TRUE(decodeMessage(emptyLists(300'000)));
+  EXPECT_FALSE(decodeMessage(emptyLists(400'000)));
+}
+
+Map record(const std::string& id, int number) {
+  return Map{{"id", id}, {"a key longer than most", number}, {std::string(300, 'k'), id}};
+}
+
+TEST(StandardMessageCodec, RecordsOfTheSameKeysKeepTheirOwnValues) {
+  const Value records(List{record("first", 1), record("second", 2), record("third", 3)});
+  EXPECT_EQ(decodeMessage(encodeMessage(records)), records);
+}
+
+TEST(StandardMessageCodec, RecordsMayDifferInTheirKeys) {
+  Map longer = record("longer", 2);
+  longer.emplace_back("more", true);
+  Map renamed = record("renamed", 3);
+  renamed[1].first = "a key longer than mosT";
+  Map numbered = record("numbered", 4);
+  numbered[0].first = 7;
+  const Value records(List{record("first", 1), longer, renamed, Map{}, numbered, "no record",
+                           record("after", 5), List{record("inner", 6)}, Map{{"i", 7}}});
+  EXPECT_EQ(decodeMessage(encodeMessage(records)), records);
+}
+
+TEST(StandardMessageCodec, AKeyLikeTheOneBeforeMustBeWhole) {
+  const Bytes message = encodeMessage(List{Map{{"key", Null{}}}, Map{{"key", Null{}}}});
+  for (std::size_t size = 0; size < message.size(); ++size) {
+    EXPECT_FALSE(decodeMessage(std::span(message).first(size))) << size;
+  }
+}
+
 TEST(StandardMessageCodec, TakesTheDeepestNestingAndRefusesOneMore) {
   for (const std::uint8_t type : {std::uint8_t{12}, std::uint8_t{13}}) {
     EXPECT_TRUE(decodeMessage(nested(type, MessageReader::kMaximumNesting)));

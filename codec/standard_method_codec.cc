@@ -49,7 +49,7 @@ ByteBuffer takeSuccessEnvelope(Value result) {
     const auto head = writeBufferHead(std::array{kSuccess}, bytes->size());
     if (auto message = bytes->takeBehind(head)) return *std::move(message);
   }
-  return ByteBuffer(encodeSuccessEnvelope(result));
+  return writeBuffer(std::array{kSuccess}, result);
 }
 
 std::vector<std::uint8_t> encodeErrorEnvelope(const FlutterError& error) {

@@ -36,21 +36,18 @@ bool same(const Map& a, const Map& b) {
 }  // namespace
 
 bool sameValue(const Value& a, const Value& b) {
-  if (a.variant().index() != b.variant().index()) return a == b;
-  return std::visit(
-      [&](const auto& value) {
-        using T = std::decay_t<decltype(value)>;
-        if constexpr (std::is_same_v<T, double>) {
-          return std::memcmp(&value, b.as<T>(), sizeof value) == 0;
-        } else if constexpr (isNumbers<T>) {
-          return sameBits(value, *b.as<T>());
-        } else if constexpr (std::is_same_v<T, List> || std::is_same_v<T, Map>) {
-          return same(value, *b.as<T>());
-        } else {
-          return a == b;
-        }
-      },
-      a.variant());
+  return a.visit([&](const auto& value) {
+    using T = std::decay_t<decltype(value)>;
+    if constexpr (std::is_same_v<T, double>) {
+      return b.as<T>() != nullptr && std::memcmp(&value, b.as<T>(), sizeof value) == 0;
+    } else if constexpr (isNumbers<T>) {
+      return b.as<T>() != nullptr && sameBits(value, *b.as<T>());
+    } else if constexpr (std::is_same_v<T, List> || std::is_same_v<T, Map>) {
+      return b.as<T>() != nullptr && same(value, *b.as<T>());
+    } else {
+      return a == b;
+    }
+  });
 }
 
 }  // namespace quorvin

@@ -98,7 +98,6 @@ std::string keyText(const Value& key) {
 
 struct ToJson {
   ordered_json operator()(Null) const { return nullptr; }
-  ordered_json operator()(Literal value) const { return value.text; }
   ordered_json operator()(const LargeInteger& value) const { return value.hexadecimal; }
   ordered_json operator()(const ByteBuffer& value) const { return {{"bytes", value.size()}}; }
   ordered_json operator()(const List& values) const {
@@ -130,7 +129,7 @@ std::optional<Value> valueFromJson(std::string_view text, std::string& error) {
 }
 
 ordered_json jsonFromValue(const Value& value) {
-  return std::visit(ToJson{}, value.variant());
+  return value.visit(ToJson{});
 }
 
 std::string textOf(const ordered_json& json, int indent) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 namespace quorvin {
@@ -54,53 +55,79 @@ bool operator==(const ByteBuffer& a, const ByteBuffer& b) {
   return std::ranges::equal(a.bytes_, b.bytes_);
 }
 
-Value::Value() = default;
-Value::Value(const Value&) = default;
-Value::Value(Value&&) noexcept = default;
-Value& Value::operator=(const Value&) = default;
-Value& Value::operator=(Value&&) noexcept = default;
-Value::~Value() = default;
-
-Value::Value(Null) {}
-Value::Value(bool value) : variant_(value) {}
-Value::Value(int value) : variant_(std::int64_t{value}) {}
-Value::Value(std::int64_t value) : variant_(value) {}
-Value::Value(double value) : variant_(value) {}
-Value::Value(Literal value) : variant_(value) {}
-Value::Value(std::string value) : variant_(std::move(value)) {}
-Value::Value(const char* value) : variant_(std::string(value)) {}
-Value::Value(LargeInteger value) : variant_(std::move(value)) {}
-Value::Value(ByteBuffer value) : variant_(std::move(value)) {}
-Value::Value(std::vector<std::int32_t> value) : variant_(std::move(value)) {}
-Value::Value(std::vector<std::int64_t> value) : variant_(std::move(value)) {}
-Value::Value(std::vector<float> value) : variant_(std::move(value)) {}
-Value::Value(std::vector<double> value) : variant_(std::move(value)) {}
-Value::Value(List value) : variant_(std::move(value)) {}
-Value::Value(Map value) : variant_(std::move(value)) {}
-
-bool Value::isText() const {
-  return as<Literal>() != nullptr || as<std::string>() != nullptr;
+Value::Value(std::string_view value) {
+  if (value.size() <= sizeof held_.shortText.text) {
+    held_ = {};
+    held_.shortText.kind = Kind::shortText;
+    held_.shortText.size = static_cast<std::uint8_t>(value.size());
+    std::ranges::copy(value, held_.shortText.text);
+  } else {
+    const auto size = static_cast<std::uint32_t>(value.size());
+    if (size != value.size()) throw std::length_error("a text is too long for a message");
+    auto* memory = static_cast<char*>(::operator new(sizeof(Owners) + value.size()));
+    new (memory) Owners(1);
+    std::ranges::copy(value, memory + sizeof(Owners));
+    held_.longText = {Kind::sharedText, size, memory + sizeof(Owners)};
+  }
 }
 
-std::string_view Value::text() const {
-  if (const auto* literal = as<Literal>()) return literal->text;
-  if (const auto* owned = as<std::string>()) return *owned;
-  return {};
+Value::Owners& Value::owners() const {
+  const char* memory = held_.longText.text - sizeof(Owners);
+  return *std::launder(reinterpret_cast<Owners*>(const_cast<char*>(memory)));
+}
+
+template <class T>
+Value::Value(InBox, T value)
+    : held_{.owned = {kindOf(static_cast<T*>(nullptr)), new T(std::move(value))}} {}
+
+Value::Value(LargeInteger value) : Value(InBox(), std::move(value)) {}
+Value::Value(ByteBuffer value) : Value(InBox(), std::move(value)) {}
+Value::Value(std::vector<std::int32_t> value) : Value(InBox(), std::move(value)) {}
+Value::Value(std::vector<std::int64_t> value) : Value(InBox(), std::move(value)) {}
+Value::Value(std::vector<float> value) : Value(InBox(), std::move(value)) {}
+Value::Value(std::vector<double> value) : Value(InBox(), std::move(value)) {}
+Value::Value(List value) : Value(InBox(), std::move(value)) {}
+Value::Value(Map value) : Value(InBox(), std::move(value)) {}
+
+void Value::keepOrCopy(const Value& other) {
+  held_ = {};
+  if (other.kind() == Kind::sharedText) {
+    held_ = other.held_;
+    owners().fetch_add(1, std::memory_order_relaxed);
+    return;
+  }
+  other.visit([this](const auto& value) {
+    using T = std::decay_t<decltype(value)>;
+    if constexpr (kIsBoxed<T>) *this = Value(InBox(), T(value));
+  });
+}
+
+void Value::release() noexcept {
+  if (kind() == Kind::sharedText) {
+    // Nobody else can copy the only one.
+    const bool isLast = owners().load(std::memory_order_acquire) == 1 ||
+                        owners().fetch_sub(1, std::memory_order_acq_rel) == 1;
+    if (isLast) ::operator delete(&owners());
+    return;
+  }
+  visit([](const auto& value) {
+    using T = std::decay_t<decltype(value)>;
+    if constexpr (kIsBoxed<T>) delete &value;
+  });
 }
 
 bool operator==(const Value& a, const Value& b) {
   if (a.isText() || b.isText()) return a.isText() && b.isText() && a.text() == b.text();
-  if (a.variant_.index() != b.variant_.index()) return false;
-  return std::visit(
-      [&b](const auto& value) {
-        using T = std::decay_t<decltype(value)>;
-        if constexpr (std::is_same_v<T, Literal>) {
-          return false;  // compared as text above
-        } else {
-          return value == *b.as<T>();
-        }
-      },
-      a.variant_);
+  if (a.kind() != b.kind()) return false;
+  return a.visit([&b](const auto& value) {
+    return b.visit([&value](const auto& other) {
+      if constexpr (std::is_same_v<decltype(value), decltype(other)>) {
+        return value == other;
+      } else {
+        return false;
+      }
+    });
+  });
 }
 
 const Value* find(const Map& map, std::string_view key) {

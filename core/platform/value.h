@@ -1,6 +1,7 @@
 // The plain values that cross the method channel.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -8,8 +9,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
-#include <variant>
 #include <vector>
 
 namespace quorvin {
@@ -76,27 +77,38 @@ using Map = std::vector<std::pair<Value, Value>>;
 
 /// One value of the channel's codec. There is one integer type, whatever its width on the wire.
 /// A boolean is never an integer, and an integer never a double.
+///
+/// It is small, for a page of records holds tens of thousands: numbers, constants and short texts
+/// lie in it, the copies of a longer text share it, and everything else has memory of its own.
 class Value {
  public:
-  using Variant = std::variant<Null, bool, std::int64_t, double, Literal, std::string, LargeInteger,
-                               ByteBuffer, std::vector<std::int32_t>, std::vector<std::int64_t>,
-                               std::vector<float>, std::vector<double>, List, Map>;
-
-  // Defined once, or everybody who holds a value would compile the variant's.
-  Value();
-  Value(const Value& other);
-  Value(Value&& other) noexcept;
-  Value& operator=(const Value& other);
-  Value& operator=(Value&& other) noexcept;
-  ~Value();
-  Value(Null);
-  Value(bool value);
-  Value(int value);
-  Value(std::int64_t value);
-  Value(double value);
-  Value(Literal value);
-  Value(std::string value);
-  Value(const char* value);
+  Value() noexcept : Value(Null{}) {}
+  Value(const Value& other) : held_(other.held_) {
+    if (!isPlain()) keepOrCopy(other);
+  }
+  Value(Value&& other) noexcept : held_(other.held_) { other.held_.number = {}; }
+  Value& operator=(const Value& other) { return *this = Value(other); }
+  Value& operator=(Value&& other) noexcept {
+    const Held taken = std::exchange(other.held_, Held{});
+    if (!isPlain()) release();
+    held_ = taken;
+    return *this;
+  }
+  ~Value() {
+    if (!isPlain()) release();
+  }
+  Value(Null) noexcept : held_{} {}
+  Value(bool value) noexcept : held_{.number = {Kind::boolean, {.boolean = value}}} {}
+  Value(int value) noexcept : Value(std::int64_t{value}) {}
+  Value(std::int64_t value) noexcept : held_{.number = {Kind::integer, {.integer = value}}} {}
+  Value(double value) noexcept : held_{.number = {Kind::real, {.real = value}}} {}
+  Value(Literal value) noexcept
+      : held_{.longText = {Kind::literal, static_cast<std::uint32_t>(value.text.size()),
+                           value.text.data()}} {}
+  /// Throws std::length_error beyond the 2^32 - 1 bytes that a message can say.
+  Value(std::string_view value);
+  Value(const std::string& value) : Value(std::string_view(value)) {}
+  Value(const char* value) : Value(std::string_view(value)) {}
   Value(LargeInteger value);
   Value(ByteBuffer value);
   Value(std::vector<std::int32_t> value);
@@ -109,35 +121,168 @@ class Value {
   template <class T>
   Value(const T* pointer) = delete;
 
-  const Variant& variant() const { return variant_; }
+  /// Calls the visitor with what is held: `Null`, a boolean, a number, a text as
+  /// `std::string_view`, a `LargeInteger`, a `ByteBuffer`, or one of the vectors.
+  template <class Visitor>
+  decltype(auto) visit(Visitor&& visitor) const;
 
-  bool isNull() const { return std::holds_alternative<Null>(variant_); }
+  bool isNull() const { return kind() == Kind::null; }
 
-  /// The alternative's value, or null when this is of another type.
+  /// The value when it is of this type, or null. Texts are asked for by `isText`.
   template <class T>
   const T* as() const {
-    return std::get_if<T>(&variant_);
+    return kind() == kindOf(static_cast<T*>(nullptr)) ? &in<T>(held_) : nullptr;
   }
 
   template <class T>
   T* as() {
-    return std::get_if<T>(&variant_);
+    return kind() == kindOf(static_cast<T*>(nullptr)) ? &const_cast<T&>(in<T>(held_)) : nullptr;
   }
 
-  /// True for both kinds of text.
-  bool isText() const;
-  /// The text; empty when this is none.
+  /// True for constants too.
+  bool isText() const { return kind() >= Kind::literal && kind() <= Kind::sharedText; }
+  /// The text; empty when this is none. Valid as long as this value stays as and where it is.
   std::string_view text() const;
 
   /// Texts are equal by their characters, doubles by `==`.
   friend bool operator==(const Value& a, const Value& b);
 
  private:
-  Variant variant_;
+  /// Those from `sharedText` on own something.
+  enum class Kind : std::uint8_t {
+    null,
+    boolean,
+    integer,
+    real,
+    literal,
+    shortText,
+    sharedText,
+    largeInteger,
+    bytes,
+    int32s,
+    int64s,
+    floats,
+    doubles,
+    list,
+    map,
+  };
+  static constexpr Kind kindOf(const bool*) { return Kind::boolean; }
+  static constexpr Kind kindOf(const std::int64_t*) { return Kind::integer; }
+  static constexpr Kind kindOf(const double*) { return Kind::real; }
+  static constexpr Kind kindOf(const LargeInteger*) { return Kind::largeInteger; }
+  static constexpr Kind kindOf(const ByteBuffer*) { return Kind::bytes; }
+  static constexpr Kind kindOf(const std::vector<std::int32_t>*) { return Kind::int32s; }
+  static constexpr Kind kindOf(const std::vector<std::int64_t>*) { return Kind::int64s; }
+  static constexpr Kind kindOf(const std::vector<float>*) { return Kind::floats; }
+  static constexpr Kind kindOf(const std::vector<double>*) { return Kind::doubles; }
+  static constexpr Kind kindOf(const List*) { return Kind::list; }
+  static constexpr Kind kindOf(const Map*) { return Kind::map; }
+
+  /// How many values share a text; lies in front of it.
+  using Owners = std::atomic<std::size_t>;
+
+  struct Number {
+    Kind kind;
+    union {
+      std::int64_t integer;
+      double real;
+      bool boolean;
+    };
+  };
+  struct LongText {
+    Kind kind;
+    std::uint32_t size;
+    const char* text;
+  };
+  struct ShortText {
+    Kind kind;
+    std::uint8_t size;
+    char text[14];
+  };
+  struct Owned {
+    Kind kind;
+    void* box;  ///< a new object of the kind's type
+  };
+  union Held {
+    Number number;      ///< all zero: null
+    LongText longText;  ///< a constant, or one that values share
+    ShortText shortText;
+    Owned owned;
+  };
+
+  template <class T>
+  static constexpr bool kIsBoxed =
+      !std::is_arithmetic_v<T> && !std::is_same_v<T, Null> && !std::is_same_v<T, std::string_view>;
+
+  struct InBox {};
+  template <class T>
+  Value(InBox, T value);
+
+  template <class T>
+  static const T& in(const Held& held);
+  Kind kind() const { return held_.number.kind; }
+  Owners& owners() const;
+  bool isPlain() const { return kind() < Kind::sharedText; }
+  void keepOrCopy(const Value& other);
+  void release() noexcept;
+
+  Held held_;
 };
+static_assert(sizeof(Value) == 16);
 
 /// The value under a text key, or null when there is none; the last one when the key repeats,
 /// as in a map that was filled in order.
 const Value* find(const Map& map, std::string_view key);
+
+template <class T>
+const T& Value::in(const Held& held) {
+  if constexpr (std::is_same_v<T, bool>) {
+    return held.number.boolean;
+  } else if constexpr (std::is_same_v<T, std::int64_t>) {
+    return held.number.integer;
+  } else if constexpr (std::is_same_v<T, double>) {
+    return held.number.real;
+  } else {
+    return *static_cast<const T*>(held.owned.box);
+  }
+}
+
+template <class Visitor>
+decltype(auto) Value::visit(Visitor&& visitor) const {
+  switch (kind()) {
+    case Kind::null:
+      return visitor(Null{});
+    case Kind::boolean:
+      return visitor(in<bool>(held_));
+    case Kind::integer:
+      return visitor(in<std::int64_t>(held_));
+    case Kind::real:
+      return visitor(in<double>(held_));
+    case Kind::largeInteger:
+      return visitor(in<LargeInteger>(held_));
+    case Kind::bytes:
+      return visitor(in<ByteBuffer>(held_));
+    case Kind::int32s:
+      return visitor(in<std::vector<std::int32_t>>(held_));
+    case Kind::int64s:
+      return visitor(in<std::vector<std::int64_t>>(held_));
+    case Kind::floats:
+      return visitor(in<std::vector<float>>(held_));
+    case Kind::doubles:
+      return visitor(in<std::vector<double>>(held_));
+    case Kind::list:
+      return visitor(in<List>(held_));
+    case Kind::map:
+      return visitor(in<Map>(held_));
+    default:
+      return visitor(text());
+  }
+}
+
+inline std::string_view Value::text() const {
+  if (kind() == Kind::shortText) return {held_.shortText.text, held_.shortText.size};
+  if (!isText()) return {};
+  return {held_.longText.text, held_.longText.size};
+}
 
 }  // namespace quorvin

@@ -6,6 +6,9 @@
 #include <array>
 #include <initializer_list>
 #include <limits>
+#include <memory>
+#include <type_traits>
+#include <utility>
 
 namespace quorvin {
 namespace {
@@ -49,6 +52,63 @@ TEST(Value, EveryKindEqualsItsCopy) {
     const Value copy = a;
     EXPECT_EQ(copy, a);
   }
+}
+
+TEST(Value, TextsOfAnyLengthOutliveWhatTheyWereMadeOf) {
+  for (const std::size_t length : {0, 1, 13, 14, 15, 16, 255, 256, 70'000}) {
+    std::string text(length, 'x');
+    if (!text.empty()) text.back() = 'y';
+    auto value = std::make_unique<Value>(text);
+    const Value copy = *value;
+    const Value moved = std::move(*value);
+    value.reset();
+    EXPECT_TRUE(copy.isText());
+    EXPECT_EQ(copy.text(), text);
+    EXPECT_EQ(moved, copy);
+  }
+}
+
+TEST(Value, ACopyOfALongTextSharesIt) {
+  const Value text(std::string(100, 'x'));
+  const Value copy = text;
+  EXPECT_EQ(copy.text().data(), text.text().data());
+}
+
+TEST(Value, ChangingACopyOfAListLeavesTheOther) {
+  Value list(List{1, Map{{"k", "v"}}});
+  Value copy = list;
+  copy.as<List>()->push_back("more");
+  *copy.as<List>()->front().as<std::int64_t>() = 2;
+  EXPECT_EQ(list, Value(List{1, Map{{"k", "v"}}}));
+  EXPECT_EQ(copy, Value(List{2, Map{{"k", "v"}}, "more"}));
+}
+
+TEST(Value, MayBeGivenAPartOfItself) {
+  Value nested(List{List{"deep"}});
+  nested = Value(nested.as<List>()->front());
+  EXPECT_EQ(nested, Value(List{"deep"}));
+  nested = std::move(nested.as<List>()->front());
+  EXPECT_EQ(nested, Value("deep"));
+  const Value& itself = nested;
+  nested = itself;
+  EXPECT_EQ(nested, Value("deep"));
+}
+
+TEST(Value, CallsAVisitorWithWhatItHolds) {
+  const auto isList = [](const auto& held) {
+    return std::is_same_v<std::decay_t<decltype(held)>, List>;
+  };
+  EXPECT_TRUE(Value(List{}).visit(isList));
+  EXPECT_FALSE(Value(Map{}).visit(isList));
+  const auto textLength = [](const auto& held) -> std::size_t {
+    if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::string_view>) {
+      return held.size();
+    }
+    return 0;
+  };
+  EXPECT_EQ(Value("short").visit(textLength), 5U);
+  EXPECT_EQ(Value(std::string(20, 'l')).visit(textLength), 20U);
+  EXPECT_EQ(Value("constant"_lit).visit(textLength), 8U);
 }
 
 TEST(Value, FindsTheLastValueUnderARepeatedKey) {

@@ -37,7 +37,7 @@ Map assetToMap(const PHAsset& asset) {
   record.emplace_back("isFavorite"_lit, asset.isFavorite);
   record.emplace_back("isHidden"_lit, asset.isHidden);
   record.emplace_back("burstIdentifier"_lit,
-                      asset.burstIdentifier ? Value(*asset.burstIdentifier) : Value(""_lit));
+                      asset.burstIdentifier ? std::string_view(*asset.burstIdentifier) : "");
   record.emplace_back("representsBurst"_lit, asset.representsBurst);
   record.emplace_back("burstSelectionTypes"_lit,
                       static_cast<std::int64_t>(asset.burstSelectionTypes));

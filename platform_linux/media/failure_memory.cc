@@ -75,9 +75,10 @@ std::string pathOf(int file) {
   return length > 0 ? std::string(path.data(), static_cast<std::size_t>(length)) : "";
 }
 
-const std::string* textAt(const Map& map, std::string_view key) {
+std::optional<std::string> textAt(const Map& map, std::string_view key) {
   const Value* value = find(map, key);
-  return value == nullptr ? nullptr : value->as<std::string>();
+  if (value == nullptr || !value->isText()) return std::nullopt;
+  return std::string(value->text());
 }
 
 std::vector<std::uint8_t> contentOf(const FileDescriptor& file) {
@@ -186,15 +187,12 @@ std::optional<FailureMemory::Entry> FailureMemory::read(const std::string& name)
   const auto value = decodeMessage(contentOf(file));
   const Map* map = value ? value->as<Map>() : nullptr;
   if (map == nullptr) return std::nullopt;
-  const std::string* program = textAt(*map, "program");
-  const std::string* path = textAt(*map, "path");
-  const std::string* reason = textAt(*map, "reason");
+  const auto program = textAt(*map, "program");
+  const auto path = textAt(*map, "path");
+  const auto reason = textAt(*map, "reason");
   const Value* code = find(*map, "code");
   const auto* number = code == nullptr ? nullptr : code->as<std::int64_t>();
-  if (program == nullptr || *program != program_ || path == nullptr || reason == nullptr ||
-      number == nullptr) {
-    return std::nullopt;
-  }
+  if (program != program_ || !path || !reason || number == nullptr) return std::nullopt;
   return Entry{{*path, *reason}, *number};
 }
 

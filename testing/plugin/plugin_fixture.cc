@@ -67,42 +67,38 @@ void PluginTest::letGoOfThePlugin() {
 }
 
 void PrintTo(const Value& value, std::ostream* out) {
-  std::visit(
-      [out](const auto& held) {
-        using T = std::decay_t<decltype(held)>;
-        if constexpr (std::is_same_v<T, Null>) {
-          *out << "null";
-        } else if constexpr (std::is_same_v<T, bool>) {
-          *out << (held ? "true" : "false");
-        } else if constexpr (std::is_same_v<T, Literal>) {
-          *out << '"' << held.text << '"';
-        } else if constexpr (std::is_same_v<T, std::string>) {
-          *out << '"' << held << '"';
-        } else if constexpr (std::is_same_v<T, LargeInteger>) {
-          *out << "0x" << held.hexadecimal;
-        } else if constexpr (std::is_same_v<T, ByteBuffer>) {
-          printBytes(held, *out);
-        } else if constexpr (std::is_same_v<T, Map>) {
-          *out << "{";
-          for (const auto& [key, entry] : held) {
-            PrintTo(key, out);
-            *out << ": ";
-            PrintTo(entry, out);
-            *out << ", ";
-          }
-          *out << "}";
-        } else if constexpr (std::is_arithmetic_v<T>) {
-          *out << held << (std::is_floating_point_v<T> ? " (double)" : "");
-        } else {
-          *out << "[";
-          for (const auto& element : held) {
-            PrintTo(Value(element), out);
-            *out << ", ";
-          }
-          *out << "]";
-        }
-      },
-      value.variant());
+  value.visit([out](const auto& held) {
+    using T = std::decay_t<decltype(held)>;
+    if constexpr (std::is_same_v<T, Null>) {
+      *out << "null";
+    } else if constexpr (std::is_same_v<T, bool>) {
+      *out << (held ? "true" : "false");
+    } else if constexpr (std::is_same_v<T, std::string_view>) {
+      *out << '"' << held << '"';
+    } else if constexpr (std::is_same_v<T, LargeInteger>) {
+      *out << "0x" << held.hexadecimal;
+    } else if constexpr (std::is_same_v<T, ByteBuffer>) {
+      printBytes(held, *out);
+    } else if constexpr (std::is_same_v<T, Map>) {
+      *out << "{";
+      for (const auto& [key, entry] : held) {
+        PrintTo(key, out);
+        *out << ": ";
+        PrintTo(entry, out);
+        *out << ", ";
+      }
+      *out << "}";
+    } else if constexpr (std::is_arithmetic_v<T>) {
+      *out << held << (std::is_floating_point_v<T> ? " (double)" : "");
+    } else {
+      *out << "[";
+      for (const auto& element : held) {
+        PrintTo(Value(element), out);
+        *out << ", ";
+      }
+      *out << "]";
+    }
+  });
 }
 
 void PrintTo(const FlutterError& error, std::ostream* out) {
