@@ -89,11 +89,11 @@ int main(int argc, char** argv) {
 
   Report report;
   report.compare(
-      {"queues: there and back", "two condition variables", 3},
+      {"queues: there and back", "two condition variables", 1.3},
       [&dispatch = **dispatch](benchmark::State& state) { benchQueues(state, dispatch); },
       benchHandOff);
   report.compare(
-      {"refused call: there and back", "two condition variables", 3},
+      {"refused call: there and back", "two condition variables", 1.3},
       [&engine](benchmark::State& state) { benchCall(state, engine); }, benchHandOff);
   return report.run(argc, argv);
 }

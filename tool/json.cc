@@ -4,6 +4,7 @@
 #include <charconv>
 #include <limits>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace quorvin {
