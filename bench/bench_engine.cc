@@ -68,6 +68,17 @@ std::size_t BenchEngine::send(const std::vector<std::uint8_t>& message) {
   return answer.size;
 }
 
+void BenchEngine::sendAll(const std::vector<std::vector<std::uint8_t>>& messages) {
+  std::vector<Answer> answers(messages.size());
+  for (std::size_t i = 0; i < messages.size(); ++i) {
+    quorvin_engine_send(engine_.get(), "quorvin", messages[i].data(), messages[i].size(),
+                        Answer::record, &answers[i]);
+  }
+  for (const Answer& answer : answers) {
+    while (!answer.came) quorvin_engine_run(engine_.get(), -1);
+  }
+}
+
 Value BenchEngine::call(const std::string& method, Value arguments) {
   std::vector<std::uint8_t> reply;
   Answer answer{.copy = &reply};

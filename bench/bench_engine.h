@@ -38,7 +38,9 @@ class BenchEngine {
   /// Sends, runs the engine until the reply is there, and returns its size. The reply is not
   /// copied.
   std::size_t send(const std::vector<std::uint8_t>& message);
-  /// The same, decoded. An error reply ends the program.
+  /// Sends all of them, and runs the engine until every reply is there.
+  void sendAll(const std::vector<std::vector<std::uint8_t>>& messages);
+  /// As `send`, decoded. An error reply ends the program.
   Value call(const std::string& method, Value arguments);
 
  private:

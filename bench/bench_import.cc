@@ -7,6 +7,7 @@
 #include "host/locations.h"
 #include "platform_linux/library/import/importer.h"
 #include "platform_linux/media/media_worker_pool.h"
+#include "platform_linux/previews/all_previews.h"
 
 namespace quorvin {
 namespace {
@@ -23,11 +24,18 @@ class Problems : public ImportObserver {
 }  // namespace
 
 std::string importAlone(const std::string& file, const std::string& library) {
-  MediaWorkerPool media({.program = mediaWorkerProgram(), .size = 1});
+  const auto assets = importAll(file, library);
+  if (assets.size() == 1) return assets.front();
+  std::fprintf(stderr, "%s cannot be imported\n", file.c_str());
+  std::exit(EXIT_FAILURE);
+}
+
+std::vector<std::string> importAll(const std::string& path, const std::string& library) {
+  MediaWorkerPool media({.program = mediaWorkerProgram()});
   Problems problems;
-  const auto summary = importIntoLibrary(library, media, {{file}, "Alone"}, problems);
-  if (!summary || summary->addedAssets != 1) {
-    std::fprintf(stderr, "%s cannot be imported\n", file.c_str());
+  const auto summary = importIntoLibrary(library, media, {{path}, "Imported"}, problems);
+  if (!summary || summary->addedAssets == 0) {
+    std::fprintf(stderr, "%s cannot be imported\n", path.c_str());
     std::exit(EXIT_FAILURE);
   }
   BenchEngine engine(library);
@@ -37,10 +45,30 @@ std::string importAlone(const std::string& file, const std::string& library) {
                                                             {"mediaType", 0}});
   // Albums are listed last.
   const Map& gallery = *galleries.as<List>()->back().as<Map>();
-  const Value first =
-      engine.call("getGalleryFirstAssetId",
-                  Map{{"collectionId", *find(gallery, "id")}, {"sort", 0}, {"mediaType", 0}});
-  return std::string(first.text());
+  const Value page =
+      engine.call("getAssetList", Map{{"collectionId", *find(gallery, "id")},
+                                      {"start", 0},
+                                      {"end", static_cast<std::int64_t>(summary->addedAssets)},
+                                      {"sort", 0},
+                                      {"mediaType", 0}});
+  std::vector<std::string> assets;
+  for (const Value& each : *page.as<List>()) {
+    assets.emplace_back(find(*each.as<Map>(), "id")->text());
+  }
+  return assets;
+}
+
+void makePreviewsOf(const std::string& library) {
+  struct : PreviewObserver {
+    void picturesFound(std::size_t) override {}
+    void pictureDone() override {}
+  } nobody;
+  MediaWorkerPool media({.program = mediaWorkerProgram()});
+  const auto made =
+      makeAllPreviews(library, media, MediaWorkerOptions::sizeForThisMachine(), nobody);
+  if (made && made->failed == 0) return;
+  std::fprintf(stderr, "the previews of %s cannot be made\n", library.c_str());
+  std::exit(EXIT_FAILURE);
 }
 
 }  // namespace quorvin

@@ -59,6 +59,10 @@ struct RenderRequest {
   bool keepProfile = false;
   /// Made of a preview that the picture embeds, or not at all.
   bool previewAlone = false;
+  /// The file is a smaller rendering of a picture of this size, upright, which the size of the
+  /// result is reckoned from. 0: the file is the picture.
+  std::int64_t fullWidth = 0;
+  std::int64_t fullHeight = 0;
 };
 
 /// What a file is; its descriptor goes with the packet.

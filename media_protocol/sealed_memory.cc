@@ -4,6 +4,8 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include "posix/write_all.h"
+
 namespace quorvin {
 
 namespace {
@@ -20,6 +22,12 @@ FileDescriptor makeMemoryFile(std::size_t size) {
 
 bool sealMemoryFile(const FileDescriptor& file) {
   return ::fcntl(file.get(), F_ADD_SEALS, kFinal) == 0;
+}
+
+FileDescriptor sealedMemoryOf(std::span<const std::uint8_t> bytes) {
+  FileDescriptor file = makeMemoryFile(0);
+  if (!file || writeAll(file.get(), bytes) != 0 || !sealMemoryFile(file)) return {};
+  return file;
 }
 
 std::optional<std::size_t> sealedMemorySize(int descriptor) {

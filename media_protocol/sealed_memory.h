@@ -17,6 +17,9 @@ FileDescriptor makeMemoryFile(std::size_t size);
 /// for writing.
 bool sealMemoryFile(const FileDescriptor& file);
 
+/// A memory file of these bytes that is final; none with errno set.
+FileDescriptor sealedMemoryOf(std::span<const std::uint8_t> bytes);
+
 /// The file's size when it is a memory file whose size and bytes are final, so that mapping it
 /// can neither fault nor show two readings of one byte; none for any other file.
 std::optional<std::size_t> sealedMemorySize(int descriptor);

@@ -23,6 +23,8 @@ constexpr Literal kCrop = "crop"_lit;
 constexpr Literal kFailOnDamage = "failOnDamage"_lit;
 constexpr Literal kKeepProfile = "keepProfile"_lit;
 constexpr Literal kPreviewAlone = "previewAlone"_lit;
+constexpr Literal kFullWidth = "fullWidth"_lit;
+constexpr Literal kFullHeight = "fullHeight"_lit;
 constexpr Literal kFormat = "format"_lit;
 constexpr Literal kQuality = "quality"_lit;
 constexpr Literal kPreset = "preset"_lit;
@@ -46,7 +48,9 @@ Map toMap(const RenderRequest& request) {
           {kCrop, request.crop},
           {kFailOnDamage, request.failOnDamage},
           {kKeepProfile, request.keepProfile},
-          {kPreviewAlone, request.previewAlone}};
+          {kPreviewAlone, request.previewAlone},
+          {kFullWidth, request.fullWidth},
+          {kFullHeight, request.fullHeight}};
 }
 
 Map toMap(const EncodeRequest& request) {
@@ -106,7 +110,9 @@ bool read(const MapReader& reader, RenderRequest& request) {
                        request.fit) &&
          reader.value(kCrop, request.crop) && reader.value(kFailOnDamage, request.failOnDamage) &&
          reader.value(kKeepProfile, request.keepProfile) &&
-         reader.value(kPreviewAlone, request.previewAlone);
+         reader.value(kPreviewAlone, request.previewAlone) &&
+         reader.within(kFullWidth, 0, kMaximumPixelCount, request.fullWidth) &&
+         reader.within(kFullHeight, 0, kMaximumPixelCount, request.fullHeight);
 }
 
 }  // namespace

@@ -21,6 +21,8 @@ RenderRequest someRender() {
   request.fit = RenderRequest::Fit::fill;
   request.crop = true;
   request.failOnDamage = true;
+  request.fullWidth = 4000;
+  request.fullHeight = 3000;
   return request;
 }
 
@@ -99,6 +101,8 @@ TEST(WorkerProtocol, ReadsARenderRequestBack) {
   EXPECT_EQ(request.fit, RenderRequest::Fit::fill);
   EXPECT_TRUE(request.crop);
   EXPECT_TRUE(request.failOnDamage);
+  EXPECT_EQ(request.fullWidth, 4000);
+  EXPECT_EQ(request.fullHeight, 3000);
 }
 
 TEST(WorkerProtocol, PassesOnATargetThatIsNoSize) {

@@ -14,6 +14,7 @@
 #include "platform_linux/media/joined_media.h"
 #include "platform_linux/media/media_worker_pool.h"
 #include "platform_linux/media/remembering_media.h"
+#include "platform_linux/previews/preview_keeper.h"
 #include "platform_linux/resources/linux_asset_resource_manager.h"
 #include "platform_linux/videos/linux_media_framework.h"
 
@@ -31,8 +32,9 @@ struct LinuxPlatform::Parts {
         media(joined, pool, failures),
         changes(*library, media,
                 {.deletionPrompt = options.deletionPrompt, .mainQueue = &dispatch->mainQueue()}),
+        previews(library->catalogue(), failures, {.mediaWorker = options.mediaWorker}),
         // As many threads as workers: more would only wait for a turn.
-        images(*library, media, MediaWorkerOptions::sizeForThisMachine()),
+        images(*library, media, MediaWorkerOptions::sizeForThisMachine(), &previews),
         codec(media),
         device(options.systemVersion),
         files(options.temporaryPath),
@@ -48,6 +50,7 @@ struct LinuxPlatform::Parts {
   FailureMemory failures;
   RememberingMedia media;
   LibraryChanges changes;
+  PreviewKeeper previews;
   LinuxImageManager images;
   LinuxImageCodec codec;
   LinuxDevice device;
@@ -103,6 +106,7 @@ void LinuxPlatform::shutDown() {
   parts_->videos.shutDown();
   parts_->resources.shutDown();
   parts_->changes.shutDown();
+  parts_->previews.shutDown();
   parts_->dispatch->globalQueue(QualityOfService::background).shutDown();
 }
 

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "platform_linux/errors/failure.h"
+#include "platform_linux/previews/all_previews.h"
+
 namespace quorvin {
 
 enum ExitStatus {
@@ -76,6 +79,14 @@ struct BackupCommand {
   bool copy = false;
   int run() const;
 };
+
+struct PreviewsCommand {
+  std::string library;
+  int run() const;
+};
+
+/// With a bar, where standard error is a terminal.
+Result<AllPreviews> makeMissingPreviews(const std::string& library, MediaService& media);
 
 /// Prints "quorvin: …" on standard error.
 void complain(const std::string& sentence);

@@ -70,6 +70,11 @@ int ImportCommand::run() const {
     return kFailure;
   }
   printSummary(*summary);
+  // What is not made now comes later, so that its failures are no failures of the import.
+  if (summary->addedAssets > 0) {
+    std::fflush(stdout);
+    makeMissingPreviews(library, media);
+  }
   return summary->refusedFiles == 0 ? kSuccess : kFailure;
 }
 

@@ -90,6 +90,11 @@ void printForPeople(const std::string& path, const LibrarySummary& library) {
     const std::string days = first == last ? "of " + first : "from " + first + " to " + last;
     std::printf("  %s\n", days.c_str());
   }
+  if (library.previewsWanted > 0) {
+    std::printf("  previews of %s of %s, %s\n", grouped(library.previews).c_str(),
+                counted(library.previewsWanted, "picture", "pictures").c_str(),
+                readableSize(library.previewBytes).c_str());
+  }
   Listing listing;
   if (assets + library.deleted > 0) listAssets(listing, library);
   if (assets > 0 || !library.albums.empty()) listAlbums(listing, library);
@@ -126,6 +131,9 @@ void printForPrograms(const std::string& path, const LibrarySummary& library) {
                                        {"originalBytes", library.originalBytes},
                                        {"oldest", dateToJson(library.oldest)},
                                        {"newest", dateToJson(library.newest)},
+                                       {"previews", library.previews},
+                                       {"previewsWanted", library.previewsWanted},
+                                       {"previewBytes", library.previewBytes},
                                        {"smartAlbums", albumsToJson(library.smartAlbums)},
                                        {"albums", albumsToJson(library.albums)}};
   std::puts(textOf(json, 2).c_str());

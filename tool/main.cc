@@ -50,6 +50,7 @@ class Tool {
     addBackup();
     addDoctor();
     addInfo();
+    addPreviews();
   }
 
   int run(int argc, char** argv) {
@@ -204,6 +205,11 @@ class Tool {
     runs(sub, info_);
   }
 
+  void addPreviews() {
+    runs(add("previews", "Make the previews that are missing, which otherwise come by and by"),
+         previews_);
+  }
+
   CLI::App app_{"A photo library from the command line", "quorvin"};
   std::string library_;
   ImportCommand import_;
@@ -214,6 +220,7 @@ class Tool {
   BackupCommand backup_;
   DoctorCommand doctor_;
   InfoCommand info_;
+  PreviewsCommand previews_;
   std::function<int()> command_;
 };
 

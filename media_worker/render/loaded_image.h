@@ -4,12 +4,12 @@
 #include <memory>
 
 #include "media_protocol/failure.h"
+#include "media_protocol/rendering_size.h"
 #include "media_protocol/requests.h"
 #include "media_worker/reading/input_file.h"
 #include "media_worker/reading/signature.h"
 #include "media_worker/reading/vips_image.h"
 #include "media_worker/render/pixel_memory.h"
-#include "media_worker/render/rendering_size.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {

@@ -4,15 +4,33 @@
 #include <utility>
 
 #include "media_protocol/sealed_memory.h"
-#include "posix/write_all.h"
+#include "platform_linux/images/preview_images.h"
 
 namespace quorvin {
 
 namespace {
 
+std::shared_ptr<const RenderedImage> decode(MediaService& media, const ByteBuffer& data) {
+  const FileDescriptor file = sealedMemoryOf(data.bytes());
+  if (!file) return nullptr;
+  RenderRequest request;
+  request.kind = MediaKind::image;
+  request.fit = RenderRequest::Fit::original;
+  request.failOnDamage = true;
+  request.keepProfile = true;
+  const auto image = media.render(file, request);
+  return image ? *image : nullptr;
+}
+
 std::optional<ByteBuffer> encode(MediaService& media, const UIImage& image, ImageFormat format,
                                  double quality) {
-  const auto* rendered = dynamic_cast<const RenderedImage*>(&image);
+  std::shared_ptr<const RenderedImage> decoded;
+  if (const auto* preview = dynamic_cast<const PreviewImage*>(&image)) {
+    // No encoding brings back what the preview's has lost.
+    if (format == ImageFormat::jpeg && quality >= preview->quality()) return preview->jpeg();
+    decoded = decode(media, preview->jpeg());
+  }
+  const auto* rendered = decoded ? decoded.get() : dynamic_cast<const RenderedImage*>(&image);
   if (rendered == nullptr) return std::nullopt;
   Result<ByteBuffer> encoded = media.encode(*rendered, format, quality);
   if (!encoded) return std::nullopt;
@@ -22,15 +40,7 @@ std::optional<ByteBuffer> encode(MediaService& media, const UIImage& image, Imag
 }  // namespace
 
 std::shared_ptr<const UIImage> LinuxImageCodec::imageWithData(const ByteBuffer& data) {
-  const FileDescriptor file = makeMemoryFile(0);
-  if (!file || writeAll(file.get(), data.bytes()) != 0 || !sealMemoryFile(file)) return nullptr;
-  RenderRequest request;
-  request.kind = MediaKind::image;
-  request.fit = RenderRequest::Fit::original;
-  request.failOnDamage = true;
-  request.keepProfile = true;
-  const auto image = media_.render(file, request);
-  return image ? *image : nullptr;
+  return decode(media_, data);
 }
 
 std::optional<ByteBuffer> LinuxImageCodec::UIImageJPEGRepresentation(const UIImage& image,

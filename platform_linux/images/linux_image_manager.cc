@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/images/preview_images.h"
 #include "platform_linux/images/stored_media.h"
 #include "platform_linux/images/target_size.h"
 #include "platform_linux/media/worker_lane.h"
@@ -22,6 +23,12 @@ using SharedImageHandler = std::shared_ptr<const PHImageResultHandler>;
 ImageRequests::Delivery deliveryOf(const SharedImageHandler& handler,
                                    std::shared_ptr<const UIImage> image) {
   return [handler, image = std::move(image)](const PHImageInfo& info) { (*handler)(image, &info); };
+}
+
+Result<std::shared_ptr<const UIImage>> plainly(
+    const Result<std::shared_ptr<const RenderedImage>>& image) {
+  if (!image) return image.error();
+  return std::shared_ptr<const UIImage>(*image);
 }
 
 }  // namespace
@@ -109,15 +116,31 @@ Result<ImageRequests::Delivery> LinuxImageManager::loadImage(const ImageRequest&
   const Result<FileDescriptor> file = openResource(**resource);
   if (!file) return file.error();
 
-  const MediaKind kind = isVideo ? MediaKind::video : MediaKind::image;
   if (!isVideo && request.isPrecededByDegraded()) {
     const auto degraded = media_.render(*file, ImageRequest::degradedRendering(), progress.stop());
     if (degraded) progress.deliverDegraded(deliveryOf(request.handler, *degraded));
     if (!progress.isWanted()) return deliveryOf(request.handler, nullptr);
   }
-  const auto image = media_.render(*file, request.finalRendering(kind), progress.stop());
+  const auto kind = isVideo ? MediaKind::video : MediaKind::image;
+  const auto image = render(
+      request, {(*resource)->file, kind, {request.asset->pixelWidth, request.asset->pixelHeight}},
+      *file, progress.stop());
   if (!image) return mediaError(**resource, image.error());
   return deliveryOf(request.handler, *image);
+}
+
+Result<std::shared_ptr<const UIImage>> LinuxImageManager::render(const ImageRequest& request,
+                                                                 PreviewJob job,
+                                                                 const FileDescriptor& file,
+                                                                 const std::stop_token& stop) {
+  const RenderRequest rendering = request.finalRendering(job.kind);
+  if (previews_ == nullptr) return plainly(media_.render(file, rendering, stop));
+  const PreviewKeeper::Request present(*previews_);
+  const PreviewImages images(*previews_, media_);
+  if (auto image = images.find(job, file, rendering, stop)) return image;
+  const auto image = media_.render(file, rendering, stop);
+  if (image) images.note(std::move(job), rendering, *image);
+  return plainly(image);
 }
 
 PHImageRequestID LinuxImageManager::requestImageDataAndOrientationForAsset(

@@ -3,12 +3,14 @@
 
 #include <cstddef>
 #include <memory>
+#include <stop_token>
 
 #include "core/platform/images.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/images/image_requests.h"
 #include "platform_linux/library/fetch/asset_files.h"
 #include "platform_linux/media/media_service.h"
+#include "platform_linux/previews/preview_keeper.h"
 
 namespace quorvin {
 
@@ -17,10 +19,11 @@ namespace quorvin {
 /// library may be read is asked anew for every request.
 class LinuxImageManager final : public PHImageManager {
  public:
-  /// `assets` and `media` outlive the manager. It does as many things at a time as it has threads;
-  /// these have the priority of the thread that calls this.
-  LinuxImageManager(AssetFiles& assets, MediaService& media, std::size_t threadCount)
-      : assets_(assets), media_(media), requests_(threadCount) {}
+  /// `assets`, `media` and `previews`, if there are any, outlive the manager. It does as many
+  /// things at a time as it has threads; these have the priority of the thread that calls this.
+  LinuxImageManager(AssetFiles& assets, MediaService& media, std::size_t threadCount,
+                    PreviewKeeper* previews = nullptr)
+      : assets_(assets), media_(media), previews_(previews), requests_(threadCount) {}
 
   PHImageRequestID requestImageForAsset(std::shared_ptr<const PHAsset> asset, CGSize targetSize,
                                         PHImageContentMode contentMode,
@@ -54,6 +57,9 @@ class LinuxImageManager final : public PHImageManager {
   struct ImageRequest;
 
   Result<Delivery> loadImage(const ImageRequest& request, const Progress& progress);
+  Result<std::shared_ptr<const UIImage>> render(const ImageRequest& request, PreviewJob job,
+                                                const FileDescriptor& file,
+                                                const std::stop_token& stop);
   /// An error when the asset is of another type.
   Result<std::shared_ptr<const StoredResource>> findResource(const PHAsset& asset,
                                                              PHAssetMediaType mediaType,
@@ -64,6 +70,7 @@ class LinuxImageManager final : public PHImageManager {
 
   AssetFiles& assets_;
   MediaService& media_;
+  PreviewKeeper* const previews_;
   ImageRequests requests_;  ///< last, so that its threads end first
 };
 

@@ -191,7 +191,13 @@ Done Catalogue::changeAlone(const std::function<Done(Database&)>& body, Room roo
   Done done = storeInRoom(body, room, isSettled);
   if (isUncertain != nullptr) *isUncertain = !isSettled;
   if (done && listener_ != nullptr) listener_->committed();
+  if (const auto further = furtherListener_.lock(); done && further) further->committed();
   return done;
+}
+
+void Catalogue::tell(std::weak_ptr<CommitListener> listener) {
+  NSLockHolder holder(writerLock_);
+  furtherListener_ = std::move(listener);
 }
 
 void Catalogue::trust() {

@@ -145,6 +145,8 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   void runBeside(std::function<void(Catalogue&, const std::stop_token&)> work);
   /// Waits until that work is done. One thread.
   void finishBeside();
+  /// Tells one more listener of this process's commits from now on, as long as that lives.
+  void tell(std::weak_ptr<CommitListener> listener);
   /// From now on every change fails, with this.
   void refuseChanges(const Failure& why);
 
@@ -175,6 +177,7 @@ class Catalogue : public std::enable_shared_from_this<Catalogue> {
   std::thread beside_;
 
   NSLock writerLock_;
+  std::weak_ptr<CommitListener> furtherListener_ QUORVIN_GUARDED_BY(writerLock_);
   std::optional<LibraryLock> trust_ QUORVIN_GUARDED_BY(writerLock_);
   std::optional<Failure> refusal_ QUORVIN_GUARDED_BY(writerLock_);
   std::unique_ptr<Database> writer_ QUORVIN_GUARDED_BY(writerLock_);

@@ -23,6 +23,7 @@ class LibraryLock {
     snapshot = 3,      ///< exclusive: makes a snapshot of the catalogue
     trust = 4,         ///< shared: has the library open and knows that its catalogue is sound
     verification = 5,  ///< exclusive: looks whether it is
+    previews = 6,      ///< exclusive: makes previews in the background
   };
   enum class Mode { shared, exclusive };
 

@@ -11,9 +11,9 @@
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
-#include "platform_linux/library/originals/derivatives.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/staging.h"
+#include "platform_linux/library/previews/preview_store.h"
 
 namespace quorvin {
 namespace {
@@ -65,7 +65,7 @@ bool removeFiles(const LibraryFolder& folder, const DoomedAssets& doomed) {
   for (const std::string& each : folders) {
     if (folder.held->openFolder(each)) gone = syncFolder(folder, each) && gone;
   }
-  for (const std::string& uuid : doomed.uuids) removeDerivatives(folder, uuid);
+  PreviewStore(folder).remove(doomed.uuids);
   return gone;
 }
 

@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "platform_linux/library/catalogue/catalogue.h"
+#include "platform_linux/library/catalogue/shown_files.h"
 #include "platform_linux/library/fetch/authorization.h"
 #include "platform_linux/library/opening/opening.h"
+#include "platform_linux/library/previews/preview_store.h"
 
 namespace quorvin {
 namespace {
@@ -25,11 +27,18 @@ Result<LibrarySummary> describeLibrary(const std::string& path) {
   if (!totals) return unreadable((*moment)->database());
   const auto overview = (*moment)->overview();
   if (!overview) return overview.error();
-  LibrarySummary summary{*totals, (*moment)->status(), {}, {}};
+  LibrarySummary summary{*totals, (*moment)->status(), {}, {}, 0, 0, 0};
   for (const CollectionRow& row : (*overview)->collections) {
     const bool isSmart = row.collection->assetCollectionType == PHAssetCollectionType::smartAlbum;
     (isSmart ? summary.smartAlbums : summary.albums).push_back(describeAlbum(row));
   }
+  PreviewStore store((*catalogue)->folder());
+  const PreviewTotals previews = store.totals(trashedFiles((*moment)->database()));
+  summary.previews = previews.pictures;
+  summary.previewBytes = previews.bytes;
+  summary.previewsWanted =
+      countShownFiles((*moment)->database(), leastSide(kGridSide)).value_or(0) -
+      previews.impossible;
   return summary;
 }
 

@@ -23,6 +23,10 @@ struct LibrarySummary : CatalogueTotals {
   PHAuthorizationStatus status = PHAuthorizationStatus::notDetermined;
   std::vector<AlbumSummary> smartAlbums;
   std::vector<AlbumSummary> albums;  ///< the user's, in order of creation
+  std::int64_t previews = 0;         ///< pictures that have previews
+  std::int64_t previewsWanted =
+      0;  ///< pictures that are large enough to want some, and can have them
+  std::int64_t previewBytes = 0;
 };
 
 /// Reads the library as its owner, whatever its authorisation. A missing one is an error.

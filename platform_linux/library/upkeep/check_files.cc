@@ -16,6 +16,7 @@
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/staging.h"
+#include "platform_linux/library/previews/preview_store.h"
 #include "platform_linux/library/upkeep/check_run.h"
 #include "posix/file_descriptor.h"
 
@@ -133,16 +134,32 @@ void checkStrayOriginals(CheckRun& run, Database& database) {
   }
 }
 
-void checkStrayDerivatives(CheckRun& run, Database& database) {
-  constexpr std::size_t kUuid = 36;
+// What lies there beside the previews' own file is of another program, or of an earlier version.
+void checkStrayDerivatives(CheckRun& run) {
   const LibraryFolder& folder = run.catalogue.folder();
   for (const std::string& path : filesBelow(folder, LibraryFolder::kDerivatives)) {
-    const std::string identifier = fs::path(path).filename().string().substr(0, kUuid) + "/L0/001";
-    if (isAsset(database, identifier)) continue;
+    if (path.starts_with(PreviewStore::kFileName)) continue;
     run.find(FindingKind::strayDerivative,
-             "The preview “derivatives/" + path + "” belongs to no asset.", [&folder, &path] {
+             "The file “derivatives/" + path + "” is none of the library's.", [&folder, &path] {
                return folder.held->removeFile(std::string(LibraryFolder::kDerivatives) + "/" +
                                               path) == 0;
+             });
+  }
+}
+
+void checkStrayPreviews(CheckRun& run, Database& database) {
+  constexpr std::size_t kUuid = 36;
+  PreviewStore store(run.catalogue.folder());
+  std::vector<std::string> strays;
+  store.forEachOriginal([&](const std::string& name) {
+    const std::string uuid = name.substr(0, kUuid);
+    if (!isAsset(database, uuid + "/L0/001")) strays.push_back(uuid);
+  });
+  for (const std::string& uuid : strays) {
+    run.find(FindingKind::strayDerivative, "The previews of “" + uuid + "” belong to no asset.",
+             [&] {
+               store.remove({&uuid, 1});
+               return true;
              });
   }
 }
@@ -190,7 +207,8 @@ void checkStrayFiles(CheckRun& run) {
   Catalogue::Reader database = run.catalogue.reader();
   if (!database) return;
   checkStrayOriginals(run, *database);
-  checkStrayDerivatives(run, *database);
+  checkStrayDerivatives(run);
+  checkStrayPreviews(run, *database);
 }
 
 }  // namespace quorvin

@@ -4,6 +4,7 @@
 
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
+#include "platform_linux/library/previews/preview_store.h"
 #include "platform_linux/library/upkeep/administration.h"
 #include "testing/platform/testing_changes.h"
 
@@ -35,12 +36,18 @@ struct Trash : testing::Test, ChangeFixture {
   bool restore(std::vector<std::string> identifiers) {
     return static_cast<bool>(restoreFromTrash(path(), identifiers));
   }
-  /// A derivative of the asset's.
-  std::string derive(const std::string& identifier) {
-    const std::string file = path() + "/derivatives/" + identifier.substr(0, 2) + "/" +
-                             identifier.substr(0, 36) + "-256.jpg";
-    writeFile(file, "preview");
-    return file;
+  /// The asset has a preview.
+  void derive(const std::string& identifier) {
+    const std::string name = originalsOf(identifier).front().substr(3);
+    const PreviewStore::Made made{kGridSide, {4, 3}, ByteBuffer(std::vector<std::uint8_t>{1})};
+    EXPECT_TRUE(PreviewStore(library->catalogue()->folder()).keep({name, 1, 1}, {&made, 1}));
+  }
+  std::vector<std::string> derivatives() {
+    std::vector<std::string> names;
+    PreviewStore(library->catalogue()->folder()).forEachOriginal([&](const std::string& name) {
+      names.push_back(name);
+    });
+    return names;
   }
 };
 
@@ -98,7 +105,7 @@ TEST_F(Trash, KeepsOneRepresentativeOfABurstThroughDeletionsAndRestorations) {
 
 TEST_F(Trash, IsEmptiedWithAllFilesOfItsAssetsAndNoOthers) {
   const std::string kept = saveMotionPhoto("kept.jpg");
-  const std::string preview = derive(kept);
+  derive(kept);
   const std::string gone = saveMotionPhoto("gone.jpg");
   derive(gone);
   EXPECT_TRUE(deleteAssets({gone}).success);
@@ -109,8 +116,7 @@ TEST_F(Trash, IsEmptiedWithAllFilesOfItsAssetsAndNoOthers) {
   std::vector<std::string> originals = originalsOf(kept);
   std::sort(originals.begin(), originals.end());
   EXPECT_EQ(filesBelow(path() + "/originals"), originals);
-  EXPECT_EQ(filesBelow(path() + "/derivatives").size(), 1U);
-  EXPECT_TRUE(fs::exists(preview));
+  EXPECT_EQ(derivatives(), std::vector<std::string>{originalsOf(kept).front().substr(3)});
   EXPECT_FALSE(restore({gone}));
   EXPECT_TRUE(listTrash(path())->empty());
 }

@@ -1,4 +1,4 @@
-#include "media_worker/render/rendering_size.h"
+#include "media_protocol/rendering_size.h"
 
 #include <algorithm>
 #include <cmath>
@@ -41,13 +41,16 @@ Result<RenderingSize> renderingSize(const RenderRequest& request, PixelSize upri
                    "the target size " + text(request.targetWidth) + " × " +
                        text(request.targetHeight) + " is not valid.");
   }
-  const double horizontal = request.targetWidth / static_cast<double>(upright.width);
-  const double vertical = request.targetHeight / static_cast<double>(upright.height);
+  const bool isSmaller = request.fullWidth > 0 && request.fullHeight > 0;
+  const PixelSize full = isSmaller ? PixelSize{request.fullWidth, request.fullHeight} : upright;
+  const double horizontal = request.targetWidth / static_cast<double>(full.width);
+  const double vertical = request.targetHeight / static_cast<double>(full.height);
   const bool fill = request.fit == RenderRequest::Fit::fill;
   const double scale =
       std::min(fill ? std::max(horizontal, vertical) : std::min(horizontal, vertical), 1.0);
   RenderingSize size;
-  size.scaled = {scaledSide(upright.width, scale), scaledSide(upright.height, scale)};
+  size.scaled = {std::min(upright.width, scaledSide(full.width, scale)),
+                 std::min(upright.height, scaledSide(full.height, scale))};
   size.cut = size.scaled;
   if (fill && request.crop) {
     size.cut = {cutSide(size.scaled.width, request.targetWidth),

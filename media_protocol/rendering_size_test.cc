@@ -1,4 +1,4 @@
-#include "media_worker/render/rendering_size.h"
+#include "media_protocol/rendering_size.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 namespace quorvin {
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kUnbounded = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 RenderRequest request(double width, double height, RenderRequest::Fit fit, bool crop = false) {
@@ -50,7 +50,7 @@ TEST(RenderingSize, CoversWithoutCutting) {
 TEST(RenderingSize, CutsWhatExceedsTheTargetWhenAsked) {
   EXPECT_EQ(cut({4000, 3000}, 256, 256), (PixelSize{256, 256}));
   EXPECT_EQ(cut({4000, 3000}, 400.4, 100), (PixelSize{400, 100}));
-  EXPECT_EQ(cut({4000, 3000}, kInfinity, 100), (PixelSize{4000, 100}));
+  EXPECT_EQ(cut({4000, 3000}, kUnbounded, 100), (PixelSize{4000, 100}));
 }
 
 TEST(RenderingSize, CutsASmallImageWithoutEnlargingIt) {
@@ -65,9 +65,9 @@ TEST(RenderingSize, NeverEnlarges) {
 }
 
 TEST(RenderingSize, TakesInfinityForUnconstrained) {
-  EXPECT_EQ(fit({4000, 3000}, kInfinity, 300), (PixelSize{400, 300}));
-  EXPECT_EQ(fit({4000, 3000}, 400, kInfinity), (PixelSize{400, 300}));
-  EXPECT_EQ(fit({4000, 3000}, kInfinity, kInfinity), (PixelSize{4000, 3000}));
+  EXPECT_EQ(fit({4000, 3000}, kUnbounded, 300), (PixelSize{400, 300}));
+  EXPECT_EQ(fit({4000, 3000}, 400, kUnbounded), (PixelSize{400, 300}));
+  EXPECT_EQ(fit({4000, 3000}, kUnbounded, kUnbounded), (PixelSize{4000, 3000}));
 }
 
 TEST(RenderingSize, LeavesNoSideEmpty) {
@@ -83,6 +83,15 @@ TEST(RenderingSize, KeepsTheOriginalSizeWhateverTheTarget) {
   EXPECT_EQ(fill(size, -1, -1), size);
 }
 
+TEST(RenderingSize, IsReckonedFromTheWholePicture) {
+  RenderRequest asked = request(100, 100, RenderRequest::Fit::fit);
+  // As small as it is, the rendering alone would be taken for one of 100 × 57.
+  asked.fullWidth = 4000;
+  asked.fullHeight = 2259;
+  EXPECT_EQ(renderingSize(asked, {512, 290})->scaled, (PixelSize{100, 56}));
+  EXPECT_EQ(renderingSize(asked, {50, 28})->scaled, (PixelSize{50, 28})) << "nothing is enlarged";
+}
+
 TEST(RenderingSize, RefusesWhatIsNoSize) {
   const auto reason = [](double width, double height) {
     const auto size = renderingSize(request(width, height, RenderRequest::Fit::fit), {10, 10});
@@ -92,7 +101,7 @@ TEST(RenderingSize, RefusesWhatIsNoSize) {
   EXPECT_EQ(reason(256.5, -1), "The target size 256.5 × -1 is not valid.");
   EXPECT_EQ(reason(-1, 10), "The target size -1 × 10 is not valid.");
   EXPECT_EQ(reason(-kNaN, 10), "The target size nan × 10 is not valid.");
-  EXPECT_EQ(reason(kInfinity, -kInfinity), "The target size inf × -inf is not valid.");
+  EXPECT_EQ(reason(kUnbounded, -kUnbounded), "The target size inf × -inf is not valid.");
 }
 
 }  // namespace

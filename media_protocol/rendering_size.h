@@ -23,8 +23,9 @@ struct RenderingSize {
   PixelSize cut;  ///< as `scaled` where nothing is cut
 };
 
-/// `upright` is the image's full size, turned upright. Fit is as large as fits into the target,
-/// fill as small as covers it; nothing is enlarged. A target that is no size is an error.
+/// `upright` is the image's size, turned upright. Fit is as large as fits into the target, fill as
+/// small as covers it; nothing is enlarged. Both are reckoned from the full size that the request
+/// tells, where it tells one. A target that is no size is an error.
 Result<RenderingSize> renderingSize(const RenderRequest& request, PixelSize upright);
 
 /// Whether a preview shows the same cut of the picture. Its sides are rounded to whole pixels, some
