@@ -8,9 +8,9 @@ packages=(
   # the library and the tool
   libcli11-dev libsqlite3-dev libxxhash-dev nlohmann-json3-dev pv
   # the media worker
-  libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev libexiv2-dev libheif-dev
-  libjpeg-dev liblcms2-dev libraw-dev libseccomp-dev libswscale-dev libvips-dev libyuv-dev
-  zlib1g-dev
+  libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev libdeflate-dev libexiv2-dev
+  libheif-dev libjpeg-dev liblcms2-dev libpng-dev libraw-dev libseccomp-dev libswscale-dev
+  libvips-dev libyuv-dev zlib1g-dev
 )
 # What makes media: the test's, the demo's and the benchmarks'.
 makers=(ffmpeg libheif-examples libimage-exiftool-perl libvips-tools)

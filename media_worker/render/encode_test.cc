@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "media_protocol/sealed_memory.h"
 #include "media_worker/render/render.h"
@@ -139,6 +140,24 @@ TEST(EncodePng, KeepsEveryPixel) {
     for (int x = 0; x < 64; ++x) clear.set(x, y, {x * 4, y * 5, 9, (x * y) % 256});
   }
   EXPECT_EQ(rendered(encoded(clear, ImageFormat::png), original()).pixels, clear.pixels);
+}
+
+TEST(EncodePng, KeepsThePixelsOfThinPicturesToo) {
+  for (const auto& [width, height] : {std::pair{1, 1}, {1, 200}, {200, 1}, {3, 2}}) {
+    Picture picture(width, height, 3);
+    for (std::size_t i = 0; i < picture.pixels.size(); ++i) {
+      picture.pixels[i] = static_cast<std::uint8_t>(i * 37 % 251);
+    }
+    EXPECT_EQ(rendered(encoded(picture, ImageFormat::png), original()).pixels, picture.pixels)
+        << width << " x " << height;
+  }
+}
+
+TEST(EncodePng, WritesAPictureThatIsTooLargeToPackAtOnce) {
+  Picture picture(6'000, 4'000, 3);
+  picture.set(5'999, 3'999, {1, 2, 3});
+  const Bytes file = encoded(picture, ImageFormat::png);
+  EXPECT_EQ(rendered(file, original()).pixels, picture.pixels);
 }
 
 TEST(EncodePng, HasEightBitsIsNotInterlacedAndHoldsNoText) {
