@@ -183,8 +183,7 @@ int main(int argc, char** argv) {
   using namespace quorvin;
   if (argc == 3 && std::string(argv[1]) == "--memory-of") {
     const double megabytes = memoryAfterAllPages(argv[2]);
-    std::printf("%-38s %-27s %10.1f MB  <= %.0f MB %s\n", "resident, after all of 1,000,000", "-",
-                megabytes, kMostMegabytes, megabytes <= kMostMegabytes ? "met" : "MISSED");
+    printFound({"resident, after all of 1,000,000", "at most", 1}, megabytes, kMostMegabytes, "MB");
     return EXIT_SUCCESS;
   }
   BenchArguments arguments(argc, argv);

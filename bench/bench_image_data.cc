@@ -124,18 +124,14 @@ double peakOf(BenchEngine& engine, const std::vector<std::uint8_t>& call, std::s
   return static_cast<double>(memoryOf("VmHWM:") - before) / static_cast<double>(size);
 }
 
-void printPeak(double ratio) {
-  constexpr double kGoal = 2;
-  std::printf("peak memory of stored bytes: %.2f times the file  <= %.1f %s\n", ratio, kGoal,
-              ratio <= kGoal ? "met" : "MISSED");
-}
-
 /// What all benchmarks share, kept until they have run.
 struct Subject {
   std::string photograph;
   std::unique_ptr<BenchEngine> engine;
   std::string asset;
 };
+
+constexpr double kConversionGoal = 0.35;
 
 void compareConversion(Report& report, const Subject& subject, const BenchFolder& folder) {
   const std::string work =
@@ -147,11 +143,11 @@ void compareConversion(Report& report, const Subject& subject, const BenchFolder
     constexpr std::size_t kLeastSize = 100'000;
     benchImageData(state, engine, call, kLeastSize);
   };
-  report.compare({work, "heif-convert", 1.0}, ours,
+  report.compare({work, "heif-convert", kConversionGoal}, ours,
                  [photograph = subject.photograph, made](benchmark::State& state) {
                    benchProgram(state, {"heif-convert", "-q", "100", photograph, made});
                  });
-  report.compare({work, "vips copy", 1.0}, ours,
+  report.compare({work, "vips copy", kConversionGoal}, ours,
                  [photograph = subject.photograph, made](benchmark::State& state) {
                    benchProgram(state, {"vips", "copy", photograph, made + "[Q=100]"});
                  });
@@ -198,6 +194,8 @@ int main(int argc, char** argv) {
     }
   }
   const int status = report.run(arguments);
-  for (const double peak : peaks) printPeak(peak);
+  for (const double peak : peaks) {
+    printFound({"peak memory of stored bytes", "twice the file", 1}, peak, 2, "files");
+  }
   return status;
 }

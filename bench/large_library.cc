@@ -14,15 +14,6 @@ namespace {
 
 constexpr std::int64_t kAlbums = 300;
 
-void generate(const std::string& path, std::int64_t assets) {
-  if (std::filesystem::exists(path)) return;
-  const auto done =
-      generateLibrary(path, {.assets = assets, .albums = kAlbums, .largestAlbum = assets / 10});
-  if (done) return;
-  std::fprintf(stderr, "%s\n", done.error().sentence().c_str());
-  std::exit(EXIT_FAILURE);
-}
-
 void copyRows(const std::string& library, const std::string& file) {
   if (std::filesystem::exists(file)) return;
   Rows rows(file);
@@ -113,13 +104,21 @@ void Rows::check(int status) {
   std::exit(EXIT_FAILURE);
 }
 
-LargeLibraries::LargeLibraries(const std::string& folder)
-    : million(folder + "/million"),
-      thousand(folder + "/thousand"),
-      rival(folder + "/rival.sqlite") {
+std::string largeLibrary(const std::string& folder, std::int64_t assets) {
   std::filesystem::create_directories(folder);
-  generate(million, kMany);
-  generate(thousand, kFew);
+  std::string path = folder + "/" + std::to_string(assets);
+  if (std::filesystem::exists(path)) return path;
+  const auto done =
+      generateLibrary(path, {.assets = assets, .albums = kAlbums, .largestAlbum = assets / 10});
+  if (done) return path;
+  std::fprintf(stderr, "%s\n", done.error().sentence().c_str());
+  std::exit(EXIT_FAILURE);
+}
+
+LargeLibraries::LargeLibraries(const std::string& folder)
+    : million(largeLibrary(folder, kMany)),
+      thousand(largeLibrary(folder, kFew)),
+      rival(folder + "/rival.sqlite") {
   copyRows(million, rival);
 }
 

@@ -35,6 +35,10 @@ class Rows {
   std::map<std::string, sqlite3_stmt*> statements_;
 };
 
+/// The path of a library of so many assets in the folder, with 300 albums of which the largest has
+/// a tenth of them. It is made where it is missing.
+std::string largeLibrary(const std::string& folder, std::int64_t assets);
+
 /// Libraries in a folder; they are made where they are missing.
 struct LargeLibraries {
   static constexpr std::int64_t kMany = 1'000'000;

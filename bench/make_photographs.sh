@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # make_photographs.sh DIR: writes photograph.jpg, photograph_preview.jpg, photograph.heic and
 # photograph_preview.heic into DIR; those called so hold a small preview as cameras make them. They
-# have 4032 x 3024 pixels.
+# have 4032 x 3024 pixels. Nine of them side by side are large.jpg and large_progressive.jpg.
 # Their spectrum is that of photographs: fractal surfaces for the scene, with the fine noise of a
 # sensor, so that decoders have as many coefficients to read as in a picture from a telephone.
 set -euo pipefail
@@ -9,7 +9,7 @@ set -euo pipefail
 folder=$1
 mkdir -p "$folder"
 folder=$(realpath "$folder")
-[ -s "$folder/photograph_preview.jpg" ] && [ -s "$folder/photograph.jpg" ] && exit 0 # the last to be put there
+[ -s "$folder/large.jpg" ] && exit 0 # the last to be put there
 
 echo "Making photographs in $folder"
 work=$(mktemp -d)
@@ -40,5 +40,11 @@ exiftool -q -overwrite_original '-ThumbnailImage<=preview.jpg' -ExifImageWidth=4
   '-ModifyDate=2017:05:01 12:34:56' photograph_preview.jpg
 heif-enc -q 55 -o photograph.heic scene.png >/dev/null
 heif-enc -q 55 -t 320 -o photograph_preview.heic scene.png >/dev/null
+vips replicate photograph.jpg nine.v 3 3
+vips crop nine.v large.v 0 0 11600 8620 # 100 megapixels
+# As cameras have them, with a colour for every four pixels.
+vips jpegsave large.v large.jpg --Q 92 --subsample-mode on
+vips jpegsave large.v large_progressive.jpg --Q 92 --subsample-mode on --interlace
 mv photograph_preview.jpg photograph.heic photograph_preview.heic "$folder/"
 mv photograph.jpg "$folder/"
+mv large_progressive.jpg large.jpg "$folder/"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <utility>
 
@@ -61,8 +62,20 @@ std::string nameOfRival(const Comparison& comparison) {
   return comparison.work + "/" + comparison.rival;
 }
 
-void printRow(const Comparison& comparison, double ours, double rivals) {
-  const double ratio = ours / rivals;
+/// For programs: the work, the rival, both numbers, their unit, the ratio and the goal.
+void addToFile(const Comparison& comparison, double ours, double rivals, const char* unit) {
+  const char* path = std::getenv("QUORVIN_BENCH_ROWS");
+  std::FILE* file = path == nullptr ? nullptr : std::fopen(path, "a");
+  if (file == nullptr) return;
+  std::fprintf(file, "%s\t%s\t%.9g\t%.9g\t%s\t%.4g\t", comparison.work.c_str(),
+               comparison.rival.c_str(), ours, rivals, unit, ours / rivals);
+  if (comparison.goal) std::fprintf(file, "%.4g", *comparison.goal);
+  std::fputc('\n', file);
+  std::fclose(file);
+}
+
+void printRow(const Comparison& comparison, const std::string& ours, const std::string& rivals,
+              double ratio) {
   std::string verdict = "-";
   if (comparison.goal) {
     char text[32];
@@ -70,9 +83,13 @@ void printRow(const Comparison& comparison, double ours, double rivals) {
                   ratio <= *comparison.goal ? "met" : "MISSED");
     verdict = text;
   }
-  std::printf("%-38s %-27s %10s %10s %7.3g  %s\n", comparison.work.c_str(),
-              comparison.rival.c_str(), inUnits(ours).c_str(), inUnits(rivals).c_str(), ratio,
-              verdict.c_str());
+  std::printf("%-46s %-24s %11s %11s %7.3g  %s\n", comparison.work.c_str(),
+              comparison.rival.c_str(), ours.c_str(), rivals.c_str(), ratio, verdict.c_str());
+}
+
+void printTimes(const Comparison& comparison, double ours, double rivals) {
+  printRow(comparison, inUnits(ours), inUnits(rivals), ours / rivals);
+  addToFile(comparison, ours, rivals, "s");
 }
 
 }  // namespace
@@ -85,6 +102,16 @@ BenchArguments::BenchArguments(int argc, char** argv) {
       files.emplace_back(argv[i]);
     }
   }
+}
+
+void printFound(const Comparison& comparison, double ours, double rivals, const char* unit) {
+  const auto inUnit = [unit](double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.*f %s", value < 100 ? 2 : 0, value, unit);
+    return std::string(text);
+  };
+  printRow(comparison, inUnit(ours), inUnit(rivals), ours / rivals);
+  addToFile(comparison, ours, rivals, unit);
 }
 
 void Report::compare(Comparison comparison, std::function<void(benchmark::State&)> ours,
@@ -120,14 +147,14 @@ int Report::run(int argc, char** argv) const {
 
   Collector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);
-  std::printf("%-38s %-27s %10s %10s %7s  %s\n", "work (medians)", "rival", "quorvin", "rival",
+  std::printf("%-46s %-24s %11s %11s %7s  %s\n", "work (medians)", "rival", "quorvin", "rival",
               "ratio", "goal");
   Times times = collector.times();
   times.insert(measured_.begin(), measured_.end());
   for (const Comparison& comparison : comparisons_) {
     const auto ours = median(times, nameOfOurs(comparison));
     const auto rivals = median(times, nameOfRival(comparison));
-    if (ours && rivals) printRow(comparison, *ours, *rivals);
+    if (ours && rivals) printTimes(comparison, *ours, *rivals);
   }
   return collector.failed() ? 1 : 0;
 }

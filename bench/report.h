@@ -26,6 +26,9 @@ struct Comparison {
   std::optional<double> goal;  ///< the highest ratio that is wanted; none: only reported
 };
 
+/// Prints a row of the table for what was found in some other way than by its time, in that unit.
+void printFound(const Comparison& comparison, double ours, double rivals, const char* unit);
+
 /// Collects benchmarks in pairs. One thread.
 class Report {
  public:
@@ -39,7 +42,9 @@ class Report {
                const std::function<double()>& rivals, int times = 5);
 
   /// Runs all, repetitions of ours and the rivals' in random order, and prints for each pair the
-  /// medians and their ratio. Takes the options of every benchmark program. The program's status.
+  /// medians and their ratio, as a row of a table. If QUORVIN_BENCH_ROWS names a file, the rows are
+  /// also added to that, with tabs between what they hold. Takes the options of every benchmark
+  /// program. The program's status.
   int run(int argc, char** argv) const;
   int run(BenchArguments& arguments) const {
     return run(static_cast<int>(arguments.options.size()), arguments.options.data());

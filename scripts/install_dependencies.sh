@@ -26,7 +26,7 @@ for purpose in "$@"; do
       known+=("${makers_where_known[@]}")
       ;;
     bench)
-      packages+=("${makers[@]}" libbenchmark-dev)
+      packages+=("${makers[@]}" gnuplot-nox libbenchmark-dev)
       known+=("${makers_where_known[@]}")
       ;;
     check)
