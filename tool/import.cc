@@ -58,11 +58,12 @@ int ImportCommand::run() const {
   // Nobody who stops listening, to the bar or to the problems, ends the import.
   const auto atBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
   const std::string program = mediaWorkerProgram();
-  MediaWorkerPool pool({.program = program, .size = MediaWorkerOptions::sizeForThisMachine()});
+  const std::size_t workers = MediaWorkerOptions::sizeForThisMachine();
+  MediaWorkerPool pool({.program = program, .size = workers});
   FailureMemory failures(failedFilesPath(), program);
   RememberingMedia media(pool, pool, failures);
   Progress progress;
-  const auto summary = importIntoLibrary(library, media, {paths, album}, progress);
+  const auto summary = importIntoLibrary(library, media, {paths, album, workers}, progress);
   progress.end();
   std::signal(SIGPIPE, atBrokenPipe);
   if (!summary) {

@@ -61,8 +61,10 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
 }  // namespace
 
 Failure systemFailure(std::string_view attempt, int errorNumber) {
-  return {meaningOf(errorNumber).libraryCode,
-          std::string(attempt) + ": " + systemsWords(errorNumber) + "."};
+  Failure failure(meaningOf(errorNumber).libraryCode,
+                  std::string(attempt) + ": " + systemsWords(errorNumber) + ".");
+  failure.isOfDescriptors = errorNumber == EMFILE || errorNumber == ENFILE;
+  return failure;
 }
 
 Failure fileFailure(std::string_view attempt, int errorNumber) {

@@ -45,7 +45,8 @@ bool writeAt(int file, const char* bytes, std::size_t size, std::int64_t offset)
 }
 
 std::optional<CopyFailure> copyByHand(int from, std::int64_t offset, std::int64_t length, int to,
-                                      std::int64_t done, const std::stop_token& stop) {
+                                      std::int64_t done, const std::stop_token& stop,
+                                      const BytesListener& copied) {
   std::vector<char> block(static_cast<std::size_t>(kBlock));
   while (done < length) {
     if (stop.stop_requested()) return ofTarget(ECANCELED);
@@ -56,6 +57,7 @@ std::optional<CopyFailure> copyByHand(int from, std::int64_t offset, std::int64_
     if (got == 0) return ofSource(EIO);
     if (!writeAt(to, block.data(), static_cast<std::size_t>(got), done)) return ofTarget(errno);
     done += got;
+    if (copied) copied(got);
   }
   return std::nullopt;
 }
@@ -63,22 +65,26 @@ std::optional<CopyFailure> copyByHand(int from, std::int64_t offset, std::int64_
 }  // namespace
 
 std::optional<CopyFailure> copyContent(int from, std::int64_t offset, std::int64_t length, int to,
-                                       const std::stop_token& stop) {
-  if (isWholeFile(from, offset, length) && ::ioctl(to, FICLONE, from) == 0) return std::nullopt;
+                                       const std::stop_token& stop, const BytesListener& copied) {
+  if (isWholeFile(from, offset, length) && ::ioctl(to, FICLONE, from) == 0) {
+    if (copied) copied(length);
+    return std::nullopt;
+  }
   std::int64_t done = 0;
   while (done < length) {
     if (stop.stop_requested()) return ofTarget(ECANCELED);
     off64_t source = offset + done;
     off64_t target = done;
     const auto stretch = static_cast<std::size_t>(std::min(kStretch, length - done));
-    const ssize_t copied = ::copy_file_range(from, &source, to, &target, stretch, 0);
-    if (copied < 0 && errno == EINTR) continue;
-    if (copied < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)) {
+    const ssize_t got = ::copy_file_range(from, &source, to, &target, stretch, 0);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)) {
       return ofTarget(errno);
     }
     // Some pairs of file systems cannot do it, and some report an end that is none.
-    if (copied <= 0) return copyByHand(from, offset, length, to, done, stop);
-    done += copied;
+    if (got <= 0) return copyByHand(from, offset, length, to, done, stop, copied);
+    done += got;
+    if (copied) copied(got);
   }
   return std::nullopt;
 }

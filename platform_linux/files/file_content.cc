@@ -33,7 +33,7 @@ ssize_t readBlock(int file, char* into, std::size_t size, std::int64_t offset) {
 
 }  // namespace
 
-Result<std::string> hashContent(int file) {
+Result<std::string> hashContent(int file, const std::function<void(std::int64_t)>& hashed) {
   const std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state(XXH3_createState(),
                                                                        XXH3_freeState);
   XXH3_128bits_reset(state.get());
@@ -44,6 +44,7 @@ Result<std::string> hashContent(int file) {
     if (got == 0) break;
     XXH3_128bits_update(state.get(), block.data(), static_cast<std::size_t>(got));
     offset += got;
+    if (hashed) hashed(got);
   }
   XXH128_canonical_t bytes;
   XXH128_canonicalFromHash(&bytes, XXH3_128bits_digest(state.get()));

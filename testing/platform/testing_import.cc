@@ -23,7 +23,8 @@ std::string ImportFixture::put(const std::string& name, const std::string& conte
 Result<ImportSummary> ImportFixture::tryImport(std::vector<std::string> paths,
                                                std::optional<std::string> album) {
   listener = {};
-  return importIntoLibrary(libraryPath(), media, {std::move(paths), std::move(album)}, listener);
+  const ImportOptions options{std::move(paths), std::move(album), filesAtOnce};
+  return importIntoLibrary(libraryPath(), media, options, listener);
 }
 
 ImportSummary ImportFixture::import(std::vector<std::string> paths,

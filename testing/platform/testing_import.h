@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform_linux/errors/failure.h"
@@ -20,10 +22,14 @@ class ImportListener final : public ImportObserver {
   void filesFound(std::size_t total) override { found = total; }
   void fileDone(const std::string& path) override { done.push_back(path); }
   void problem(const std::string& path, const std::string& reason) override;
+  void progressed(std::int64_t now, std::int64_t total) override {
+    progress.emplace_back(now, total);
+  }
 
   std::size_t found = 0;
   std::vector<std::string> done;
   std::map<std::string, std::string> problems;  ///< by name, without the folder
+  std::vector<std::pair<std::int64_t, std::int64_t>> progress;
 };
 
 /// There is no library until an import or `open` makes it.
@@ -31,6 +37,7 @@ struct ImportFixture {
   TemporaryFolder folder;
   ScriptedMedia media;
   ImportListener listener;
+  std::size_t filesAtOnce = 1;
 
   /// A file in the folder `in`; its path.
   std::string put(const std::string& name, const std::string& content) const;

@@ -1,6 +1,7 @@
 // A media service for tests: a file says of itself what it is, in words.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 
@@ -15,7 +16,7 @@ class ScriptedMedia final : public MediaService {
  public:
   /// Called before each answer.
   std::function<void(const std::string& name)> onProbe;
-  int probes = 0;
+  std::atomic<int> probes = 0;
 
   Result<MediaProbe> probe(const FileDescriptor& file, const std::string& name) override;
   /// These are refused.

@@ -210,7 +210,7 @@ void forDisksAfter(const PowerCut& cut, int randomDisks,
 
 std::string describe(const FileOperation& operation) {
   constexpr std::array kNames = {"make file", "make folder",   "write", "truncate", "rename",
-                                 "remove",    "remove folder", "sync",  "answer"};
+                                 "remove",    "remove folder", "sync",  "sync all", "answer"};
   return std::string(kNames[static_cast<std::size_t>(operation.kind)]) + " " + operation.path;
 }
 

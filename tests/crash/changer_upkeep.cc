@@ -39,6 +39,7 @@ void tellOf(const Outcome& outcome) {
 void importFiles(const std::string& library, MediaService& media, const std::string& folder,
                  const std::vector<std::string>& names) {
   ImportOptions options;
+  options.filesAtOnce = 2;
   for (const std::string& name : names) options.paths.push_back(folder + "/" + name);
   Refusals refusals;
   const auto summary = importIntoLibrary(library, media, options, refusals);

@@ -101,7 +101,9 @@ PowerCut::PowerCut(const DiskState& before, const std::vector<FileOperation>& op
       names.erase(operation.path);
     }
     if (changesContent(operation.kind) || changesEntries(operation.kind)) unsettled_.push_back(i);
-    if (operation.kind != Kind::sync || forgottenSyncs.contains(i)) continue;
+    if (forgottenSyncs.contains(i)) continue;
+    if (operation.kind == Kind::syncAll) unsettled_.clear();
+    if (operation.kind != Kind::sync) continue;
     std::erase_if(unsettled_, [&](std::size_t earlier) {
       const FileOperation& other = operations[earlier];
       if (file >= 0) return changesContent(other.kind) && files_[earlier] == file;
@@ -166,6 +168,7 @@ DiskState PowerCut::without(const std::set<std::size_t>& lost,
         disk.folders.erase(operation.path);
         break;
       case Kind::sync:
+      case Kind::syncAll:
       case Kind::answer:
         break;
     }

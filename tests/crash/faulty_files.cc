@@ -186,6 +186,11 @@ QUORVIN_REPLACES int fdatasync(int fd) {
   return quorvin::recordedOn(Kind::sync, fd, ::syscall(SYS_fdatasync, fd));
 }
 
+QUORVIN_REPLACES int syncfs(int fd) noexcept {
+  if (quorvin::fails("syncfs", fd)) return -1;
+  return quorvin::recordedOn(Kind::syncAll, fd, ::syscall(SYS_syncfs, fd));
+}
+
 QUORVIN_REPLACES int renameat2(int from, const char* old, int to, const char* fresh,
                                unsigned int flags) noexcept {
   if (quorvin::failsAt("rename", to, fresh)) return -1;

@@ -10,8 +10,8 @@ namespace quorvin {
 /// Which call on the files of a folder goes wrong, and how.
 struct Fault {
   /// The calls that are counted: the name of one ("write", "pwrite", "fsync", "fdatasync",
-  /// "rename", "unlink", "mkdir", "create", "copy", "truncate", "allocate"), "any" of them, those
-  /// that take "space", or those that "open" anything.
+  /// "syncfs", "rename", "unlink", "mkdir", "create", "copy", "truncate", "allocate"), "any" of
+  /// them, those that take "space", or those that "open" anything.
   std::string calls;
   int number = 1;  ///< which of them, counted from 1 over the whole process
   enum class Kind {

@@ -18,8 +18,9 @@ struct FileOperation {
     rename,    ///< to `target`, in place of what stands there
     removeFile,
     removeFolder,
-    sync,    ///< of a file's content, or of a folder's entries
-    answer,  ///< the caller was told that its change is done
+    sync,     ///< of a file's content, or of a folder's entries
+    syncAll,  ///< of everything
+    answer,   ///< the caller was told that its change is done
   } kind = Kind::answer;
   std::string path;  ///< relative to the folder; empty: the folder itself
   std::string target;

@@ -28,6 +28,10 @@ bool isLong(std::string_view job) {
   return std::ranges::find(kLong, job) != kLong.end();
 }
 
+bool isSync(const FileOperation& operation) {
+  return operation.kind == Kind::sync || operation.kind == Kind::syncAll;
+}
+
 class PowerCuts : public testing::TestWithParam<const char*> {};
 
 TEST_P(PowerCuts, LeaveEveryChangeWholeOrNotBegun) {
@@ -40,9 +44,9 @@ TEST_P(PowerCuts, LeaveEveryChangeWholeOrNotBegun) {
   for (std::size_t count = 0; count <= change.operations().size(); ++count) {
     // Between two writes nothing is promised that is not promised after the second.
     const bool isTelling = count == change.operations().size() ||
-                           change.operations()[count].kind == Kind::sync ||
+                           isSync(change.operations()[count]) ||
                            change.operations()[count].kind == Kind::rename ||
-                           (count > 0 && change.operations()[count - 1].kind == Kind::sync);
+                           (count > 0 && isSync(change.operations()[count - 1]));
     if (!isTelling && !isThorough()) continue;
     const PowerCut cut(change.before(), change.operations(), count);
     forDisksAfter(cut, isThorough() ? 20 : 0, [&](const DiskState& disk, const std::string& what) {

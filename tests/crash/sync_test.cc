@@ -73,7 +73,8 @@ TEST_P(Syncs, AreAllNeeded) {
   int syncs = 0;
   for (std::size_t sync = 0; sync < change.answered(); ++sync) {
     const FileOperation& operation = operations[sync];
-    if (operation.kind != Kind::sync || isOfSqlite(operations, sync)) continue;
+    const bool isSync = operation.kind == Kind::sync || operation.kind == Kind::syncAll;
+    if (!isSync || isOfSqlite(operations, sync)) continue;
     if (isOfEmptyList(operations, sync) || isBeforeCatalogue(operations, sync)) continue;
     ++syncs;
     EXPECT_TRUE(change.needs({sync}))

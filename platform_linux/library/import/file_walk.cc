@@ -1,11 +1,14 @@
 #include "platform_linux/library/import/file_walk.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
+#include <memory>
 #include <set>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -14,15 +17,16 @@
 namespace quorvin {
 namespace {
 
-namespace fs = std::filesystem;
-
-using Problem = std::function<void(const std::string&, const std::string&)>;
 using FolderIdentity = std::pair<dev_t, ino_t>;
+
+std::string wordsOf(int errorNumber) {
+  return std::generic_category().message(errorNumber);
+}
 
 class Walk {
  public:
-  Walk(const LibraryFolder& library, const Problem& problem)
-      : library_(library), problem_(problem) {
+  Walk(const LibraryFolder& library, const SearchListener& listener)
+      : library_(library), listener_(listener) {
     struct stat status = {};
     if (::fstat(library.held->descriptor(), &status) == 0) {
       seen_.insert({status.st_dev, status.st_ino});
@@ -30,55 +34,92 @@ class Walk {
   }
 
   // Folders wait on a list of their own, so that deep trees need no deep stack.
-  std::vector<std::string> find(const std::vector<std::string>& paths) {
-    std::vector<std::string> waiting(paths.rbegin(), paths.rend());
-    while (!waiting.empty()) {
-      const std::string path = std::move(waiting.back());
-      waiting.pop_back();
-      visit(path, waiting);
+  std::vector<FoundFile> find(const std::vector<std::string>& paths) {
+    for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
+      waiting_.push_back(entryAt(AT_FDCWD, path->c_str(), *path, true));
+    }
+    while (!waiting_.empty()) {
+      Entry entry = std::move(waiting_.back());
+      waiting_.pop_back();
+      visit(std::move(entry));
     }
     return std::move(files_);
   }
 
  private:
-  void visit(const std::string& path, std::vector<std::string>& waiting) {
+  struct Entry {
+    FoundFile file;
+    bool isFolder = false;
+    int errorNumber = 0;
+  };
+
+  static Entry entryAt(int folder, const char* name, std::string path, bool isApart) {
+    Entry entry{.file = {.path = std::move(path), .state = {}, .isApart = isApart}};
     struct stat status = {};
-    if (::stat(path.c_str(), &status) != 0) {
-      problem_(path, "It cannot be found: " + std::generic_category().message(errno) + ".");
-      return;
+    if (::fstatat(folder, name, &status, 0) != 0) {
+      entry.errorNumber = errno;
+    } else {
+      entry.file.state = stateOf(status);
+      entry.isFolder = S_ISDIR(status.st_mode);
     }
-    if (!S_ISDIR(status.st_mode)) {
-      files_.push_back(path);
-      return;
+    return entry;
+  }
+
+  void visit(Entry entry) {
+    const std::string& path = entry.file.path;
+    if (entry.errorNumber != 0) {
+      listener_.problem(path, "It cannot be found: " + wordsOf(entry.errorNumber) + ".");
+    } else if (!entry.isFolder) {
+      files_.push_back(std::move(entry.file));
+    } else if (seen_.insert({entry.file.state.device, entry.file.state.inode}).second) {
+      if (folderLiesIn(library_, path)) {
+        const Failure failure(LibraryErrorCode::invalidResource, kLiesInTheLibrary);
+        listener_.problem(path, failure.sentence());
+        return;
+      }
+      list(path);
+      listener_.found(files_.size());
     }
-    if (!seen_.insert({status.st_dev, status.st_ino}).second) return;
-    if (folderLiesIn(library_, path)) {
-      problem_(path, Failure(LibraryErrorCode::invalidResource, kLiesInTheLibrary).sentence());
-      return;
+  }
+
+  void list(const std::string& path) {
+    const std::size_t before = waiting_.size();
+    if (const int error = appendEntries(path); error != 0) {
+      listener_.problem(path, "The folder cannot be read: " + wordsOf(error) + ".");
     }
-    std::vector<std::string> entries;
-    std::error_code error;
-    for (fs::directory_iterator entry(path, error), end; !error && entry != end;
-         entry.increment(error)) {
-      entries.push_back(entry->path().string());
-    }
-    if (error) problem_(path, "The folder cannot be read: " + error.message() + ".");
     // The list is taken from its end.
-    std::sort(entries.rbegin(), entries.rend());
-    waiting.insert(waiting.end(), entries.begin(), entries.end());
+    std::sort(waiting_.begin() + static_cast<std::ptrdiff_t>(before), waiting_.end(),
+              [](const Entry& one, const Entry& other) { return one.file.path > other.file.path; });
+  }
+
+  int appendEntries(const std::string& path) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path.c_str()), ::closedir);
+    if (folder == nullptr) return errno;
+    const std::string prefix = path.ends_with('/') ? path : path + "/";
+    for (;;) {
+      errno = 0;
+      const dirent* entry = ::readdir(folder.get());
+      if (entry == nullptr) return errno;
+      const std::string_view name = entry->d_name;
+      if (name == "." || name == "..") continue;
+      const bool mayBeLink = entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
+      waiting_.push_back(
+          entryAt(::dirfd(folder.get()), entry->d_name, prefix + entry->d_name, mayBeLink));
+    }
   }
 
   const LibraryFolder& library_;
-  const Problem& problem_;
+  const SearchListener& listener_;
   std::set<FolderIdentity> seen_;
-  std::vector<std::string> files_;
+  std::vector<Entry> waiting_;
+  std::vector<FoundFile> files_;
 };
 
 }  // namespace
 
-std::vector<std::string> findFiles(const std::vector<std::string>& paths,
-                                   const LibraryFolder& library, const Problem& problem) {
-  return Walk(library, problem).find(paths);
+std::vector<FoundFile> findFiles(const std::vector<std::string>& paths,
+                                 const LibraryFolder& library, const SearchListener& listener) {
+  return Walk(library, listener).find(paths);
 }
 
 }  // namespace quorvin

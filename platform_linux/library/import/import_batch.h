@@ -12,12 +12,13 @@
 #include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/import/import_plan.h"
+#include "platform_linux/library/import/staged_unit.h"
 #include "platform_linux/library/originals/original_copies.h"
 #include "platform_linux/library/originals/staging.h"
 
 namespace quorvin {
 
-/// One thread. The folder, the catalogue and the staging outlive it.
+/// One thread. The catalogue, the staging and the copies outlive it.
 class ImportBatch {
  public:
   struct Outcome {
@@ -29,11 +30,11 @@ class ImportBatch {
     std::vector<Outcome> files;
   };
 
-  ImportBatch(Catalogue& catalogue, Staging& staging, const std::optional<std::string>& album,
-              std::set<std::string>& newBursts)
+  ImportBatch(Catalogue& catalogue, Staging& staging, OriginalCopies& copies,
+              const std::optional<std::string>& album, std::set<std::string>& newBursts)
       : catalogue_(catalogue),
         staging_(staging),
-        copies_(catalogue.folder(), staging),
+        copies_(copies),
         album_(album),
         newBursts_(newBursts) {}
   /// Removes what was copied and not committed.
@@ -42,55 +43,35 @@ class ImportBatch {
   ImportBatch& operator=(const ImportBatch&) = delete;
 
   bool isEmpty() const { return units_.empty(); }
-  bool isFull() const;
 
-  /// Copies the unit's files. A file that cannot be copied is dropped from the unit and goes to
-  /// `refused`; only an error that ends the import, no space, is returned, and the unit is then
-  /// not in the batch.
-  Done add(const std::vector<ImportFile>& files, const ImportUnit& unit,
-           std::vector<std::pair<std::size_t, Failure>>& refused);
+  /// Takes the unit, unless nothing of it comes in.
+  void add(StagedUnit unit);
 
   /// Makes all of it durable, or none. The batch is empty afterwards.
   Result<Committed> commit();
 
  private:
-  struct Part {
-    std::size_t index = 0;
-    const ImportFile* file = nullptr;
-    std::optional<std::int64_t> existingAsset;
-    OriginalCopy copy;        ///< unless the asset exists
-    bool isEmbedded = false;  ///< a part of the main file
-    bool isUnneeded = false;  ///< the library turned out to have it
-  };
-  struct Unit {
-    std::string identifier;
-    std::optional<Part> main;
-    std::optional<Part> pairedVideo;
-  };
-
-  Result<Part> stage(const std::vector<ImportFile>& files, std::size_t index,
-                     const std::string& uuid, bool isPaired);
-  Result<Part> stageEmbedded(const std::vector<ImportFile>& files, std::size_t index,
-                             const std::string& uuid);
   Done place();
+  bool isAnythingToStore() const;
+  static void appendOutcomes(const StagedUnit& unit, Committed& committed);
+  Done storeAll(Database& database, Committed& committed);
   static NewAsset newAsset(const std::string& identifier, const ImportFile& file);
-  bool store(Database& database, Unit& unit, Committed& committed);
-  std::optional<std::int64_t> storeUnit(Database& database, Unit& unit, Committed& committed);
-  std::optional<std::int64_t> storeAlone(Database& database, Unit& unit, Part& part,
+  bool store(Database& database, StagedUnit& unit, Committed& committed);
+  std::optional<std::int64_t> storeUnit(Database& database, StagedUnit& unit, Committed& committed);
+  std::optional<std::int64_t> storeAlone(Database& database, StagedUnit& unit, StagedPart& part,
                                          Committed& committed);
-  void findExisting(Database& database, Part& part);
+  void findExisting(Database& database, StagedPart& part);
+  static bool note(Database& database, const StagedPart& part);
   bool settle(Database& database, const std::string& burst);
   /// False when one is still there.
   bool removeFiles(bool onlyUnneeded);
 
   Catalogue& catalogue_;
   Staging& staging_;
-  OriginalCopies copies_;
+  OriginalCopies& copies_;
   const std::optional<std::string>& album_;
   std::set<std::string>& newBursts_;  // those that this import brought in
-  std::vector<Unit> units_;
-  std::int64_t bytes_ = 0;
-  std::size_t parts_ = 0;
+  std::vector<StagedUnit> units_;
   bool isAnyLeft_ = false;  ///< the next opening sees which files are needed
 };
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform_linux/library/originals/source_file.h"
@@ -15,6 +16,9 @@ struct ImportFile : SourceFile {
   /// The row of the asset that has this content already. `probe` then tells the kind and the
   /// content identifier alone.
   std::optional<std::int64_t> existingAsset;
+  /// The original by which the file is to be known again, below `originals/`; empty: it is known,
+  /// or is to be read again.
+  std::string originalToNote;
 };
 
 /// Files, by index, that make one asset.

@@ -1,4 +1,5 @@
 // The rows of an import's units.
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/pair_rows.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
+#include "platform_linux/library/catalogue/source_rows.h"
 #include "platform_linux/library/import/import_batch.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/values/pairing.h"
@@ -21,19 +23,49 @@ NewAsset ImportBatch::newAsset(const std::string& identifier, const ImportFile& 
 }
 
 // The same content may have come in meanwhile: earlier in this import, or by another one.
-void ImportBatch::findExisting(Database& database, Part& part) {
+void ImportBatch::findExisting(Database& database, StagedPart& part) {
   if (part.existingAsset) return;
   for (const KnownContent& known :
        findContent(database, part.copy.resource.size, part.copy.resource.hash)) {
     const FileDescriptor file = originalFile(catalogue_.folder(), known.path).open();
-    if (!file || !haveSameContent(file.get(), part.copy.content.get())) continue;
+    const FileDescriptor copy = catalogue_.folder().held->openRegularFile(part.copy.place);
+    if (!file || !copy || !haveSameContent(file.get(), copy.get())) continue;
     part.existingAsset = known.asset;
     part.isUnneeded = true;
+    part.sameOriginal = known.path;
     return;
   }
 }
 
-bool ImportBatch::store(Database& database, Unit& unit, Committed& committed) {
+// False for files that are there, of which nothing is to be said that is not said yet.
+bool ImportBatch::isAnythingToStore() const {
+  const auto isToStore = [](const std::optional<StagedPart>& part) {
+    return part && (!part->existingAsset || !part->file->originalToNote.empty() ||
+                    !part->file->probe.burstIdentifier.empty());
+  };
+  return album_ || std::ranges::any_of(units_, [&isToStore](const StagedUnit& unit) {
+           return isToStore(unit.main) || isToStore(unit.pairedVideo);
+         });
+}
+
+Done ImportBatch::storeAll(Database& database, Committed& committed) {
+  const auto failed = [&database] { return database.lastError("the files cannot be stored"); };
+  if (!makeSourceTable(database)) return failed();
+  for (StagedUnit& unit : units_) {
+    if (!store(database, unit, committed)) return failed();
+  }
+  return Null{};
+}
+
+void ImportBatch::appendOutcomes(const StagedUnit& unit, Committed& committed) {
+  for (const std::optional<StagedPart>* part : {&unit.main, &unit.pairedVideo}) {
+    if (*part && !(*part)->isEmbedded) {
+      committed.files.push_back({(*part)->index, !(*part)->existingAsset.has_value()});
+    }
+  }
+}
+
+bool ImportBatch::store(Database& database, StagedUnit& unit, Committed& committed) {
   findExisting(database, *unit.main);
   if (unit.pairedVideo && !unit.pairedVideo->isEmbedded) findExisting(database, *unit.pairedVideo);
   if (unit.main->isUnneeded && unit.pairedVideo && unit.pairedVideo->isEmbedded) {
@@ -43,10 +75,9 @@ bool ImportBatch::store(Database& database, Unit& unit, Committed& committed) {
   }
   const auto asset = storeUnit(database, unit, committed);
   if (!asset) return false;
-  for (const std::optional<Part>* part : {&unit.main, &unit.pairedVideo}) {
-    if (*part && !(*part)->isEmbedded) {
-      committed.files.push_back({(*part)->index, !(*part)->existingAsset.has_value()});
-    }
+  appendOutcomes(unit, committed);
+  for (const std::optional<StagedPart>* part : {&unit.main, &unit.pairedVideo}) {
+    if (*part && !note(database, **part)) return false;
   }
   if (album_) {
     const auto album = albumWithTitle(database, validUtf8(*album_));
@@ -57,11 +88,11 @@ bool ImportBatch::store(Database& database, Unit& unit, Committed& committed) {
 }
 
 // Gives the row of the asset that the unit's main file belongs to.
-std::optional<std::int64_t> ImportBatch::storeUnit(Database& database, Unit& unit,
+std::optional<std::int64_t> ImportBatch::storeUnit(Database& database, StagedUnit& unit,
                                                    Committed& committed) {
-  Part& main = *unit.main;
+  StagedPart& main = *unit.main;
   if (!unit.pairedVideo) return storeAlone(database, unit, main, committed);
-  Part& video = *unit.pairedVideo;
+  StagedPart& video = *unit.pairedVideo;
   if (main.existingAsset && video.existingAsset) return main.existingAsset;
   if (main.existingAsset) {
     if (!isWaitingPhoto(database, *main.existingAsset)) {
@@ -85,8 +116,8 @@ std::optional<std::int64_t> ImportBatch::storeUnit(Database& database, Unit& uni
 }
 
 // A file without a partner in this batch: the catalogue may hold the partner.
-std::optional<std::int64_t> ImportBatch::storeAlone(Database& database, Unit& unit, Part& part,
-                                                    Committed& committed) {
+std::optional<std::int64_t> ImportBatch::storeAlone(Database& database, StagedUnit& unit,
+                                                    StagedPart& part, Committed& committed) {
   if (part.existingAsset) return part.existingAsset;
   const NewAsset asset = newAsset(unit.identifier, *part.file);
   const std::string& content = asset.probe.contentIdentifier;
@@ -107,6 +138,17 @@ std::optional<std::int64_t> ImportBatch::storeAlone(Database& database, Unit& un
   if (!row || !insertResource(database, *row, part.copy.resource)) return std::nullopt;
   ++committed.addedAssets;
   return row;
+}
+
+// By which original the part's file is to be known again.
+bool ImportBatch::note(Database& database, const StagedPart& part) {
+  const ImportFile& file = *part.file;
+  const bool isCopied = !part.copy.place.empty() && !part.isEmbedded;
+  if (isCopied && file.showsChanges && part.copy.isOfThatState) {
+    const std::string& own = part.copy.resource.path;
+    return noteSource(database, file.name, file, part.isUnneeded ? part.sameOriginal : own);
+  }
+  return file.originalToNote.empty() || noteSource(database, file.name, file, file.originalToNote);
 }
 
 bool ImportBatch::settle(Database& database, const std::string& burst) {

@@ -1,22 +1,28 @@
+// Files are looked at in groups, for some of them belong together; copied in stretches of a group;
+// and stored a stretch at a time. Threads look at the next group and copy the next stretch
+// meanwhile. Whatever is decided is decided here, in the order in which the files were found.
 #include "platform_linux/library/import/importer.h"
 
 #include <algorithm>
+#include <deque>
 #include <filesystem>
+#include <memory>
 #include <set>
+#include <span>
 #include <string_view>
 #include <utility>
 
+#include "platform_linux/dispatch/work_threads.h"
 #include "platform_linux/errors/failure.h"
-#include "platform_linux/errors/system_failure.h"
-#include "platform_linux/files/file_content.h"
 #include "platform_linux/library/catalogue/catalogue.h"
-#include "platform_linux/library/catalogue/pair_rows.h"
-#include "platform_linux/library/catalogue/resource_rows.h"
+#include "platform_linux/library/catalogue/source_rows.h"
 #include "platform_linux/library/import/file_walk.h"
 #include "platform_linux/library/import/import_batch.h"
 #include "platform_linux/library/import/import_plan.h"
+#include "platform_linux/library/import/import_progress.h"
+#include "platform_linux/library/import/looked_group.h"
+#include "platform_linux/library/import/staged_units.h"
 #include "platform_linux/library/opening/opening.h"
-#include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/values/pairing.h"
 
@@ -26,44 +32,59 @@ namespace {
 // So many files are looked at before their copies are made: enough to see what belongs together,
 // few enough to show progress. What is cut apart here finds itself in the catalogue.
 constexpr std::size_t kFilesPlannedTogether = 256;
+// So many groups are looked at before their turn.
+constexpr std::size_t kGroupsAhead = 4;
 
 class Import {
  public:
-  Import(std::shared_ptr<Catalogue> catalogue, std::unique_ptr<Staging> staging,
-         MediaService& media, const ImportOptions& options, ImportObserver& observer)
+  Import(std::shared_ptr<Catalogue> catalogue, MediaService& media, const ImportOptions& options,
+         ImportObserver& observer)
       : catalogue_(std::move(catalogue)),
-        staging_(std::move(staging)),
-        media_(media),
+        looks_(*catalogue_, media),
         observer_(observer),
-        options_(options),
-        batch_(*catalogue_, *staging_, options_.albumTitle, bursts_) {}
+        options_(options) {}
 
   Result<ImportSummary> run() {
-    std::vector<std::pair<std::string, std::string>> unreadable;
-    const std::vector<std::string> paths =
-        findFiles(options_.paths, catalogue_->folder(),
-                  [&unreadable](const std::string& path, const std::string& reason) {
-                    unreadable.emplace_back(path, reason);
-                  });
-    observer_.filesFound(paths.size());
-    for (const auto& [path, reason] : unreadable) refuse(path, reason);
-    std::size_t next = 0;
-    while (next < paths.size()) {
-      const std::size_t first = next;
-      next = endOfGroup(paths, first);
-      const Done done = importGroup({paths.begin() + static_cast<std::ptrdiff_t>(first),
-                                     paths.begin() + static_cast<std::ptrdiff_t>(next)});
-      if (!done) return done.error();
+    find();
+    for (beginGroups(); !ahead_.empty(); beginGroups()) {
+      const std::unique_ptr<LookedGroup> group = std::move(ahead_.front());
+      ahead_.pop_front();
+      group->wait(tell_);
+      if (const Done done = importGroup(*group); !done) return done.error();
+      tell_();
     }
+    dropSurplusSources();
     return summary_;
   }
 
  private:
-  static std::size_t endOfGroup(const std::vector<std::string>& paths, std::size_t first) {
-    std::size_t end = std::min(first + kFilesPlannedTogether, paths.size());
-    while (end < paths.size()) {
-      const std::filesystem::path last = paths[end - 1];
-      const std::filesystem::path next = paths[end];
+  void find() {
+    std::vector<std::pair<std::string, std::string>> unreadable;
+    found_ = findFiles(
+        options_.paths, catalogue_->folder(),
+        {.problem = [&unreadable](const std::string& path,
+                                  const std::string& why) { unreadable.emplace_back(path, why); },
+         .found = [this](std::size_t files) { observer_.searching(files); }});
+    for (const FoundFile& file : found_) progress_.found(file.state.size);
+    observer_.filesFound(found_.size());
+    for (const auto& [path, reason] : unreadable) refuse(path, reason);
+  }
+
+  void beginGroups() {
+    while (begun_ < found_.size() && ahead_.size() < kGroupsAhead) {
+      const std::size_t end = endOfGroup(begun_);
+      ahead_.push_back(
+          std::make_unique<LookedGroup>(std::span(found_).subspan(begun_, end - begun_), looks_));
+      if (!isAlone_) ahead_.back()->begin(lookThreads_);
+      begun_ = end;
+    }
+  }
+
+  std::size_t endOfGroup(std::size_t first) const {
+    std::size_t end = std::min(first + kFilesPlannedTogether, found_.size());
+    while (end < found_.size()) {
+      const std::filesystem::path last = found_[end - 1].path;
+      const std::filesystem::path next = found_[end].path;
       if (!belongTogether(last.parent_path().string(), last.filename().string(),
                           next.parent_path().string(), next.filename().string())) {
         break;
@@ -73,96 +94,130 @@ class Import {
     return end;
   }
 
-  Done importGroup(const std::vector<std::string>& paths) {
+  Done importGroup(LookedGroup& group) {
+    if (group.areAllKnown() && !options_.albumTitle) {
+      for (const FoundFile& file : group.files()) {
+        ++summary_.skippedFiles;
+        finish(file.path, file.state.size);
+      }
+      return Null{};
+    }
+    if (group.isShort()) goAlone();
     files_.clear();
-    for (const std::string& path : paths) {
-      auto file = look(path);
+    for (std::size_t i = 0; i < group.files().size(); ++i) {
+      auto file = group.take(i);
       if (file) {
         files_.push_back(*std::move(file));
       } else {
-        refuse(path, file.error().sentence());
-        observer_.fileDone(path);
+        refuse(group.files()[i].path, file.error().sentence());
+        finish(group.files()[i].path, group.files()[i].state.size);
       }
     }
-    for (const ImportUnit& unit : planImport(files_)) {
-      std::vector<std::pair<std::size_t, Failure>> refused;
-      const auto added = batch_.add(files_, unit, refused);
-      for (const auto& [index, error] : refused) {
-        refuse(files_[index].path, error.sentence());
-        observer_.fileDone(files_[index].path);
-      }
-      if (!added) {
-        refuse(files_[unit.main].path, added.error().sentence());
-        const Done committed = commit();
-        return committed ? stopped(added.error()) : committed;
-      }
-      if (batch_.isFull()) {
-        if (Done committed = commit(); !committed) return committed;
-      }
-    }
-    return commit();
+    return storeUnits(planImport(files_));
   }
 
-  // What the file is; for one that the library holds, what the catalogue says of it.
-  Result<ImportFile> look(const std::string& path) {
-    const auto source = openSource(catalogue_->folder(), path);
-    if (!source) return source.error();
-    ImportFile file{describeSource(*source, path), {}};
-    if (const auto known = recognise(source->get(), file); !known) return known.error();
-    if (file.existingAsset) return file;
-    auto probe = media_.probe(*source, file.name);
-    if (!probe) return probe.error();
-    file.probe = *std::move(probe);
-    return file;
-  }
-
-  // Only a file whose size the library knows is read for this.
-  Done recognise(int source, ImportFile& file) {
-    Catalogue::Reader database = catalogue_->reader();
-    if (!database) return database.error();
-    if (!isKnownSize(*database, file.size)) return Null{};
-    const auto hash = hashContent(source);
-    if (!hash) return hash.error();
-    for (const KnownContent& known : findContent(*database, file.size, *hash)) {
-      const FileDescriptor stored = originalFile(catalogue_->folder(), known.path).open();
-      if (!stored || !haveSameContent(source, stored.get())) continue;
-      describe(*database, known, file);
-      return Null{};
+  Done storeUnits(const std::vector<ImportUnit>& units) {
+    if (units.empty()) return Null{};
+    if (auto ready = makeReady(); !ready) return ready;
+    StagedUnits staged(*copies_, files_, units,
+                       [this](std::int64_t bytes) { progress_.copied(bytes); });
+    const auto copy = [&](std::size_t stretch) {
+      if (!isAlone_ && stretch < staged.stretches()) staged.copy(stretch, *copyThreads_);
+    };
+    copy(0);
+    for (std::size_t stretch = 0; stretch < staged.stretches(); ++stretch) {
+      copy(stretch + 1);
+      staged.wait(stretch, tell_);
+      for (std::size_t i = staged.begin(stretch); i < staged.end(stretch); ++i) {
+        if (auto added = addUnit(staged, i, units[i]); !added) return added;
+      }
+      if (auto committed = commit(); !committed) return committed;
     }
     return Null{};
   }
 
-  static void describe(Database& database, const KnownContent& known, ImportFile& file) {
-    file.probe.contentIdentifier = contentIdentifierOf(database, known.asset);
-    file.existingAsset = known.asset;
-    switch (known.type) {
-      case PHAssetResourceType::photo:
-        file.probe.kind = MediaKind::image;
-        break;
-      case PHAssetResourceType::audio:
-        file.probe.kind = MediaKind::audio;
-        break;
-      default:
-        file.probe.kind = MediaKind::video;
-        break;
+  // Nothing is made where everything is known.
+  Done makeReady() {
+    if (batch_ != nullptr) return Null{};
+    auto staging = Staging::begin(catalogue_->folder());
+    if (!staging) return staging.error();
+    staging_ = *std::move(staging);
+    copies_ = std::make_unique<OriginalCopies>(catalogue_->folder(), *staging_);
+    batch_ = std::make_unique<ImportBatch>(*catalogue_, *staging_, *copies_, options_.albumTitle,
+                                           bursts_);
+    copyThreads_ = std::make_unique<WorkThreads>("quorvin-copy", options_.filesAtOnce);
+    return Null{};
+  }
+
+  Done addUnit(StagedUnits& staged, std::size_t index, const ImportUnit& unit) {
+    std::optional<StagedUnit> copied = staged.take(index);
+    if (!copied) {
+      auto alone = copyAlone(staged, index);
+      if (!alone) return alone.error();
+      copied = *std::move(alone);
     }
+    for (const auto& [file, error] : copied->refused) {
+      refuse(files_[file].path, error.sentence());
+      finish(files_[file].path, files_[file].size);
+    }
+    if (copied->end) {
+      refuse(files_[unit.main].path, copied->end->sentence());
+      const Done committed = commit();
+      return committed ? stopped(*copied->end) : committed;
+    }
+    batch_->add(*std::move(copied));
+    return Null{};
+  }
+
+  // What was short while much was done at once may do for one thing after the other.
+  void goAlone() {
+    isAlone_ = true;
+    for (const auto& group : ahead_) group->wait(tell_);
+  }
+
+  Result<StagedUnit> copyAlone(StagedUnits& staged, std::size_t index) {
+    goAlone();
+    StagedUnit copied = staged.copyNow(index);
+    if (!copied.isOfShortage() || copied.end) return copied;
+    // The batch holds on to its copies until it is stored.
+    discard(*copies_, copied);
+    if (auto committed = commit(); !committed) return committed.error();
+    return staged.copyNow(index);
   }
 
   Done commit() {
-    if (batch_.isEmpty()) return Null{};
-    const auto committed = batch_.commit();
+    if (batch_->isEmpty()) return Null{};
+    const auto committed = batch_->commit();
     if (!committed) return stopped(committed.error());
     summary_.addedAssets += committed->addedAssets;
     for (const ImportBatch::Outcome& outcome : committed->files) {
+      const ImportFile& file = files_[outcome.file];
       ++(outcome.isAdded ? summary_.addedFiles : summary_.skippedFiles);
-      observer_.fileDone(files_[outcome.file].path);
+      for (const auto& group : ahead_) group->noteAddition(file.size);
+      finish(file.path, file.size, !file.existingAsset);
     }
+    tell_();
     return Null{};
+  }
+
+  // What cannot be dropped now is at the next import.
+  void dropSurplusSources() {
+    if (batch_ == nullptr) return;
+    Catalogue::Reader database = catalogue_->reader();
+    if (!database || !areTooManySources(*database)) return;
+    catalogue_->change([](Database& writer) {
+      return dropSources(writer) ? Done(Null{}) : writer.lastError("the sources cannot be dropped");
+    });
   }
 
   void refuse(const std::string& path, const std::string& reason) {
     ++summary_.refusedFiles;
     observer_.problem(path, reason);
+  }
+
+  void finish(const std::string& path, std::int64_t bytes, bool isCopy = false) {
+    progress_.done(bytes, isCopy);
+    observer_.fileDone(path);
   }
 
   Failure stopped(Failure failure) const {
@@ -172,14 +227,28 @@ class Import {
   }
 
   const std::shared_ptr<Catalogue> catalogue_;
-  const std::unique_ptr<Staging> staging_;
-  MediaService& media_;
+  FileLooks looks_;
   ImportObserver& observer_;
   const ImportOptions& options_;
-  std::vector<ImportFile> files_;
+  const std::function<void()> tell_ = [this] {
+    observer_.progressed(progress_.now(), progress_.total());
+  };
+  std::vector<FoundFile> found_;
+  std::vector<ImportFile> files_;  // of the present group
   std::set<std::string> bursts_;
-  ImportBatch batch_;
   ImportSummary summary_;
+  ImportProgress progress_;
+  bool isAlone_ = false;  ///< there is too little of something to do more than one thing at once
+
+  // From the first file on that is not known.
+  std::unique_ptr<Staging> staging_;
+  std::unique_ptr<OriginalCopies> copies_;
+  std::unique_ptr<ImportBatch> batch_;
+
+  WorkThreads lookThreads_{"quorvin-look", options_.filesAtOnce};
+  std::unique_ptr<WorkThreads> copyThreads_;
+  std::size_t begun_ = 0;                           // files that are in a group
+  std::deque<std::unique_ptr<LookedGroup>> ahead_;  // the next ones
 };
 
 }  // namespace
@@ -189,9 +258,8 @@ Result<ImportSummary> importIntoLibrary(const std::string& libraryPath, MediaSer
   auto catalogue =
       openCatalogue(libraryPath, MissingLibrary::make, PHAuthorizationStatus::authorized);
   if (!catalogue) return catalogue.error();
-  auto staging = Staging::begin((*catalogue)->folder());
-  if (!staging) return staging.error();
-  return Import(*std::move(catalogue), *std::move(staging), media, options, observer).run();
+  if (const auto& refusal = (*catalogue)->folder().refusal) return *refusal;
+  return Import(*std::move(catalogue), media, options, observer).run();
 }
 
 }  // namespace quorvin

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,18 +18,26 @@ struct ImportOptions {
   std::vector<std::string> paths;
   /// The user album that receives the assets; made when no album has this title.
   std::optional<std::string> albumTitle;
+  /// So many files are looked at at a time, and so many copied: as many as the media service takes.
+  /// What comes of them does not depend on it.
+  std::size_t filesAtOnce = 1;
 };
 
 /// Hears of an import's progress, on the importing thread.
 class ImportObserver {
  public:
   virtual ~ImportObserver() = default;
+  /// While folders are searched: so many files up to now.
+  virtual void searching(std::size_t) {}
   /// Once, before the first file is done.
   virtual void filesFound(std::size_t total) = 0;
   /// Once for every file, whatever became of it. What was added is durable by then.
   virtual void fileDone(const std::string& path) = 0;
   /// A file that was refused or a folder that could not be read; `reason` is one sentence.
   virtual void problem(const std::string& path, const std::string& reason) = 0;
+  /// Now and then, also in the middle of large files: how much of the work is done. Bytes of all
+  /// files that were found.
+  virtual void progressed(std::int64_t, std::int64_t /*total*/) {}
 };
 
 struct ImportSummary {

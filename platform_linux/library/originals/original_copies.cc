@@ -48,7 +48,7 @@ bool isUnchanged(const struct stat& status, const SourceFile& file) {
 }  // namespace
 
 Result<OriginalCopy> OriginalCopies::copyFile(const SourceFile& file, const std::string& uuid,
-                                              bool isPaired) {
+                                              bool isPaired, const BytesListener& copied) {
   OriginalCopy copy;
   copy.resource = {.type = resourceType(file.probe.kind),
                    .name = validUtf8(file.name),
@@ -59,12 +59,13 @@ Result<OriginalCopy> OriginalCopies::copyFile(const SourceFile& file, const std:
                    .orientation = file.probe.orientation};
   const auto source = openSource(folder_, file.path);
   if (!source) return source.error();
-  if (auto copied = copyInto(copy, source->get(), 0, file.size); !copied) return copied.error();
+  if (auto done = copyInto(copy, source->get(), 0, file.size, copied); !done) return done.error();
   struct stat status = {};
   if (::fstat(source->get(), &status) != 0 || !isUnchanged(status, file)) {
     remove(copy);
     return Failure(LibraryErrorCode::invalidResource, "the file changed while it was read.");
   }
+  copy.isOfThatState = stateOf(status) == static_cast<const SourceState&>(file);
   const struct timespec times[2] = {status.st_atim, status.st_mtim};
   ::futimens(copy.content.get(), times);
   return copy;
@@ -87,40 +88,38 @@ Result<OriginalCopy> OriginalCopies::copyEmbeddedMovie(const SourceFile& file,
                    .orientation = 1};
   const auto source = openSource(folder_, file.path);
   if (!source) return source.error();
-  if (auto copied = copyInto(copy, source->get(), offset, length); !copied) return copied.error();
+  if (auto done = copyInto(copy, source->get(), offset, length, {}); !done) return done.error();
   return copy;
 }
 
 Done OriginalCopies::copyInto(OriginalCopy& copy, int source, std::int64_t offset,
-                              std::int64_t length) {
+                              std::int64_t length, const BytesListener& copied) {
   copy.place = staging_.path() + "/" + std::to_string(number_++);
   copy.content = folder_.held->openFile(copy.place, O_RDWR | O_CREAT | O_EXCL, 0600);
   if (!copy.content) return systemFailure("the copy cannot be made", errno);
-  Done copied = Null{};
-  if (const auto failure = copyContent(source, offset, length, copy.content.get())) {
-    copied = systemFailure(
+  Done done = Null{};
+  if (const auto failure = copyContent(source, offset, length, copy.content.get(), {}, copied)) {
+    done = systemFailure(
         failure->isOfSource ? "the file cannot be read" : "the copy cannot be written",
         failure->errorNumber);
   }
-  if (copied) {
+  if (done) {
     // On its way to the disk while it is read once more.
     ::sync_file_range(copy.content.get(), 0, 0, SYNC_FILE_RANGE_WRITE);
     // Of the copy, which nobody can change any more.
-    auto hash = hashContent(copy.content.get());
+    auto hash = hashContent(copy.content.get(), copied);
     if (hash) {
       copy.resource.hash = *std::move(hash);
     } else {
-      copied = hash.error();
+      done = hash.error();
     }
   }
-  if (!copied) remove(copy);
-  return copied;
+  if (!done) remove(copy);
+  return done;
 }
 
 Done OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
-  std::vector<std::string> paths;
-  paths.reserve(copies.size());
-  for (const OriginalCopy* copy : copies) paths.push_back(copy->resource.path);
+  if (copies.empty()) return Null{};
   for (const OriginalCopy* copy : copies) {
     OriginalRecord record{copy->asset, copy->resource};
     if (copy->isPaired) record.resource.type = PHAssetResourceType::pairedVideo;
@@ -128,33 +127,55 @@ Done OriginalCopies::place(const std::vector<OriginalCopy*>& copies) {
     if (::fchmod(copy->content.get(), 0400) != 0) {
       return systemFailure("the copy of “" + copy->resource.name + "” cannot be made", errno);
     }
-    if (::fsync(copy->content.get()) != 0) {
-      return systemFailure("the copy of “" + copy->resource.name + "” cannot be made durable",
-                           errno);
-    }
   }
-  if (auto announced = staging_.announce(paths); !announced) return announced;
-  constexpr mode_t kPrivate = 0700;
-  const std::string originals = LibraryFolder::kOriginals;
+  if (auto done = makeContentsDurable(copies); !done) return done;
+  // By a file of the same file system: the folders are found, and cannot be written by. The others
+  // are closed, so that there are descriptors for what follows.
+  const FileDescriptor any = std::move(copies.front()->content);
+  for (OriginalCopy* copy : copies) copy->content = FileDescriptor();
   std::set<std::string> folders;
   for (OriginalCopy* copy : copies) {
-    const std::string target = originals + "/" + copy->resource.path;
-    const std::string folder = target.substr(0, target.rfind('/'));
-    if (folder_.held->makeFolder(folder, kPrivate) == 0) {
-      folder_.held->setMode(folder, kPrivate);
-      folders.insert(originals);
-    }
-    folders.insert(folder);
-    if (const int error =
-            folder_.held->rename(copy->place, *folder_.held, target, Folder::Existing::replace);
-        error != 0) {
-      return systemFailure("the copy of “" + copy->resource.name + "” cannot be stored", error);
-    }
-    copy->place = target;
+    if (auto moved = moveIn(*copy, folders); !moved) return moved;
   }
-  for (const std::string& folder : folders) {
-    if (auto synced = syncFolder(folder_, folder); !synced) return synced;
+  if (flush_.all(any.get(), folders.size())) return Null{};
+  const std::vector<std::string> each(folders.begin(), folders.end());
+  return flush_.each(each.size(), [&](std::size_t i) { return syncFolder(folder_, each[i]); });
+}
+
+// And the list of the names that they will have.
+Done OriginalCopies::makeContentsDurable(const std::vector<OriginalCopy*>& copies) {
+  std::vector<std::string> paths;
+  paths.reserve(copies.size());
+  for (const OriginalCopy* copy : copies) paths.push_back(copy->resource.path);
+  if (auto listed = staging_.list(paths); !listed) return listed;
+  if (flush_.all(copies.front()->content.get(), copies.size())) {
+    staging_.noteDurable();
+    return Null{};
   }
+  const auto done = flush_.each(copies.size(), [&copies](std::size_t i) -> Done {
+    if (::fsync(copies[i]->content.get()) == 0) return Null{};
+    return systemFailure("the copy of “" + copies[i]->resource.name + "” cannot be made durable",
+                         errno);
+  });
+  return done ? staging_.makeListDurable() : done;
+}
+
+Done OriginalCopies::moveIn(OriginalCopy& copy, std::set<std::string>& folders) const {
+  constexpr mode_t kPrivate = 0700;
+  const std::string originals = LibraryFolder::kOriginals;
+  const std::string target = originals + "/" + copy.resource.path;
+  const std::string folder = target.substr(0, target.rfind('/'));
+  if (folder_.held->makeFolder(folder, kPrivate) == 0) {
+    folder_.held->setMode(folder, kPrivate);
+    folders.insert(originals);
+  }
+  folders.insert(folder);
+  const int error =
+      folder_.held->rename(copy.place, *folder_.held, target, Folder::Existing::replace);
+  if (error != 0) {
+    return systemFailure("the copy of “" + copy.resource.name + "” cannot be stored", error);
+  }
+  copy.place = target;
   return Null{};
 }
 

@@ -1,5 +1,8 @@
 #include "platform_linux/library/originals/original_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <cerrno>
 
 #include "platform_linux/library/originals/original_path.h"
@@ -30,6 +33,35 @@ void appendFiles(const Folder& folder, const std::string& prefix, int depth,
 HeldFile originalFile(const LibraryFolder& folder, const std::string& path) {
   if (!resourcePathIsOurs(path)) return {};
   return {folder.held, std::string(LibraryFolder::kOriginals) + "/" + path};
+}
+
+OriginalsThere::OriginalsThere(const LibraryFolder& folder)
+    : originals_(folder.held->openFolder(LibraryFolder::kOriginals)) {}
+
+bool OriginalsThere::has(std::string_view path, std::int64_t size) {
+  if (!originals_ || !resourcePathIsOurs(path)) return false;
+  struct stat status = {};
+  const std::string_view folder = path.substr(0, path.find('/'));
+  if (isKnownFolder(folder)) {
+    if (::fstatat(originals_.descriptor(), std::string(path).c_str(), &status,
+                  AT_SYMLINK_NOFOLLOW) != 0) {
+      return false;
+    }
+  } else {
+    if (originals_.status(path, status) != 0) return false;
+    noteFolder(folder);
+  }
+  return S_ISREG(status.st_mode) && status.st_size == size;
+}
+
+bool OriginalsThere::isKnownFolder(std::string_view folder) {
+  const NSLockHolder held(lock_);
+  return folders_.contains(folder);
+}
+
+void OriginalsThere::noteFolder(std::string_view folder) {
+  const NSLockHolder held(lock_);
+  folders_.emplace(folder);
 }
 
 bool removeOriginal(const LibraryFolder& folder, const std::string& path) {

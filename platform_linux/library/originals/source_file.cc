@@ -1,6 +1,7 @@
 #include "platform_linux/library/originals/source_file.h"
 
 #include <fcntl.h>
+#include <sys/statfs.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,6 +12,7 @@
 #include "codec/utf8.h"
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/errors/system_failure.h"
+#include "platform_linux/files/file_system_reach.h"
 
 namespace quorvin {
 
@@ -35,6 +37,31 @@ std::string realFolderOf(const std::string& path) {
   return std::filesystem::canonical(path, error).parent_path().string();
 }
 
+std::int64_t nanosecondsOf(const struct timespec& time) {
+  // Nanoseconds reach from 1677 to 2262; file systems reach further.
+  std::int64_t nanoseconds = 0;
+  if (__builtin_mul_overflow(time.tv_sec, 1'000'000'000LL, &nanoseconds) ||
+      __builtin_add_overflow(nanoseconds, time.tv_nsec, &nanoseconds)) {
+    return time.tv_sec < 0 ? std::numeric_limits<std::int64_t>::min()
+                           : std::numeric_limits<std::int64_t>::max();
+  }
+  return nanoseconds;
+}
+
+// Two changes within so long may leave the same time: a tick of the system's clock, or, where a
+// file system keeps whole seconds, these.
+std::int64_t grainOf(std::int64_t time) {
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  constexpr std::int64_t kTick = 100'000'000;
+  return time % kSecond == 0 ? 2 * kSecond : kTick;
+}
+
+bool showsChangesAfter(std::int64_t moment, int file, std::int64_t changed) {
+  struct statfs system = {};
+  return changed < moment - grainOf(changed) && ::fstatfs(file, &system) == 0 &&
+         keepsTrackOfChanges(static_cast<std::uint32_t>(system.f_type));
+}
+
 }  // namespace
 
 bool folderLiesIn(const LibraryFolder& library, const std::string& path) {
@@ -53,15 +80,31 @@ bool folderLiesIn(const LibraryFolder& library, const std::string& path) {
   return false;
 }
 
+bool fileLiesIn(const LibraryFolder& library, const std::string& path) {
+  return folderLiesIn(library, realFolderOf(path));
+}
+
+std::string_view nameOfSource(std::string_view path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+std::string folderOfSource(const std::string& path) {
+  const std::filesystem::path asPath(path);
+  std::error_code error;
+  return std::filesystem::canonical(asPath.has_parent_path() ? asPath.parent_path() : ".", error)
+      .string();
+}
+
 std::int64_t modificationTime(const struct stat& status) {
-  // Nanoseconds reach from 1677 to 2262; file systems reach further.
-  std::int64_t nanoseconds = 0;
-  if (__builtin_mul_overflow(status.st_mtim.tv_sec, 1'000'000'000LL, &nanoseconds) ||
-      __builtin_add_overflow(nanoseconds, status.st_mtim.tv_nsec, &nanoseconds)) {
-    return status.st_mtim.tv_sec < 0 ? std::numeric_limits<std::int64_t>::min()
-                                     : std::numeric_limits<std::int64_t>::max();
-  }
-  return nanoseconds;
+  return nanosecondsOf(status.st_mtim);
+}
+
+SourceState stateOf(const struct stat& status) {
+  return {.device = status.st_dev,
+          .inode = status.st_ino,
+          .size = status.st_size,
+          .modified = modificationTime(status),
+          .changed = nanosecondsOf(status.st_ctim)};
 }
 
 Result<FileDescriptor> openSource(const LibraryFolder& library, const std::string& path) {
@@ -73,7 +116,7 @@ Result<FileDescriptor> openSource(const LibraryFolder& library, const std::strin
     // the locks that SQLite has on it in this process.
     const FileDescriptor found(::open(path.c_str(), O_PATH | O_CLOEXEC));
     if (!found) return systemFailure(failure, errno);
-    if (isOfCatalogue(library, found.get()) || folderLiesIn(library, realFolderOf(path))) {
+    if (isOfCatalogue(library, found.get()) || fileLiesIn(library, path)) {
       return Failure(LibraryErrorCode::invalidResource, kLiesInTheLibrary);
     }
   }
@@ -92,21 +135,15 @@ Result<FileDescriptor> openSource(const LibraryFolder& library, const std::strin
 SourceFile describeSource(const FileDescriptor& source, const std::string& path) {
   struct stat status = {};
   ::fstat(source.get(), &status);
-  const std::filesystem::path asPath = path;
-  std::error_code error;
   SourceFile file;
+  static_cast<SourceState&>(file) = stateOf(status);
   file.path = path;
-  file.folder =
-      std::filesystem::canonical(asPath.has_parent_path() ? asPath.parent_path() : ".", error)
-          .string();
-  file.name = asPath.filename().string();
-  file.size = status.st_size;
-  file.modified = modificationTime(status);
-  file.device = status.st_dev;
-  file.inode = status.st_ino;
+  file.folder = folderOfSource(path);
+  file.name = std::string(nameOfSource(path));
   file.added = std::chrono::duration_cast<std::chrono::nanoseconds>(
                    std::chrono::system_clock::now().time_since_epoch())
                    .count();
+  file.showsChanges = showsChangesAfter(file.added, source.get(), file.changed);
   return file;
 }
 

@@ -79,6 +79,10 @@ bool settleLog(Database& database, const LibraryFolder& folder) {
   return database.settleLog() || (folder.reserve().giveUp() && database.settleLog());
 }
 
+Failure cannotList(int error) {
+  return systemFailure("the files to be moved cannot be listed", error);
+}
+
 // False when the catalogue could not tell, so that the list must stay.
 bool removeUnnamed(Database& database, const LibraryFolder& folder,
                    const std::vector<std::string>& paths) {
@@ -111,12 +115,7 @@ Result<std::unique_ptr<Staging>> Staging::begin(const LibraryFolder& folder) {
   std::unique_ptr<Staging> staging(new Staging(*std::move(lock), folder, path, std::move(list)));
   const int listed = staging->list_.get();
   ::flock(listed, LOCK_SH);
-  if (!writeAt(listed, std::string(kListSize, '\n'), 0) || ::fsync(listed) != 0) {
-    return systemFailure(failure, errno);
-  }
-  for (const std::string& made : {path, std::string(LibraryFolder::kIncoming)}) {
-    if (auto synced = syncFolder(folder, made); !synced) return synced.error();
-  }
+  if (!writeAt(listed, std::string(kListSize, '\n'), 0)) return systemFailure(failure, errno);
   return staging;
 }
 
@@ -129,14 +128,27 @@ bool Staging::isThere() const {
 }
 
 Done Staging::announce(const std::vector<std::string>& paths) {
+  const Done listed = list(paths);
+  return listed ? makeListDurable() : listed;
+}
+
+Done Staging::list(const std::vector<std::string>& paths) {
   // What was cut short before is no part of the first path.
   std::string lines = "\n";
   for (const std::string& path : paths) lines += path + "\n";
   isListing_ = true;
-  if (!writeAt(list_.get(), lines, listed_) || ::fdatasync(list_.get()) != 0) {
-    return systemFailure("the files to be moved cannot be listed", errno);
-  }
+  if (!writeAt(list_.get(), lines, listed_)) return cannotList(errno);
   listed_ += static_cast<std::int64_t>(lines.size());
+  return Null{};
+}
+
+Done Staging::makeListDurable() {
+  if (isFolderDurable_) return ::fdatasync(list_.get()) == 0 ? Done(Null{}) : cannotList(errno);
+  if (::fsync(list_.get()) != 0) return cannotList(errno);
+  for (const std::string& made : {path_, std::string(LibraryFolder::kIncoming)}) {
+    if (auto synced = syncFolder(folder_, made); !synced) return synced;
+  }
+  isFolderDurable_ = true;
   return Null{};
 }
 

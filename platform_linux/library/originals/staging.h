@@ -33,6 +33,11 @@ class Staging {
   /// Lists these paths, relative to `originals/`, durably: before the files are moved there, or
   /// before a change that gives up their rows is committed.
   Done announce(const std::vector<std::string>& paths);
+  /// The same in two steps.
+  Done list(const std::vector<std::string>& paths);
+  Done makeListDurable();
+  /// The list, and all else in the library, is durable as it is now.
+  void noteDurable() { isFolderDurable_ = true; }
   /// Empties the list: what it named has its row by now, or is gone.
   void forget();
 
@@ -48,6 +53,7 @@ class Staging {
   FileDescriptor list_;
   std::int64_t listed_ = 0;  ///< bytes of the list that are in use
   bool isListing_ = false;
+  bool isFolderDurable_ = false;
 };
 
 /// The paths that all stagings there are, under way or left by a crash, have listed.
