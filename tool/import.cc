@@ -1,5 +1,7 @@
 // quorvin import: files and folders into the library.
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <utility>
@@ -20,8 +22,15 @@ namespace {
 /// Shows the progress. Problems are told at once, or, where a bar would be torn, after it.
 class Progress : public ImportObserver {
  public:
-  void filesFound(std::size_t total) override { bar_.emplace(total, "Importing"); }
-  void fileDone(const std::string&) override { bar_->step(); }
+  void searching(std::size_t found) override {
+    if (!search_) search_.emplace("Searching");
+    search_->step(found - std::exchange(found_, found));
+  }
+  void filesFound(std::size_t) override {
+    search_.reset();
+    bar_.emplace(kSteps, "Importing");
+  }
+  void fileDone(const std::string&) override {}
   void problem(const std::string& path, const std::string& reason) override {
     std::string line = path + ": " + reason;
     if (bar_ && bar_->isDrawn()) {
@@ -30,14 +39,25 @@ class Progress : public ImportObserver {
       complain(line);
     }
   }
+  void progressed(std::int64_t now, std::int64_t total) override {
+    if (total <= 0) return;
+    const auto steps =
+        static_cast<std::size_t>(static_cast<double>(now) / static_cast<double>(total) * kSteps);
+    bar_->step(steps - std::exchange(steps_, steps));
+  }
 
   void end() {
+    search_.reset();
     bar_.reset();
     for (const std::string& line : std::exchange(held_, {})) complain(line);
   }
 
  private:
+  static constexpr std::size_t kSteps = 1000;
+  std::optional<ProgressBar> search_;
   std::optional<ProgressBar> bar_;
+  std::size_t found_ = 0;  ///< that were told of
+  std::size_t steps_ = 0;
   std::vector<std::string> held_;
 };
 

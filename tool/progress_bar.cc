@@ -5,17 +5,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 
 namespace quorvin {
 namespace {
 
 /// Reads a line for each step; null stands for "not started".
-pid_t startDrawer(int steps, std::size_t total, const char* name) {
-  const std::string size = std::to_string(total);
-  const char* arguments[] = {"pv",         "--line-mode", "--size", size.c_str(),
-                             "--progress", "--eta",       "--name", name,
-                             "--interval", "0.2",         nullptr};
+pid_t startDrawer(int steps, const char* const* arguments) {
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
   posix_spawn_file_actions_adddup2(&files, steps, STDIN_FILENO);
@@ -30,12 +28,26 @@ pid_t startDrawer(int steps, std::size_t total, const char* name) {
 }  // namespace
 
 ProgressBar::ProgressBar(std::size_t total, const char* name) {
+  const std::string size = std::to_string(total);
+  const char* arguments[] = {"pv",         "--line-mode", "--size", size.c_str(),
+                             "--progress", "--eta",       "--name", name,
+                             "--interval", "0.2",         nullptr};
+  start(arguments);
+}
+
+ProgressBar::ProgressBar(const char* name) {
+  const char* arguments[] = {"pv", "--line-mode", "--bytes", "--name", name, "--delay-start",
+                             "1",  "--interval",  "0.2",     nullptr};
+  start(arguments);
+}
+
+void ProgressBar::start(const char* const* arguments) {
   if (isatty(STDERR_FILENO) == 0) return;
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
   const FileDescriptor read(ends[0]);
   steps_ = FileDescriptor(ends[1]);
-  drawer_ = startDrawer(read.get(), total, name);
+  drawer_ = startDrawer(read.get(), arguments);
 }
 
 ProgressBar::~ProgressBar() {
@@ -44,9 +56,14 @@ ProgressBar::~ProgressBar() {
   waitpid(drawer_, nullptr, 0);
 }
 
-void ProgressBar::step() {
-  // A drawer that is gone is no reason to stop; the signal for it is ignored.
-  if (isDrawn() && write(steps_.get(), "\n", 1) < 0) return;
+void ProgressBar::step(std::size_t count) {
+  static constexpr std::string_view kSteps = "\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n";
+  while (isDrawn() && count > 0) {
+    const ssize_t drawn = write(steps_.get(), kSteps.data(), std::min(count, kSteps.size()));
+    // A drawer that is gone is no reason to stop; the signal for it is ignored.
+    if (drawn <= 0) return;
+    count -= static_cast<std::size_t>(drawn);
+  }
 }
 
 }  // namespace quorvin

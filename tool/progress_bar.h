@@ -17,15 +17,19 @@ class ProgressBar {
  public:
   /// `total` steps make it full; `name` stands before it.
   ProgressBar(std::size_t total, const char* name);
+  /// Of work that has no known end: tells the number of steps, once there is something to wait for.
+  explicit ProgressBar(const char* name);
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
   /// Leaves the bar as it is, with the cursor below it.
   ~ProgressBar();
 
   bool isDrawn() const { return drawer_ > 0; }
-  void step();
+  void step(std::size_t count = 1);
 
  private:
+  void start(const char* const* arguments);
+
   pid_t drawer_ = 0;
   FileDescriptor steps_;
 };
