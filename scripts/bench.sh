@@ -44,6 +44,7 @@ echo "Measuring; other work on this machine disturbs it"
   in_memory bench_image_data "${pictures[@]}"
   run bench_png "$photographs/photograph.jpg"
   in_memory bench_export_files "$photographs/photograph.jpg"
+  run bench_import_files "$photographs/photograph.jpg" ${QUORVIN_TEST_MEDIA:+"$QUORVIN_TEST_MEDIA"}
   in_memory bench_video "$videos"
   "$bin/bench_worker_memory" "$photographs/large.jpg" 100
   "$bin/bench_worker_memory" "$photographs/large_progressive.jpg" 350
