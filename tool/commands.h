@@ -85,8 +85,9 @@ struct PreviewsCommand {
   int run() const;
 };
 
-/// With a bar, where standard error is a terminal.
-Result<AllPreviews> makeMissingPreviews(const std::string& library, MediaService& media);
+/// As `makeAllPreviews`, with a bar where standard error is a terminal.
+Result<AllPreviews> makeMissingPreviews(const std::string& library, MediaService& media,
+                                        std::optional<std::size_t> latest = std::nullopt);
 
 /// Prints "quorvin: …" on standard error.
 void complain(const std::string& sentence);

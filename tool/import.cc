@@ -94,7 +94,7 @@ int ImportCommand::run() const {
   // What is not made now comes later, so that its failures are no failures of the import.
   if (summary->addedAssets > 0) {
     std::fflush(stdout);
-    makeMissingPreviews(library, media);
+    makeMissingPreviews(library, media, summary->addedAssets);
   }
   return summary->refusedFiles == 0 ? kSuccess : kFailure;
 }

@@ -40,9 +40,10 @@ void print(const AllPreviews& previews) {
 
 }  // namespace
 
-Result<AllPreviews> makeMissingPreviews(const std::string& library, MediaService& media) {
+Result<AllPreviews> makeMissingPreviews(const std::string& library, MediaService& media,
+                                        std::optional<std::size_t> latest) {
   PreviewBar bar;
-  return makeAllPreviews(library, media, MediaWorkerOptions::sizeForThisMachine(), bar);
+  return makeAllPreviews(library, media, MediaWorkerOptions::sizeForThisMachine(), bar, latest);
 }
 
 int PreviewsCommand::run() const {

@@ -21,8 +21,13 @@ namespace {
 /// Several threads take one picture after another.
 class Making {
  public:
-  Making(Catalogue& catalogue, MediaService& media, PreviewObserver& observer)
-      : catalogue_(catalogue), media_(media), observer_(observer), store_(catalogue.folder()) {}
+  Making(Catalogue& catalogue, MediaService& media, PreviewObserver& observer,
+         std::optional<std::size_t> latest)
+      : catalogue_(catalogue),
+        media_(media),
+        observer_(observer),
+        latest_(latest),
+        store_(catalogue.folder()) {}
 
   Result<AllPreviews> run(std::size_t threads) {
     Done begun = begin();
@@ -36,7 +41,7 @@ class Making {
     for (std::thread& other : others) other.join();
     NSLockHolder holder(lock_);
     if (failure_) return *failure_;
-    store_.setDoneUpTo(last_);
+    if (store_.doneUpTo() >= before_) store_.setDoneUpTo(last_);
     return outcome_;
   }
 
@@ -45,11 +50,12 @@ class Making {
     if (catalogue_.folder().refusal) return *catalogue_.folder().refusal;
     Catalogue::Reader database = catalogue_.reader();
     if (!database) return database.error();
-    const auto total = countShownFiles(*database, leastSide(kGridSide));
-    if (!total) return unreadable(*database);
     NSLockHolder holder(lock_);
     last_ = lastAsset(*database);
     next_ = last_ + 1;
+    if (latest_) before_ = std::max<std::int64_t>(0, last_ - static_cast<std::int64_t>(*latest_));
+    const auto total = countShownFiles(*database, before_, leastSide(kGridSide));
+    if (!total) return unreadable(*database);
     observer_.picturesFound(static_cast<std::size_t>(*total));
     return Null{};
   }
@@ -80,7 +86,7 @@ class Making {
       failure_ = database.error();
       return;
     }
-    const auto files = shownFiles(*database, next_, 0, leastSide(kGridSide));
+    const auto files = shownFiles(*database, next_, before_, leastSide(kGridSide));
     if (files) {
       files_.assign(files->begin(), files->end());
     } else {
@@ -114,10 +120,12 @@ class Making {
   Catalogue& catalogue_;
   MediaService& media_;
   PreviewObserver& observer_;
+  const std::optional<std::size_t> latest_;
   PreviewStore store_;
   NSLock lock_;
   std::int64_t last_ QUORVIN_GUARDED_BY(lock_) = 0;
-  std::int64_t next_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< all from here on were taken
+  std::int64_t next_ QUORVIN_GUARDED_BY(lock_) = 0;    ///< all from here on were taken
+  std::int64_t before_ QUORVIN_GUARDED_BY(lock_) = 0;  ///< nobody asks for this one and those below
   std::deque<ShownFile> files_ QUORVIN_GUARDED_BY(lock_);
   AllPreviews outcome_ QUORVIN_GUARDED_BY(lock_);
   std::optional<Failure> failure_ QUORVIN_GUARDED_BY(lock_);
@@ -126,10 +134,11 @@ class Making {
 }  // namespace
 
 Result<AllPreviews> makeAllPreviews(const std::string& libraryPath, MediaService& media,
-                                    std::size_t threads, PreviewObserver& observer) {
+                                    std::size_t threads, PreviewObserver& observer,
+                                    std::optional<std::size_t> latest) {
   auto catalogue = openCatalogue(libraryPath, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
-  return Making(**catalogue, media, observer).run(threads);
+  return Making(**catalogue, media, observer, latest).run(threads);
 }
 
 }  // namespace quorvin

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "platform_linux/errors/failure.h"
@@ -26,9 +27,11 @@ class PreviewObserver {
   virtual void pictureDone() = 0;
 };
 
-/// Makes what is missing, on so many threads. A missing library is an error, and so is a disk that
-/// is nearly full; what was made stays.
+/// Makes what is missing, on so many threads: of the assets that were added last, if so many are
+/// given, or else of all. A missing library is an error, and so is a disk that is nearly full; what
+/// was made stays.
 Result<AllPreviews> makeAllPreviews(const std::string& libraryPath, MediaService& media,
-                                    std::size_t threads, PreviewObserver& observer);
+                                    std::size_t threads, PreviewObserver& observer,
+                                    std::optional<std::size_t> latest = std::nullopt);
 
 }  // namespace quorvin

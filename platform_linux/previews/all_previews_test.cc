@@ -64,6 +64,18 @@ TEST_F(AllPreviewsTest, AreMadeOnce) {
   EXPECT_EQ(second.failed, 0U);
 }
 
+TEST_F(AllPreviewsTest, AreOnlyOfTheLatestWhereThatIsAsked) {
+  const std::string earlier = import({900, 600});
+  const std::string latest = import({901, 600});
+  ASSERT_TRUE(makeAllPreviews(path(), pool_, 1, listener_, 1));
+  EXPECT_EQ(listener_.found, 1U);
+  EXPECT_FALSE(sizeOf(earlier, kGridSide));
+  EXPECT_TRUE(sizeOf(latest, kGridSide));
+  EXPECT_EQ(store()->doneUpTo(), 0) << "those before are still to be made";
+  EXPECT_EQ(makeAll().made, 1U);
+  EXPECT_EQ(store()->doneUpTo(), 2);
+}
+
 TEST_F(AllPreviewsTest, LeaveOutWhatIsTransparent) {
   const std::string original = import({900, 600}, ImageFormat::png, 4);
   EXPECT_EQ(makeAll().impossible, 1U);
@@ -157,7 +169,8 @@ TEST_F(AllPreviewsTest, DoNotFollowALink) {
   writeFile(outside, "mine");
   fs::remove(storePath());
   fs::create_symlink(outside, storePath());
-  makeAllPreviews(path(), pool_, 1, listener_);
+  EXPECT_EQ(makeAll().made, 1U);
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(storePath())));
   std::ifstream file(outside);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "mine");
 }

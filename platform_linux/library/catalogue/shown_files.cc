@@ -31,10 +31,11 @@ std::optional<std::vector<ShownFile>> shownFiles(Database& database, std::int64_
   return files;
 }
 
-std::optional<std::int64_t> countShownFiles(Database& database, std::int64_t leastSide) {
-  constexpr auto kCount = sql("SELECT count(*)") + kWithPictures;
+std::optional<std::int64_t> countShownFiles(Database& database, std::int64_t after,
+                                            std::int64_t leastSide) {
+  constexpr auto kCount = sql("SELECT count(*)") + kWithPictures + sql(" AND a.id > ?");
   Statement count = database.prepare(kCount);
-  if (!count.bind(leastSide).next()) return std::nullopt;
+  if (!count.bind(leastSide, after).next()) return std::nullopt;
   return count.integer(0);
 }
 

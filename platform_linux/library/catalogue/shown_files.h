@@ -23,8 +23,9 @@ struct ShownFile {
 /// has so many pixels or more: a few of them, the last one first. None when they cannot be read.
 std::optional<std::vector<ShownFile>> shownFiles(Database& database, std::int64_t before,
                                                  std::int64_t after, std::int64_t leastSide);
-/// How many there are in all.
-std::optional<std::int64_t> countShownFiles(Database& database, std::int64_t leastSide);
+/// How many of them there are with rows above `after`.
+std::optional<std::int64_t> countShownFiles(Database& database, std::int64_t after,
+                                            std::int64_t leastSide);
 
 /// The row of the asset that was added last, deleted ones included; 0 when there is none.
 std::int64_t lastAsset(Database& database);

@@ -19,7 +19,7 @@ struct PreviewSide {
 
 /// The screen of a phone and a cell of a grid, at three dots a point. From the larger to the
 /// smaller, which is made of it.
-inline constexpr std::array<PreviewSide, 2> kPreviewSides = {{{1600, 0.90}, {512, 0.95}}};
+inline constexpr std::array<PreviewSide, 2> kPreviewSides = {{{1600, 0.92}, {512, 0.96}}};
 inline constexpr PreviewSide kGridSide = kPreviewSides.back();
 
 /// From this longer side on a picture gets a preview of that size: of a smaller one the original

@@ -90,7 +90,7 @@ bool PreviewStore::isOpen(const Connection& connection) const {
 
 bool PreviewStore::note(Connection& connection) const {
   struct stat status = {};
-  if (folder_.held->status(kFile, status) != 0) return false;
+  if (folder_.held->status(kFile, status) != 0 || !S_ISREG(status.st_mode)) return false;
   connection.device = status.st_dev;
   connection.file = status.st_ino;
   return true;
@@ -121,8 +121,8 @@ Done PreviewStore::openWriter() {
     if (folder_.held->openFile(kFile, O_RDWR | O_CREAT | O_EXCL, 0600)) {
       folder_.held->setMode(kFile, 0600);
     }
-    note(writer_);
-    auto opened = Database::open(path(), Database::Use::write);
+    auto opened = note(writer_) ? Database::open(path(), Database::Use::write)
+                                : Result<std::unique_ptr<Database>>(needsRescue(path()));
     if (!opened && !opened.error().isOfCatalogue) return opened.error();
     if (opened) {
       Database& database = **opened;

@@ -89,7 +89,7 @@ class PreviewStore {
   };
   std::string path() const;
   bool isOpen(const Connection& connection) const;
-  /// False when there is no file.
+  /// False when there is no regular file.
   bool note(Connection& connection) const;
   /// Null when there are no previews.
   Database* reader() QUORVIN_REQUIRES(readerLock_);

@@ -37,7 +37,7 @@ Result<LibrarySummary> describeLibrary(const std::string& path) {
   summary.previews = previews.pictures;
   summary.previewBytes = previews.bytes;
   summary.previewsWanted =
-      countShownFiles((*moment)->database(), leastSide(kGridSide)).value_or(0) -
+      countShownFiles((*moment)->database(), 0, leastSide(kGridSide)).value_or(0) -
       previews.impossible;
   return summary;
 }
