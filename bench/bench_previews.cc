@@ -73,10 +73,15 @@ using ImagePtr = std::unique_ptr<VipsImage, Unref>;
 double psnr(const ByteBuffer& thumbnail, const ByteBuffer& whole) {
   const ImagePtr served(
       vips_image_new_from_buffer(thumbnail.data(), thumbnail.size(), "", nullptr));
+  const ImagePtr header(vips_image_new_from_buffer(whole.data(), whole.size(), "", nullptr));
+  if (!served || !header) return 0;
+  // Without a profile of its own it would be converted from one sRGB to another.
+  const bool hasProfile = vips_image_get_typeof(header.get(), VIPS_META_ICC_NAME) != 0;
+  auto* const bytes = const_cast<std::uint8_t*>(whole.data());
   VipsImage* made = nullptr;
-  if (!served || vips_thumbnail_buffer(const_cast<std::uint8_t*>(whole.data()), whole.size(), &made,
-                                       served->Xsize, "height", served->Ysize, "size",
-                                       VIPS_SIZE_FORCE, "export_profile", "srgb", nullptr) != 0) {
+  if (vips_thumbnail_buffer(bytes, whole.size(), &made, served->Xsize, "height", served->Ysize,
+                            "size", VIPS_SIZE_FORCE, hasProfile ? "export_profile" : nullptr,
+                            "srgb", nullptr) != 0) {
     return 0;
   }
   const ImagePtr truth(made);

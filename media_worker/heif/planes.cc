@@ -242,9 +242,11 @@ bool shrink(RgbPicture& picture, int times, std::unique_ptr<std::uint8_t[]>& sam
 
 bool scalePlane(const Plane& from, int width, int height, const WritablePlane& to, int toWidth,
                 int toHeight) {
-  const Scaler scaler(sws_getContext(width, height, AV_PIX_FMT_GRAY8, toWidth, toHeight,
-                                     AV_PIX_FMT_GRAY8, SWS_LANCZOS | SWS_ACCURATE_RND, nullptr,
-                                     nullptr, nullptr));
+  // Its filters are made once for planes, and pictures, of the same sizes.
+  thread_local Scaler scaler;
+  scaler.reset(sws_getCachedContext(scaler.release(), width, height, AV_PIX_FMT_GRAY8, toWidth,
+                                    toHeight, AV_PIX_FMT_GRAY8, SWS_LANCZOS | SWS_ACCURATE_RND,
+                                    nullptr, nullptr, nullptr));
   if (!scaler) return false;
   const std::uint8_t* const source[4] = {from.data};
   const int sourceStrides[4] = {from.stride};
