@@ -56,6 +56,8 @@ BenchEngine::BenchEngine(const std::string& library) {
   QuorvinOptions options{};
   options.struct_size = sizeof options;
   options.library_path = library.c_str();
+  const std::string exports = std::filesystem::temp_directory_path();  // TMPDIR counts here
+  options.temporary_path = exports.c_str();
   options.authorization = 3;
   char* error = nullptr;
   engine_.reset(quorvin_engine_create(&options, &error));

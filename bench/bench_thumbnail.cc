@@ -1,6 +1,8 @@
-// Thumbnails through the C interface, beside libvips in this process.
+// Thumbnails of originals by a media worker, as they are made where no preview is there yet, beside
+// libvips in this process.
 //
 // bench_thumbnail [OPTION...] PHOTOGRAPH...
+#include <fcntl.h>
 #include <vips/vips.h>
 
 #include <cstdio>
@@ -8,11 +10,10 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "bench/bench_engine.h"
-#include "bench/bench_import.h"
 #include "bench/report.h"
+#include "host/locations.h"
+#include "platform_linux/media/media_worker_pool.h"
 
 namespace quorvin {
 namespace {
@@ -29,15 +30,23 @@ struct Size {
 constexpr double kHeicGoal = 0.25;
 constexpr Size kSizes[] = {{160, 0.75}, {256, 0.72}, {512, 0.75}, {1024, 0.65}};
 
-void benchThumbnail(benchmark::State& state, BenchEngine& engine, const std::string& asset,
+FileDescriptor opened(const std::string& path) {
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) {
+    std::perror(path.c_str());
+    std::exit(EXIT_FAILURE);
+  }
+  return file;
+}
+
+void benchThumbnail(benchmark::State& state, MediaWorkerPool& pool, const std::string& photograph,
                     int side) {
-  const auto message = callMessage("getThumbnail", Map{{"assetId", asset},
-                                                       {"width", side},
-                                                       {"height", side},
-                                                       {"contentMode", 0},
-                                                       {"jpegFormat", true}});
+  RenderRequest request;
+  request.targetWidth = side;
+  request.targetHeight = side;
   for (auto _ : state) {
-    if (engine.send(message) < 1000) {
+    const auto image = pool.render(opened(photograph), request);
+    if (!image || !pool.encode(**image, ImageFormat::jpeg, 1)) {
       state.SkipWithError("this is no thumbnail");
       break;
     }
@@ -74,21 +83,17 @@ int main(int argc, char** argv) {
   vips_cache_set_max(0);
 
   BenchArguments arguments(argc, argv);
-  const BenchFolder folder;
-  std::vector<std::unique_ptr<BenchEngine>> engines;
+  MediaWorkerPool pool({.program = mediaWorkerProgram(), .size = 1});
   Report report;
   for (const std::string& photograph : arguments.files) {
-    const std::string library = folder / std::to_string(engines.size());
-    const std::string asset = importAlone(photograph, library);
-    BenchEngine& engine = *engines.emplace_back(std::make_unique<BenchEngine>(library));
     const std::string name = std::filesystem::path(photograph).filename().string();
     for (const auto& [side, goal] : kSizes) {
-      const auto ours = [&engine, asset, side = side](benchmark::State& state) {
-        benchThumbnail(state, engine, asset, side);
+      const auto ours = [&pool, photograph, side = side](benchmark::State& state) {
+        benchThumbnail(state, pool, photograph, side);
       };
       const auto compare = [&, side = side](const char* rival, int threads,
                                             std::optional<double> most) {
-        report.compare({std::to_string(side) + " px of " + name, rival, most}, ours,
+        report.compare({"cold " + std::to_string(side) + " px of " + name, rival, most}, ours,
                        [photograph, side, threads](benchmark::State& state) {
                          benchVips(state, photograph, side, threads);
                        });

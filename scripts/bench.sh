@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # bench.sh [OPTION...]: builds and runs the benchmarks beside their rivals and prints one table, in
-# about a quarter of an hour; build/bench/rows.tsv has the same for programs.
+# about ten minutes; build/bench/rows.tsv has the same for programs.
 # Options are those of the benchmark programs, for example --benchmark_repetitions=9.
 # QUORVIN_TEST_MEDIA names a folder of photographs; a phone_12mp.HEIC in it is measured too.
 set -euo pipefail
