@@ -84,7 +84,8 @@ TEST(Value, ChangingACopyOfAListLeavesTheOther) {
 }
 
 TEST(Value, MayBeGivenAPartOfItself) {
-  Value nested(List{List{"deep"}});
+  // A list in braces around a list alone would be a copy of it, with some compilers.
+  Value nested(List{Value(List{"deep"})});
   nested = Value(nested.as<List>()->front());
   EXPECT_EQ(nested, Value(List{"deep"}));
   nested = std::move(nested.as<List>()->front());
