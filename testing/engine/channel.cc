@@ -21,7 +21,14 @@ std::int64_t integerAt(const Value& map, std::string_view key) {
 }
 
 void copyImportedLibrary(const std::filesystem::path& copy) {
-  std::filesystem::copy(QUORVIN_IMPORTED_LIBRARY, copy, std::filesystem::copy_options::recursive);
+  namespace fs = std::filesystem;
+  fs::copy(QUORVIN_IMPORTED_LIBRARY, copy, fs::copy_options::recursive);
+  // Else previews would count as those of an earlier state, and be made anew in the midst of a
+  // test.
+  for (const auto& file : fs::recursive_directory_iterator(copy / "originals")) {
+    const fs::path source = QUORVIN_IMPORTED_LIBRARY / fs::relative(file.path(), copy);
+    if (file.is_regular_file()) fs::last_write_time(file.path(), fs::last_write_time(source));
+  }
 }
 
 void Channel::use(const std::string& library, const std::string& temporaryPath) {
