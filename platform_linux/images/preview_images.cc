@@ -44,6 +44,8 @@ std::shared_ptr<const UIImage> PreviewImages::find(const PreviewJob& job,
     }
     RenderRequest smaller = request;
     smaller.kind = MediaKind::image;
+    // The original shows more than half of a preview.
+    smaller.failOnDamage = true;
     smaller.fullWidth = job.picture.width;
     smaller.fullHeight = job.picture.height;
     const FileDescriptor memory = sealedMemoryOf(preview->jpeg.bytes());

@@ -195,6 +195,19 @@ TEST_F(PreviewImagesTest, ThatAreDamagedGiveWayToTheOriginal) {
   EXPECT_EQ(media_.requests.size(), 2U);
 }
 
+TEST_F(PreviewImagesTest, ThatAreCutOffGiveWayToTheOriginal) {
+  const std::string original = import({900, 600});
+  makeAll();
+  const ByteBuffer whole = store()->find(stateOf(original), kGridSide)->jpeg;
+  const PreviewStore::Made half{
+      kGridSide, {900, 600}, ByteBuffer(Bytes(whole.data(), whole.data() + whole.size() / 2))};
+  EXPECT_TRUE(store()->keep(stateOf(original), {&half, 1}));
+  open();
+  image({256, 256});
+  ASSERT_EQ(media_.requests.size(), 2U);
+  EXPECT_EQ(media_.requests[1].fullWidth, 0) << "of the original";
+}
+
 TEST_F(PreviewImagesTest, OfAMissingOriginalDoNotServe) {
   const std::string original = import({900, 600});
   makeAll();

@@ -175,6 +175,13 @@ TEST_F(AllPreviewsTest, DoNotFollowALink) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "mine");
 }
 
+TEST_F(AllPreviewsTest, TakeThePlaceOfAFolder) {
+  const std::string original = import({900, 600});
+  fs::create_directories(storePath() + "/inner");
+  writeFile(storePath() + "/inner/file", "planted");
+  expectMadeAgain(original);
+}
+
 TEST_F(AllPreviewsTest, OfNobodyAreRemovedByARepair) {
   const std::string kept = import({900, 600});
   makeAll();

@@ -33,6 +33,15 @@ class PreviewKeeperTest : public PreviewsFixture {
   bool has(const std::string& original, const PreviewSide& side = kGridSide) {
     return store()->isDone(stateOf(original), side);
   }
+  /// As long as it takes another keeper to make the previews of a copy of this library.
+  void waitForAnother() {
+    const std::string copy = folder_ / "copy";
+    std::filesystem::copy(path(), copy, std::filesystem::copy_options::recursive);
+    auto catalogue = openCatalogue(copy, MissingLibrary::refuse);
+    ASSERT_TRUE(catalogue) << catalogue.error().sentence();
+    PreviewKeeper keeper(*catalogue, failures_, {worker(), 1ms});
+    EXPECT_TRUE(comesTrue([&] { return keeper.store().doneUpTo() > 0; }));
+  }
   PreviewJob jobOf(const std::string& original, PixelSize picture) {
     return {originalFile(*libraryFolderAt(path()), original), MediaKind::image, picture};
   }
@@ -66,10 +75,10 @@ TEST_F(PreviewKeeperTest, MakesThoseOfWhatIsAddedMeanwhile) {
 
 TEST_F(PreviewKeeperTest, WaitsWhileSomebodyWaitsForAPicture) {
   const std::string original = import({900, 600});
-  const auto keeper = keep(20ms);
+  const auto keeper = keep();
   {
     const PreviewKeeper::Request request(*keeper);
-    std::this_thread::sleep_for(200ms);
+    waitForAnother();
     EXPECT_FALSE(has(original));
   }
   EXPECT_TRUE(comesTrue([&] { return has(original); }));
@@ -111,7 +120,7 @@ TEST_F(PreviewKeeperTest, LeavesItToAnotherWhoDoesIt) {
                                          LibraryLock::Mode::exclusive);
   ASSERT_TRUE(held);
   const auto keeper = keep();
-  std::this_thread::sleep_for(200ms);
+  waitForAnother();
   EXPECT_FALSE(has(original));
 }
 

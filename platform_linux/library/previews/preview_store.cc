@@ -97,7 +97,9 @@ bool PreviewStore::note(Connection& connection) const {
 }
 
 void PreviewStore::removeFile() const {
-  for (const char* const part : {kFile, kLog, kLogIndex}) folder_.held->removeFile(part);
+  for (const char* const part : {kFile, kLog, kLogIndex}) {
+    if (folder_.held->removeFile(part) != 0) folder_.held->removeTree(part);
+  }
 }
 
 Database* PreviewStore::reader() {
