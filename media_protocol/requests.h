@@ -8,11 +8,13 @@
 #include <variant>
 #include <vector>
 
+#include "media_protocol/side_notes.h"
 #include "media_protocol/time_map.h"
 
 namespace quorvin {
 
-enum class MediaKind : std::int64_t { image = 1, video = 2, audio = 3 };
+/// `side`: no medium, but something that is said of the one beside which the file lies.
+enum class MediaKind : std::int64_t { image = 1, video = 2, audio = 3, side = 4 };
 
 /// Bounds of what is told of a file: bytes of a text, seconds, frames a second.
 inline constexpr std::size_t kLongestText = 1024;
@@ -42,6 +44,7 @@ struct MediaProbe {
   /// A movie inside a still (a motion photo): its first byte and length; length 0 for none.
   std::int64_t embeddedMovieOffset = 0;
   std::int64_t embeddedMovieLength = 0;
+  SideNotes notes;  ///< of `side` alone, whose `creationDate` is that of its photo or video
 };
 
 struct RenderRequest {

@@ -32,6 +32,7 @@ constexpr Literal kAnimated = "animated"_lit;
 constexpr Literal kRaw = "raw"_lit;
 constexpr Literal kEmbeddedMovieOffset = "embeddedMovieOffset"_lit;
 constexpr Literal kEmbeddedMovieLength = "embeddedMovieLength"_lit;
+constexpr Literal kNotes = "notes"_lit;
 constexpr Literal kContainers = "containers"_lit;
 constexpr Literal kProgress = "progress"_lit;
 constexpr Literal kDone = "done"_lit;
@@ -110,6 +111,7 @@ Map probeToMap(const MediaProbe& probe) {
           {kEmbeddedMovieOffset, probe.embeddedMovieOffset},
           {kEmbeddedMovieLength, probe.embeddedMovieLength}};
   if (probe.creationDate) map.emplace_back(kCreationDate, *probe.creationDate);
+  if (probe.kind == MediaKind::side) map.emplace_back(kNotes, notesToMap(probe.notes));
   return map;
 }
 
@@ -117,7 +119,7 @@ std::optional<MediaProbe> probeFromMap(const Map& map) {
   const MapReader reader(map);
   MediaProbe probe;
   const bool whole =
-      reader.within(kMediaKind, number(MediaKind::image), number(MediaKind::audio), probe.kind) &&
+      reader.within(kMediaKind, number(MediaKind::image), number(MediaKind::side), probe.kind) &&
       reader.text(kUniformTypeIdentifier, probe.uniformTypeIdentifier) &&
       reader.text(kExtension, probe.extension) &&
       reader.within(kPixelWidth, 0, kMaximum, probe.pixelWidth) &&
@@ -139,6 +141,12 @@ std::optional<MediaProbe> probeFromMap(const Map& map) {
     if (!reader.value(kCreationDate, date)) return std::nullopt;
     probe.creationDate = date;
   }
+  if (probe.kind != MediaKind::side) return probe;
+  Map ofNotes;
+  if (!reader.value(kNotes, ofNotes)) return std::nullopt;
+  auto notes = notesFromMap(ofNotes);
+  if (!notes || notes->kind == SideKind::none) return std::nullopt;
+  probe.notes = *std::move(notes);
   return probe;
 }
 

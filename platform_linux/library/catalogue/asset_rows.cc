@@ -21,6 +21,8 @@ std::int64_t mediaType(MediaKind kind) {
       return static_cast<std::int64_t>(PHAssetMediaType::video);
     case MediaKind::audio:
       return static_cast<std::int64_t>(PHAssetMediaType::audio);
+    case MediaKind::side:
+      break;
   }
   return static_cast<std::int64_t>(PHAssetMediaType::unknown);
 }

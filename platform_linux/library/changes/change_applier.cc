@@ -45,6 +45,8 @@ const char* nameOf(MediaKind kind) {
       return "a video";
     case MediaKind::audio:
       return "a sound";
+    case MediaKind::side:
+      return "something about another file";
   }
   return "something else";
 }

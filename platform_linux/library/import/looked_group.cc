@@ -58,6 +58,9 @@ Result<ImportFile> FileLooks::look(const FoundFile& found) {
   if (file.existingAsset) return file;
   auto probe = media_.probe(*source, file.name);
   if (!probe) return probe.error();
+  if (probe->kind == MediaKind::side) {
+    return Failure(LibraryErrorCode::invalidResource, "it is not a photo, video or audio file.");
+  }
   file.probe = *std::move(probe);
   return file;
 }

@@ -17,18 +17,21 @@
 #include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/original_record.h"
 #include "platform_linux/library/values/pairing.h"
+#include "platform_linux/library/values/side_resources.h"
 
 namespace quorvin {
 namespace {
 
-PHAssetResourceType resourceType(MediaKind kind) {
-  switch (kind) {
+PHAssetResourceType resourceType(const MediaProbe& probe) {
+  switch (probe.kind) {
     case MediaKind::image:
       return PHAssetResourceType::photo;
     case MediaKind::video:
       return PHAssetResourceType::video;
     case MediaKind::audio:
       return PHAssetResourceType::audio;
+    case MediaKind::side:
+      return resourceTypeOf(probe.notes.kind);
   }
   return PHAssetResourceType::photo;
 }
@@ -50,7 +53,7 @@ bool isUnchanged(const struct stat& status, const SourceFile& file) {
 Result<OriginalCopy> OriginalCopies::copyFile(const SourceFile& file, const std::string& uuid,
                                               bool isPaired, const BytesListener& copied) {
   OriginalCopy copy;
-  copy.resource = {.type = resourceType(file.probe.kind),
+  copy.resource = {.type = resourceType(file.probe),
                    .name = validUtf8(file.name),
                    .uniformTypeIdentifier = validUtf8(file.probe.uniformTypeIdentifier),
                    .path = originalPath(uuid, isPaired, storedExtension(file)),

@@ -15,6 +15,7 @@
 #include <span>
 #include <utility>
 
+#include "codec/standard_message_codec.h"
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "posix/file_descriptor.h"
@@ -126,6 +127,19 @@ class Lines {
   std::map<std::string_view, std::string_view, std::less<>> lines_;
 };
 
+std::string textOfNotes(const SideNotes& notes) {
+  const std::vector<std::uint8_t> message = encodeMessage(notesToMap(notes));
+  return hexadecimal({reinterpret_cast<const char*>(message.data()), message.size()});
+}
+
+SideNotes notesFromText(std::string_view text) {
+  const std::string bytes = bytesOf(text);
+  const auto value =
+      decodeMessage({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+  const Map* map = value ? value->as<Map>() : nullptr;
+  return map == nullptr ? SideNotes() : notesFromMap(*map).value_or(SideNotes());
+}
+
 MediaProbe probeOf(const Lines& lines) {
   MediaProbe probe;
   probe.kind = static_cast<MediaKind>(lines.number("kind"));
@@ -142,6 +156,7 @@ MediaProbe probeOf(const Lines& lines) {
   probe.frontCamera = lines.number("frontCamera") != 0;
   probe.animated = lines.number("animated") != 0;
   probe.raw = lines.number("raw") != 0;
+  if (probe.kind == MediaKind::side) probe.notes = notesFromText(lines.text("notes"));
   return probe;
 }
 
@@ -178,7 +193,7 @@ std::string readSideRecord(const LibraryFolder& folder, const std::string& path)
 bool isPossible(const OriginalRecord& record) {
   const MediaProbe& probe = record.asset.probe;
   const auto isUpTo = [](double most, double value) { return value >= 0 && value <= most; };
-  return probe.kind >= MediaKind{} && probe.kind <= MediaKind::audio && probe.pixelWidth >= 0 &&
+  return probe.kind >= MediaKind{} && probe.kind <= MediaKind::side && probe.pixelWidth >= 0 &&
          probe.pixelHeight >= 0 && isUpTo(kMostSeconds, probe.duration) &&
          isUpTo(kMostFrames, probe.frameRate) && isUpTo(kMostFrames, probe.captureFrameRate) &&
          record.resource.size >= -1 && record.resource.orientation >= 1 &&
@@ -222,6 +237,7 @@ std::string textOf(const OriginalRecord& record) {
   mark("frontCamera", probe.frontCamera);
   mark("animated", probe.animated);
   mark("raw", probe.raw);
+  if (probe.kind == MediaKind::side) line("notes", textOfNotes(probe.notes));
   return text;
 }
 

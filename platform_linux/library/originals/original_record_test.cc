@@ -49,6 +49,18 @@ TEST(OriginalRecord, IsReadAsItWasWritten) {
   EXPECT_EQ(read->asset.sourceFolder, record.asset.sourceFolder);
 }
 
+TEST(OriginalRecord, HoldsWhatASideFileSays) {
+  OriginalRecord record = sample();
+  record.asset.probe.kind = MediaKind::side;
+  record.asset.probe.notes = {.kind = SideKind::xmp,
+                              .title = "100%\nSea",
+                              .favorite = true,
+                              .exported = ExportedNotes{.albums = {"Sea"}}};
+  const auto read = recordFromText(textOf(record));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->asset.probe.notes, record.asset.probe.notes);
+}
+
 TEST(OriginalRecord, IsNoneWhereTheTextIsNoRecord) {
   const std::string text = textOf(sample());
   for (const std::string& other :
@@ -62,7 +74,7 @@ TEST(OriginalRecord, IsNoneWhereTheTextIsNoRecord) {
 TEST(OriginalRecord, IsNoneWhereItTellsOfWhatNoFileCanBe) {
   const std::string text = textOf(sample());
   for (const std::string line :
-       {"kind 4", "kind -1", "width -1", "height -1", "duration -1", "duration nan", "duration inf",
+       {"kind 5", "kind -1", "width -1", "height -1", "duration -1", "duration nan", "duration inf",
         "rate -1", "captureRate nan", "orientation 0", "orientation 9", "size -2"}) {
     std::string other = text;
     const std::size_t at = other.find(line.substr(0, line.find(' ') + 1));
