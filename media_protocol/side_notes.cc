@@ -70,13 +70,12 @@ bool readParts(const MapReader& reader, std::vector<NotedPart>& parts) {
 std::optional<ExportedNotes> exportedFromMap(const Map& map) {
   const MapReader reader(map);
   ExportedNotes notes;
-  const bool whole = readParts(reader, notes.parts) && reader.texts(kAlbums, notes.albums) &&
-                     areShort(notes.albums) && reader.value(kHidden, notes.hidden) &&
-                     reader.text(kBurst, notes.burstIdentifier) &&
-                     notes.burstIdentifier.size() <= kLongestText &&
-                     reader.value(kPrimary, notes.burstPrimary) &&
-                     reader.value(kRepresents, notes.represents) &&
-                     reader.within(kBurstSelection, 0, kMost, notes.burstSelection);
+  const bool whole =
+      readParts(reader, notes.parts) && reader.texts(kAlbums, notes.albums) &&
+      areShort(notes.albums) && reader.value(kHidden, notes.hidden) &&
+      reader.text(kBurst, notes.burstIdentifier) && notes.burstIdentifier.size() <= kLongestText &&
+      reader.value(kPrimary, notes.burstPrimary) && reader.value(kRepresents, notes.represents) &&
+      reader.within(kBurstSelection, 0, kMost, notes.burstSelection);
   if (!whole) return std::nullopt;
   if (find(map, kModified) == nullptr) return notes;
   std::int64_t modified = 0;
