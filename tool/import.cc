@@ -66,10 +66,15 @@ std::string files(std::size_t count) {
 }
 
 void printSummary(const ImportSummary& summary) {
-  std::printf("Added %s from %s; %s already there; %s refused.\n",
+  std::printf("Added %s from %s; %s already there; %s refused",
               counted(static_cast<std::int64_t>(summary.addedAssets), "asset", "assets").c_str(),
               files(summary.addedFiles).c_str(), files(summary.skippedFiles).c_str(),
               files(summary.refusedFiles).c_str());
+  if (summary.passedOverFiles > 0) {
+    std::printf("; %s passed over",
+                grouped(static_cast<std::int64_t>(summary.passedOverFiles)).c_str());
+  }
+  std::puts(".");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform_linux/library/catalogue/library_folder.h"
@@ -20,14 +21,20 @@ struct FoundFile {
 /// What is told of a search, on the thread that searches.
 struct SearchListener {
   std::function<void(const std::string& path, const std::string& reason)> problem;
-  std::function<void(std::size_t files)> found;  ///< so far; after each folder
+  std::function<void(const std::string& path)> passedOver;  ///< a file, or a folder with all in it
+  std::function<void(std::size_t files)> found;             ///< so far; after each folder
 };
 
 /// The files among the paths and, recursively, in the folders among them: by name within a folder.
 /// Symbolic links are followed; a folder that is reached twice, also through a loop of links, is
-/// searched once, and the library not at all. What cannot be read, and what lies in the library, is
-/// a problem.
+/// searched once. What cannot be read is a problem. What is hidden, what systems keep beside
+/// photos, and the library are passed over; a path that is named is taken, and is a problem where
+/// it lies in the library. A path may lead nowhere any more when the search is over.
 std::vector<FoundFile> findFiles(const std::vector<std::string>& paths,
                                  const LibraryFolder& library, const SearchListener& listener);
+
+/// Whether a search passes over an entry of this name that it finds in a folder: hidden ones, and
+/// what systems and servers keep beside photos.
+bool isPassedOver(std::string_view name, bool isFolder);
 
 }  // namespace quorvin

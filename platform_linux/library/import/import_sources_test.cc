@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -57,7 +58,17 @@ TEST_F(ImportSources, FollowsLinksAndSurvivesTheirLoops) {
 TEST_F(ImportSources, NeverImportsTheLibraryIntoItself) {
   put("a.jpg", "image");
   importAll();
-  EXPECT_EQ(import({folder.path()}), (ImportSummary{0, 0, 1, 0}));
+  EXPECT_EQ(import({folder.path()}), (ImportSummary{0, 0, 1, 0, 1}));
+  EXPECT_EQ(import({libraryPath()}), (ImportSummary{0, 0, 0, 1, 0}));
+}
+
+TEST_F(ImportSources, CountsWhatItPassesOver) {
+  put("a.jpg", "image");
+  put(".b.jpg", "image b");
+  put("@eaDir/c.jpg", "image c");
+  put("@eaDir/d.jpg", "image d");
+  EXPECT_EQ(importAll(), (ImportSummary{1, 1, 0, 0, 2}));
+  EXPECT_TRUE(listener.problems.empty());
 }
 
 TEST_F(ImportSources, ReportsAFolderThatCannotBeRead) {
@@ -88,6 +99,31 @@ TEST_F(ImportSources, RefusesAFileThatChangesWhileItIsRead) {
   };
   EXPECT_EQ(importAll(), (ImportSummary{1, 1, 0, 1}));
   EXPECT_EQ(listener.problems["a.jpg"], "The file changed while it was read.");
+  expectSound();
+}
+
+TEST_F(ImportSources, RefusesAFileThatGrowsMeanwhile) {
+  const auto path = put("a.jpg", "image");
+  media.onProbe = [&path](const std::string&) {
+    std::ofstream(path, std::ios::app) << " and more";
+  };
+  EXPECT_EQ(importAll(), (ImportSummary{0, 0, 0, 1}));
+  EXPECT_EQ(listener.problems["a.jpg"], "The file changed while it was read.");
+  media.onProbe = {};
+  EXPECT_EQ(importAll(), (ImportSummary{1, 1, 0, 0}));
+  expectSound();
+}
+
+TEST_F(ImportSources, RefusesWhatIsNoLongerAtItsPathAndGoesOn) {
+  put("a.jpg", "image a");
+  put("year/b.jpg", "image b");
+  put("year/c.jpg", "image c");
+  media.onProbe = [this](const std::string& name) {
+    if (name == "a.jpg") fs::rename(folder / "in/year", folder / "in/renamed");
+  };
+  EXPECT_EQ(importAll(), (ImportSummary{1, 1, 0, 2}));
+  EXPECT_EQ(listener.problems["b.jpg"], "The file cannot be read: No such file or directory.");
+  EXPECT_EQ(importAll(), (ImportSummary{2, 2, 1, 0}));
   expectSound();
 }
 

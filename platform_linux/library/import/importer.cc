@@ -64,6 +64,11 @@ class Import {
         options_.paths, catalogue_->folder(),
         {.problem = [&unreadable](const std::string& path,
                                   const std::string& why) { unreadable.emplace_back(path, why); },
+         .passedOver =
+             [this](const std::string& path) {
+               ++summary_.passedOverFiles;
+               observer_.passedOver(path);
+             },
          .found = [this](std::size_t files) { observer_.searching(files); }});
     for (const FoundFile& file : found_) progress_.found(file.state.size);
     observer_.filesFound(found_.size());

@@ -33,6 +33,8 @@ class ImportObserver {
   virtual void filesFound(std::size_t total) = 0;
   /// Once for every file, whatever became of it. What was added is durable by then.
   virtual void fileDone(const std::string& path) = 0;
+  /// Of what is hidden, or kept by systems beside photos: a file, or a folder with all in it.
+  virtual void passedOver(const std::string& /*path*/) {}
   /// A file that was refused or a folder that could not be read; `reason` is one sentence.
   virtual void problem(const std::string& path, const std::string& reason) = 0;
   /// Now and then, also in the middle of large files: how much of the work is done. Bytes of all
@@ -42,9 +44,10 @@ class ImportObserver {
 
 struct ImportSummary {
   std::size_t addedAssets = 0;
-  std::size_t addedFiles = 0;    ///< files that now belong to an asset
-  std::size_t skippedFiles = 0;  ///< files whose bytes the library held already
-  std::size_t refusedFiles = 0;  ///< also counts folders that could not be read
+  std::size_t addedFiles = 0;       ///< files that now belong to an asset
+  std::size_t skippedFiles = 0;     ///< files whose bytes the library held already
+  std::size_t refusedFiles = 0;     ///< also counts folders that could not be read
+  std::size_t passedOverFiles = 0;  ///< a folder is one, whatever is in it
   friend bool operator==(const ImportSummary&, const ImportSummary&) = default;
 };
 

@@ -65,10 +65,15 @@ bool showsChangesAfter(std::int64_t moment, int file, std::int64_t changed) {
 }  // namespace
 
 bool folderLiesIn(const LibraryFolder& library, const std::string& path) {
+  const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  return folder && folderLiesIn(library, folder.get());
+}
+
+bool folderLiesIn(const LibraryFolder& library, int opened) {
   constexpr int kFind = O_PATH | O_DIRECTORY | O_CLOEXEC;
   struct stat root = {};
   if (::fstat(library.held->descriptor(), &root) != 0) return false;
-  FileDescriptor folder(::open(path.c_str(), kFind));
+  FileDescriptor folder(::openat(opened, ".", kFind));
   struct stat below = {};
   struct stat status = {};
   while (folder && ::fstat(folder.get(), &status) == 0) {

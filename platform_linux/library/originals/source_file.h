@@ -34,6 +34,8 @@ Result<FileDescriptor> openSource(const LibraryFolder& library, const std::strin
 
 /// Whether the folder at the path is the library's, or lies in it, by whichever way it is reached.
 bool folderLiesIn(const LibraryFolder& library, const std::string& path);
+/// The same of an open folder.
+bool folderLiesIn(const LibraryFolder& library, int folder);
 
 /// Whether the file that the path leads to lies in a folder of the library's.
 bool fileLiesIn(const LibraryFolder& library, const std::string& path);
