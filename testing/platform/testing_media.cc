@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <sstream>
 
@@ -10,14 +11,53 @@
 namespace quorvin {
 namespace {
 
+std::string withSpaces(std::string text) {
+  std::replace(text.begin(), text.end(), '_', ' ');
+  return text;
+}
+
+SideKind sideKindCalled(const std::string& name) {
+  if (name == "adjustment") return SideKind::adjustment;
+  if (name == "xmp") return SideKind::xmp;
+  return name == "takeout" ? SideKind::takeout : SideKind::album;
+}
+
+void sideProperty(const std::string& key, const std::string& value, SideNotes& notes) {
+  if (key == "kind") notes.kind = sideKindCalled(value);
+  if (key == "favorite") notes.favorite = true;
+  if (key == "title") notes.title = withSpaces(value);
+  const auto exported = [&]() -> ExportedNotes& {
+    return notes.exported ? *notes.exported : notes.exported.emplace();
+  };
+  if (key == "part") {
+    const std::size_t colon = value.find(':');
+    exported().parts.push_back({std::stoll(value), withSpaces(value.substr(colon + 1))});
+  }
+  if (key == "album") exported().albums.push_back(withSpaces(value));
+  if (key == "modified") exported().modified = std::stoll(value);
+  if (key == "hidden") exported().hidden = true;
+  if (key == "burst") exported().burstIdentifier = value;
+  if (key == "primary") exported().burstPrimary = true;
+  if (key == "represents") exported().represents = true;
+  if (key == "chosen") exported().burstSelection = std::stoull(value);
+}
+
+void describeSide(MediaProbe& probe) {
+  const SideKind kind = probe.notes.kind;
+  const bool json = kind == SideKind::takeout || kind == SideKind::album;
+  probe.uniformTypeIdentifier = json ? "public.json" : "public.xml";
+  probe.extension = json ? "json" : kind == SideKind::xmp ? "xmp" : "aae";
+}
+
 void property(const std::string& word, MediaProbe& probe) {
   const std::size_t equals = word.find('=');
   const std::string key = word.substr(0, equals);
   const std::string value = equals == std::string::npos ? "" : word.substr(equals + 1);
+  if (key == "date") probe.creationDate = std::stoll(value);
+  if (probe.kind == MediaKind::side) return sideProperty(key, value, probe.notes);
   if (key == "id") probe.contentIdentifier = value;
   if (key == "burst") probe.burstIdentifier = value;
   if (key == "primary") probe.burstPrimary = true;
-  if (key == "date") probe.creationDate = std::stoll(value);
   if (key == "rate") probe.frameRate = std::stod(value);
   if (key == "captured") probe.captureFrameRate = std::stod(value);
   if (key == "subtypes") probe.mediaSubtypes = std::stoull(value);
@@ -53,12 +93,16 @@ Result<MediaProbe> ScriptedMedia::probe(const FileDescriptor& file, const std::s
     probe.uniformTypeIdentifier = "public.mp3";
     probe.extension = "mp3";
     probe.duration = 9;
+  } else if (word == "side") {
+    probe.kind = MediaKind::side;
   } else {
     return Failure(LibraryErrorCode::invalidResource, "it is not a photo, video or audio file.");
   }
-  probe.pixelWidth = probe.kind == MediaKind::audio ? 0 : 40;
-  probe.pixelHeight = probe.kind == MediaKind::audio ? 0 : 30;
+  const bool pictured = probe.kind == MediaKind::image || probe.kind == MediaKind::video;
+  probe.pixelWidth = pictured ? 40 : 0;
+  probe.pixelHeight = pictured ? 30 : 0;
   while (words >> word) property(word, probe);
+  if (probe.kind == MediaKind::side) describeSide(probe);
   return probe;
 }
 

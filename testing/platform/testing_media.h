@@ -11,7 +11,9 @@
 namespace quorvin {
 
 /// Understands files such as "image id=X burst=B primary date=5 anything=else": the kind first,
-/// then properties. What begins with no kind is no media.
+/// then properties. "side kind=xmp date=5 favorite title=Two_words" is a side file, for which
+/// "part=5:IMG_E1.JPG album=A modified=7 hidden burst=B primary represents chosen=2" are what an
+/// export told. What begins with no kind is no media.
 class ScriptedMedia final : public MediaService {
  public:
   /// Called before each answer.
