@@ -15,7 +15,7 @@ namespace {
 class Problems : public ImportObserver {
  public:
   void filesFound(std::size_t) override {}
-  void fileDone(const std::string&) override {}
+  void fileDone(const ImportedFile&) override {}
   void problem(const std::string& path, const std::string& reason) override {
     std::fprintf(stderr, "%s: %s\n", path.c_str(), reason.c_str());
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ struct ImportCommand {
   std::string library;
   std::optional<std::string> album;
   std::vector<std::string> paths;
+  bool json = false;
+  bool dryRun = false;
   int run() const;
 };
 
@@ -87,7 +90,8 @@ struct PreviewsCommand {
 
 /// As `makeAllPreviews`, with a bar where standard error is a terminal.
 Result<AllPreviews> makeMissingPreviews(const std::string& library, MediaService& media,
-                                        std::optional<std::size_t> latest = std::nullopt);
+                                        std::optional<std::size_t> latest = std::nullopt,
+                                        const std::stop_token& stop = {});
 
 /// Prints "quorvin: …" on standard error.
 void complain(const std::string& sentence);

@@ -119,6 +119,10 @@ class Tool {
     sub->add_option("--album", import_.album, "Album that receives what is added")
         ->type_name("TITLE")
         ->check(CLI::Validator(refuseEmpty, ""));
+    sub->add_flag("--dry-run", import_.dryRun,
+                  "Say what would come in, and change nothing; no library is made");
+    sub->add_flag("--json", import_.json,
+                  "Print a line of JSON for each file, and a last one of all");
     sub->add_option("PATH", import_.paths, "Files and folders")->required()->type_name("");
     runs(sub, import_);
   }

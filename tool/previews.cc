@@ -41,9 +41,11 @@ void print(const AllPreviews& previews) {
 }  // namespace
 
 Result<AllPreviews> makeMissingPreviews(const std::string& library, MediaService& media,
-                                        std::optional<std::size_t> latest) {
+                                        std::optional<std::size_t> latest,
+                                        const std::stop_token& stop) {
   PreviewBar bar;
-  return makeAllPreviews(library, media, MediaWorkerOptions::sizeForThisMachine(), bar, latest);
+  return makeAllPreviews(library, media, MediaWorkerOptions::sizeForThisMachine(), bar, latest,
+                         stop);
 }
 
 int PreviewsCommand::run() const {

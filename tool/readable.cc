@@ -20,6 +20,20 @@ std::string readableSize(std::int64_t bytes) {
   return text.data();
 }
 
+std::string readableTime(double seconds) {
+  constexpr double kMinute = 60;
+  constexpr double kHour = 60 * kMinute;
+  std::array<char, 32> text{};
+  if (seconds < 2 * kMinute) {
+    std::snprintf(text.data(), text.size(), "%.1f s", seconds);
+  } else if (seconds < 2 * kHour) {
+    std::snprintf(text.data(), text.size(), "%.0f min", seconds / kMinute);
+  } else {
+    std::snprintf(text.data(), text.size(), "%.1f h", seconds / kHour);
+  }
+  return text.data();
+}
+
 std::string readableDay(const std::optional<NSDate>& date) {
   if (!date) return "none";
   const auto seconds = static_cast<std::time_t>(date->timeIntervalSince1970());

@@ -12,6 +12,9 @@ namespace quorvin {
 /// "1.5 MB".
 std::string readableSize(std::int64_t bytes);
 
+/// "3.1 s", "12 min" or "2.5 h".
+std::string readableTime(double seconds);
+
 /// "7 March 2024", where the reader is; "none" without a date.
 std::string readableDay(const std::optional<NSDate>& date);
 

@@ -4,6 +4,7 @@
 #include <deque>
 #include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "core/platform/lock.h"
@@ -22,11 +23,12 @@ namespace {
 class Making {
  public:
   Making(Catalogue& catalogue, MediaService& media, PreviewObserver& observer,
-         std::optional<std::size_t> latest)
+         std::optional<std::size_t> latest, std::stop_token stop)
       : catalogue_(catalogue),
         media_(media),
         observer_(observer),
         latest_(latest),
+        stop_(std::move(stop)),
         store_(catalogue.folder()) {}
 
   Result<AllPreviews> run(std::size_t threads) {
@@ -41,7 +43,7 @@ class Making {
     for (std::thread& other : others) other.join();
     NSLockHolder holder(lock_);
     if (failure_) return *failure_;
-    if (store_.doneUpTo() >= before_) store_.setDoneUpTo(last_);
+    if (!stop_.stop_requested() && store_.doneUpTo() >= before_) store_.setDoneUpTo(last_);
     return outcome_;
   }
 
@@ -66,7 +68,7 @@ class Making {
 
   std::optional<PreviewJob> take() {
     NSLockHolder holder(lock_);
-    if (failure_) return std::nullopt;
+    if (failure_ || stop_.stop_requested()) return std::nullopt;
     if (files_.empty()) read();
     if (files_.empty()) return std::nullopt;
     PreviewJob job = previewJob(catalogue_.folder(), files_.front());
@@ -121,6 +123,7 @@ class Making {
   MediaService& media_;
   PreviewObserver& observer_;
   const std::optional<std::size_t> latest_;
+  const std::stop_token stop_;
   PreviewStore store_;
   NSLock lock_;
   std::int64_t last_ QUORVIN_GUARDED_BY(lock_) = 0;
@@ -135,10 +138,11 @@ class Making {
 
 Result<AllPreviews> makeAllPreviews(const std::string& libraryPath, MediaService& media,
                                     std::size_t threads, PreviewObserver& observer,
-                                    std::optional<std::size_t> latest) {
+                                    std::optional<std::size_t> latest,
+                                    const std::stop_token& stop) {
   auto catalogue = openCatalogue(libraryPath, MissingLibrary::refuse);
   if (!catalogue) return catalogue.error();
-  return Making(**catalogue, media, observer, latest).run(threads);
+  return Making(**catalogue, media, observer, latest, stop).run(threads);
 }
 
 }  // namespace quorvin

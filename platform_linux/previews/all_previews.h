@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <stop_token>
 #include <string>
 
 #include "platform_linux/errors/failure.h"
@@ -29,9 +30,10 @@ class PreviewObserver {
 
 /// Makes what is missing, on so many threads: of the assets that were added last, if so many are
 /// given, or else of all. A missing library is an error, and so is a disk that is nearly full; what
-/// was made stays.
+/// was made stays, also when it is stopped.
 Result<AllPreviews> makeAllPreviews(const std::string& libraryPath, MediaService& media,
                                     std::size_t threads, PreviewObserver& observer,
-                                    std::optional<std::size_t> latest = std::nullopt);
+                                    std::optional<std::size_t> latest = std::nullopt,
+                                    const std::stop_token& stop = {});
 
 }  // namespace quorvin

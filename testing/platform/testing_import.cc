@@ -6,12 +6,26 @@
 #include <filesystem>
 #include <utility>
 
+#include "platform_linux/library/import/rehearsal.h"
+
 namespace quorvin {
 
 namespace fs = std::filesystem;
 
 void ImportListener::problem(const std::string& path, const std::string& reason) {
   problems[fs::path(path).filename().string()] = reason;
+}
+
+void ImportListener::forget() {
+  auto kept = std::move(onDone);
+  *this = {};
+  onDone = std::move(kept);
+}
+
+void ImportListener::fileDone(const ImportedFile& file) {
+  done.push_back(file.path);
+  outcomes[fs::path(file.path).filename().string()] = file.outcome;
+  if (onDone) onDone(file);
 }
 
 std::string ImportFixture::put(const std::string& name, const std::string& content) const {
@@ -22,14 +36,22 @@ std::string ImportFixture::put(const std::string& name, const std::string& conte
 
 Result<ImportSummary> ImportFixture::tryImport(std::vector<std::string> paths,
                                                std::optional<std::string> album) {
-  listener = {};
-  const ImportOptions options{std::move(paths), std::move(album), filesAtOnce};
+  listener.forget();
+  const ImportOptions options{std::move(paths), std::move(album), filesAtOnce, stop.get_token()};
   return importIntoLibrary(libraryPath(), media, options, listener);
 }
 
 ImportSummary ImportFixture::import(std::vector<std::string> paths,
                                     std::optional<std::string> album) {
   const auto summary = tryImport(std::move(paths), std::move(album));
+  EXPECT_TRUE(summary) << summary.error().sentence();
+  return summary ? *summary : ImportSummary{};
+}
+
+ImportSummary ImportFixture::rehearse(std::vector<std::string> paths) {
+  listener.forget();
+  const ImportOptions options{std::move(paths), std::nullopt, filesAtOnce, stop.get_token()};
+  const auto summary = rehearseImport(libraryPath(), media, options, listener);
   EXPECT_TRUE(summary) << summary.error().sentence();
   return summary ? *summary : ImportSummary{};
 }

@@ -3,9 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,14 +22,21 @@ namespace quorvin {
 class ImportListener final : public ImportObserver {
  public:
   void filesFound(std::size_t total) override { found = total; }
-  void fileDone(const std::string& path) override { done.push_back(path); }
+  void fileDone(const ImportedFile& file) override;
+  void passedOver(const std::string& path) override { overlooked.push_back(path); }
   void problem(const std::string& path, const std::string& reason) override;
   void progressed(std::int64_t now, std::int64_t total) override {
     progress.emplace_back(now, total);
   }
 
+  /// What it was told, before the next import.
+  void forget();
+
+  std::function<void(const ImportedFile&)> onDone;
   std::size_t found = 0;
   std::vector<std::string> done;
+  std::map<std::string, FileOutcome> outcomes;  ///< by name, without the folder
+  std::vector<std::string> overlooked;
   std::map<std::string, std::string> problems;  ///< by name, without the folder
   std::vector<std::pair<std::int64_t, std::int64_t>> progress;
 };
@@ -38,6 +47,7 @@ struct ImportFixture {
   ScriptedMedia media;
   ImportListener listener;
   std::size_t filesAtOnce = 1;
+  std::stop_source stop;
 
   /// A file in the folder `in`; its path.
   std::string put(const std::string& name, const std::string& content) const;
@@ -47,6 +57,7 @@ struct ImportFixture {
   ImportSummary import(std::vector<std::string> paths,
                        std::optional<std::string> album = std::nullopt);
   ImportSummary importAll() { return import({folder / "in"}); }
+  ImportSummary rehearse(std::vector<std::string> paths);
 
   std::string libraryPath() const { return folder / "library"; }
   std::unique_ptr<Library> open() const;

@@ -46,7 +46,7 @@ class PreviewsFixture : public testing::Test {
   class Listener final : public ImportObserver, public PreviewObserver {
    public:
     void filesFound(std::size_t) override {}
-    void fileDone(const std::string&) override {}
+    void fileDone(const ImportedFile&) override {}
     void problem(const std::string& path, const std::string& reason) override {
       ADD_FAILURE() << path << ": " << reason;
     }

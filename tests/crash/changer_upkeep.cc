@@ -18,7 +18,7 @@ namespace {
 class Refusals final : public ImportObserver {
  public:
   void filesFound(std::size_t) override {}
-  void fileDone(const std::string&) override {}
+  void fileDone(const ImportedFile&) override {}
   void problem(const std::string& path, const std::string& reason) override {
     text += path + ": " + reason + " ";
   }

@@ -40,7 +40,7 @@ std::uint32_t largestSide() {
 class ImportCount final : public ImportObserver {
  public:
   void filesFound(std::size_t total) override { found = total; }
-  void fileDone(const std::string&) override { ++done; }
+  void fileDone(const ImportedFile&) override { ++done; }
   void problem(const std::string&, const std::string&) override {}
 
   std::size_t found = 0;

@@ -1,5 +1,9 @@
 // `quorvin import`: what is added, skipped and refused.
+#include <iomanip>
 #include <map>
+#include <regex>
+#include <sstream>
+#include <utility>
 
 #include "testing/engine/tool_fixture.h"
 
@@ -12,6 +16,31 @@ class Import : public ToolFixture {
     words.insert(words.begin(), {"--library", library(), "import"});
     return quorvin(words);
   }
+  /// The summary without what differs each time; it must have it.
+  static std::string withoutRate(const std::string& summary) {
+    static const std::regex rate(R"(, [0-9.]+ .?B in [0-9.]+ s \([0-9.]+ (.B|bytes)/s\);)");
+    EXPECT_TRUE(std::regex_search(summary, rate)) << summary;
+    return std::regex_replace(summary, rate, ";");
+  }
+
+  static std::string readable(std::uintmax_t bytes) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1) << static_cast<double>(bytes) / 1000 << " kB";
+    return std::move(text).str();
+  }
+
+  /// The lines of JSON that an import prints: those of files by name, and the last one.
+  static std::pair<std::map<std::string, Json>, Json> linesOf(const std::string& out) {
+    std::map<std::string, Json> files;
+    Json last;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);) {
+      last = Json::parse(line);
+      if (last.contains("path")) files[fs::path(last["path"]).filename()] = last;
+    }
+    return {files, last};
+  }
+
   Json info() { return Json::parse(quorvin({"--library", library(), "info", "--json"}).out); }
 
   static std::map<std::string, std::pair<std::string, fs::file_time_type>> filesOf(
@@ -29,7 +58,8 @@ TEST_F(Import, AddsFoldersAndFilesAndSaysSo) {
   const Ran ran = import({photos(3), kGoodMedia / "memo.m4a"});
   EXPECT_EQ(ran.status, 0);
   EXPECT_EQ(ran.err, "");
-  EXPECT_EQ(ran.out, "Added 4 assets from 4 files; 0 files already there; 0 files refused.\n");
+  EXPECT_EQ(withoutRate(ran.out),
+            "Added 4 assets from 4 files; 0 files already there; 0 files refused.\n");
   EXPECT_EQ(info()["photos"], 3);
   EXPECT_EQ(info()["audio"], 1);
   EXPECT_EQ(info()["status"], "authorized");
@@ -59,7 +89,8 @@ TEST_F(Import, ListsEveryRefusedFileWithItsReason) {
   write(mixed / "empty.jpg", "");
   const Ran ran = import({mixed, folder() / "missing"});
   EXPECT_EQ(ran.status, 1);
-  EXPECT_EQ(ran.out, "Added 2 assets from 2 files; 0 files already there; 3 files refused.\n");
+  EXPECT_EQ(withoutRate(ran.out),
+            "Added 2 assets from 2 files; 0 files already there; 3 files refused.\n");
   for (const std::string path : {"photos/letter.txt", "photos/empty.jpg", "missing"}) {
     const std::string line = "quorvin: " + (folder() / path).string() + ": ";
     const std::size_t start = ran.err.find(line);
@@ -114,10 +145,76 @@ TEST_F(Import, RefusesAloneAFileThatMayNotGrowThatFar) {
   const Ran ran = run({"sh", "-c", "ulimit -f 20000 && exec \"$0\" --library \"$1\" import \"$2\"",
                        QUORVIN_TOOL, library(), mixed});
   EXPECT_EQ(ran.status, 1) << ran.err;
-  EXPECT_EQ(ran.out, "Added 2 assets from 2 files; 0 files already there; 1 file refused.\n");
+  EXPECT_EQ(withoutRate(ran.out),
+            "Added 2 assets from 2 files; 0 files already there; 1 file refused.\n");
   EXPECT_NE(ran.err.find("large.jpg: The copy cannot be written: File too large."),
             std::string::npos)
       << ran.err;
+}
+
+TEST_F(Import, PassesOverWhatIsHiddenAndSucceeds) {
+  const fs::path mixed = photos(2);
+  write(mixed / ".DS_Store", "theirs");
+  write(mixed / "Thumbs.db", "theirs");
+  const Ran ran = import({mixed});
+  EXPECT_EQ(ran.status, 0);
+  EXPECT_EQ(ran.err, "");
+  EXPECT_EQ(withoutRate(ran.out),
+            "Added 2 assets from 2 files; 0 files already there; 0 files refused; "
+            "2 passed over.\n");
+}
+
+TEST_F(Import, TellsProgramsOfEachFileAndOfAll) {
+  const fs::path mixed = photos(2);
+  import({mixed / "photo-0.jpg"});
+  write(mixed / "letter.txt", "hello");
+  write(mixed / ".hidden", "theirs");
+  const Ran ran = import({"--json", mixed});
+  EXPECT_EQ(ran.status, 1);
+  const auto [files, last] = linesOf(ran.out);
+  ASSERT_EQ(files.size(), 4U) << ran.out;
+  EXPECT_EQ(files.at("photo-0.jpg")["status"], "known");
+  EXPECT_EQ(files.at("photo-1.jpg")["status"], "added");
+  EXPECT_EQ(files.at("photo-1.jpg")["bytes"], fs::file_size(mixed / "photo-1.jpg"));
+  EXPECT_EQ(files.at("letter.txt")["status"], "refused");
+  EXPECT_EQ(files.at("letter.txt")["reason"], "The file is not a photo, video or audio file.");
+  EXPECT_EQ(files.at(".hidden")["status"], "passedOver");
+  const Json& summary = last["summary"];
+  EXPECT_EQ(summary["addedFiles"], 1);
+  EXPECT_EQ(summary["addedBytes"], fs::file_size(mixed / "photo-1.jpg"));
+  EXPECT_EQ(summary["knownFiles"], 1);
+  EXPECT_EQ(summary["refusedFiles"], 1);
+  EXPECT_EQ(summary["passedOver"], 1);
+  EXPECT_EQ(summary["wasStopped"], false);
+}
+
+TEST_F(Import, TellsProgramsWhyItFailed) {
+  fs::create_directory(library());
+  write(library() / "letter.txt", "hello");
+  const Ran ran = import({"--json", photos(1)});
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_NE(ran.json()["error"].get<std::string>().find("is not a photo library"),
+            std::string::npos);
+}
+
+TEST_F(Import, SaysWhatItWouldDoAndDoesNothing) {
+  const fs::path mixed = photos(2);
+  write(mixed / "letter.txt", "hello");
+  const Ran ran = import({"--dry-run", mixed});
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_EQ(ran.out, "Would add " + (mixed / "photo-0.jpg").string() + "\nWould add " +
+                         (mixed / "photo-1.jpg").string() + "\nWould add 2 files, " +
+                         readable(2 * fs::file_size(mixed / "photo-0.jpg")) +
+                         "; 0 files already there; 1 file refused.\n");
+  EXPECT_NE(ran.err.find("letter.txt: The file is not a photo"), std::string::npos) << ran.err;
+  EXPECT_FALSE(fs::exists(library()));
+  import({mixed / "photo-0.jpg"});
+  const auto [files, last] = linesOf(import({"--dry-run", "--json", mixed}).out);
+  EXPECT_EQ(files.at("photo-0.jpg")["status"], "known");
+  EXPECT_EQ(files.at("photo-1.jpg")["status"], "added");
+  EXPECT_EQ(files.at("letter.txt")["status"], "refused");
+  EXPECT_EQ(last["dryRun"]["addedFiles"], 1);
+  EXPECT_EQ(info()["photos"], 1);
 }
 
 TEST_F(Import, LeavesAFolderThatIsNoLibraryAlone) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <csignal>
+#include <vector>
 
 #include "testing/engine/tool_fixture.h"
 
@@ -104,25 +105,62 @@ TEST_F(Terminal, InfoIntoAClosedPipeEndsQuietly) {
   EXPECT_EQ(statusOf(process), 128 + SIGPIPE);
 }
 
-TEST_F(Terminal, AnInterruptedImportLeavesALibraryThatTheNextOneCompletes) {
-  constexpr int kMany = 600;
-  const fs::path many = photos(kMany);
-  Pipe problems;
-  const pid_t process = start({"--library", library(), "import", folder() / "missing", many},
-                              nullDevice(), problems.ends[1]);
-  problems.closeEnd(1);
-  char first = 0;
-  ASSERT_EQ(read(problems.ends[0], &first, 1), 1);  // the import has begun
-  ASSERT_EQ(kill(process, SIGINT), 0);
-  EXPECT_EQ(statusOf(process), 128 + SIGINT);
+/// Interrupts an import of many photos once it has begun.
+class Interrupted : public Terminal {
+ protected:
+  static constexpr int kMany = 600;
 
-  const Ran after = quorvin({"--library", library(), "info", "--json"});
-  ASSERT_EQ(after.status, 0) << after.err;
-  EXPECT_LT(Json::parse(after.out)["photos"], kMany);
-  const Ran again = quorvin({"--library", library(), "import", many});
-  EXPECT_EQ(again.status, 0) << again.err;
-  EXPECT_EQ(info()["photos"], kMany);
-  EXPECT_EQ(info()["originalFiles"], kMany);
+  /// The import's exit status.
+  int interrupt(const std::vector<int>& signals) {
+    many_ = photos(kMany);
+    Pipe problems;
+    const pid_t process = start({"--library", library(), "import", folder() / "missing", many_},
+                                nullDevice(), problems.ends[1]);
+    problems.closeEnd(1);
+    char first = 0;
+    EXPECT_EQ(read(problems.ends[0], &first, 1), 1);  // the import has begun
+    for (const int signal : signals) EXPECT_EQ(kill(process, signal), 0);
+    std::array<char, 4096> rest{};
+    for (ssize_t size = 0; (size = read(problems.ends[0], rest.data(), rest.size())) > 0;) {
+      words_.append(rest.data(), static_cast<std::size_t>(size));
+    }
+    return statusOf(process);
+  }
+
+  void expectThatTheNextOneCompletesIt() {
+    const Ran after = quorvin({"--library", library(), "info", "--json"});
+    ASSERT_EQ(after.status, 0) << after.err;
+    EXPECT_LT(Json::parse(after.out)["photos"], kMany);
+    const Ran again = quorvin({"--library", library(), "import", many_});
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(info()["photos"], kMany);
+    EXPECT_EQ(info()["originalFiles"], kMany);
+  }
+
+  std::string words_;  ///< on standard error
+
+ private:
+  fs::path many_;
+};
+
+TEST_F(Interrupted, AnImportEndsCleanlyAndTheNextOneGoesOn) {
+  EXPECT_EQ(interrupt({SIGINT}), 1);
+  EXPECT_NE(words_.find("The import was interrupted; the same command goes on where it stopped."),
+            std::string::npos)
+      << words_;
+  EXPECT_TRUE(fs::is_empty(library() / "incoming"));
+  expectThatTheNextOneCompletesIt();
+}
+
+TEST_F(Interrupted, AnImportThatIsAskedToEndDoesSo) {
+  EXPECT_EQ(interrupt({SIGTERM}), 1);
+  expectThatTheNextOneCompletesIt();
+}
+
+TEST_F(Interrupted, ASecondTimeItEndsAtOnceAndLosesNothing) {
+  // Another signal each, for two of one kind may arrive as one.
+  EXPECT_EQ(interrupt({SIGINT, SIGTERM}), 128 + SIGTERM);
+  expectThatTheNextOneCompletesIt();
 }
 
 }  // namespace

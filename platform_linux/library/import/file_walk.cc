@@ -54,7 +54,7 @@ class Walk {
       waiting_.push_back(entryAt(AT_FDCWD, path->c_str(), *path));
       waiting_.back().isNamed = waiting_.back().file.isApart = true;
     }
-    while (!waiting_.empty()) {
+    while (!waiting_.empty() && !listener_.stop.stop_requested()) {
       Entry entry = std::move(waiting_.back());
       waiting_.pop_back();
       visit(std::move(entry));

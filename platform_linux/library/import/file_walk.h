@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +24,7 @@ struct SearchListener {
   std::function<void(const std::string& path, const std::string& reason)> problem;
   std::function<void(const std::string& path)> passedOver;  ///< a file, or a folder with all in it
   std::function<void(std::size_t files)> found;             ///< so far; after each folder
+  std::stop_token stop;                                     ///< ends it before its time
 };
 
 /// The files among the paths and, recursively, in the folders among them: by name within a folder.

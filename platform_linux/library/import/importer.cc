@@ -46,10 +46,15 @@ class Import {
 
   Result<ImportSummary> run() {
     find();
-    for (beginGroups(); !ahead_.empty(); beginGroups()) {
+    if (isStopped()) return summary_;
+    for (beginGroups(); !ahead_.empty() && !isStopped(); beginGroups()) {
       const std::unique_ptr<LookedGroup> group = std::move(ahead_.front());
       ahead_.pop_front();
-      group->wait(tell_);
+      group->wait([&] {
+        tell_();
+        if (options_.stop.stop_requested()) group->giveUp();
+      });
+      if (isStopped()) break;
       if (const Done done = importGroup(*group); !done) return done.error();
       tell_();
     }
@@ -58,6 +63,11 @@ class Import {
   }
 
  private:
+  bool isStopped() {
+    if (options_.stop.stop_requested()) summary_.wasStopped = true;
+    return summary_.wasStopped;
+  }
+
   void find() {
     std::vector<std::pair<std::string, std::string>> unreadable;
     found_ = findFiles(
@@ -69,7 +79,8 @@ class Import {
                ++summary_.passedOverFiles;
                observer_.passedOver(path);
              },
-         .found = [this](std::size_t files) { observer_.searching(files); }});
+         .found = [this](std::size_t files) { observer_.searching(files); },
+         .stop = options_.stop});
     for (const FoundFile& file : found_) progress_.found(file.state.size);
     observer_.filesFound(found_.size());
     for (const auto& [path, reason] : unreadable) refuse(path, reason);
@@ -103,7 +114,7 @@ class Import {
     if (group.areAllKnown() && !options_.albumTitle) {
       for (const FoundFile& file : group.files()) {
         ++summary_.skippedFiles;
-        finish(file.path, file.state.size);
+        finish(file.path, file.state.size, FileOutcome::known);
       }
       return Null{};
     }
@@ -115,7 +126,7 @@ class Import {
         files_.push_back(*std::move(file));
       } else {
         refuse(group.files()[i].path, file.error().sentence());
-        finish(group.files()[i].path, group.files()[i].state.size);
+        finish(group.files()[i].path, group.files()[i].state.size, FileOutcome::refused);
       }
     }
     return storeUnits(planImport(files_));
@@ -137,6 +148,7 @@ class Import {
         if (auto added = addUnit(staged, i, units[i]); !added) return added;
       }
       if (auto committed = commit(); !committed) return committed;
+      if (stretch + 1 < staged.stretches() && isStopped()) break;
     }
     return Null{};
   }
@@ -163,7 +175,7 @@ class Import {
     }
     for (const auto& [file, error] : copied->refused) {
       refuse(files_[file].path, error.sentence());
-      finish(files_[file].path, files_[file].size);
+      finish(files_[file].path, files_[file].size, FileOutcome::refused);
     }
     if (copied->end) {
       refuse(files_[unit.main].path, copied->end->sentence());
@@ -199,7 +211,8 @@ class Import {
       const ImportFile& file = files_[outcome.file];
       ++(outcome.isAdded ? summary_.addedFiles : summary_.skippedFiles);
       for (const auto& group : ahead_) group->noteAddition(file.size);
-      finish(file.path, file.size, !file.existingAsset);
+      finish(file.path, file.size, outcome.isAdded ? FileOutcome::added : FileOutcome::known,
+             !file.existingAsset);
     }
     tell_();
     return Null{};
@@ -220,9 +233,10 @@ class Import {
     observer_.problem(path, reason);
   }
 
-  void finish(const std::string& path, std::int64_t bytes, bool isCopy = false) {
+  void finish(const std::string& path, std::int64_t bytes, FileOutcome outcome,
+              bool isCopy = false) {
     progress_.done(bytes, isCopy);
-    observer_.fileDone(path);
+    observer_.fileDone({path, outcome, bytes});
   }
 
   Failure stopped(Failure failure) const {

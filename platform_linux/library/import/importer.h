@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,20 @@ struct ImportOptions {
   /// So many files are looked at at a time, and so many copied: as many as the media service takes.
   /// What comes of them does not depend on it.
   std::size_t filesAtOnce = 1;
+  /// Ends the import once what is under way is stored.
+  std::stop_token stop;
+};
+
+enum class FileOutcome {
+  added,    ///< it now belongs to an asset
+  known,    ///< the library held its bytes already
+  refused,  ///< a problem was told before
+};
+
+struct ImportedFile {
+  std::string path;
+  FileOutcome outcome = FileOutcome::refused;
+  std::int64_t bytes = 0;
 };
 
 /// Hears of an import's progress, on the importing thread.
@@ -32,7 +47,7 @@ class ImportObserver {
   /// Once, before the first file is done.
   virtual void filesFound(std::size_t total) = 0;
   /// Once for every file, whatever became of it. What was added is durable by then.
-  virtual void fileDone(const std::string& path) = 0;
+  virtual void fileDone(const ImportedFile& file) = 0;
   /// Of what is hidden, or kept by systems beside photos: a file, or a folder with all in it.
   virtual void passedOver(const std::string& /*path*/) {}
   /// A file that was refused or a folder that could not be read; `reason` is one sentence.
@@ -48,6 +63,7 @@ struct ImportSummary {
   std::size_t skippedFiles = 0;     ///< files whose bytes the library held already
   std::size_t refusedFiles = 0;     ///< also counts folders that could not be read
   std::size_t passedOverFiles = 0;  ///< a folder is one, whatever is in it
+  bool wasStopped = false;          ///< before it had come to its end
   friend bool operator==(const ImportSummary&, const ImportSummary&) = default;
 };
 

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -96,6 +97,45 @@ TEST_F(Importer, AddsNothingTheSecondTime) {
   EXPECT_EQ(listener.done.size(), 3U);
   EXPECT_EQ(assets(), before);
   expectSound();
+}
+
+TEST_F(Importer, StopsOnceWhatIsUnderWayIsStored) {
+  constexpr std::size_t kMany = 300;
+  for (std::size_t i = 0; i < kMany; ++i)
+    put(std::to_string(i) + ".jpg", "image " + std::to_string(i));
+  listener.onDone = [this](const ImportedFile&) { stop.request_stop(); };
+  const ImportSummary first = importAll();
+  EXPECT_TRUE(first.wasStopped);
+  EXPECT_GT(first.addedFiles, 0U);
+  EXPECT_LT(first.addedFiles, kMany);
+  EXPECT_EQ(assets().size(), first.addedFiles);
+  expectSound();
+  stop = {};
+  listener.onDone = {};
+  EXPECT_EQ(importAll(), (ImportSummary{kMany - first.addedFiles, kMany - first.addedFiles,
+                                        first.addedFiles, 0}));
+  expectSound();
+}
+
+TEST_F(Importer, DoesNothingWhenItIsStoppedBefore) {
+  put("a.jpg", "image");
+  stop.request_stop();
+  EXPECT_EQ(importAll(), (ImportSummary{.wasStopped = true}));
+  EXPECT_EQ(media.probes, 0);
+}
+
+TEST_F(Importer, SaysWhatBecameOfEachFile) {
+  put("a.jpg", "image");
+  importAll();
+  put("b.jpg", "image b");
+  put("c.txt", "text");
+  put(".d.jpg", "image d");
+  importAll();
+  EXPECT_EQ(listener.outcomes,
+            (std::map<std::string, FileOutcome>{{"a.jpg", FileOutcome::known},
+                                                {"b.jpg", FileOutcome::added},
+                                                {"c.txt", FileOutcome::refused}}));
+  EXPECT_EQ(listener.overlooked, Texts{folder / "in/.d.jpg"});
 }
 
 TEST_F(Importer, TakesInAgainWhatWasDeleted) {

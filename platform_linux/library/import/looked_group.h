@@ -61,6 +61,9 @@ class LookedGroup {
   /// Until all is seen that threads can see.
   void wait(const std::function<void()>& meanwhile) { pending_.wait(meanwhile); }
 
+  /// What has not begun does not begin any more; the group is of no use from now on.
+  void giveUp() { isGivenUp_ = true; }
+
   std::span<const FoundFile> files() const { return files_; }
   /// A file of this size has come into the library since the beginning: it may be one of these.
   void noteAddition(std::int64_t size) { addedSizes_.insert(size); }
