@@ -138,8 +138,22 @@ WorkerRequest anyExport(FuzzedDataProvider& data) {
   return request;
 }
 
+WorkerRequest anyXmp(FuzzedDataProvider& data) {
+  WriteXmpRequest request;
+  request.notes = {.kind = SideKind::xmp, .title = anyName(data), .favorite = data.ConsumeBool()};
+  if (data.ConsumeBool()) request.creationDate = data.ConsumeIntegral<std::int64_t>();
+  if (data.ConsumeBool()) {
+    request.notes.exported =
+        ExportedNotes{.parts = {{data.ConsumeIntegral<std::int64_t>(), anyName(data)}},
+                      .albums = {anyName(data)},
+                      .modified = data.ConsumeIntegral<std::int64_t>(),
+                      .burstIdentifier = anyName(data)};
+  }
+  return request;
+}
+
 WorkerRequest anyRequest(FuzzedDataProvider& data) {
-  switch (data.ConsumeIntegralInRange(0, 5)) {
+  switch (data.ConsumeIntegralInRange(0, 6)) {
     case 0:
       return ProbeRequest{anyName(data)};
     case 1:
@@ -150,6 +164,8 @@ WorkerRequest anyRequest(FuzzedDataProvider& data) {
       return ExportContainersRequest{anyEnumerator<VideoPreset>(data, 0, 4)};
     case 4:
       return anyExport(data);
+    case 5:
+      return anyXmp(data);
     default:
       return DescribeRequest();
   }
@@ -188,6 +204,9 @@ bool isBelieved(const WorkerRequest& request, const Map& map, FileDescriptor mem
   }
   if (std::holds_alternative<VideoExportRequest>(request)) {
     return exportDoneReply(map, std::move(memory)).has_value();
+  }
+  if (std::holds_alternative<WriteXmpRequest>(request)) {
+    return bytesReply(0, map, std::move(memory)).has_value();
   }
   return descriptionReply(map, std::move(memory)).has_value();
 }

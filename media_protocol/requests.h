@@ -129,13 +129,22 @@ struct ExportContainersRequest {
   friend bool operator==(const ExportContainersRequest&, const ExportContainersRequest&) = default;
 };
 
+/// XMP for a photo or video that leaves a library. The packet to begin with, whose other properties
+/// stay, goes with it as a descriptor where there is one.
+struct WriteXmpRequest {
+  std::optional<std::int64_t> creationDate;  ///< UTC, nanoseconds since 1970
+  SideNotes notes;
+  friend bool operator==(const WriteXmpRequest&, const WriteXmpRequest&) = default;
+};
+
 /// How the worker itself stands; no descriptor goes with the packet.
 struct DescribeRequest {
   friend bool operator==(DescribeRequest, DescribeRequest) = default;
 };
 
-using WorkerRequest = std::variant<ProbeRequest, RenderRequest, EncodeRequest,
-                                   ExportContainersRequest, VideoExportRequest, DescribeRequest>;
+using WorkerRequest =
+    std::variant<ProbeRequest, RenderRequest, EncodeRequest, ExportContainersRequest,
+                 VideoExportRequest, WriteXmpRequest, DescribeRequest>;
 
 /// A name and what is to be said of it.
 struct NamedText {

@@ -15,6 +15,7 @@ constexpr Literal kFavorite = "favorite"_lit;
 constexpr Literal kExported = "exported"_lit;
 constexpr Literal kPartTypes = "partTypes"_lit;
 constexpr Literal kPartNames = "partNames"_lit;
+constexpr Literal kPartWere = "partNamesBefore"_lit;
 constexpr Literal kAlbums = "albums"_lit;
 constexpr Literal kModified = "modified"_lit;
 constexpr Literal kHidden = "hidden"_lit;
@@ -34,14 +35,17 @@ bool areShort(const std::vector<std::string>& texts) {
 Map exportedToMap(const ExportedNotes& notes) {
   List types;
   List names;
+  List were;
   for (const NotedPart& part : notes.parts) {
     types.emplace_back(part.type);
     names.emplace_back(part.name);
+    were.emplace_back(part.was);
   }
   List albums;
   for (const std::string& album : notes.albums) albums.emplace_back(album);
   Map map{{kPartTypes, std::move(types)},
           {kPartNames, std::move(names)},
+          {kPartWere, std::move(were)},
           {kAlbums, std::move(albums)},
           {kHidden, notes.hidden},
           {kBurst, notes.burstIdentifier},
@@ -55,14 +59,16 @@ Map exportedToMap(const ExportedNotes& notes) {
 bool readParts(const MapReader& reader, std::vector<NotedPart>& parts) {
   List types;
   std::vector<std::string> names;
+  std::vector<std::string> were;
   if (!reader.value(kPartTypes, types) || !reader.texts(kPartNames, names) ||
-      types.size() != names.size() || !areShort(names)) {
+      !reader.texts(kPartWere, were) || types.size() != names.size() ||
+      were.size() != names.size() || !areShort(names) || !areShort(were)) {
     return false;
   }
   for (std::size_t i = 0; i < names.size(); ++i) {
     const auto* type = types[i].as<std::int64_t>();
     if (type == nullptr) return false;
-    parts.push_back({*type, names[i]});
+    parts.push_back({*type, names[i], were[i]});
   }
   return true;
 }

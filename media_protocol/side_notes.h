@@ -26,6 +26,7 @@ enum class SideKind : std::int64_t {
 struct NotedPart {
   std::int64_t type = 0;  ///< of PHAssetResourceType
   std::string name;
+  std::string was = {};  ///< its name in the library that exported it; empty: the same
   friend bool operator==(const NotedPart&, const NotedPart&) = default;
 };
 

@@ -15,7 +15,7 @@ MediaProbe someSideFile() {
   probe.notes = {.kind = SideKind::xmp,
                  .title = "The sea",
                  .favorite = true,
-                 .exported = ExportedNotes{.parts = {{1, "a.jpg"}, {9, "a.mov"}},
+                 .exported = ExportedNotes{.parts = {{1, "a.jpg"}, {9, "a (2).mov", "a.mov"}},
                                            .albums = {"Sea", "Best"},
                                            .modified = -5,
                                            .hidden = true,

@@ -14,6 +14,7 @@ constexpr Literal kRender = "render"_lit;
 constexpr Literal kEncode = "encode"_lit;
 constexpr Literal kExportContainers = "exportContainers"_lit;
 constexpr Literal kExportVideo = "exportVideo"_lit;
+constexpr Literal kWriteXmp = "writeXmp"_lit;
 constexpr Literal kDescribe = "describe"_lit;
 constexpr Literal kName = "name"_lit;
 constexpr Literal kTargetWidth = "targetWidth"_lit;
@@ -31,6 +32,8 @@ constexpr Literal kPreset = "preset"_lit;
 constexpr Literal kContainer = "container"_lit;
 constexpr Literal kIndexFirst = "indexFirst"_lit;
 constexpr Literal kTimeMap = "timeMap"_lit;
+constexpr Literal kPacketDate = "creationDate"_lit;
+constexpr Literal kPacketNotes = "notes"_lit;
 constexpr Literal kKind = "kind"_lit;
 
 constexpr std::size_t kTimesPerSegment = 3;
@@ -77,6 +80,12 @@ Map toMap(const VideoExportRequest& request) {
           {kTimeMap, std::move(times)}};
 }
 
+Map toMap(const WriteXmpRequest& request) {
+  Map map{{kOperation, kWriteXmp}, {kPacketNotes, notesToMap(request.notes)}};
+  if (request.creationDate) map.emplace_back(kPacketDate, *request.creationDate);
+  return map;
+}
+
 Map toMap(const DescribeRequest&) {
   return {{kOperation, kDescribe}};
 }
@@ -100,6 +109,16 @@ bool read(const MapReader& reader, VideoExportRequest& request) {
         {nanoseconds(times[i]), nanoseconds(times[i + 1]), nanoseconds(times[i + 2])});
   }
   return isPlayable(request.timeMap);
+}
+
+bool read(const MapReader& reader, const Map& map, WriteXmpRequest& request) {
+  Map notes;
+  if (!reader.value(kPacketNotes, notes)) return false;
+  auto read = notesFromMap(notes);
+  if (!read) return false;
+  request.notes = *std::move(read);
+  return find(map, kPacketDate) == nullptr ||
+         reader.value(kPacketDate, request.creationDate.emplace());
 }
 
 bool read(const MapReader& reader, RenderRequest& request) {
@@ -145,6 +164,9 @@ std::optional<WorkerRequest> requestFromMap(const Map& map) {
   } else if (reader.isText(kOperation, kExportVideo)) {
     VideoExportRequest request;
     if (read(reader, request)) return request;
+  } else if (reader.isText(kOperation, kWriteXmp)) {
+    WriteXmpRequest request;
+    if (read(reader, map, request)) return request;
   } else if (reader.isText(kOperation, kDescribe)) {
     return DescribeRequest();
   }

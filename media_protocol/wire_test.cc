@@ -122,6 +122,18 @@ TEST(WorkerProtocol, ReadsAnEncodeRequestBack) {
   EXPECT_EQ(std::get<EncodeRequest>(*read), request);
 }
 
+TEST(WorkerProtocol, ReadsARequestForXmpBack) {
+  WriteXmpRequest request{-7, {.kind = SideKind::xmp, .favorite = true}};
+  request.notes.exported = ExportedNotes{.parts = {{1, "a.jpg"}}};
+  const auto read = requestFromMap(requestToMap(request));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(std::get<WriteXmpRequest>(*read), request);
+  request.creationDate.reset();
+  const auto dateless = requestFromMap(requestToMap(request));
+  ASSERT_TRUE(dateless);
+  EXPECT_EQ(std::get<WriteXmpRequest>(*dateless), request);
+}
+
 VideoExportRequest someExport() {
   using std::chrono::seconds;
   return {VideoPreset::mediumQuality,
@@ -185,6 +197,7 @@ TEST(WorkerProtocol, NeedsEveryKeyOfARequest) {
   expectEveryKeyNeeded(requestToMap(someExport()), readsRequest);
   expectEveryKeyNeeded(requestToMap(ExportContainersRequest{}), readsRequest);
   expectEveryKeyNeeded(requestToMap(ProbeRequest{"a"}), readsRequest);
+  expectEveryKeyNeeded(requestToMap(WriteXmpRequest{}), readsRequest);
   expectEveryKeyNeeded(requestToMap(someRender()), readsRequest);
   expectEveryKeyNeeded(requestToMap(EncodeRequest{ImageFormat::jpeg, 1, {1, 1, 3}}), readsRequest);
 }

@@ -19,6 +19,7 @@
 #include "media_worker/reading/decoding_memory.h"
 #include "media_worker/render/encode.h"
 #include "media_worker/render/render.h"
+#include "media_worker/side/xmp_writer.h"
 
 namespace quorvin {
 
@@ -30,7 +31,7 @@ WorkerReply failure(const Failure& error) {
 
 /// What came with a request.
 struct Given {
-  int file;
+  int file;    ///< -1 when there is none
   int output;  ///< -1 when there is none
   const ExportProgress& progress;
   const std::vector<SandboxLayer>& isolation;
@@ -65,6 +66,11 @@ WorkerReply perform(const VideoExportRequest& request, const Given& given) {
   if (given.output < 0) return malformed();
   const auto error = exportVideo(given.file, given.output, request, given.progress);
   return error ? failure(*error) : WorkerReply{exportDoneToMap(), {}};
+}
+
+WorkerReply perform(const WriteXmpRequest& request, const Given& given) {
+  auto packet = writeXmpFile(given.file, request);
+  return packet ? WorkerReply{{}, *std::move(packet)} : failure(packet.error());
 }
 
 WorkerReply perform(const DescribeRequest&, const Given& given) {
@@ -108,7 +114,8 @@ WorkerReply answerRequest(const Packet& packet, const ExportProgress& progress,
   const auto request = map == nullptr ? std::nullopt : requestFromMap(*map);
   const auto memory = map == nullptr ? std::nullopt : memoryFromMap(*map);
   const MemoryAllowance allowance(memory.value_or(std::numeric_limits<std::int64_t>::max()));
-  const bool needsFile = request && !std::holds_alternative<DescribeRequest>(*request);
+  const bool needsFile = request && !std::holds_alternative<DescribeRequest>(*request) &&
+                         !std::holds_alternative<WriteXmpRequest>(*request);
   if (!request || (needsFile && !packet.descriptor)) return malformed();
   const Given given{packet.descriptor.get(), packet.secondDescriptor.get(), progress, isolation};
   return std::visit([&given](const auto& each) { return perform(each, given); }, *request);

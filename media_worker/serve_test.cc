@@ -54,6 +54,21 @@ TEST(Answer, ProbesWithAMap) {
   EXPECT_FALSE(reply.memory);
 }
 
+TEST(Answer, WritesXmpWithAndWithoutAPacketToBeginWith) {
+  WriteXmpRequest request;
+  request.notes.kind = SideKind::xmp;
+  request.notes.favorite = true;
+  const WorkerReply first = answer(packetOf(requestToMap(request), {}));
+  EXPECT_TRUE(first.map.empty());
+  EXPECT_TRUE(probed(contents(first.memory), "a.xmp").notes.favorite);
+  request.creationDate = 5;
+  const WorkerReply second =
+      answer(packetOf(requestToMap(request), fileOf(contents(first.memory))));
+  EXPECT_EQ(probed(contents(second.memory), "a.xmp").creationDate, 5);
+  EXPECT_EQ(reasonFor(packetOf(requestToMap(request), fileOf(bytesOf("hello")))),
+            "The XMP side file is damaged.");
+}
+
 TEST(Answer, ExportsIntoTheSecondDescriptor) {
   const Bytes film = video({filled(64, 64, kRed), filled(64, 64, kBlue)});
   FileDescriptor output = makeMemoryFile(0);

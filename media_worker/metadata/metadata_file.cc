@@ -20,6 +20,7 @@ constexpr std::pair<const char*, const char*> kNamespaces[] = {
     {"http://ns.google.com/photos/1.0/container/item/", "Item"},
     {"http://ns.google.com/photos/1.0/depthmap/", "GDepth"},
     {"http://ns.adobe.com/hdr-gain-map/1.0/", "hdrgm"},
+    {"https://quorvin.dev/ns/1.0/", "quorvin"},
 };
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "media_worker/probe/probe_raw.h"
 #include "media_worker/reading/input_file.h"
 #include "media_worker/reading/signature.h"
+#include "media_worker/side/side_file.h"
 
 namespace quorvin {
 namespace {
@@ -65,6 +66,7 @@ Result<MediaProbe> probePicture(const InputFile& file, int fd, PictureSignature 
 Result<MediaProbe> probeContent(const InputFile& file, int fd, const std::string& name) {
   const PictureSignature picture = pictureSignature(file.head(kSignatureLength));
   if (picture.format != PictureFormat::none) return probePicture(file, fd, picture, name);
+  if (auto side = probeSide(file, name)) return *std::move(side);
   auto probe = probeMovie(file);
   if (probe && probe->kind == MediaKind::video) probe->mediaSubtypes |= videoNameSubtypes(name);
   return probe;

@@ -21,7 +21,7 @@ namespace {
 constexpr int kOnThisThread = 0;
 
 /// Larger pictures are not put together just to look at them.
-constexpr std::int64_t kLargestTrial = 100'000'000;
+constexpr std::int64_t kLargestTiledTrial = 100'000'000;
 
 /// How the picture's own pixels are tried: damage counts, and of tiles a few stand for the rest.
 HevcDecoding trialOf(const InputFile& file, const heif_image_handle* picture) {
@@ -49,7 +49,7 @@ heif_error_code tryDecoding(const InputFile& file, const heif_image_handle* pict
 /// Previews say nothing of the picture.
 std::optional<Failure> decodingError(const InputFile& file, const heif_image_handle* picture,
                                      std::int64_t pixels) {
-  if (pixels > kLargestTrial) return std::nullopt;
+  if (pixels > kLargestTiledTrial) return std::nullopt;
   switch (tryDecoding(file, picture)) {
     case heif_error_Ok:
       return std::nullopt;

@@ -33,6 +33,10 @@ class NotingMedia final : public MediaService {
     ++encodings;
     return media_.encode(image, format, quality);
   }
+  Result<ByteBuffer> writeXmp(const FileDescriptor& existing,
+                              const WriteXmpRequest& request) override {
+    return media_.writeXmp(existing, request);
+  }
 
   std::vector<RenderRequest> requests;
   int encodings = 0;

@@ -31,6 +31,10 @@ class JoinedMedia final : public MediaService {
                             double quality) override {
     return media_.encode(image, format, quality);
   }
+  Result<ByteBuffer> writeXmp(const FileDescriptor& existing,
+                              const WriteXmpRequest& request) override {
+    return media_.writeXmp(existing, request);
+  }
 
   /// Those who wait for what others have asked for.
   std::size_t waiting() QUORVIN_EXCLUDES(lock_);

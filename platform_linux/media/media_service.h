@@ -1,4 +1,5 @@
-// What the media worker does for this process: it parses, renders and encodes media files.
+// What the media worker does for this process: it parses, renders and encodes media files,
+// and writes what is said beside them.
 #pragma once
 
 #include <cstdint>
@@ -62,6 +63,11 @@ class MediaService {
   /// `quality` is 0 to 1, for JPEG.
   virtual Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,
                                     double quality) = 0;
+
+  /// XMP of what the request tells, and of what `existing` says beside that, which is a packet of
+  /// XMP or none.
+  virtual Result<ByteBuffer> writeXmp(const FileDescriptor& existing,
+                                      const WriteXmpRequest& request) = 0;
 };
 
 }  // namespace quorvin

@@ -170,6 +170,16 @@ Result<ByteBuffer> MediaWorkerPool::encode(const RenderedImage& image, ImageForm
                          });
 }
 
+Result<ByteBuffer> MediaWorkerPool::writeXmp(const FileDescriptor& existing,
+                                             const WriteXmpRequest& request) {
+  const int descriptor = existing.get();
+  const std::span<const int> descriptors(&descriptor, existing ? 1 : 0);
+  return run<ByteBuffer>(requestToMap(request), {{}, descriptors, WorkerLane::chores, {}},
+                         [](const Map& reply, FileDescriptor memory) {
+                           return bytesReply(0, reply, std::move(memory));
+                         });
+}
+
 Result<std::vector<VideoContainer>> MediaWorkerPool::exportContainers(const FileDescriptor& source,
                                                                       VideoPreset preset) {
   return ask<std::vector<VideoContainer>>(WorkerLane::chores, ExportContainersRequest{preset},

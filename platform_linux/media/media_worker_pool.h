@@ -69,6 +69,8 @@ class MediaWorkerPool final : public MediaService, public VideoExporter {
                                                       std::stop_token stop = {}) override;
   Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,
                             double quality) override;
+  Result<ByteBuffer> writeXmp(const FileDescriptor& existing,
+                              const WriteXmpRequest& request) override;
 
   Result<std::vector<VideoContainer>> exportContainers(const FileDescriptor& source,
                                                        VideoPreset preset) override;

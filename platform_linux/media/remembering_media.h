@@ -27,6 +27,11 @@ class RememberingMedia final : public MediaService, public VideoExporter {
   /// Of pixels, which are no file: not remembered.
   Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,
                             double quality) override;
+  /// Not remembered.
+  Result<ByteBuffer> writeXmp(const FileDescriptor& existing,
+                              const WriteXmpRequest& request) override {
+    return media_.writeXmp(existing, request);
+  }
 
   Result<std::vector<VideoContainer>> exportContainers(const FileDescriptor& source,
                                                        VideoPreset preset) override;

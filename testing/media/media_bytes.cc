@@ -21,6 +21,12 @@ Bytes bytesOf(const std::string& text) {
   return {text.begin(), text.end()};
 }
 
+std::string repeated(const std::string& text, std::size_t times) {
+  std::string all;
+  for (std::size_t i = 0; i < times; ++i) all += text;
+  return all;
+}
+
 Bytes firstBytes(const Bytes& bytes, std::size_t count) {
   return {bytes.begin(),
           bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size()))};

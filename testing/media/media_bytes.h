@@ -16,6 +16,8 @@ using Bytes = std::vector<std::uint8_t>;
 
 Bytes concatenated(std::initializer_list<Bytes> parts);
 Bytes bytesOf(const std::string& text);
+/// The text so many times.
+std::string repeated(const std::string& text, std::size_t times);
 Bytes firstBytes(const Bytes& bytes, std::size_t count);
 
 /// A file in memory.

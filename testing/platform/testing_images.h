@@ -72,6 +72,9 @@ class ScriptedMedia final : public MediaService {
   Result<ByteBuffer> encode(const RenderedImage&, ImageFormat format, double quality) override {
     return onEncode(format, quality);
   }
+  Result<ByteBuffer> writeXmp(const FileDescriptor&, const WriteXmpRequest&) override {
+    return Failure(LibraryErrorCode::internal, "no XMP is written here.");
+  }
 
   std::vector<Rendering> renderings() const {
     const std::lock_guard guard(mutex_);

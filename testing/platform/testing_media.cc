@@ -30,8 +30,10 @@ void sideProperty(const std::string& key, const std::string& value, SideNotes& n
     return notes.exported ? *notes.exported : notes.exported.emplace();
   };
   if (key == "part") {
-    const std::size_t colon = value.find(':');
-    exported().parts.push_back({std::stoll(value), withSpaces(value.substr(colon + 1))});
+    const std::string names = withSpaces(value.substr(value.find(':') + 1));
+    const std::size_t was = std::min(names.find(':'), names.size());
+    exported().parts.push_back(
+        {std::stoll(value), names.substr(0, was), was < names.size() ? names.substr(was + 1) : ""});
   }
   if (key == "album") exported().albums.push_back(withSpaces(value));
   if (key == "modified") exported().modified = std::stoll(value);
@@ -67,14 +69,39 @@ void property(const std::string& word, MediaProbe& probe) {
   if (key == "moviesize") probe.embeddedMovieLength = std::stoll(value);
 }
 
+std::string withoutSpaces(std::string text) {
+  std::replace(text.begin(), text.end(), ' ', '_');
+  return text;
+}
+
+std::string wordsOf(const ExportedNotes& notes) {
+  std::ostringstream words;
+  for (const NotedPart& part : notes.parts) {
+    words << " part=" << part.type << ':' << withoutSpaces(part.name);
+    if (!part.was.empty()) words << ':' << withoutSpaces(part.was);
+  }
+  for (const std::string& album : notes.albums) words << " album=" << withoutSpaces(album);
+  if (notes.modified) words << " modified=" << *notes.modified;
+  if (notes.hidden) words << " hidden";
+  if (!notes.burstIdentifier.empty()) words << " burst=" << notes.burstIdentifier;
+  if (notes.burstPrimary) words << " primary";
+  if (notes.represents) words << " represents";
+  if (notes.burstSelection != 0) words << " chosen=" << notes.burstSelection;
+  return words.str();
+}
+
+std::string contentOf(const FileDescriptor& file) {
+  std::array<char, 4096> buffer;
+  const ssize_t size = file ? ::pread(file.get(), buffer.data(), buffer.size(), 0) : 0;
+  return std::string(buffer.data(), size < 0 ? 0 : static_cast<std::size_t>(size));
+}
+
 }  // namespace
 
 Result<MediaProbe> ScriptedMedia::probe(const FileDescriptor& file, const std::string& name) {
   ++probes;
   if (onProbe) onProbe(name);
-  std::array<char, 4096> buffer;
-  const ssize_t size = ::pread(file.get(), buffer.data(), buffer.size(), 0);
-  std::istringstream words(std::string(buffer.data(), size < 0 ? 0 : static_cast<size_t>(size)));
+  std::istringstream words(contentOf(file));
   std::string word;
   words >> word;
   MediaProbe probe;
@@ -114,6 +141,16 @@ Result<std::shared_ptr<const RenderedImage>> ScriptedMedia::render(const FileDes
 
 Result<ByteBuffer> ScriptedMedia::encode(const RenderedImage&, ImageFormat, double) {
   return Failure(LibraryErrorCode::internal, "nothing is encoded here.");
+}
+
+Result<ByteBuffer> ScriptedMedia::writeXmp(const FileDescriptor& existing,
+                                           const WriteXmpRequest& request) {
+  std::string words = "side kind=xmp";
+  if (request.creationDate) words += " date=" + std::to_string(*request.creationDate);
+  if (request.notes.favorite) words += " favorite";
+  if (request.notes.exported) words += wordsOf(*request.notes.exported);
+  words += ' ' + contentOf(existing);
+  return ByteBuffer(std::vector<std::uint8_t>(words.begin(), words.end()));
 }
 
 }  // namespace quorvin

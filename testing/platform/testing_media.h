@@ -12,8 +12,8 @@ namespace quorvin {
 
 /// Understands files such as "image id=X burst=B primary date=5 anything=else": the kind first,
 /// then properties. "side kind=xmp date=5 favorite title=Two_words" is a side file, for which
-/// "part=5:IMG_E1.JPG album=A modified=7 hidden burst=B primary represents chosen=2" are what an
-/// export told. What begins with no kind is no media.
+/// "part=5:IMG_E1.JPG:WAS.JPG album=A modified=7 hidden burst=B primary represents chosen=2" are
+/// what an export told. What begins with no kind is no media.
 class ScriptedMedia final : public MediaService {
  public:
   /// Called before each answer.
@@ -27,6 +27,9 @@ class ScriptedMedia final : public MediaService {
                                                       std::stop_token stop = {}) override;
   Result<ByteBuffer> encode(const RenderedImage& image, ImageFormat format,
                             double quality) override;
+  /// A side file in words, with what `existing` says behind it.
+  Result<ByteBuffer> writeXmp(const FileDescriptor& existing,
+                              const WriteXmpRequest& request) override;
 };
 
 }  // namespace quorvin
