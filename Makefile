@@ -1,12 +1,12 @@
 # The two commands are `make demo` and `make test`; `make help` lists all.
 .DEFAULT_GOAL := help
-.PHONY: help demo test check crash-test hostile stress bench coverage fuzz clean
+.PHONY: help demo test check crash-test killed-imports hostile stress bench coverage fuzz clean
 
 # `make test PRESET=ci` takes every warning for an error.
 PRESET ?= test
 
 help: ## say what there is
-	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-10s %s\n", $$1, $$2 }' Makefile
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-14s %s\n", $$1, $$2 }' Makefile
 
 demo: ## install, build, import media and show every method; PHOTOS=DIR takes your own
 	@scripts/demo.sh
@@ -22,6 +22,10 @@ check: ## run what takes long: all tests under sanitizers, valgrind, static anal
 crash-test: ## kill 10,000 processes, fail every call and lose power at every moment while libraries change
 	@scripts/install_dependencies.sh test
 	@scripts/crash_test.sh
+
+killed-imports: ## import 100,000 files, killed 50 times on the way; each is there once
+	@scripts/install_dependencies.sh test
+	@scripts/killed_imports.sh
 
 hostile: ## ask everything of bombs, disguises and 20,000 damaged files, through the real worker
 	@scripts/install_dependencies.sh test
