@@ -83,6 +83,17 @@ struct BackupCommand {
   int run() const;
 };
 
+struct ExportCommand {
+  std::string library;
+  std::string target;
+  std::optional<std::string> album;
+  bool all = false;
+  bool original = false;
+  bool current = false;
+  std::string layout = "date";
+  int run() const;
+};
+
 struct PreviewsCommand {
   std::string library;
   int run() const;

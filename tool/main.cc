@@ -48,6 +48,7 @@ class Tool {
     addTrash();
     addCheck();
     addBackup();
+    addExport();
     addDoctor();
     addInfo();
     addPreviews();
@@ -183,6 +184,27 @@ class Tool {
     runs(sub, check_);
   }
 
+  void addExport() {
+    CLI::App* sub = add("export", "Write assets into a folder as ordinary files");
+    sub->add_option("DIR", export_.target, "The folder, made where it is missing")
+        ->required()
+        ->type_name("")
+        ->check(CLI::Validator(refuseEmpty, ""));
+    CLI::Option* album = sub->add_option("--album", export_.album, "Only the assets of this album")
+                             ->type_name("TITLE")
+                             ->check(CLI::Validator(refuseEmpty, ""));
+    sub->add_flag("--all", export_.all, "All assets, as without --album")->excludes(album);
+    CLI::Option* original =
+        sub->add_flag("--original", export_.original, "Only the files that came from the camera");
+    sub->add_flag("--current", export_.current, "Only what is shown: of edited photos the result")
+        ->excludes(original);
+    sub->add_option("--layout", export_.layout,
+                    "Folders by year and month (date), or one for each album (album)")
+        ->transform(CLI::IsMember({"date", "album"}, CLI::ignore_case))
+        ->capture_default_str();
+    runs(sub, export_);
+  }
+
   void addBackup() {
     CLI::App* sub = add("backup", "Make a folder a second library that holds what this one does");
     sub->add_option("DIR", backup_.target, "The folder, or an earlier backup")
@@ -222,6 +244,7 @@ class Tool {
   TrashCommand trash_;
   CheckCommand check_;
   BackupCommand backup_;
+  ExportCommand export_;
   DoctorCommand doctor_;
   InfoCommand info_;
   PreviewsCommand previews_;

@@ -1,0 +1,290 @@
+#include "platform_linux/library/export/exporter.h"
+
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "platform_linux/library/export/export_list.h"
+#include "testing/platform/testing_import.h"
+
+namespace quorvin {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::int64_t kDay = 86'400'000'000'000;
+
+struct Exporting : testing::Test, ImportFixture {
+  std::string target() const { return folder / "out"; }
+
+  Result<ExportReport> tryExport(const ExportOptions& options = {}) {
+    return exportLibrary(libraryPath(), media, target(), options);
+  }
+  ExportReport exported(const ExportOptions& options = {}) {
+    const auto report = tryExport(options);
+    EXPECT_TRUE(report) << report.error().sentence();
+    if (!report) return {};
+    for (const std::string& each : report->problems) ADD_FAILURE() << each;
+    EXPECT_FALSE(report->ended) << *report->ended;
+    return *report;
+  }
+  /// What stands in the folder, without the list.
+  std::vector<std::string> names() const {
+    std::vector<std::string> names = filesBelow(target());
+    std::erase(names, kExportList);
+    return names;
+  }
+  std::string at(const std::string& path) const { return readFile(target() + "/" + path); }
+  Gardener gardener() const { return Gardener(libraryPath()); }
+};
+
+using Names = std::vector<std::string>;
+
+TEST_F(Exporting, WritesEachAssetAsFilesByDateWithWhatIsKnownOfIt) {
+  put("IMG_1.JPG", "image date=" + std::to_string(20 * kDay));
+  put("IMG_2.HEIC", "image date=" + std::to_string(50 * kDay));
+  put("IMG_2.MOV", "video");
+  importAll();
+  Gardener(libraryPath()).run("UPDATE assets SET favorite = 1, hidden = 1 WHERE id = 1");
+  const ExportReport report = exported();
+  EXPECT_EQ(report.assets, 2);
+  EXPECT_EQ(report.files, 5);
+  EXPECT_EQ(report.newFiles, 5);
+  EXPECT_EQ(names(), (Names{"1970/01/IMG_1.JPG", "1970/01/IMG_1.JPG.xmp", "1970/02/IMG_2.HEIC",
+                            "1970/02/IMG_2.HEIC.xmp", "1970/02/IMG_2.MOV"}));
+  EXPECT_EQ(at("1970/01/IMG_1.JPG"), "image date=" + std::to_string(20 * kDay));
+  const std::string modified =
+      Gardener(libraryPath()).text("SELECT modified_ns FROM assets WHERE id = 1");
+  EXPECT_EQ(at("1970/01/IMG_1.JPG.xmp"),
+            "side kind=xmp date=" + std::to_string(20 * kDay) +
+                " favorite part=1:IMG_1.JPG:IMG_1.JPG modified=" + modified + " hidden ");
+  EXPECT_NE(at("1970/02/IMG_2.HEIC.xmp").find("part=1:IMG_2.HEIC:IMG_2.HEIC part=9:IMG_2.MOV:"),
+            std::string::npos);
+}
+
+TEST_F(Exporting, FilesMayBeChangedAndKeepTheirDate) {
+  put("a.jpg", "image date=5");
+  importAll();
+  Gardener(libraryPath()).run("UPDATE assets SET modified_ns = -1500000000");
+  const mode_t before = ::umask(0022);
+  exported();
+  ::umask(before);
+  struct stat status = {};
+  ASSERT_EQ(::stat((target() + "/1970/01/a.jpg").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0644U);
+  EXPECT_EQ(status.st_mtim.tv_sec, -2);
+  EXPECT_EQ(status.st_mtim.tv_nsec, 500'000'000);
+}
+
+TEST_F(Exporting, NumbersWhatWouldHaveOneName) {
+  put("x/IMG_1.JPG", "image date=5 one");
+  put("y/img_1.jpg", "image date=5 two");
+  put("z/IMG_1.MOV", "video date=5");
+  put("z/IMG_1 (2).JPG", "image date=5 three");
+  import({folder / "in/x"});
+  import({folder / "in/y"});
+  import({folder / "in/z/IMG_1.MOV"});
+  import({folder / "in/z"});
+  exported();
+  EXPECT_EQ(names(),
+            (Names{"1970/01/IMG_1 (2) (2).JPG", "1970/01/IMG_1 (2) (2).JPG.xmp",
+                   "1970/01/IMG_1 (3).MOV", "1970/01/IMG_1 (3).MOV.xmp", "1970/01/IMG_1.JPG",
+                   "1970/01/IMG_1.JPG.xmp", "1970/01/img_1 (2).jpg", "1970/01/img_1 (2).jpg.xmp"}));
+}
+
+TEST_F(Exporting, CopiesNothingTwice) {
+  put("a.jpg", "image date=5");
+  put("b.jpg", "image date=6");
+  importAll();
+  exported();
+  EXPECT_EQ(exported().newFiles, 0);
+  Gardener(libraryPath()).run("UPDATE assets SET favorite = 1 WHERE id = 1");
+  EXPECT_EQ(exported().newFiles, 1) << "what is told of it has changed";
+  EXPECT_NE(at("1970/01/a.jpg.xmp").find("favorite"), std::string::npos);
+  fs::remove(target() + "/1970/01/b.jpg");
+  EXPECT_EQ(exported().newFiles, 1);
+  EXPECT_EQ(names().size(), 4U);
+}
+
+TEST_F(Exporting, GoesOnWithAnExportOfWhichNothingWasListed) {
+  put("a.jpg", "image date=5");
+  importAll();
+  exported();
+  fs::remove(target() + "/" + kExportList);
+  EXPECT_EQ(exported().newFiles, 0);
+}
+
+TEST_F(Exporting, LeavesFilesOfOthersAlone) {
+  put("a.jpg", "image date=5");
+  importAll();
+  writeFile(target() + "/1970/01/a.jpg", "precious");
+  writeFile(target() + "/1970/01/A (2).png", "precious too");
+  exported();
+  EXPECT_EQ(at("1970/01/a.jpg"), "precious");
+  EXPECT_EQ(at("1970/01/A (2).png"), "precious too");
+  EXPECT_NE(at("1970/01/a (3).jpg").find("image"), std::string::npos);
+  EXPECT_EQ(exported().newFiles, 0);
+}
+
+TEST_F(Exporting, AnExportedFileThatSomebodyChangedStays) {
+  put("a.jpg", "image date=5");
+  importAll();
+  exported();
+  writeFile(target() + "/1970/01/a.jpg", "image of mine");
+  exported();
+  EXPECT_EQ(at("1970/01/a.jpg"), "image of mine");
+  EXPECT_EQ(at("1970/01/a (2).jpg"), "image date=5");
+}
+
+TEST_F(Exporting, WritesAFolderForEachAlbum) {
+  put("a.jpg", "image date=5");
+  put("b.jpg", "image date=6");
+  put("c.jpg", "image date=7");
+  import({folder / "in/a.jpg"}, "Sea/Sky");
+  import({folder / "in/b.jpg"}, "Best");
+  import({folder / "in/c.jpg"});
+  import({folder / "in/a.jpg"}, "Best");
+  exported({.layout = ExportOptions::Layout::album});
+  EXPECT_EQ(names(), (Names{"1970/01/c.jpg", "1970/01/c.jpg.xmp", "Best/b.jpg", "Best/b.jpg.xmp",
+                            "Sea_Sky/a.jpg", "Sea_Sky/a.jpg.xmp"}));
+  EXPECT_NE(at("Sea_Sky/a.jpg.xmp").find("album=Sea/Sky album=Best"), std::string::npos);
+}
+
+TEST_F(Exporting, TakesOneAlbumAlone) {
+  put("a.jpg", "image date=5");
+  put("b.jpg", "image date=6");
+  import({folder / "in/a.jpg"}, "Sea");
+  importAll();
+  exported({.album = "Sea"});
+  EXPECT_EQ(names(), (Names{"1970/01/a.jpg", "1970/01/a.jpg.xmp"}));
+  const auto unknown = tryExport({.album = "Lake"});
+  ASSERT_FALSE(unknown);
+  EXPECT_EQ(unknown.error().sentence(), "There is no album “Lake”; quorvin info lists them.");
+}
+
+TEST_F(Exporting, ListsAlbumsAndFilesInTheirOrder) {
+  put("b.jpg", "image date=5");
+  put("a.jpg", "image date=6");
+  import({folder / "in/b.jpg"}, "Sea");
+  importAll();
+  Gardener(libraryPath()).plantAlbum("Empty");
+  exported();
+  const ExportList list = readExportList(readFile(target() + "/" + kExportList));
+  EXPECT_EQ(list.albums, (Names{"Sea", "Empty"}));
+  ASSERT_EQ(list.assets.size(), 2U);
+  EXPECT_EQ(list.assets[0].files[0].path, "1970/01/b.jpg");
+  EXPECT_EQ(list.assets[0].files[1].path, "1970/01/b.jpg.xmp");
+  EXPECT_EQ(list.assets[1].files[0].path, "1970/01/a.jpg");
+  EXPECT_EQ(list.assets[0].files[0].size, static_cast<std::int64_t>(at("1970/01/b.jpg").size()));
+}
+
+TEST_F(Exporting, LeavesOutWhatIsDeletedAndTakesWhatIsHiddenOrInABurst) {
+  put("a.jpg", "image date=5");
+  put("b.jpg", "image date=6 burst=B primary");
+  put("c.jpg", "image date=7 burst=B");
+  put("d.jpg", "image date=8");
+  importAll();
+  Gardener(libraryPath()).run("UPDATE assets SET hidden = 1 WHERE id = 1");
+  Gardener(libraryPath()).run("UPDATE assets SET trashed_ns = 5 WHERE id = 4");
+  EXPECT_EQ(exported().assets, 3);
+  EXPECT_NE(at("1970/01/b.jpg.xmp").find("burst=B primary represents chosen="), std::string::npos);
+  EXPECT_FALSE(fs::exists(target() + "/1970/01/d.jpg"));
+}
+
+TEST_F(Exporting, TheMovieOfAMotionPhotoStaysInIt) {
+  const std::string photo = "image date=5 movieat=60 moviesize=10 ";
+  put("a.jpg", photo + std::string(60 - photo.size(), 'x') + "0123456789 end");
+  importAll();
+  ASSERT_EQ(Gardener(libraryPath()).integer("SELECT count(*) FROM resources"), 2);
+  exported();
+  EXPECT_EQ(names(), (Names{"1970/01/a.jpg", "1970/01/a.jpg.xmp"}));
+}
+
+TEST_F(Exporting, TellsOfAnOriginalThatIsMissingAndGoesOn) {
+  put("a.jpg", "image date=5");
+  put("b.jpg", "image date=6");
+  importAll();
+  const std::string path =
+      Gardener(libraryPath()).text("SELECT path FROM resources WHERE asset = 1");
+  fs::remove(libraryPath() + "/originals/" + path);
+  const auto report = tryExport();
+  ASSERT_TRUE(report);
+  EXPECT_EQ(report->assets, 1);
+  EXPECT_EQ(report->problems,
+            Names{"The original of “" + target() + "/1970/01/a.jpg” is not in the library."});
+}
+
+TEST_F(Exporting, TellsOfAnOriginalThatIsNotWhatTheCatalogueSays) {
+  put("a.jpg", "image date=5");
+  importAll();
+  const std::string path =
+      libraryPath() + "/originals/" + Gardener(libraryPath()).text("SELECT path FROM resources");
+  fs::permissions(path, fs::perms(0600));
+  writeFile(path, "image date=6");
+  const auto report = tryExport();
+  ASSERT_TRUE(report);
+  ASSERT_EQ(report->problems.size(), 1U);
+  EXPECT_NE(report->problems[0].find("is not what the library holds"), std::string::npos);
+}
+
+TEST_F(Exporting, EndsWhenItIsAskedToAndGoesOnTheNextTime) {
+  for (int i = 0; i < 5; ++i) {
+    put("a" + std::to_string(i) + ".jpg", "image date=5 " + std::to_string(i));
+  }
+  importAll();
+  std::stop_source stop;
+  int done = 0;
+  ExportOptions options{.stop = stop.get_token()};
+  options.assetDone = [&] {
+    if (++done == 2) stop.request_stop();
+  };
+  const auto report = tryExport(options);
+  ASSERT_TRUE(report);
+  EXPECT_EQ(report->ended, "it was interrupted.");
+  EXPECT_EQ(report->assets, 2);
+  EXPECT_EQ(names().size(), 4U);
+  EXPECT_EQ(exported().newFiles, 6);
+  EXPECT_EQ(names().size(), 10U);
+}
+
+TEST_F(Exporting, RefusesAFolderInTheLibraryAndOneThatIsBeingFilled) {
+  put("a.jpg", "image date=5");
+  importAll();
+  const auto inside = exportLibrary(libraryPath(), media, libraryPath() + "/out", {});
+  ASSERT_FALSE(inside);
+  EXPECT_FALSE(fs::exists(libraryPath() + "/out"));
+  fs::create_directory(target());
+  writeFile(target() + "/.quorvin-export.unfinished", "");
+  const FileDescriptor other(
+      ::open((target() + "/.quorvin-export.unfinished").c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  EXPECT_FALSE(tryExport());
+}
+
+TEST_F(Exporting, WritesNothingThroughALinkInItsFolder) {
+  put("a.jpg", "image date=5");
+  importAll();
+  fs::create_directories(folder / "elsewhere");
+  fs::create_directory(target());
+  fs::create_directory_symlink(folder / "elsewhere", target() + "/1970");
+  const auto report = tryExport();
+  ASSERT_TRUE(report);
+  EXPECT_EQ(report->problems.size(), 1U);
+  EXPECT_TRUE(fs::is_empty(folder / "elsewhere"));
+}
+
+TEST_F(Exporting, LeavesTheLibraryAsItIs) {
+  put("a.jpg", "image date=5");
+  importAll();
+  const auto before = filesBelow(libraryPath());
+  const std::string rows = Gardener(libraryPath()).text("SELECT * FROM assets");
+  exported();
+  EXPECT_EQ(filesBelow(libraryPath()), before);
+  EXPECT_EQ(Gardener(libraryPath()).text("SELECT * FROM assets"), rows);
+  expectSound();
+}
+
+}  // namespace
+}  // namespace quorvin

@@ -1,0 +1,41 @@
+#include "platform_linux/library/export/leaving_notes.h"
+
+namespace quorvin {
+namespace {
+
+/// Of titles in one request, in bytes.
+constexpr std::size_t kMostTitles = 24 << 10;
+
+}  // namespace
+
+WriteXmpRequest leavingNotes(const LeavingAsset& asset, const std::vector<PlacedFile>& files,
+                             const std::map<std::int64_t, std::string>& albums) {
+  WriteXmpRequest request;
+  request.creationDate = asset.created;
+  request.notes.kind = SideKind::xmp;
+  request.notes.favorite = asset.favorite;
+  ExportedNotes& notes = request.notes.exported.emplace();
+  for (const PlacedFile& file : files) {
+    if (file.resource == nullptr) continue;
+    const std::string& path = file.listed.path;
+    const std::string& was = file.resource->name;
+    notes.parts.push_back({file.listed.type, path.substr(path.rfind('/') + 1),
+                           was.size() <= kLongestText ? was : ""});
+  }
+  std::size_t bytes = 0;
+  for (const std::int64_t row : asset.albums) {
+    const std::string& title = albums.at(row);
+    bytes += title.size();
+    if (title.size() > kLongestText || bytes > kMostTitles) continue;
+    if (notes.albums.size() < kMostNotes) notes.albums.push_back(title);
+  }
+  notes.modified = asset.modified;
+  notes.hidden = asset.hidden;
+  notes.burstIdentifier = asset.burst;
+  notes.burstPrimary = asset.burstPrimary;
+  notes.represents = asset.represents;
+  notes.burstSelection = asset.burstSelection;
+  return request;
+}
+
+}  // namespace quorvin
