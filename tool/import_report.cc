@@ -46,7 +46,7 @@ void ImportReport::filesFound(std::size_t) {
 }
 
 void ImportReport::fileDone(const ImportedFile& file) {
-  if (file.outcome == FileOutcome::refused) return;
+  if (file.outcome == FileOutcome::refused || file.outcome == FileOutcome::passedOver) return;
   if (file.outcome == FileOutcome::added) addedBytes_ += file.bytes;
   if (isJson()) {
     printLine({{"path", file.path}, {"status", nameOf(file.outcome)}, {"bytes", file.bytes}});

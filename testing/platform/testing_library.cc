@@ -81,7 +81,7 @@ void Gardener::makeFirstVersion() {
        {"new_asset", "changed_asset", "gone_asset", "new_member", "moved_member", "gone_member"}) {
     run(std::string("DROP TRIGGER places_of_") + trigger);
   }
-  run("DROP TABLE places; DROP TABLE place_counts;"
+  run("DROP TABLE families; DROP TABLE places; DROP TABLE place_counts;"
       "DROP TABLE journal; DROP TABLE time_maps; DROP INDEX trashed_by_date;"
       "PRAGMA user_version = 1");
 }

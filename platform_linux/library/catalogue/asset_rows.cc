@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "platform_linux/library/catalogue/time_maps.h"
-#include "platform_linux/library/database/sql_text.h"
+#include "platform_linux/library/values/side_resources.h"
 #include "platform_linux/videos/slow_motion.h"
 
 namespace quorvin {
@@ -74,13 +74,15 @@ int rankOf(PHAssetResourceType type) {
   return static_cast<int>(std::find(kOrder.begin(), kOrder.end(), type) - kOrder.begin());
 }
 
-constexpr auto kDemoteVideo = sql("UPDATE resources SET type = ") + kPairedVideoResource +
-                              ", pos = ? WHERE asset = ? AND type = " + kVideoResource;
-constexpr auto kBecomeStill =
-    sql("UPDATE assets SET media_type = ?, subtypes = ? | ") + kLiveBit +
-    ", width = ?, height = ?, duration = ?, created_ns = ?, modified_ns = ?, front_camera = ?,"
-    " animated = ?, raw = ?, burst_primary = ?, burst_id = ?,"
-    " content_id = coalesce(content_id, ?), source_folder = ? WHERE id = ?";
+// Behind all that have a place of their own, side files stand as they came.
+constexpr std::int64_t kUnseen = 100;
+
+std::int64_t positionOf(Database& database, std::int64_t asset, PHAssetResourceType type) {
+  if (!isUnseen(type)) return rankOf(type);
+  Statement last = database.prepare("SELECT max(pos) FROM resources WHERE asset = ?");
+  const auto position = last.bind(asset).next() ? last.optionalInteger(0) : std::nullopt;
+  return std::max(kUnseen, position.value_or(0) + 1);
+}
 
 }  // namespace
 
@@ -99,34 +101,53 @@ std::optional<std::int64_t> insertAsset(Database& database, const NewAsset& asse
   return row;
 }
 
+bool updateAsset(Database& database, std::int64_t row, const NewAsset& asset) {
+  Statement update = database.prepare(
+      "UPDATE assets SET media_type = ?, subtypes = ?, width = ?, height = ?, duration = ?,"
+      " created_ns = ?, modified_ns = ?, front_camera = ?, animated = ?, raw = ?,"
+      " burst_primary = ?, burst_id = coalesce(?, burst_id), content_id = ?, source_folder = ?"
+      " WHERE id = ?");
+  bindProperties(update, asset);
+  const std::optional<std::string> burst = nonEmpty(asset.probe.burstIdentifier);
+  const std::optional<std::string> content = nonEmpty(asset.probe.contentIdentifier);
+  return update.bind(burst, content, asset.sourceFolder, row).run();
+}
+
+bool setLive(Database& database, std::int64_t asset, bool isLive) {
+  Statement mark = database.prepare(
+      "UPDATE assets SET subtypes = subtypes & ~?1 | ?2"
+      " WHERE id = ?3 AND subtypes & ?1 <> ?2");
+  return mark.bind(kLive, isLive ? kLive : 0, asset).run();
+}
+
+bool setTimeMap(Database& database, std::int64_t asset, const TimeMap& map) {
+  return removeTimeMap(database, asset) && insertTimeMap(database, asset, map);
+}
+
 bool insertResource(Database& database, std::int64_t asset, const NewResource& resource) {
   // Positions are wide apart, one for each type.
   Statement insert = database.prepare(
       "INSERT INTO resources(asset, pos, type, name, uti, path, size, hash, orientation)"
       " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
-  insert.bind(asset, rankOf(resource.type), static_cast<std::int64_t>(resource.type), resource.name,
+  insert.bind(asset, positionOf(database, asset, resource.type),
+              static_cast<std::int64_t>(resource.type), resource.name,
               resource.uniformTypeIdentifier, resource.path, resource.size, Blob{resource.hash},
               std::clamp(resource.orientation, 1, 8));
   return insert.run();
 }
 
-bool insertPairedVideo(Database& database, std::int64_t photo, NewResource video) {
-  video.type = PHAssetResourceType::pairedVideo;
-  Statement mark = database.prepare("UPDATE assets SET subtypes = subtypes | ? WHERE id = ?");
-  return insertResource(database, photo, video) && mark.bind(kLive, photo).run();
+bool placeResource(Database& database, std::int64_t asset, const NewResource& resource) {
+  Statement place = database.prepare(
+      "UPDATE resources SET pos = ?, type = ?, name = ? WHERE asset = ? AND path = ?");
+  return place
+      .bind(positionOf(database, asset, resource.type), static_cast<std::int64_t>(resource.type),
+            resource.name, asset, resource.path)
+      .run();
 }
 
-bool joinStill(Database& database, std::int64_t video, const NewAsset& still,
-               const NewResource& photo) {
-  Statement demote = database.prepare(kDemoteVideo);
-  const int pos = rankOf(PHAssetResourceType::pairedVideo);
-  if (!demote.bind(pos, video).run() || !removeTimeMap(database, video)) return false;
-  const std::optional<std::string> burst = nonEmpty(still.probe.burstIdentifier);
-  Statement update = database.prepare(kBecomeStill);
-  bindProperties(update, still);
-  const std::optional<std::string> content = nonEmpty(still.probe.contentIdentifier);
-  update.bind(burst, content, still.sourceFolder, video);
-  return update.run() && insertResource(database, video, photo);
+bool insertPairedVideo(Database& database, std::int64_t photo, NewResource video) {
+  video.type = PHAssetResourceType::pairedVideo;
+  return insertResource(database, photo, video) && setLive(database, photo, true);
 }
 
 }  // namespace quorvin

@@ -8,6 +8,7 @@
 #include "core/platform/asset_resources.h"
 #include "core/platform/foundation.h"
 #include "core/platform/value.h"
+#include "media_protocol/time_map.h"
 #include "platform_linux/library/database/sqlite.h"
 #include "platform_linux/media/media_service.h"
 
@@ -34,16 +35,23 @@ struct NewAsset {
 /// The new asset's row id; none when writing failed.
 std::optional<std::int64_t> insertAsset(Database& database, const NewAsset& asset);
 
+/// The asset becomes what this one is, but keeps its identifier, when it was added, its marks and
+/// the burst that it is in. False when writing failed.
+bool updateAsset(Database& database, std::int64_t row, const NewAsset& asset);
+
+/// It has a paired video, or has not. False when writing failed.
+bool setLive(Database& database, std::int64_t asset, bool isLive);
+/// How its video plays. False when writing failed.
+bool setTimeMap(Database& database, std::int64_t asset, const TimeMap& map);
+
 /// Adds the resource behind those that the asset has, in the library's order of types. False when
 /// writing failed.
 bool insertResource(Database& database, std::int64_t asset, const NewResource& resource);
 
+/// The same for a resource that the asset has somewhere.
+bool placeResource(Database& database, std::int64_t asset, const NewResource& resource);
+
 /// Makes the photo a live photo by this video.
 bool insertPairedVideo(Database& database, std::int64_t photo, NewResource video);
-
-/// Makes an asset that was a video alone a live photo of the new still, whose paired video it
-/// becomes. It keeps its identifier, its albums and its marks.
-bool joinStill(Database& database, std::int64_t video, const NewAsset& still,
-               const NewResource& photo);
 
 }  // namespace quorvin

@@ -38,7 +38,7 @@ struct TableOfReferences {
   std::string_view name;
   std::string_view dropDangling;
 };
-constexpr std::array<TableOfReferences, 4> kTables = {{
+constexpr std::array<TableOfReferences, 5> kTables = {{
     {"resources", "DELETE FROM resources WHERE asset NOT IN (SELECT id FROM assets)"},
     {"members",
      "DELETE FROM members WHERE asset NOT IN (SELECT id FROM assets)"
@@ -46,6 +46,7 @@ constexpr std::array<TableOfReferences, 4> kTables = {{
     {"limited_selection",
      "DELETE FROM limited_selection WHERE asset NOT IN (SELECT id FROM assets)"},
     {"time_maps", "DELETE FROM time_maps WHERE asset NOT IN (SELECT id FROM assets)"},
+    {"families", "DELETE FROM families WHERE asset NOT IN (SELECT id FROM assets)"},
 }};
 
 // The first column of every row.

@@ -10,6 +10,7 @@
 
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/consistency.h"
+#include "platform_linux/library/catalogue/family_rows.h"
 #include "platform_linux/library/places/place_schema.h"
 
 namespace quorvin {
@@ -321,7 +322,7 @@ std::optional<std::int64_t> finishSalvage(Database& into, std::int64_t status) {
       "UPDATE collections SET id = (SELECT max(0, max(id)) FROM collections) - id WHERE id < 0;"
       "DELETE FROM assets WHERE id NOT IN (SELECT asset FROM resources)");
   std::int64_t given = into.changedRows();
-  for (const char* table : {"resources", "members", "limited_selection", "time_maps"}) {
+  for (const char* table : {"resources", "members", "limited_selection", "time_maps", "families"}) {
     done = done && dropDanglingRows(into, table);
     given += into.changedRows();
   }
@@ -335,8 +336,8 @@ std::optional<std::int64_t> finishSalvage(Database& into, std::int64_t status) {
     done = done && markAsLivePhoto(into, live, true);
   }
   Statement store = into.prepare("UPDATE meta SET value = ? WHERE key = 'authorization'");
-  done = done && settleListings(into) && store.bind(status).run() && rebuildPlaces(into) &&
-         into.execute("DELETE FROM journal; COMMIT");
+  done = done && settleListings(into) && fillFamilies(into) && store.bind(status).run() &&
+         rebuildPlaces(into) && into.execute("DELETE FROM journal; COMMIT");
   if (!done) return std::nullopt;
   return given;
 }

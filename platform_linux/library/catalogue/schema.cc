@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform_linux/errors/failure.h"
+#include "platform_linux/library/catalogue/family_rows.h"
 #include "platform_linux/library/catalogue/journal.h"
 #include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
@@ -207,8 +208,8 @@ bool toVersion3(Database& database) {
 using Step = bool (*)(Database&);
 // The step at index n brings a catalogue from version n to n + 1. Steps are never changed: a new
 // version adds one.
-constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1, toVersion2, toVersion3,
-                                                     makeJournal, makePlaces};
+constexpr std::array<Step, kSchemaVersion> kSteps = {toVersion1,  toVersion2, toVersion3,
+                                                     makeJournal, makePlaces, makeFamilies};
 
 }  // namespace
 

@@ -13,7 +13,7 @@ struct LibraryFolder;
 
 /// Marks the file as a catalogue of ours ("Qvrn").
 inline constexpr std::int64_t kCatalogueApplicationId = 0x5176726E;
-inline constexpr std::int64_t kSchemaVersion = 5;
+inline constexpr std::int64_t kSchemaVersion = 6;
 
 enum class CatalogueState {
   empty,  ///< no table yet

@@ -27,21 +27,20 @@ constexpr const char* kIndex = "CREATE INDEX sources_by_asset ON sources(asset)"
 
 }  // namespace
 
-std::optional<KnownSource> findSource(Database& database, std::string_view name,
-                                      const SourceState& state,
-                                      const std::function<bool(std::string_view)>& isThere) {
+std::optional<std::int64_t> findSource(Database& database, std::string_view name,
+                                       const SourceState& state,
+                                       const std::function<bool(std::string_view)>& isThere) {
   // The hash tells the few resources of the asset apart; to find it among all takes longer.
   Statement find = database.prepare(
-      "SELECT a.id, r.type, a.content_id, r.path FROM sources AS s"
+      "SELECT a.id, r.path FROM sources AS s"
       " CROSS JOIN assets AS a ON a.id = s.asset"
       " CROSS JOIN resources AS r ON r.asset = a.id AND +r.size = s.size AND +r.hash = s.hash"
       " WHERE s.device = ? AND s.inode = ? AND s.name = ? AND s.size = ? AND s.modified_ns = ?"
       " AND s.changed_ns = ? AND a.trashed_ns IS NULL");
   find.bind(asInteger(state.device), asInteger(state.inode), Blob{name}, state.size, state.modified,
             state.changed);
-  if (!find.next() || !isThere(find.text(3))) return std::nullopt;
-  return KnownSource{find.integer(0), static_cast<PHAssetResourceType>(find.integer(1)),
-                     find.optionalText(2).value_or("")};
+  if (!find.next() || !isThere(find.text(1))) return std::nullopt;
+  return find.integer(0);
 }
 
 bool noteSource(Database& database, std::string_view name, const SourceState& state,

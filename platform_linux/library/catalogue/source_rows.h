@@ -9,7 +9,6 @@
 #include <string>
 #include <string_view>
 
-#include "core/platform/asset_resources.h"
 #include "platform_linux/library/database/sqlite.h"
 
 namespace quorvin {
@@ -24,18 +23,11 @@ struct SourceState {
   friend bool operator==(const SourceState&, const SourceState&) = default;
 };
 
-/// An asset, not deleted, that has the content of a source.
-struct KnownSource {
-  std::int64_t asset = 0;
-  PHAssetResourceType type = PHAssetResourceType::photo;
-  std::string contentIdentifier;
-};
-
-/// None also where that cannot be told, and where `isThere` denies that the original is at its path
-/// below `originals/`.
-std::optional<KnownSource> findSource(Database& database, std::string_view name,
-                                      const SourceState& state,
-                                      const std::function<bool(std::string_view path)>& isThere);
+/// The row of an asset, not deleted, that has the content of a source. None also where that cannot
+/// be told, and where `isThere` denies that the original is at its path below `originals/`.
+std::optional<std::int64_t> findSource(Database& database, std::string_view name,
+                                       const SourceState& state,
+                                       const std::function<bool(std::string_view path)>& isThere);
 
 /// Inside a change. In this state the file had the content of the original at this path below
 /// `originals/`; what was noted of its other states goes. False when writing failed.

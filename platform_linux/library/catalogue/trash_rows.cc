@@ -1,11 +1,13 @@
 #include "platform_linux/library/catalogue/trash_rows.h"
 
 #include <algorithm>
+#include <limits>
 #include <set>
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/burst_rows.h"
 #include "platform_linux/library/catalogue/journal.h"
+#include "platform_linux/library/database/sql_text.h"
 #include "platform_linux/library/places/place_moves.h"
 #include "platform_linux/library/values/asset_date.h"
 
@@ -16,6 +18,8 @@ using std::chrono::nanoseconds;
 
 constexpr std::int64_t kDay = std::chrono::nanoseconds(std::chrono::days(1)).count();
 constexpr std::int64_t kFarthestJump = 7 * kDay;
+// Side files that wait count as deleted later than that.
+constexpr std::int64_t kLatestDeletion = std::numeric_limits<std::int64_t>::max() - 1;
 
 std::set<std::string> burstsAmong(Database& database, const std::string& rows) {
   Statement find = database.prepare(
@@ -89,9 +93,8 @@ bool trashAssets(Database& database, const std::string& rows) {
 Done restoreAssets(Database& database, std::span<const std::string> identifiers) {
   std::vector<std::int64_t> rows;
   for (const std::string& identifier : identifiers) {
-    Statement find =
-        database.prepare("SELECT id FROM assets WHERE ident = ? AND trashed_ns IS NOT NULL");
-    if (!find.bind(identifier).next()) {
+    Statement find = database.prepare("SELECT id FROM assets WHERE ident = ? AND trashed_ns <= ?");
+    if (!find.bind(identifier, kLatestDeletion).next()) {
       return Failure(LibraryErrorCode::identifierNotFound,
                      "the asset “" + identifier + "” is not in the trash.");
     }
@@ -120,11 +123,14 @@ Done restoreAssets(Database& database, std::span<const std::string> identifiers)
 
 std::optional<std::vector<TrashedAsset>> trashedAssets(Database& database) {
   constexpr std::int64_t kStay = nanoseconds(kDaysInTrash).count();
-  Statement rows = database.prepare(
-      "SELECT a.ident, a.media_type, a.trashed_ns,"
-      " coalesce((SELECT r.name FROM resources AS r WHERE r.asset = a.id ORDER BY r.pos LIMIT 1),"
-      " ''), (SELECT coalesce(sum(r.size), 0) FROM resources AS r WHERE r.asset = a.id)"
-      " FROM assets AS a WHERE a.trashed_ns IS NOT NULL ORDER BY a.trashed_ns DESC, a.id");
+  constexpr auto kRows =
+      sql("SELECT a.ident, a.media_type, a.trashed_ns,"
+          " coalesce((SELECT r.name FROM resources AS r WHERE r.asset = a.id ORDER BY r.pos LIMIT "
+          "1),"
+          " ''), (SELECT coalesce(sum(r.size), 0) FROM resources AS r WHERE r.asset = a.id)"
+          " FROM assets AS a WHERE a.trashed_ns < ") +
+      kWaitingTime + " ORDER BY a.trashed_ns DESC, a.id";
+  Statement rows = database.prepare(kRows);
   std::vector<TrashedAsset> assets;
   while (rows.next()) {
     assets.push_back({.localIdentifier = std::string(rows.text(0)),
@@ -140,7 +146,7 @@ std::optional<std::vector<TrashedAsset>> trashedAssets(Database& database) {
 
 bool isAnyTrashed(Database& database, std::int64_t until) {
   Statement find = database.prepare("SELECT 1 FROM assets WHERE trashed_ns <= ? LIMIT 1");
-  return find.bind(until).next();
+  return find.bind(std::min(until, kLatestDeletion)).next();
 }
 
 std::optional<DoomedAssets> doomedAssets(Database& database, std::int64_t until,
@@ -148,7 +154,7 @@ std::optional<DoomedAssets> doomedAssets(Database& database, std::int64_t until,
   DoomedAssets doomed;
   Statement assets = database.prepare(
       "SELECT id, ident FROM assets WHERE trashed_ns <= ? ORDER BY trashed_ns LIMIT ?");
-  assets.bind(until, static_cast<std::int64_t>(atMost));
+  assets.bind(std::min(until, kLatestDeletion), static_cast<std::int64_t>(atMost));
   while (assets.next()) {
     const std::string_view identifier = assets.text(1);
     doomed.rows.push_back(assets.integer(0));

@@ -75,6 +75,12 @@ inline constexpr auto kUserPickBit = sqlNumber<PHAssetBurstSelectionType::userPi
 inline constexpr auto kAlbumType = sqlNumber<PHAssetCollectionType::album>();
 inline constexpr auto kRegularAlbum = sqlNumber<PHAssetCollectionSubtype::albumRegular>();
 
+/// Of an asset that nobody sees, for its side file waits for a photo or video: it is deleted, for
+/// ever.
+inline constexpr auto kWaitingTime = sql("9223372036854775807");
+inline constexpr auto kPresentOrWaiting =
+    sql("(a.trashed_ns IS NULL OR a.trashed_ns = ") + kWaitingTime + ")";
+
 /// The order in which a burst's members stand: by date, then by the name of the first file.
 inline constexpr auto kBurstOrder =
     sql(" ORDER BY a.created_ns,"

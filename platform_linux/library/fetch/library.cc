@@ -13,6 +13,7 @@
 #include "platform_linux/library/opening/opening.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/places/smart_albums.h"
+#include "platform_linux/library/values/side_resources.h"
 
 namespace quorvin {
 namespace {
@@ -192,7 +193,8 @@ Result<StoredResources> Library::storedResources(const std::string& localIdentif
   bool found = false;
   while (rows.next()) {
     found = true;
-    if (rows.isNull(0)) continue;  // an asset without resources
+    // An asset without resources has one row; side files are nobody else's business.
+    if (rows.isNull(0) || isUnseen(rows.integer(0))) continue;
     const std::string path(rows.text(3));
     resources.push_back(std::make_shared<const StoredResource>(
         static_cast<PHAssetResourceType>(rows.integer(0)), std::string(rows.text(1)),

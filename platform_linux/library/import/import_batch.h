@@ -1,18 +1,16 @@
-// A number of units on their way into the library, stored in one change.
+// Files on their way into the library, stored in one change.
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "core/platform/value.h"
 #include "platform_linux/errors/failure.h"
-#include "platform_linux/library/catalogue/asset_rows.h"
 #include "platform_linux/library/catalogue/catalogue.h"
-#include "platform_linux/library/import/import_plan.h"
-#include "platform_linux/library/import/staged_unit.h"
+#include "platform_linux/library/import/import_file.h"
+#include "platform_linux/library/import/staged_file.h"
 #include "platform_linux/library/originals/original_copies.h"
 #include "platform_linux/library/originals/staging.h"
 
@@ -31,21 +29,17 @@ class ImportBatch {
   };
 
   ImportBatch(Catalogue& catalogue, Staging& staging, OriginalCopies& copies,
-              const std::optional<std::string>& album, std::set<std::string>& newBursts)
-      : catalogue_(catalogue),
-        staging_(staging),
-        copies_(copies),
-        album_(album),
-        newBursts_(newBursts) {}
+              std::set<std::string>& newBursts)
+      : catalogue_(catalogue), staging_(staging), copies_(copies), newBursts_(newBursts) {}
   /// Removes what was copied and not committed.
   ~ImportBatch();
   ImportBatch(const ImportBatch&) = delete;
   ImportBatch& operator=(const ImportBatch&) = delete;
 
-  bool isEmpty() const { return units_.empty(); }
+  bool isEmpty() const { return files_.empty(); }
 
-  /// Takes the unit, unless nothing of it comes in.
-  void add(StagedUnit unit);
+  /// Takes a file that was not refused.
+  void add(StagedFile file);
 
   /// Makes all of it durable, or none. The batch is empty afterwards.
   Result<Committed> commit();
@@ -53,25 +47,21 @@ class ImportBatch {
  private:
   Done place();
   bool isAnythingToStore() const;
-  static void appendOutcomes(const StagedUnit& unit, Committed& committed);
   Done storeAll(Database& database, Committed& committed);
-  static NewAsset newAsset(const std::string& identifier, const ImportFile& file);
-  bool store(Database& database, StagedUnit& unit, Committed& committed);
-  std::optional<std::int64_t> storeUnit(Database& database, StagedUnit& unit, Committed& committed);
-  std::optional<std::int64_t> storeAlone(Database& database, StagedUnit& unit, StagedPart& part,
-                                         Committed& committed);
-  void findExisting(Database& database, StagedPart& part);
-  static bool note(Database& database, const StagedPart& part);
+  void findExisting(Database& database, StagedFile& file);
+  void findTwins();
+  bool join(Database& database, Committed& committed);
+  bool note(Database& database, const StagedFile& file);
   bool settle(Database& database, const std::string& burst);
+  void appendOutcomes(Committed& committed) const;
   /// False when one is still there.
   bool removeFiles(bool onlyUnneeded);
 
   Catalogue& catalogue_;
   Staging& staging_;
   OriginalCopies& copies_;
-  const std::optional<std::string>& album_;
   std::set<std::string>& newBursts_;  // those that this import brought in
-  std::vector<StagedUnit> units_;
+  std::vector<StagedFile> files_;
   bool isAnyLeft_ = false;  ///< the next opening sees which files are needed
 };
 

@@ -1,6 +1,7 @@
-// Files are looked at in groups, for some of them belong together; copied in stretches of a group;
-// and stored a stretch at a time. Threads look at the next group and copy the next stretch
-// meanwhile. Whatever is decided is decided here, in the order in which the files were found.
+// Files are looked at in groups; copied in stretches of a group, which keep together what belongs
+// together; and stored a stretch at a time. Threads look at the next group and copy the next
+// stretch meanwhile. Whatever is decided is decided here, in the order in which the files were
+// found.
 #include "platform_linux/library/import/importer.h"
 
 #include <algorithm>
@@ -17,21 +18,21 @@
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/source_rows.h"
 #include "platform_linux/library/import/file_walk.h"
+#include "platform_linux/library/import/folder_albums.h"
 #include "platform_linux/library/import/import_batch.h"
-#include "platform_linux/library/import/import_plan.h"
 #include "platform_linux/library/import/import_progress.h"
 #include "platform_linux/library/import/looked_group.h"
-#include "platform_linux/library/import/staged_units.h"
+#include "platform_linux/library/import/staged_files.h"
 #include "platform_linux/library/opening/opening.h"
 #include "platform_linux/library/originals/staging.h"
-#include "platform_linux/library/values/pairing.h"
+#include "platform_linux/library/values/families.h"
 
 namespace quorvin {
 namespace {
 
-// So many files are looked at before their copies are made: enough to see what belongs together,
-// few enough to show progress. What is cut apart here finds itself in the catalogue.
-constexpr std::size_t kFilesPlannedTogether = 256;
+// So many files are looked at before their copies are made. What is cut apart finds itself in the
+// catalogue.
+constexpr std::size_t kFilesOfAGroup = 256;
 // So many groups are looked at before their turn.
 constexpr std::size_t kGroupsAhead = 4;
 
@@ -41,6 +42,7 @@ class Import {
          ImportObserver& observer)
       : catalogue_(std::move(catalogue)),
         looks_(*catalogue_, media),
+        albums_(options),
         observer_(observer),
         options_(options) {}
 
@@ -82,6 +84,7 @@ class Import {
          .found = [this](std::size_t files) { observer_.searching(files); },
          .stop = options_.stop});
     for (const FoundFile& file : found_) progress_.found(file.state.size);
+    albums_.find(found_, looks_);
     observer_.filesFound(found_.size());
     for (const auto& [path, reason] : unreadable) refuse(path, reason);
   }
@@ -97,7 +100,7 @@ class Import {
   }
 
   std::size_t endOfGroup(std::size_t first) const {
-    std::size_t end = std::min(first + kFilesPlannedTogether, found_.size());
+    std::size_t end = std::min(first + kFilesOfAGroup, found_.size());
     while (end < found_.size()) {
       const std::filesystem::path last = found_[end - 1].path;
       const std::filesystem::path next = found_[end].path;
@@ -111,7 +114,7 @@ class Import {
   }
 
   Done importGroup(LookedGroup& group) {
-    if (group.areAllKnown() && !options_.albumTitle) {
+    if (group.areAllKnown() && !isForAlbums(group)) {
       for (const FoundFile& file : group.files()) {
         ++summary_.skippedFiles;
         finish(file.path, file.state.size, FileOutcome::known);
@@ -122,21 +125,30 @@ class Import {
     files_.clear();
     for (std::size_t i = 0; i < group.files().size(); ++i) {
       auto file = group.take(i);
-      if (file) {
+      if (file && file->probe.notes.kind == SideKind::album) {
+        ++summary_.passedOverFiles;
+        observer_.passedOver(file->path);
+        finish(file->path, file->size, FileOutcome::passedOver);
+      } else if (file) {
+        if (file->probe.kind != MediaKind::side) file->albums = albums_.of(file->folder);
         files_.push_back(*std::move(file));
       } else {
         refuse(group.files()[i].path, file.error().sentence());
         finish(group.files()[i].path, group.files()[i].state.size, FileOutcome::refused);
       }
     }
-    return storeUnits(planImport(files_));
+    return storeFiles();
   }
 
-  Done storeUnits(const std::vector<ImportUnit>& units) {
-    if (units.empty()) return Null{};
+  bool isForAlbums(const LookedGroup& group) const {
+    return std::ranges::any_of(group.files(),
+                               [this](const FoundFile& file) { return albums_.has(file); });
+  }
+
+  Done storeFiles() {
+    if (files_.empty()) return Null{};
     if (auto ready = makeReady(); !ready) return ready;
-    StagedUnits staged(*copies_, files_, units,
-                       [this](std::int64_t bytes) { progress_.copied(bytes); });
+    StagedFiles staged(*copies_, files_, [this](std::int64_t bytes) { progress_.copied(bytes); });
     const auto copy = [&](std::size_t stretch) {
       if (!isAlone_ && stretch < staged.stretches()) staged.copy(stretch, *copyThreads_);
     };
@@ -145,7 +157,7 @@ class Import {
       copy(stretch + 1);
       staged.wait(stretch, tell_);
       for (std::size_t i = staged.begin(stretch); i < staged.end(stretch); ++i) {
-        if (auto added = addUnit(staged, i, units[i]); !added) return added;
+        if (auto added = addFile(staged, i); !added) return added;
       }
       if (auto committed = commit(); !committed) return committed;
       if (stretch + 1 < staged.stretches() && isStopped()) break;
@@ -160,29 +172,30 @@ class Import {
     if (!staging) return staging.error();
     staging_ = *std::move(staging);
     copies_ = std::make_unique<OriginalCopies>(catalogue_->folder(), *staging_);
-    batch_ = std::make_unique<ImportBatch>(*catalogue_, *staging_, *copies_, options_.albumTitle,
-                                           bursts_);
+    batch_ = std::make_unique<ImportBatch>(*catalogue_, *staging_, *copies_, bursts_);
     copyThreads_ = std::make_unique<WorkThreads>("quorvin-copy", options_.filesAtOnce);
     return Null{};
   }
 
-  Done addUnit(StagedUnits& staged, std::size_t index, const ImportUnit& unit) {
-    std::optional<StagedUnit> copied = staged.take(index);
+  Done addFile(StagedFiles& staged, std::size_t index) {
+    std::optional<StagedFile> copied = staged.take(index);
     if (!copied) {
       auto alone = copyAlone(staged, index);
       if (!alone) return alone.error();
       copied = *std::move(alone);
     }
-    for (const auto& [file, error] : copied->refused) {
-      refuse(files_[file].path, error.sentence());
-      finish(files_[file].path, files_[file].size, FileOutcome::refused);
-    }
+    const ImportFile& file = files_[index];
     if (copied->end) {
-      refuse(files_[unit.main].path, copied->end->sentence());
+      refuse(file.path, copied->end->sentence());
       const Done committed = commit();
       return committed ? stopped(*copied->end) : committed;
     }
-    batch_->add(*std::move(copied));
+    if (copied->refusal) {
+      refuse(file.path, copied->refusal->sentence());
+      finish(file.path, file.size, FileOutcome::refused);
+    } else {
+      batch_->add(*std::move(copied));
+    }
     return Null{};
   }
 
@@ -192,9 +205,9 @@ class Import {
     for (const auto& group : ahead_) group->wait(tell_);
   }
 
-  Result<StagedUnit> copyAlone(StagedUnits& staged, std::size_t index) {
+  Result<StagedFile> copyAlone(StagedFiles& staged, std::size_t index) {
     goAlone();
-    StagedUnit copied = staged.copyNow(index);
+    StagedFile copied = staged.copyNow(index);
     if (!copied.isOfShortage() || copied.end) return copied;
     // The batch holds on to its copies until it is stored.
     discard(*copies_, copied);
@@ -247,6 +260,7 @@ class Import {
 
   const std::shared_ptr<Catalogue> catalogue_;
   FileLooks looks_;
+  FolderAlbums albums_;
   ImportObserver& observer_;
   const ImportOptions& options_;
   const std::function<void()> tell_ = [this] {

@@ -22,14 +22,18 @@ struct ImportOptions {
   /// So many files are looked at at a time, and so many copied: as many as the media service takes.
   /// What comes of them does not depend on it.
   std::size_t filesAtOnce = 1;
+  /// Every folder's files also come into an album that is called as the folder is, or as a photo
+  /// service's file in it says; where there is such a file they do in any case.
+  bool foldersAreAlbums = false;
   /// Ends the import once what is under way is stored.
   std::stop_token stop;
 };
 
 enum class FileOutcome {
-  added,    ///< it now belongs to an asset
-  known,    ///< the library held its bytes already
-  refused,  ///< a problem was told before
+  added,       ///< it now belongs to an asset, or waits for one
+  known,       ///< the library held its bytes already
+  refused,     ///< a problem was told before
+  passedOver,  ///< it says something of its folder, and is not kept; that was told before
 };
 
 struct ImportedFile {
@@ -48,7 +52,8 @@ class ImportObserver {
   virtual void filesFound(std::size_t total) = 0;
   /// Once for every file, whatever became of it. What was added is durable by then.
   virtual void fileDone(const ImportedFile& file) = 0;
-  /// Of what is hidden, or kept by systems beside photos: a file, or a folder with all in it.
+  /// Of what is hidden, or kept by systems and services beside photos: a file, or a folder with all
+  /// in it.
   virtual void passedOver(const std::string& /*path*/) {}
   /// A file that was refused or a folder that could not be read; `reason` is one sentence.
   virtual void problem(const std::string& path, const std::string& reason) = 0;
@@ -62,7 +67,7 @@ struct ImportSummary {
   std::size_t addedFiles = 0;       ///< files that now belong to an asset
   std::size_t skippedFiles = 0;     ///< files whose bytes the library held already
   std::size_t refusedFiles = 0;     ///< also counts folders that could not be read
-  std::size_t passedOverFiles = 0;  ///< a folder is one, whatever is in it
+  std::size_t passedOverFiles = 0;  ///< a folder is one, whatever is in it; not kept
   bool wasStopped = false;          ///< before it had come to its end
   friend bool operator==(const ImportSummary&, const ImportSummary&) = default;
 };

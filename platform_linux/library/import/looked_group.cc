@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <utility>
 
+#include "codec/utf8.h"
 #include "platform_linux/files/file_content.h"
-#include "platform_linux/library/catalogue/pair_rows.h"
+#include "platform_linux/library/catalogue/family_rows.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/originals/original_file.h"
+#include "platform_linux/library/values/families.h"
+#include "platform_linux/library/values/pairing.h"
+#include "platform_linux/library/values/side_resources.h"
 
 namespace quorvin {
 namespace {
@@ -16,26 +20,23 @@ namespace {
 // Known files are found so many at a time: enough for what each time costs.
 constexpr std::size_t kFilesFoundTogether = 128;
 
+// Side files may say the same of different photos.
+bool mayBelongTo(Database& database, const KnownContent& known, const ImportFile& file) {
+  if (known.type != PHAssetResourceType::adjustmentData && !isUnseen(known.type)) return true;
+  const std::int64_t family =
+      familyNumber(folderNumber(file.folder), familyByName(validUtf8(file.name)));
+  return isOfFamily(database, known.asset, std::span(&family, 1));
+}
+
 bool isStill(int source, const SourceState& state) {
   struct stat status = {};
   return ::fstat(source, &status) == 0 && stateOf(status) == state;
 }
 
-MediaKind kindOf(PHAssetResourceType type) {
-  switch (type) {
-    case PHAssetResourceType::photo:
-      return MediaKind::image;
-    case PHAssetResourceType::audio:
-      return MediaKind::audio;
-    default:
-      return MediaKind::video;
-  }
-}
-
 }  // namespace
 
 void FileLooks::findKnown(std::span<const FoundFile> files,
-                          std::span<std::optional<KnownSource>> known) {
+                          std::span<std::optional<std::int64_t>> known) {
   Catalogue::Reader database = catalogue_.reader();
   if (!database) return;
   const ReadTransaction moment(*database);
@@ -58,9 +59,6 @@ Result<ImportFile> FileLooks::look(const FoundFile& found) {
   if (file.existingAsset) return file;
   auto probe = media_.probe(*source, file.name);
   if (!probe) return probe.error();
-  if (probe->kind == MediaKind::side) {
-    return Failure(LibraryErrorCode::invalidResource, "it is not a photo, video or audio file.");
-  }
   file.probe = *std::move(probe);
   return file;
 }
@@ -81,11 +79,10 @@ Done FileLooks::recognise(int source, ImportFile& file) {
   const auto hash = hashContent(source);
   if (!hash) return hash.error();
   for (const KnownContent& known : findContent(*database, file.size, *hash)) {
+    if (!mayBelongTo(*database, known, file)) continue;
     const FileDescriptor stored = originalFile(catalogue_.folder(), known.path).open();
     if (!stored || !haveSameContent(source, stored.get())) continue;
     file.probe = {};
-    file.probe.kind = kindOf(known.type);
-    file.probe.contentIdentifier = contentIdentifierOf(*database, known.asset);
     file.existingAsset = known.asset;
     file.showsChanges = file.showsChanges && isStill(source, file);
     if (file.showsChanges) file.originalToNote = known.path;
@@ -94,15 +91,13 @@ Done FileLooks::recognise(int source, ImportFile& file) {
   return Null{};
 }
 
-ImportFile knownFile(const FoundFile& found, const KnownSource& known) {
+ImportFile knownFile(const FoundFile& found, std::int64_t asset) {
   ImportFile file;
   static_cast<SourceState&>(file) = found.state;
   file.path = found.path;
   file.folder = folderOfSource(found.path);
   file.name = std::string(nameOfSource(found.path));
-  file.probe.kind = kindOf(known.type);
-  file.probe.contentIdentifier = known.contentIdentifier;
-  file.existingAsset = known.asset;
+  file.existingAsset = asset;
   return file;
 }
 

@@ -15,7 +15,7 @@
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/source_rows.h"
 #include "platform_linux/library/import/file_walk.h"
-#include "platform_linux/library/import/import_plan.h"
+#include "platform_linux/library/import/import_file.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/media/media_service.h"
 
@@ -27,8 +27,9 @@ class FileLooks {
   FileLooks(Catalogue& catalogue, MediaService& media)
       : catalogue_(catalogue), media_(media), originals_(catalogue.folder()) {}
 
-  /// Which of the files came in before in just this state, without reading them.
-  void findKnown(std::span<const FoundFile> files, std::span<std::optional<KnownSource>> known);
+  /// Which of the files came in before in just this state, without reading them: their assets'
+  /// rows.
+  void findKnown(std::span<const FoundFile> files, std::span<std::optional<std::int64_t>> known);
 
   /// What the file is; for one that the library holds, what the catalogue says of it.
   Result<ImportFile> look(const FoundFile& found);
@@ -45,7 +46,7 @@ class FileLooks {
 };
 
 /// A file that is known, as `look` would give it.
-ImportFile knownFile(const FoundFile& found, const KnownSource& known);
+ImportFile knownFile(const FoundFile& found, std::int64_t asset);
 
 /// Some files, while threads look at them and afterwards. One thread, which the files outlive.
 class LookedGroup {
@@ -81,7 +82,7 @@ class LookedGroup {
 
   const std::span<const FoundFile> files_;
   FileLooks& looks_;
-  std::vector<std::optional<KnownSource>> known_;
+  std::vector<std::optional<std::int64_t>> known_;
   std::vector<std::optional<Result<ImportFile>>> seen_;
   std::set<std::int64_t> addedSizes_;
   std::atomic<bool> isGivenUp_ = false;

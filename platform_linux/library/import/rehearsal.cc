@@ -133,6 +133,11 @@ class Rehearsal {
   }
 
   FileOutcome outcomeOf(const ImportFile& file) {
+    if (file.probe.notes.kind == SideKind::album) {
+      ++summary_.passedOverFiles;
+      observer_.passedOver(file.path);
+      return FileOutcome::passedOver;
+    }
     if (file.existingAsset || isTwin(file)) {
       ++summary_.skippedFiles;
       return FileOutcome::known;

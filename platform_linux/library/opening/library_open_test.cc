@@ -11,6 +11,7 @@
 
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/library_lock.h"
+#include "platform_linux/library/catalogue/schema.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/upkeep/administration.h"
 #include "platform_linux/library/upkeep/trash.h"
@@ -91,7 +92,7 @@ TEST(LibraryOpen, BringsALibraryOfTheFirstVersionUpToDateAndKeepsWhatItHolds) {
   test.gardener.makeFirstVersion();
   const auto library = test.open(std::nullopt);
   ASSERT_TRUE(library);
-  EXPECT_EQ(test.gardener.text("PRAGMA user_version"), "5");
+  EXPECT_EQ(test.gardener.text("PRAGMA user_version"), std::to_string(kSchemaVersion));
   EXPECT_EQ(library->authorizationStatus(), PHAuthorizationStatus::authorized);
   const std::vector<std::string> identifiers = {asset};
   EXPECT_EQ(library->fetchAssetsWithLocalIdentifiers(identifiers, nullptr)->count(), 1U);

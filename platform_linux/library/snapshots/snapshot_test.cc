@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform_linux/library/catalogue/schema.h"
 #include "testing/platform/testing_changes.h"
 
 namespace quorvin {
@@ -115,7 +116,7 @@ TEST_F(Snapshots, AreMadeBeforeTheCatalogueIsBroughtUpToDate) {
   close();
   gardener.makeFirstVersion();
   reopen(PHAuthorizationStatus::authorized);
-  EXPECT_EQ(gardener.text("PRAGMA user_version"), "5");
+  EXPECT_EQ(gardener.text("PRAGMA user_version"), std::to_string(kSchemaVersion));
   ASSERT_EQ(snapshots().size(), 1U);
   const auto kept = openSnapshot(held(), snapshots().front());
   EXPECT_EQ((*kept)->integer("PRAGMA user_version"), 1);

@@ -1,5 +1,5 @@
-// The rows of an asset that is lost are made as an import made them: what the halves of a live
-// photo have in common is in their records, so halves that came apart find each other again.
+// The rows of an asset that is lost are made as an import makes them: what its files have in common
+// is in their records, so that they find each other again.
 #include "platform_linux/library/upkeep/adoption.h"
 
 #include <sys/stat.h>
@@ -13,13 +13,15 @@
 
 #include "platform_linux/files/file_content.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
-#include "platform_linux/library/catalogue/pair_rows.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/salvage.h"
+#include "platform_linux/library/grouping/composition.h"
+#include "platform_linux/library/grouping/regroup.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/original_record.h"
 #include "platform_linux/library/originals/source_file.h"
+#include "platform_linux/library/values/families.h"
 #include "platform_linux/library/values/identifiers.h"
 #include "platform_linux/library/values/pairing.h"
 
@@ -28,9 +30,14 @@ namespace {
 
 constexpr std::size_t kUuidAt = 3;
 constexpr std::size_t kUuidSize = 36;
+constexpr std::size_t kJoinedAtOnce = 256;
 
 bool isPaired(const OriginalRecord& record) {
   return record.resource.type == PHAssetResourceType::pairedVideo;
+}
+// Not one that was cut out of it: that comes with its photo.
+bool isMovieOfPhoto(const OriginalRecord& record) {
+  return isPaired(record) && record.asset.probe.kind != MediaKind::image;
 }
 
 // The kind and type that the ending of a name stands for.
@@ -103,18 +110,15 @@ class Adoption {
     reserveRows(into_);
     collect();
     restoreLost();
-    // A photo comes before its movie, and what came first before what joined it.
-    std::ranges::sort(records_, [](const OriginalRecord& one, const OriginalRecord& other) {
-      return std::tuple(isPaired(one), one.asset.added, one.resource.path) <
-             std::tuple(isPaired(other), other.asset.added, other.resource.path);
+    // What belongs together lies side by side, and what came first before what joined it. The movie
+    // of a photo that was never a file by itself comes behind all photos.
+    std::ranges::sort(records_, {}, [](const OriginalRecord& record) {
+      return std::tuple(isMovieOfPhoto(record), record.asset.sourceFolder,
+                        familyByName(record.resource.name), record.asset.added,
+                        record.resource.path);
     });
-    for (const OriginalRecord& record : records_) {
-      if (adopt(record)) {
-        ++adopted_.originals;
-      } else {
-        adopted_.impossible.push_back(record.resource.path);
-      }
-    }
+    for (const OriginalRecord& record : records_) adopt(record);
+    joinAll();
     return std::move(adopted_);
   }
 
@@ -163,8 +167,7 @@ class Adoption {
       if (!isAssetIdentifier(identifier) || assetRow(into_, identifier)) {
         identifier = newAssetIdentifier();
       }
-      const auto main = std::ranges::find_if_not(own, isPaired);
-      NewAsset asset = (main == own.end() ? *first : *main).asset;
+      NewAsset asset = compositionOf(own).asset;
       asset.identifier = identifier;
       asset.added = first->asset.added;
       const auto made = insertAsset(into_, asset);
@@ -179,49 +182,75 @@ class Adoption {
     }
   }
 
-  bool adopt(const OriginalRecord& record) {
+  static Composition compositionOf(const std::vector<OriginalRecord>& records) {
+    std::vector<Part> parts;
+    for (const OriginalRecord& record : records) parts.push_back(partOf(record));
+    const Grouping grouping = groupParts(parts);
+    return compose(parts, grouping.assets.empty() ? std::vector<Role>{{0, parts.front().type}}
+                                                  : grouping.assets.front());
+  }
+
+  void adopt(const OriginalRecord& record) {
     const auto owner = assetRow(into_, record.asset.identifier);
-    if (owner) {
-      const auto type = static_cast<std::int64_t>(record.resource.type);
-      const std::string present = resourcePath(into_, *owner, type);
-      const bool isMissing = !present.empty() && !originalFile(folder_, present).open();
-      if (isMissing) dropResource(into_, present);
-      if (present.empty() || isMissing) {
-        return isPaired(record) ? insertPairedVideo(into_, *owner, record.resource)
-                                : insertResource(into_, *owner, record.resource);
-      }
-      OriginalRecord other = record;
-      other.asset.identifier = newAssetIdentifier();
-      return insertAlone(other);
+    if (!owner && isMovieOfPhoto(record)) return note(record, insertAlone(record));
+    if (!owner) return joinLater(record);
+    const auto type = static_cast<std::int64_t>(record.resource.type);
+    const std::string present = resourcePath(into_, *owner, type);
+    const bool isMissing = !present.empty() && !originalFile(folder_, present).open();
+    if (isMissing) dropResource(into_, present);
+    if (present.empty() || isMissing) {
+      return note(record, isPaired(record) ? insertPairedVideo(into_, *owner, record.resource)
+                                           : insertResource(into_, *owner, record.resource));
     }
-    return join(record) || insertAlone(record);
+    OriginalRecord other = record;
+    other.asset.identifier = newAssetIdentifier();
+    return isPaired(record) ? note(record, insertAlone(other)) : joinLater(other);
   }
 
-  // A half of a live photo that came after the other one is in the other one's asset.
-  bool join(const OriginalRecord& record) {
-    const NewAsset& asset = record.asset;
-    if (!asset.sourceFolder || isPaired(record)) return false;
-    const std::string& content = asset.probe.contentIdentifier;
-    const std::string& name = record.resource.name;
-    if (asset.probe.kind == MediaKind::video) {
-      const auto photo = findWaitingPhoto(into_, content, *asset.sourceFolder, name);
-      return photo && insertPairedVideo(into_, *photo, record.resource);
+  void note(const OriginalRecord& record, bool isAdopted) {
+    if (isAdopted) {
+      ++adopted_.originals;
+    } else {
+      adopted_.impossible.push_back(record.resource.path);
     }
-    if (asset.probe.kind != MediaKind::image) return false;
-    const auto video = findWaitingVideo(into_, content, *asset.sourceFolder, name);
-    return video && joinStill(into_, *video, asset, record.resource);
   }
 
+  // Families are not cut apart.
+  void joinLater(const OriginalRecord& record) {
+    const bool isFull = waiting_.size() >= kJoinedAtOnce;
+    if (isFull &&
+        (record.asset.sourceFolder != waiting_.back().asset.sourceFolder ||
+         familyByName(record.resource.name) != familyByName(waiting_.back().resource.name))) {
+      joinAll();
+    }
+    waiting_.push_back(record);
+  }
+
+  void joinAll() {
+    std::vector<Part> parts;
+    for (const OriginalRecord& record : waiting_) parts.push_back(partOf(record));
+    const bool isJoined = !parts.empty() && regroup(into_, folder_, std::move(parts), {}, 0);
+    for (const OriginalRecord& record : waiting_) {
+      note(record, isJoined && putBackIfKnown(record.asset.identifier));
+    }
+    waiting_.clear();
+  }
+
+  // Under the number that its albums know it by.
+  bool putBackIfKnown(const std::string& identifier) {
+    const auto known = rows_.find(identifier);
+    const auto row = assetRow(into_, identifier);
+    return known == rows_.end() || !row || *row == known->second ||
+           putBack(into_, *row, known->second);
+  }
+
+  // Its photo is gone: it is a video of its own.
   bool insertAlone(OriginalRecord record) {
-    if (isPaired(record)) {
-      // Its photo is gone: it is a video of its own.
-      record.resource.type = PHAssetResourceType::video;
-      record.asset.probe.kind = MediaKind::video;
-    }
+    record.resource.type = PHAssetResourceType::video;
+    record.asset.probe.kind = MediaKind::video;
     const auto row = insertAsset(into_, record.asset);
-    if (!row || !insertResource(into_, *row, record.resource)) return false;
-    const auto known = rows_.find(record.asset.identifier);
-    return known == rows_.end() || putBack(into_, *row, known->second);
+    return row && insertResource(into_, *row, record.resource) &&
+           putBackIfKnown(record.asset.identifier);
   }
 
   const LibraryFolder& folder_;
@@ -230,6 +259,7 @@ class Adoption {
   std::map<std::int64_t, std::vector<OriginalRecord>> ofLost_;  ///< by lost row
   std::map<std::string, std::int64_t> rows_;                    ///< that identifiers had
   std::vector<OriginalRecord> records_;
+  std::vector<OriginalRecord> waiting_;  ///< to be joined
   Adopted adopted_;
 };
 

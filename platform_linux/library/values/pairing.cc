@@ -45,8 +45,8 @@ bool isBurstCover(const std::string& name) {
   return name.find("_COVER") != std::string::npos;
 }
 
-std::string burstIdentifierOf(const std::string& folder, const std::string& mark) {
-  const std::string whole = folder + "/" + mark;
+std::string burstIdentifierOf(std::int64_t folder, const std::string& mark) {
+  const std::string whole = std::to_string(folder) + "/" + mark;
   const XXH128_hash_t hash = XXH3_128bits(whole.data(), whole.size());
   std::array<char, 37> text;
   std::snprintf(
@@ -55,14 +55,6 @@ std::string burstIdentifierOf(const std::string& folder, const std::string& mark
       static_cast<unsigned>(hash.high64 & 0xFFFF), static_cast<unsigned>(hash.low64 >> 48),
       static_cast<unsigned long long>(hash.low64 & 0xFFFFFFFFFFFF));
   return text.data();
-}
-
-bool belongTogether(const std::string& folder, const std::string& name,
-                    const std::string& nextFolder, const std::string& nextName) {
-  if (folder != nextFolder) return false;
-  const std::string mark = burstMark(name);
-  return lowerCase(nameStem(name)) == lowerCase(nameStem(nextName)) ||
-         (!mark.empty() && mark == burstMark(nextName));
 }
 
 std::int64_t folderNumber(const std::string& folder) {

@@ -30,11 +30,7 @@ std::string burstMark(const std::string& name);
 /// True for the member of a burst by name that the camera chose.
 bool isBurstCover(const std::string& name);
 /// The identifier of the burst by name, the same each time, so that later members join.
-std::string burstIdentifierOf(const std::string& folder, const std::string& mark);
-
-/// True when two files that follow each other by name should be planned together.
-bool belongTogether(const std::string& folder, const std::string& name,
-                    const std::string& nextFolder, const std::string& nextName);
+std::string burstIdentifierOf(std::int64_t folder, const std::string& mark);
 
 /// A number that stands for the folder.
 std::int64_t folderNumber(const std::string& folder);

@@ -13,13 +13,6 @@ TEST(Pairing, SplitsNamesAtTheLastDot) {
   EXPECT_EQ(lowerExtension("plain"), "");
 }
 
-TEST(Pairing, KeepsPartnersAndBurstsTogetherWhenAnImportIsCut) {
-  EXPECT_TRUE(belongTogether("/in", "IMG_1.HEIC", "/in", "img_1.mov"));
-  EXPECT_TRUE(belongTogether("/in", "0_BURST7.jpg", "/in", "1_BURST7_COVER.jpg"));
-  EXPECT_FALSE(belongTogether("/in", "IMG_1.HEIC", "/other", "IMG_1.MOV"));
-  EXPECT_FALSE(belongTogether("/in", "IMG_1.HEIC", "/in", "IMG_2.MOV"));
-}
-
 TEST(Pairing, TakesMoviesForStillsOfTheKindsThatCamerasPair) {
   for (const char* still : {"a.heic", "A.HEIF", "a.jpg", "a.JPEG"}) {
     EXPECT_TRUE(namesMakeAPair(still, "a.MOV")) << still;
@@ -30,10 +23,10 @@ TEST(Pairing, TakesMoviesForStillsOfTheKindsThatCamerasPair) {
 }
 
 TEST(Pairing, GivesABurstOneIdentifierPerFolderAndMark) {
-  const std::string burst = burstIdentifierOf("/in", burstMark("00_BURST12_COVER.jpg"));
-  EXPECT_EQ(burst, burstIdentifierOf("/in", burstMark("01_BURST12.jpg")));
-  EXPECT_NE(burst, burstIdentifierOf("/other", "_BURST12"));
-  EXPECT_NE(burst, burstIdentifierOf("/in", "_BURST1"));
+  const std::string burst = burstIdentifierOf(7, burstMark("00_BURST12_COVER.jpg"));
+  EXPECT_EQ(burst, burstIdentifierOf(7, burstMark("01_BURST12.jpg")));
+  EXPECT_NE(burst, burstIdentifierOf(8, "_BURST12"));
+  EXPECT_NE(burst, burstIdentifierOf(7, "_BURST1"));
   EXPECT_EQ(burst.size(), 36U);
   EXPECT_EQ(burstMark("a_BURST.jpg"), "");
 }

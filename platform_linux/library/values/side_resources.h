@@ -10,8 +10,12 @@ namespace quorvin {
 
 inline constexpr auto kXmpFile = static_cast<PHAssetResourceType>(1001);
 inline constexpr auto kTakeoutFile = static_cast<PHAssetResourceType>(1002);
-/// From this type on.
-inline constexpr std::int64_t kFirstUnseenType = 1001;
+constexpr bool isUnseen(std::int64_t type) {
+  return type >= static_cast<std::int64_t>(kXmpFile);
+}
+constexpr bool isUnseen(PHAssetResourceType type) {
+  return isUnseen(static_cast<std::int64_t>(type));
+}
 
 constexpr PHAssetResourceType resourceTypeOf(SideKind kind) {
   if (kind == SideKind::adjustment) return PHAssetResourceType::adjustmentData;

@@ -1,0 +1,417 @@
+#include "platform_linux/library/grouping/grouping.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+#include "media_protocol/letter_case.h"
+#include "platform_linux/library/values/families.h"
+#include "platform_linux/library/values/pairing.h"
+#include "platform_linux/library/values/side_resources.h"
+
+namespace quorvin {
+namespace {
+
+using Type = PHAssetResourceType;
+using Index = std::size_t;
+
+constexpr std::array<std::string_view, 5> kPhotosOfRaw = {"jpg", "jpeg", "heic", "heif", "hif"};
+constexpr std::int64_t kSecond = 1'000'000'000;
+
+// The members of a large burst are one family, yet have little to do with each other.
+std::set<std::string> stemsOf(const Part& part) {
+  const std::string& name = part.record.resource.name;
+  if (!part.isSideFile()) return {originalStem(name)};
+  const SideNotes& notes = part.record.asset.probe.notes;
+  std::set<std::string> stems;
+  for (const SideTarget& target : targetsOf(name, notes)) {
+    stems.insert(originalStem(target.isStem ? target.name + "." : target.name));
+  }
+  if (notes.exported) {
+    for (const NotedPart& noted : notes.exported->parts) stems.insert(originalStem(noted.name));
+  }
+  return stems;
+}
+
+class Grouper {
+ public:
+  explicit Grouper(const std::vector<Part>& parts)
+      : parts_(parts), owner_(parts.size()), type_(parts.size()) {
+    for (Index i = 0; i < parts.size(); ++i) {
+      for (const std::int64_t family : parts[i].families) {
+        for (const std::string& stem : stemsOf(parts[i])) families_[{family, stem}].push_back(i);
+      }
+      const std::string& content = probe(i).contentIdentifier;
+      if (!content.empty()) contents_[content].push_back(i);
+    }
+  }
+
+  Grouping run() {
+    joinEmbedded();
+    joinNoted();
+    joinInFamilies(&Grouper::rawMatch, Type::alternatePhoto);
+    joinInFamilies(&Grouper::renderingMatch, Type::fullSizePhoto);
+    findEditedMovies();
+    joinByContent();
+    joinInFamilies(&Grouper::liveMatch, Type::pairedVideo);
+    joinEditedMovies();
+    joinInFamilies(&Grouper::adjustmentMatch, Type::adjustmentData);
+    joinInFamilies(&Grouper::sideMatch, std::nullopt);
+    return result();
+  }
+
+ private:
+  /// How well a part fits another one: the least fits best.
+  using Rank = std::tuple<int, int, bool, int, std::string, std::string, std::string, std::string>;
+  struct Match {
+    Rank rank;
+    Index main;
+    Index part;
+  };
+  using Matcher = std::optional<int> (Grouper::*)(Index main, Index part) const;
+
+  const MediaProbe& probe(Index i) const { return parts_[i].record.asset.probe; }
+  const std::string& name(Index i) const { return parts_[i].record.resource.name; }
+  const std::string& hash(Index i) const { return parts_[i].record.resource.hash; }
+  bool isStill(Index i) const { return probe(i).kind == MediaKind::image && !parts_[i].isEmbedded; }
+  bool isMovie(Index i) const { return probe(i).kind == MediaKind::video; }
+  bool isOwned(Index i) const { return owner_[i].has_value(); }
+  bool isFree(Index i) const { return !isOwned(i) && !isMain_.contains(i); }
+  bool hasSlot(Index main, Type type) const { return !slots_.contains({main, type}); }
+  bool areTogether(Index one, Index other) const {
+    return parts_[one].row && parts_[one].row == parts_[other].row;
+  }
+  bool haveOneStem(Index one, Index other) const {
+    return lowerCase(nameStem(name(one))) == lowerCase(nameStem(name(other)));
+  }
+  bool isOfOneMoment(Index one, Index other) const {
+    const auto& a = probe(one).creationDate;
+    const auto& b = probe(other).creationDate;
+    return a && b && *a / kSecond == *b / kSecond;
+  }
+  static int preference(const std::string& name) {
+    const std::string extension = lowerExtension(name);
+    return extension == "heic" || extension == "heif" ? 0 : 1;
+  }
+
+  void join(Index part, Index main, Type type) {
+    owner_[part] = main;
+    type_[part] = type;
+    isMain_.insert(main);
+    if (!isUnseen(type)) slots_.emplace(main, type);
+  }
+
+  // A movie that was cut out of a photo stays with it, and keeps others away.
+  void joinEmbedded() {
+    for (Index i = 0; i < parts_.size(); ++i) {
+      if (!parts_[i].isEmbedded) continue;
+      for (Index photo = 0; photo < parts_.size(); ++photo) {
+        if (photo != i && !parts_[photo].isEmbedded &&
+            parts_[photo].record.asset.identifier == parts_[i].record.asset.identifier) {
+          join(i, photo, Type::pairedVideo);
+          break;
+        }
+      }
+    }
+  }
+
+  // What an export says of its own files holds before anything else.
+  void joinNoted() {
+    for (Index side = 0; side < parts_.size(); ++side) {
+      const auto& notes = probe(side).notes;
+      if (!parts_[side].isSideFile() || !notes.exported || isOwned(side)) continue;
+      std::optional<Index> main;
+      for (const NotedPart& noted : notes.exported->parts) {
+        const auto part = findNoted(side, noted.name);
+        if (!part || part == main) continue;
+        if (!main) {
+          main = part;
+          isMain_.insert(*part);
+          isNoted_.insert(*part);
+        } else if (isFree(*part) && hasSlot(*main, static_cast<Type>(noted.type))) {
+          join(*part, *main, static_cast<Type>(noted.type));
+        }
+      }
+      if (main) join(side, *main, kXmpFile);
+    }
+  }
+
+  std::optional<Index> findNoted(Index side, const std::string& wanted) const {
+    for (const std::int64_t family : parts_[side].families) {
+      for (const Index i : membersOf(family, originalStem(wanted))) {
+        if (i != side && !isOwned(i) && !isNoted_.contains(i) && !parts_[i].isEmbedded &&
+            name(i) == wanted) {
+          return i;
+        }
+      }
+    }
+    return std::nullopt;
+  }
+
+  // What was named in an export belongs to nothing else.
+  bool mayBeMain(Index i) const { return !isOwned(i) && !isNoted_.contains(i); }
+
+  void joinInFamilies(Matcher matcher, std::optional<Type> type) {
+    std::vector<Match> matches;
+    for (const auto& [family, members] : families_) {
+      for (const Index part : members) {
+        if (!isFree(part) || parts_[part].isEmbedded) continue;
+        for (const Index main : members) {
+          if (main == part || parts_[main].isEmbedded) continue;
+          if (const auto fit = (this->*matcher)(main, part)) {
+            matches.push_back({rankOf(*fit, main, part), main, part});
+          }
+        }
+      }
+    }
+    joinBest(matches, type);
+  }
+
+  Rank rankOf(int fit, Index main, Index part) const {
+    return {fit,
+            preference(name(main)),
+            !areTogether(main, part),
+            isOfOneMoment(main, part) ? 0 : 1,
+            name(main),
+            name(part),
+            hash(main),
+            hash(part)};
+  }
+
+  void joinBest(std::vector<Match>& matches, std::optional<Type> type) {
+    std::ranges::sort(matches, {}, &Match::rank);
+    for (const Match& match : matches) {
+      if (!isFree(match.part)) continue;
+      const bool isSide = !type;
+      const Index main = isSide ? owner_[match.main].value_or(match.main) : match.main;
+      if (!isSide && (!mayBeMain(main) || !hasSlot(main, *type))) continue;
+      join(match.part, main, isSide ? resourceTypeOf(probe(match.part).notes.kind) : *type);
+    }
+  }
+
+  std::optional<int> rawMatch(Index main, Index part) const {
+    const bool isPhoto =
+        std::ranges::find(kPhotosOfRaw, lowerExtension(name(main))) != kPhotosOfRaw.end();
+    // A JPEG comes before a HEIC: it is the one that cameras write beside a raw file.
+    if (!isStill(main) || !isStill(part) || probe(main).raw || !probe(part).raw || !isPhoto ||
+        !haveOneStem(main, part) || !isOfOneMoment(main, part)) {
+      return std::nullopt;
+    }
+    return 1 - preference(name(main));
+  }
+
+  // A rendering is known by its name, and by an adjustment or the same moment.
+  std::optional<int> editMatch(Index main, Index part) const {
+    if (!isEditedName(name(part)) || isEditedName(name(main)) ||
+        originalStem(name(part)) != originalStem(name(main))) {
+      return std::nullopt;
+    }
+    if (!isOfOneMoment(main, part) && !isAdjusted(main)) return std::nullopt;
+    return 0;
+  }
+  std::optional<int> renderingMatch(Index main, Index part) const {
+    return isStill(main) && isStill(part) ? editMatch(main, part) : std::nullopt;
+  }
+
+  bool isAdjusted(Index main) const {
+    return std::ranges::any_of(parts_[main].families, [&](std::int64_t family) {
+      const auto& members = membersOf(family, originalStem(name(main)));
+      return std::ranges::any_of(members, [&](Index i) { return isAdjustment(i); });
+    });
+  }
+
+  void findEditedMovies() {
+    for (const auto& [family, members] : families_) {
+      for (const Index part : members) {
+        for (const Index main : members) {
+          if (main != part && isMovie(main) && isMovie(part) && isFree(part) &&
+              editMatch(main, part)) {
+            editedMovies_.emplace(part, main);
+          }
+        }
+      }
+    }
+  }
+
+  void joinEditedMovies() {
+    for (const auto& [edited, movie] : editedMovies_) {
+      if (!isFree(edited)) continue;
+      if (!isOwned(movie)) {
+        if (hasSlot(movie, Type::fullSizeVideo)) join(edited, movie, Type::fullSizeVideo);
+        continue;
+      }
+      const Index photo = *owner_[movie];
+      if (!hasSlot(photo, Type::fullSizePhoto) && hasSlot(photo, Type::fullSizePairedVideo)) {
+        join(edited, photo, Type::fullSizePairedVideo);
+      }
+    }
+  }
+
+  const std::vector<Index>& membersOf(std::int64_t family, const std::string& stem) const {
+    static const std::vector<Index> kNone;
+    const auto found = families_.find({family, stem});
+    return found == families_.end() ? kNone : found->second;
+  }
+
+  bool mayBeLive(Index still, Index movie) const {
+    return isStill(still) && isMovie(movie) && mayBeMain(still) && !editedMovies_.contains(movie) &&
+           hasSlot(still, Type::pairedVideo);
+  }
+
+  void joinByContent() {
+    std::vector<Match> matches;
+    for (const auto& [content, members] : contents_) {
+      for (const Index movie : members) {
+        for (const Index still : members) {
+          if (!isFree(movie) || !mayBeLive(still, movie)) continue;
+          const auto& folder = parts_[still].record.asset.sourceFolder;
+          const bool isNear = folder && folder == parts_[movie].record.asset.sourceFolder;
+          const int distance = isNear ? (haveOneStem(still, movie) ? 0 : 1) : 2;
+          matches.push_back({rankOf(distance, still, movie), still, movie});
+        }
+      }
+    }
+    joinBest(matches, Type::pairedVideo);
+  }
+
+  std::optional<int> liveMatch(Index still, Index movie) const {
+    if (!mayBeLive(still, movie) || !namesMakeAPair(name(still), name(movie)) ||
+        identifiersDiffer(probe(still).contentIdentifier, probe(movie).contentIdentifier)) {
+      return std::nullopt;
+    }
+    return 0;
+  }
+
+  bool isAdjustment(Index part) const {
+    return parts_[part].isSideFile() && probe(part).notes.kind == SideKind::adjustment;
+  }
+
+  std::optional<int> adjustmentMatch(Index main, Index part) const {
+    if (!isAdjustment(part) || parts_[main].isSideFile() || isOwned(main) ||
+        isEditedName(name(main)) || originalStem(name(main)) != originalStem(name(part))) {
+      return std::nullopt;
+    }
+    return isStill(main) ? 0 : 1;
+  }
+
+  std::optional<int> sideMatch(Index target, Index part) const {
+    if (!parts_[part].isSideFile() || isAdjustment(part) || parts_[target].isSideFile()) {
+      return std::nullopt;
+    }
+    const std::string whole = lowerCase(name(target));
+    const std::string stem = lowerCase(nameStem(name(target)));
+    int fit = 0;
+    for (const SideTarget& each : targetsOf(name(part), probe(part).notes)) {
+      if (each.name == (each.isStem ? stem : whole)) {
+        // Programs that leave the extension away mean the raw file.
+        return 3 * fit + (probe(target).raw ? 0 : isStill(target) ? 1 : 2);
+      }
+      ++fit;
+    }
+    return std::nullopt;
+  }
+
+  Grouping result() {
+    Grouping grouping;
+    std::map<Index, std::vector<Role>> assets;
+    for (Index i = 0; i < parts_.size(); ++i) {
+      if (!isOwned(i) && (!parts_[i].isSideFile() || isMain_.contains(i))) {
+        assets[i].insert(assets[i].begin(), {i, mainType(i)});
+      } else if (isOwned(i)) {
+        assets[*owner_[i]].push_back({i, type_[i]});
+      } else if (const auto keeper = presentKeeper(i)) {
+        assets[*keeper].push_back({i, parts_[i].type});
+      } else {
+        grouping.waiting.push_back(i);
+      }
+    }
+    for (auto& [main, roles] : assets) {
+      std::ranges::stable_partition(roles, [main](const Role& role) { return role.part == main; });
+      grouping.assets.push_back(std::move(roles));
+    }
+    return grouping;
+  }
+
+  // A side file stays with what it was given to.
+  std::optional<Index> presentKeeper(Index side) const {
+    for (Index i = 0; i < parts_.size(); ++i) {
+      if (!areTogether(i, side) || parts_[i].isSideFile()) continue;
+      const Index main = owner_[i].value_or(i);
+      if (parts_[side].type != Type::adjustmentData || hasSlot(main, Type::adjustmentData)) {
+        return main;
+      }
+    }
+    return std::nullopt;
+  }
+
+  Type mainType(Index i) const {
+    if (parts_[i].isEmbedded) return Type::video;
+    switch (probe(i).kind) {
+      case MediaKind::video:
+        return Type::video;
+      case MediaKind::audio:
+        return Type::audio;
+      case MediaKind::image:
+      case MediaKind::side:
+        break;
+    }
+    return Type::photo;
+  }
+
+  const std::vector<Part>& parts_;
+  std::map<std::pair<std::int64_t, std::string>, std::vector<Index>> families_;  ///< and stems
+  std::map<std::string, std::vector<Index>> contents_;
+  std::vector<std::optional<Index>> owner_;
+  std::vector<Type> type_;
+  std::set<Index> isMain_;                  ///< something belongs to it
+  std::set<Index> isNoted_;                 ///< main parts that an export names
+  std::set<std::pair<Index, Type>> slots_;  ///< that are taken
+  std::map<Index, Index> editedMovies_;     ///< with their originals
+};
+
+}  // namespace
+
+Part partOf(OriginalRecord record) {
+  Part part{.record = std::move(record), .families = {}, .row = std::nullopt, .type = {}};
+  const NewAsset& asset = part.record.asset;
+  part.type = part.record.resource.type;
+  part.isEmbedded = part.type == Type::pairedVideo && asset.probe.kind == MediaKind::image;
+  if (asset.sourceFolder && !part.isEmbedded) {
+    part.families =
+        familyNumbers(*asset.sourceFolder, part.record.resource.name, asset.probe.notes);
+  }
+  return part;
+}
+
+Grouping groupParts(const std::vector<Part>& parts) {
+  return Grouper(parts).run();
+}
+
+void markBurstsByName(std::vector<Part>& parts, const Grouping& grouping) {
+  std::map<std::pair<std::int64_t, std::string>, std::vector<Part*>> bursts;
+  for (const std::vector<Role>& asset : grouping.assets) {
+    Part& part = parts[asset.front().part];
+    const std::string mark = burstMark(part.record.resource.name);
+    const auto& probe = part.record.asset.probe;
+    if (mark.empty() || probe.kind != MediaKind::image || !probe.burstIdentifier.empty() ||
+        !part.record.asset.sourceFolder) {
+      continue;
+    }
+    bursts[{*part.record.asset.sourceFolder, mark}].push_back(&part);
+  }
+  for (const auto& [place, members] : bursts) {
+    if (members.size() < 2) continue;
+    for (Part* member : members) {
+      MediaProbe& probe = member->record.asset.probe;
+      probe.burstIdentifier = burstIdentifierOf(place.first, place.second);
+      probe.burstPrimary = isBurstCover(member->record.resource.name);
+    }
+  }
+}
+
+}  // namespace quorvin

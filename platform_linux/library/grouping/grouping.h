@@ -1,0 +1,50 @@
+// Which files make one asset, and as what. It does not depend on the order in which they came.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "core/platform/asset_resources.h"
+#include "platform_linux/library/originals/original_record.h"
+
+namespace quorvin {
+
+/// A file that is, or is about to be, an original.
+struct Part {
+  OriginalRecord record;
+  std::vector<std::int64_t> families;
+  /// The asset that has it at present, if any, and as what.
+  std::optional<std::int64_t> row;
+  PHAssetResourceType type = PHAssetResourceType::photo;
+  /// A movie that was cut out of a photo, which has the same identifier.
+  bool isEmbedded = false;
+
+  bool isSideFile() const { return record.asset.probe.kind == MediaKind::side; }
+};
+
+/// A file that is no part of an asset yet. A record of a movie that was cut out says so.
+Part partOf(OriginalRecord record);
+
+struct Role {
+  std::size_t part = 0;  ///< index
+  PHAssetResourceType type = PHAssetResourceType::photo;
+  friend bool operator==(const Role&, const Role&) = default;
+};
+
+struct Grouping {
+  /// Of each asset; the first one is what the others belong to.
+  std::vector<std::vector<Role>> assets;
+  /// Side files whose photo or video is not there.
+  std::vector<std::size_t> waiting;
+};
+
+/// Where names leave a choice, what is together stays together.
+Grouping groupParts(const std::vector<Part>& parts);
+
+/// Gives stills whose names mark them as one burst its identifier, if there are two or more in a
+/// folder.
+void markBurstsByName(std::vector<Part>& parts, const Grouping& grouping);
+
+}  // namespace quorvin
