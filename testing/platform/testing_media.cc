@@ -63,6 +63,7 @@ void property(const std::string& word, MediaProbe& probe) {
   if (key == "rate") probe.frameRate = std::stod(value);
   if (key == "captured") probe.captureFrameRate = std::stod(value);
   if (key == "subtypes") probe.mediaSubtypes = std::stoull(value);
+  if (key == "raw") probe.raw = true;
   if (key == "front") probe.frontCamera = true;
   if (key == "orientation") probe.orientation = std::stoi(value);
   if (key == "movieat") probe.embeddedMovieOffset = std::stoll(value);

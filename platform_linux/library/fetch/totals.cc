@@ -59,8 +59,7 @@ std::optional<CatalogueTotals> readTotals(Database& database) {
   totals.bursts = number(database,
                          "SELECT count(DISTINCT burst_id) FROM assets"
                          " WHERE burst_id IS NOT NULL AND trashed_ns IS NULL");
-  constexpr auto kDeleted =
-      sql("SELECT count(*) FROM assets WHERE trashed_ns < ") + kWaitingTime;
+  constexpr auto kDeleted = sql("SELECT count(*) FROM assets WHERE trashed_ns < ") + kWaitingTime;
   totals.deleted = number(database, kDeleted);
   totals.originalFiles = countOriginals(database);
   totals.originalBytes = number(database, "SELECT coalesce(sum(size), 0) FROM resources");

@@ -1,5 +1,6 @@
 #include "platform_linux/library/grouping/composition.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -32,6 +33,13 @@ std::string shownName(Type type, const std::string& name) {
     default:
       return name;
   }
+}
+
+// An export numbers files that would be called alike.
+const std::string& nameBefore(const std::string& name, const ExportedNotes* notes) {
+  if (notes == nullptr) return name;
+  const auto noted = std::ranges::find(notes->parts, name, &NotedPart::name);
+  return noted == notes->parts.end() || noted->was.empty() ? name : noted->was;
 }
 
 const ExportedNotes* exportedNotes(const std::vector<Part>& parts, const std::vector<Role>& roles) {
@@ -94,7 +102,7 @@ Composition compose(const std::vector<Part>& parts, const std::vector<Role>& rol
   for (const Role& role : roles) {
     NewResource resource = parts[role.part].record.resource;
     resource.type = role.type;
-    resource.name = shownName(role.type, resource.name);
+    resource.name = shownName(role.type, nameBefore(resource.name, exportedNotes(parts, roles)));
     made.resources.push_back(std::move(resource));
   }
   return made;

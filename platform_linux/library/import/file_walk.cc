@@ -12,9 +12,11 @@
 #include <set>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include "platform_linux/library/originals/source_file.h"
+#include "platform_linux/library/values/families.h"
 #include "posix/file_descriptor.h"
 
 namespace quorvin {
@@ -65,6 +67,7 @@ class Walk {
  private:
   struct Entry {
     FoundFile file;
+    std::string family;
     bool isNamed = false;
     bool isFolder = false;
     int errorNumber = 0;
@@ -113,7 +116,10 @@ class Walk {
     }
     // The list is taken from its end.
     std::sort(waiting_.begin() + static_cast<std::ptrdiff_t>(before), waiting_.end(),
-              [](const Entry& one, const Entry& other) { return one.file.path > other.file.path; });
+              [](const Entry& one, const Entry& other) {
+                return std::tie(one.family, one.file.path) >
+                       std::tie(other.family, other.file.path);
+              });
     listener_.found(files_.size());
   }
 
@@ -155,6 +161,7 @@ class Walk {
       }
       entry.file.isApart = found->d_type == DT_LNK || found->d_type == DT_UNKNOWN;
       entry.depth = above.depth + 1;
+      entry.family = familyByName(found->d_name);
       if (entry.isFolder && entry.depth <= kFoldersHeld) entry.parent = folder;
       waiting_.push_back(std::move(entry));
     }

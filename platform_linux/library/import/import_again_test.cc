@@ -223,7 +223,7 @@ TEST_F(ImportAgain, PutsWhatItKnowsIntoTheAlbumAndJoinsHalvesToIt) {
   importAll();
   put("IMG_1.MOV", "video");
   EXPECT_EQ(import({folder / "in"}, "Trip"), (ImportSummary{0, 1, 2, 0}));
-  EXPECT_EQ(assets(), (Texts{"1 1:IMG_1.HEIC 9:IMG_1.MOV live", "1 1:b.jpg"}));
+  EXPECT_EQ(assets(), (Texts{"1 1:b.jpg", "1 1:IMG_1.HEIC 9:IMG_1.MOV live"}));
   EXPECT_EQ(Gardener(libraryPath()).integer("SELECT count(*) FROM members"), 2);
   expectSound();
 }
