@@ -311,8 +311,7 @@ bool putBack(Database& into, std::int64_t madeAs, std::int64_t row) {
 
 std::optional<std::int64_t> assetRow(Database& into, const std::string& identifier) {
   Statement find = into.prepare("SELECT id FROM assets WHERE ident = ?");
-  if (!find.bind(identifier).next()) return std::nullopt;
-  return find.integer(0);
+  return find.bind(identifier).next() ? std::optional(find.integer(0)) : std::nullopt;
 }
 
 std::optional<std::int64_t> finishSalvage(Database& into, std::int64_t status) {
@@ -324,7 +323,7 @@ std::optional<std::int64_t> finishSalvage(Database& into, std::int64_t status) {
   std::int64_t given = into.changedRows();
   for (const char* table : {"resources", "members", "limited_selection", "time_maps", "families"}) {
     done = done && dropDanglingRows(into, table);
-    given += into.changedRows();
+    given += done ? into.changedRows() : 0;
   }
   for (const WrongBurst& burst : wrongBursts(into)) {
     done = done && settleBurst(into, burst.identifier, BurstChoice::anew);

@@ -21,35 +21,11 @@ using Type = PHAssetResourceType;
 using Index = std::size_t;
 
 constexpr std::array<std::string_view, 5> kPhotosOfRaw = {"jpg", "jpeg", "heic", "heif", "hif"};
-constexpr std::int64_t kSecond = 1'000'000'000;
-
-// The members of a large burst are one family, yet have little to do with each other.
-std::set<std::string> stemsOf(const Part& part) {
-  const std::string& name = part.record.resource.name;
-  if (!part.isSideFile()) return {originalStem(name)};
-  const SideNotes& notes = part.record.asset.probe.notes;
-  std::set<std::string> stems;
-  for (const SideTarget& target : targetsOf(name, notes)) {
-    stems.insert(originalStem(target.isStem ? target.name + "." : target.name));
-  }
-  if (notes.exported) {
-    for (const NotedPart& noted : notes.exported->parts) stems.insert(originalStem(noted.name));
-  }
-  return stems;
-}
 
 class Grouper {
  public:
   explicit Grouper(const std::vector<Part>& parts)
-      : parts_(parts), owner_(parts.size()), type_(parts.size()) {
-    for (Index i = 0; i < parts.size(); ++i) {
-      for (const std::int64_t family : parts[i].families) {
-        for (const std::string& stem : stemsOf(parts[i])) families_[{family, stem}].push_back(i);
-      }
-      const std::string& content = probe(i).contentIdentifier;
-      if (!content.empty()) contents_[content].push_back(i);
-    }
-  }
+      : parts_(parts), index_(parts), owner_(parts.size()), type_(parts.size()) {}
 
   Grouping run() {
     joinEmbedded();
@@ -78,8 +54,8 @@ class Grouper {
   const MediaProbe& probe(Index i) const { return parts_[i].record.asset.probe; }
   const std::string& name(Index i) const { return parts_[i].record.resource.name; }
   const std::string& hash(Index i) const { return parts_[i].record.resource.hash; }
-  bool isStill(Index i) const { return probe(i).kind == MediaKind::image && !parts_[i].isEmbedded; }
-  bool isMovie(Index i) const { return probe(i).kind == MediaKind::video; }
+  bool isStill(Index i) const { return parts_[i].isStill(); }
+  bool isMovie(Index i) const { return parts_[i].isMovie(); }
   bool isOwned(Index i) const { return owner_[i].has_value(); }
   bool isFree(Index i) const { return !isOwned(i) && !isMain_.contains(i); }
   bool hasSlot(Index main, Type type) const { return !slots_.contains({main, type}); }
@@ -90,9 +66,7 @@ class Grouper {
     return lowerCase(nameStem(name(one))) == lowerCase(nameStem(name(other)));
   }
   bool isOfOneMoment(Index one, Index other) const {
-    const auto& a = probe(one).creationDate;
-    const auto& b = probe(other).creationDate;
-    return a && b && *a / kSecond == *b / kSecond;
+    return areOfOneMoment(parts_[one], parts_[other]);
   }
   static int preference(const std::string& name) {
     const std::string extension = lowerExtension(name);
@@ -143,7 +117,7 @@ class Grouper {
 
   std::optional<Index> findNoted(Index side, const std::string& wanted) const {
     for (const std::int64_t family : parts_[side].families) {
-      for (const Index i : membersOf(family, originalStem(wanted))) {
+      for (const Index i : index_.members(family, originalStem(wanted))) {
         if (i != side && !isOwned(i) && !isNoted_.contains(i) && !parts_[i].isEmbedded &&
             name(i) == wanted) {
           return i;
@@ -158,7 +132,7 @@ class Grouper {
 
   void joinInFamilies(Matcher matcher, std::optional<Type> type) {
     std::vector<Match> matches;
-    for (const auto& [family, members] : families_) {
+    for (const auto& [family, members] : index_.families()) {
       for (const Index part : members) {
         if (!isFree(part) || parts_[part].isEmbedded) continue;
         for (const Index main : members) {
@@ -220,13 +194,13 @@ class Grouper {
 
   bool isAdjusted(Index main) const {
     return std::ranges::any_of(parts_[main].families, [&](std::int64_t family) {
-      const auto& members = membersOf(family, originalStem(name(main)));
+      const auto& members = index_.members(family, originalStem(name(main)));
       return std::ranges::any_of(members, [&](Index i) { return isAdjustment(i); });
     });
   }
 
   void findEditedMovies() {
-    for (const auto& [family, members] : families_) {
+    for (const auto& [family, members] : index_.families()) {
       for (const Index part : members) {
         for (const Index main : members) {
           if (main != part && isMovie(main) && isMovie(part) && isFree(part) &&
@@ -252,12 +226,6 @@ class Grouper {
     }
   }
 
-  const std::vector<Index>& membersOf(std::int64_t family, const std::string& stem) const {
-    static const std::vector<Index> kNone;
-    const auto found = families_.find({family, stem});
-    return found == families_.end() ? kNone : found->second;
-  }
-
   bool mayBeLive(Index still, Index movie) const {
     return isStill(still) && isMovie(movie) && mayBeMain(still) && !editedMovies_.contains(movie) &&
            hasSlot(still, Type::pairedVideo);
@@ -265,7 +233,7 @@ class Grouper {
 
   void joinByContent() {
     std::vector<Match> matches;
-    for (const auto& [content, members] : contents_) {
+    for (const auto& [content, members] : index_.contents()) {
       for (const Index movie : members) {
         for (const Index still : members) {
           if (!isFree(movie) || !mayBeLive(still, movie)) continue;
@@ -364,8 +332,7 @@ class Grouper {
   }
 
   const std::vector<Part>& parts_;
-  std::map<std::pair<std::int64_t, std::string>, std::vector<Index>> families_;  ///< and stems
-  std::map<std::string, std::vector<Index>> contents_;
+  const PartIndex index_;
   std::vector<std::optional<Index>> owner_;
   std::vector<Type> type_;
   std::set<Index> isMain_;                  ///< something belongs to it
@@ -376,42 +343,8 @@ class Grouper {
 
 }  // namespace
 
-Part partOf(OriginalRecord record) {
-  Part part{.record = std::move(record), .families = {}, .row = std::nullopt, .type = {}};
-  const NewAsset& asset = part.record.asset;
-  part.type = part.record.resource.type;
-  part.isEmbedded = part.type == Type::pairedVideo && asset.probe.kind == MediaKind::image;
-  if (asset.sourceFolder && !part.isEmbedded) {
-    part.families =
-        familyNumbers(*asset.sourceFolder, part.record.resource.name, asset.probe.notes);
-  }
-  return part;
-}
-
 Grouping groupParts(const std::vector<Part>& parts) {
   return Grouper(parts).run();
-}
-
-void markBurstsByName(std::vector<Part>& parts, const Grouping& grouping) {
-  std::map<std::pair<std::int64_t, std::string>, std::vector<Part*>> bursts;
-  for (const std::vector<Role>& asset : grouping.assets) {
-    Part& part = parts[asset.front().part];
-    const std::string mark = burstMark(part.record.resource.name);
-    const auto& probe = part.record.asset.probe;
-    if (mark.empty() || probe.kind != MediaKind::image || !probe.burstIdentifier.empty() ||
-        !part.record.asset.sourceFolder) {
-      continue;
-    }
-    bursts[{*part.record.asset.sourceFolder, mark}].push_back(&part);
-  }
-  for (const auto& [place, members] : bursts) {
-    if (members.size() < 2) continue;
-    for (Part* member : members) {
-      MediaProbe& probe = member->record.asset.probe;
-      probe.burstIdentifier = burstIdentifierOf(place.first, place.second);
-      probe.burstPrimary = isBurstCover(member->record.resource.name);
-    }
-  }
 }
 
 }  // namespace quorvin

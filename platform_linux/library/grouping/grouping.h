@@ -2,30 +2,12 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <optional>
 #include <vector>
 
 #include "core/platform/asset_resources.h"
-#include "platform_linux/library/originals/original_record.h"
+#include "platform_linux/library/grouping/part.h"
 
 namespace quorvin {
-
-/// A file that is, or is about to be, an original.
-struct Part {
-  OriginalRecord record;
-  std::vector<std::int64_t> families;
-  /// The asset that has it at present, if any, and as what.
-  std::optional<std::int64_t> row;
-  PHAssetResourceType type = PHAssetResourceType::photo;
-  /// A movie that was cut out of a photo, which has the same identifier.
-  bool isEmbedded = false;
-
-  bool isSideFile() const { return record.asset.probe.kind == MediaKind::side; }
-};
-
-/// A file that is no part of an asset yet. A record of a movie that was cut out says so.
-Part partOf(OriginalRecord record);
 
 struct Role {
   std::size_t part = 0;  ///< index

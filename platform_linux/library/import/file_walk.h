@@ -27,11 +27,12 @@ struct SearchListener {
   std::stop_token stop;                                     ///< ends it before its time
 };
 
-/// The files among the paths and, recursively, in the folders among them: within a folder by
-/// name, but what belongs together by its names side by side. Symbolic links are followed; a folder that is reached twice, also through a loop of links, is
-/// searched once. What cannot be read is a problem. What is hidden, what systems keep beside
-/// photos, and the library are passed over; a path that is named is taken, and is a problem where
-/// it lies in the library. A path may lead nowhere any more when the search is over.
+/// The files among the paths and, recursively, in the folders among them: within a folder by name,
+/// but what belongs together by its names side by side. Symbolic links are followed; a folder that
+/// is reached twice, also through a loop of links, is searched once. What cannot be read is a
+/// problem. What is hidden, what systems keep beside photos, and the library are passed over; a
+/// path that is named is taken, and is a problem where it lies in the library. A path may lead
+/// nowhere any more when the search is over.
 std::vector<FoundFile> findFiles(const std::vector<std::string>& paths,
                                  const LibraryFolder& library, const SearchListener& listener);
 
