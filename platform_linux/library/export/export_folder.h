@@ -11,7 +11,7 @@
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/files/folder.h"
-#include "platform_linux/library/export/export_list.h"
+#include "platform_linux/library/values/export_list.h"
 
 namespace quorvin {
 

@@ -78,7 +78,7 @@ std::string ownName(const LeavingFile& file, const std::string& stem, const std:
   const std::string extension = extensionOf(withSafeCharacters(file.resource->name));
   if (file.type == numberOf(kTakeoutFile)) return first + ".json";
   if (file.type == numberOf(PHAssetResourceType::adjustmentData)) {
-    return stem + (extension.empty() ? ".AAE" : extension);
+    return stem + ".AAE";
   }
   if (isEdited(file.type)) return editedStem(stem) + extension;
   if (isOriginal(file.type)) return stem + extension;

@@ -56,7 +56,7 @@ TEST(ExportedNames, ShareTheStemOfTheFirstOriginal) {
   EXPECT_EQ(namesOf(assetOf({{1, "IMG_1234.HEIC"},
                              {4, "OTHER.DNG"},
                              {5, "Full.JPG"},
-                             {7, "Adjust.AAE"},
+                             {7, "Adjustments.plist"},
                              {9, "movie.MOV"},
                              {10, "Full.MOV"},
                              {1002, "IMG_1234.HEIC.json"},

@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "platform_linux/library/export/export_list.h"
+#include "platform_linux/library/values/export_list.h"
 #include "testing/platform/testing_import.h"
 
 namespace quorvin {

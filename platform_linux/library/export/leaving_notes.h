@@ -8,7 +8,7 @@
 
 #include "media_protocol/requests.h"
 #include "platform_linux/library/catalogue/export_rows.h"
-#include "platform_linux/library/export/export_list.h"
+#include "platform_linux/library/values/export_list.h"
 
 namespace quorvin {
 

@@ -17,6 +17,7 @@
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/catalogue/source_rows.h"
+#include "platform_linux/library/import/exported_folder.h"
 #include "platform_linux/library/import/file_walk.h"
 #include "platform_linux/library/import/folder_albums.h"
 #include "platform_linux/library/import/import_batch.h"
@@ -83,6 +84,7 @@ class Import {
              },
          .found = [this](std::size_t files) { observer_.searching(files); },
          .stop = options_.stop});
+    exported_.arrange(found_, options_.paths);
     for (const FoundFile& file : found_) progress_.found(file.state.size);
     albums_.find(found_, looks_);
     observer_.filesFound(found_.size());
@@ -168,6 +170,7 @@ class Import {
   // Nothing is made where everything is known.
   Done makeReady() {
     if (batch_ != nullptr) return Null{};
+    if (auto made = exported_.makeAlbums(*catalogue_); !made) return made;
     auto staging = Staging::begin(catalogue_->folder());
     if (!staging) return staging.error();
     staging_ = *std::move(staging);
@@ -266,6 +269,7 @@ class Import {
   const std::function<void()> tell_ = [this] {
     observer_.progressed(progress_.now(), progress_.total());
   };
+  ExportedFolders exported_;
   std::vector<FoundFile> found_;
   std::vector<ImportFile> files_;  // of the present group
   std::set<std::string> bursts_;

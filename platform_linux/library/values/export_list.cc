@@ -1,5 +1,5 @@
 // A list is lines of text, so that a list that was cut short is good up to its last whole line.
-#include "platform_linux/library/export/export_list.h"
+#include "platform_linux/library/values/export_list.h"
 
 #include <array>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "platform_linux/library/export/export_list.h"
+#include "platform_linux/library/values/export_list.h"
 
 #include <gtest/gtest.h>
 
