@@ -1,7 +1,11 @@
 #include "platform_linux/library/catalogue/export_rows.h"
 
+#include <algorithm>
+#include <set>
 #include <string_view>
 #include <utility>
+
+#include "platform_linux/library/catalogue/album_rows.h"
 
 namespace quorvin {
 namespace {
@@ -43,6 +47,46 @@ std::optional<std::vector<AlbumRow>> userAlbums(Database& database) {
   while (rows.next()) albums.push_back({rows.integer(0), std::string(rows.text(1))});
   if (rows.failed()) return std::nullopt;
   return albums;
+}
+
+std::optional<std::vector<std::string>> membersOf(Database& database, std::int64_t album) {
+  std::vector<std::string> members;
+  Statement rows = database.prepare(
+      "SELECT assets.ident FROM members JOIN assets ON assets.id = members.asset"
+      " WHERE members.collection = ? AND assets.trashed_ns IS NULL ORDER BY members.pos, "
+      "assets.id");
+  rows.bind(album);
+  while (rows.next()) members.emplace_back(rows.text(0));
+  if (rows.failed()) return std::nullopt;
+  return members;
+}
+
+std::optional<std::int64_t> assetWithFile(Database& database, std::int64_t size,
+                                          const std::string& hash) {
+  Statement find = database.prepare(
+      "SELECT resources.asset FROM resources JOIN assets ON assets.id = resources.asset"
+      " WHERE size = ? AND hash = ? AND trashed_ns IS NULL ORDER BY resources.asset LIMIT 1");
+  find.bind(size, Blob{hash});
+  if (!find.next()) return std::nullopt;
+  return find.integer(0);
+}
+
+bool setMembers(Database& database, std::int64_t album, std::vector<std::int64_t> assets,
+                OtherMembers others) {
+  if (others == OtherMembers::stay) {
+    const std::set<std::int64_t> placed(assets.begin(), assets.end());
+    Statement there =
+        database.prepare("SELECT asset FROM members WHERE collection = ? ORDER BY pos, asset");
+    there.bind(album);
+    while (there.next()) {
+      const std::int64_t asset = there.integer(0);
+      if (!placed.contains(asset)) assets.push_back(asset);
+    }
+    if (there.failed()) return false;
+  }
+  if (!database.prepare("DELETE FROM members WHERE collection = ?").bind(album).run()) return false;
+  return std::ranges::all_of(
+      assets, [&](std::int64_t asset) { return addToAlbum(database, album, asset); });
 }
 
 std::optional<std::vector<LeavingAsset>> leavingAssetsAfter(

@@ -17,6 +17,20 @@ struct AlbumRow {
 /// The user's albums, in the order of listings. None when they cannot be read.
 std::optional<std::vector<AlbumRow>> userAlbums(Database& database);
 
+/// The identifiers of the album's members that are not deleted, in its order. None when they cannot
+/// be read.
+std::optional<std::vector<std::string>> membersOf(Database& database, std::int64_t album);
+
+/// The asset, not deleted, that has this file; none when there is none.
+std::optional<std::int64_t> assetWithFile(Database& database, std::int64_t size,
+                                          const std::string& hash);
+
+/// Makes these the album's members, in this order; the others stay behind them, or go. Inside a
+/// change. False when writing failed.
+enum class OtherMembers { stay, go };
+bool setMembers(Database& database, std::int64_t album, std::vector<std::int64_t> assets,
+                OtherMembers others);
+
 struct LeavingResource {
   std::int64_t type = 0;
   std::string name;

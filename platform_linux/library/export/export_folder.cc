@@ -46,6 +46,10 @@ FilePlace placeIn(const std::string& root, const Folder& held, const std::string
 
 }  // namespace
 
+bool meansFull(int error) {
+  return error == ENOSPC || error == EDQUOT;
+}
+
 Result<ExportFolder> ExportFolder::open(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);

@@ -15,6 +15,9 @@
 
 namespace quorvin {
 
+/// The system's error number says that nothing more can be written.
+bool meansFull(int error);
+
 /// One thread. Folders in it have paths beneath it, with "/" between names.
 class ExportFolder {
  public:

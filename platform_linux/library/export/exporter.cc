@@ -32,10 +32,6 @@ namespace {
 
 constexpr const char* kCopy = ".quorvin-export.sqlite";
 
-bool meansFull(int error) {
-  return error == ENOSPC || error == EDQUOT;
-}
-
 class Export {
  public:
   Export(Catalogue& source, MediaService& media, ExportFolder folder, const ExportOptions& options)
@@ -108,11 +104,16 @@ class Export {
                      "there is no album “" + *options_.album + "”; quorvin info lists them.");
     }
     for (const AlbumRow& album : *albums) {
-      if (!options_.album || album.title == *options_.album) titles_.push_back(album.title);
+      if (options_.album && album.title != *options_.album) continue;
+      auto members = membersOf(database, album.row);
+      if (!members) return database.lastError("the library cannot be read");
+      listedAlbums_.push_back({album.title, *std::move(members)});
     }
     ExportList list = folder_.list();
-    for (std::string& title : list.albums) {
-      if (std::ranges::find(titles_, title) == titles_.end()) titles_.push_back(std::move(title));
+    for (ListedAlbum& album : list.albums) {
+      const bool isNew =
+          std::ranges::find(listedAlbums_, album.title, &ListedAlbum::title) == listedAlbums_.end();
+      if (isNew) listedAlbums_.push_back(std::move(album));
     }
     for (ListedAsset& asset : list.assets) {
       std::string identifier = asset.identifier;
@@ -303,7 +304,7 @@ class Export {
     std::ranges::sort(assets, {}, [](const ListedAsset* asset) {
       return std::pair(asset->row, std::string_view(asset->identifier));
     });
-    std::string text = exportListHead(titles_);
+    std::string text = exportListHead(listedAlbums_);
     for (const ListedAsset* asset : assets) text += exportListLines(*asset);
     if (const int error = folder_.replaceList(text); error != 0) cannotWrite(kExportList, error);
   }
@@ -322,8 +323,8 @@ class Export {
   ExportFolder folder_;
   const ExportOptions& options_;
   std::map<std::int64_t, std::string> albums_;  ///< titles by row
-  std::vector<std::string> titles_;             ///< to be listed
-  std::map<std::string, ListedAsset> listed_;   ///< by identifier
+  std::vector<ListedAlbum> listedAlbums_;
+  std::map<std::string, ListedAsset> listed_;  ///< by identifier
   std::vector<ListedFile> written_;
   ExportReport report_;
 };

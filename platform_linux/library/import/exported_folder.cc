@@ -11,7 +11,7 @@
 
 #include "platform_linux/library/catalogue/album_rows.h"
 #include "platform_linux/library/catalogue/export_rows.h"
-#include "platform_linux/library/values/export_list.h"
+#include "platform_linux/library/values/identifiers.h"
 
 namespace quorvin {
 namespace {
@@ -63,7 +63,9 @@ class Lists {
     const auto found = places.find(path.substr(std::min(folder.size() + 1, path.size())));
     return found == places.end() ? places.size() : found->second;
   }
-  std::vector<std::string> albums;  ///< of all lists that were found
+  // Of all lists that were found.
+  std::vector<ListedAlbum> albums;
+  std::map<std::string, ListedFile> firstFiles;
 
  private:
   const std::string* find(const std::string& folder) {
@@ -73,6 +75,10 @@ class Lists {
     if (auto list = listIn(folder)) {
       found = &places_.emplace(folder, placesIn(*list)).first->first;
       std::ranges::move(list->albums, std::back_inserter(albums));
+      for (ListedAsset& asset : list->assets) {
+        if (asset.files.empty()) continue;
+        firstFiles.emplace(std::move(asset.identifier), std::move(asset.files.front()));
+      }
     } else if (!named_.contains(withoutEnd(folder)) && folder.find('/') != folder.npos) {
       found = find(fs::path(folder).parent_path().string());
     }
@@ -115,23 +121,57 @@ void ExportedFolders::arrange(std::vector<FoundFile>& files,
     std::ranges::move(together, std::back_inserter(files));
   }
   albums_ = std::move(lists.albums);
+  firstFiles_ = std::move(lists.firstFiles);
 }
 
-Done ExportedFolders::makeAlbums(Catalogue& catalogue) const {
+Done ExportedFolders::makeAlbums(Catalogue& catalogue) {
   if (albums_.empty()) return Null{};
+  std::vector<const ListedAlbum*> missing;
   {
     Catalogue::Reader reader = catalogue.reader();
     if (!reader) return reader.error();
     const auto there = userAlbums(*reader);
     if (!there) return reader->lastError("the library's albums cannot be read");
-    const auto isThere = [&there](const std::string& title) {
-      return std::ranges::find(*there, title, &AlbumRow::title) != there->end();
-    };
-    if (std::ranges::all_of(albums_, isThere)) return Null{};
+    std::multiset<std::string> titles;
+    for (const AlbumRow& album : *there) titles.insert(album.title);
+    for (const ListedAlbum& album : albums_) {
+      const auto same = titles.find(album.title);
+      if (same == titles.end()) {
+        missing.push_back(&album);
+      } else {
+        titles.erase(same);
+      }
+    }
   }
+  if (missing.empty()) return Null{};
+  return catalogue.change([&](Database& writer) -> Done {
+    made_.clear();
+    for (const ListedAlbum* album : missing) {
+      const auto row = insertAlbum(writer, newCollectionIdentifier(), album->title);
+      if (!row) return writer.lastError("an album cannot be stored");
+      made_.emplace_back(*row, album);
+    }
+    return Null{};
+  });
+}
+
+Done ExportedFolders::fillAlbums(Catalogue& catalogue) const {
+  if (made_.empty()) return Null{};
   return catalogue.change([this](Database& writer) -> Done {
-    for (const std::string& title : albums_) {
-      if (!albumWithTitle(writer, title)) return writer.lastError("an album cannot be stored");
+    for (const auto& [row, album] : made_) {
+      std::vector<std::int64_t> members;
+      for (const std::string& member : album->members) {
+        const auto file = firstFiles_.find(member);
+        if (file == firstFiles_.end()) continue;
+        const auto asset = assetWithFile(writer, file->second.size, file->second.hash);
+        if (asset) members.push_back(*asset);
+      }
+      // By its title alone an asset comes into the first of them.
+      const auto ofOneTitle = std::ranges::count(albums_, album->title, &ListedAlbum::title);
+      const auto others = ofOneTitle > 1 ? OtherMembers::go : OtherMembers::stay;
+      if (!setMembers(writer, row, std::move(members), others)) {
+        return writer.lastError("an album cannot be stored");
+      }
     }
     return Null{};
   });

@@ -1,12 +1,16 @@
 // Folders that an export filled, among those that are imported.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform_linux/errors/failure.h"
 #include "platform_linux/library/catalogue/catalogue.h"
 #include "platform_linux/library/import/file_walk.h"
+#include "platform_linux/library/values/export_list.h"
 
 namespace quorvin {
 
@@ -18,11 +22,15 @@ class ExportedFolders {
   /// listed comes last.
   void arrange(std::vector<FoundFile>& files, const std::vector<std::string>& paths);
 
-  /// Makes the albums of the lists that there are not, in their order.
-  Done makeAlbums(Catalogue& catalogue) const;
+  /// Before assets come in: makes the albums of the lists that there are not, in their order.
+  Done makeAlbums(Catalogue& catalogue);
+  /// After they came in: albums that were made have their members, in their order.
+  Done fillAlbums(Catalogue& catalogue) const;
 
  private:
-  std::vector<std::string> albums_;
+  std::vector<ListedAlbum> albums_;
+  std::map<std::string, ListedFile> firstFiles_;                   ///< of assets, by identifier
+  std::vector<std::pair<std::int64_t, const ListedAlbum*>> made_;  ///< by row
 };
 
 }  // namespace quorvin

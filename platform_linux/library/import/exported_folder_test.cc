@@ -46,6 +46,27 @@ TEST_F(ExportedAndImported, AssetsAndAlbumsKeepTheirOrder) {
   EXPECT_EQ(albums(), albumsBefore);
 }
 
+TEST_F(ExportedAndImported, AlbumsOfOneTitleKeepTheirMembersInTheirOrder) {
+  for (const char* name : {"a.jpg", "b.jpg", "c.jpg"}) put(name, std::string("image ") + name);
+  importAll();
+  import({folder / "in/c.jpg"}, "Sea");
+  import({folder / "in/a.jpg"}, "Sea");
+  {
+    Gardener gardener(libraryPath());
+    gardener.addToAlbum(gardener.plantAlbum("Sea"),
+                        gardener.text("SELECT ident FROM assets WHERE id = 2"));
+  }
+  constexpr const char* kMembers =
+      "SELECT title, name FROM members JOIN resources USING (asset) JOIN collections"
+      " ON collections.id = collection WHERE resources.type = 1"
+      " ORDER BY collections.pos, collections.id, members.pos";
+  const std::string before = Gardener(libraryPath()).text(kMembers);
+  EXPECT_EQ(before, "Seac.jpgSeaa.jpgSeab.jpg");
+  exportAll();
+  import({out()});
+  EXPECT_EQ(Gardener(libraryPath()).text(kMembers), before);
+}
+
 TEST_F(ExportedAndImported, FilesBesideAnExportComeInTheirOwnOrder) {
   put("b.jpg", "image date=5");
   put("a.jpg", "image date=6");

@@ -61,6 +61,7 @@ class Import {
       if (const Done done = importGroup(*group); !done) return done.error();
       tell_();
     }
+    if (auto filled = exported_.fillAlbums(*catalogue_); !filled) return filled.error();
     dropSurplusSources();
     return summary_;
   }

@@ -94,9 +94,12 @@ std::optional<ListedFile> readFile(std::string_view line) {
 
 }  // namespace
 
-std::string exportListHead(const std::vector<std::string>& albums) {
+std::string exportListHead(const std::vector<ListedAlbum>& albums) {
   std::string text = std::string(kFirstLine) + "\n";
-  for (const std::string& album : albums) text += "album " + asLine(album) + "\n";
+  for (const ListedAlbum& album : albums) {
+    text += "album " + asLine(album.title) + "\n";
+    for (const std::string& member : album.members) text += "member " + asLine(member) + "\n";
+  }
   return text;
 }
 
@@ -117,7 +120,9 @@ ExportList readExportList(std::string_view text) {
     text.remove_prefix(end + 1);
     const std::string_view kind = nextWord(line);
     if (kind == "album") {
-      list.albums.push_back(fromLine(line));
+      list.albums.push_back({fromLine(line), {}});
+    } else if (kind == "member" && !list.albums.empty()) {
+      list.albums.back().members.push_back(fromLine(line));
     } else if (kind == "asset") {
       ListedAsset asset;
       if (!readNumber(nextWord(line), asset.row)) continue;

@@ -27,14 +27,20 @@ struct ListedAsset {
   friend bool operator==(const ListedAsset&, const ListedAsset&) = default;
 };
 
+struct ListedAlbum {
+  std::string title;
+  std::vector<std::string> members;  ///< identifiers of assets, in the album's order
+  friend bool operator==(const ListedAlbum&, const ListedAlbum&) = default;
+};
+
 /// Of a list that anybody may have written: what can be read of it. Paths lead nowhere else.
 struct ExportList {
-  std::vector<std::string> albums;  ///< titles, in the order of listings
+  std::vector<ListedAlbum> albums;  ///< in the order of listings
   std::vector<ListedAsset> assets;
   friend bool operator==(const ExportList&, const ExportList&) = default;
 };
 
-std::string exportListHead(const std::vector<std::string>& albums);
+std::string exportListHead(const std::vector<ListedAlbum>& albums);
 std::string exportListLines(const ListedAsset& asset);
 /// Empty for what is no such list.
 ExportList readExportList(std::string_view text);

@@ -11,14 +11,15 @@ ListedAsset listedAsset() {
 }
 
 TEST(ExportListText, IsReadBack) {
-  ExportList list{{"Sea", "", "two\nlines, 100%0a"}, {listedAsset(), {-8, "other", {}}}};
+  ExportList list{{{"Sea", {"one", "two"}}, {"", {}}, {"two\nlines, 100%0a", {"a%"}}},
+                  {listedAsset(), {-8, "other", {}}}};
   std::string text = exportListHead(list.albums);
   for (const ListedAsset& asset : list.assets) text += exportListLines(asset);
   EXPECT_EQ(readExportList(text), list);
 }
 
 TEST(ExportListText, IsGoodUpToWhereItWasCut) {
-  const std::string text = exportListHead({"Sea"}) + exportListLines(listedAsset());
+  const std::string text = exportListHead({{"Sea", {}}}) + exportListLines(listedAsset());
   for (std::size_t size = 0; size < text.size(); ++size) {
     const ExportList list = readExportList(std::string_view(text).substr(0, size));
     EXPECT_LE(list.albums.size(), 1U);
