@@ -26,6 +26,13 @@ struct ImportCommand {
   int run() const;
 };
 
+struct WatchCommand {
+  std::string library;
+  std::optional<std::string> album;
+  std::vector<std::string> folders;
+  int run() const;
+};
+
 struct CallCommand {
   std::string library;
   std::string method;

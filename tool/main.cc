@@ -2,7 +2,9 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
+#include <system_error>
 
 #include "host/locations.h"
 #include "tool/commands.h"
@@ -20,6 +22,14 @@ constexpr const char* kVersion = "quorvin " QUORVIN_VERSION;
 
 std::string refuseEmpty(const std::string& text) {
   return text.empty() ? "must not be empty" : "";
+}
+
+// One that is missing may come later.
+std::string refuseNoFolder(const std::string& text) {
+  std::error_code error;
+  const auto status = std::filesystem::status(text, error);
+  const bool isOther = std::filesystem::exists(status) && !std::filesystem::is_directory(status);
+  return isOther ? "“" + text + "” is no folder" : refuseEmpty(text);
 }
 
 std::string refuseNoSeconds(const std::string& text) {
@@ -43,6 +53,7 @@ class Tool {
     app_.require_subcommand(1);
     app_.fallthrough();
     addImport();
+    addWatch();
     addCall();
     addAuthorize();
     addTrash();
@@ -126,6 +137,18 @@ class Tool {
                   "Print a line of JSON for each file, and a last one of all");
     sub->add_option("PATH", import_.paths, "Files and folders")->required()->type_name("");
     runs(sub, import_);
+  }
+
+  void addWatch() {
+    CLI::App* sub = add("watch", "Add what appears in folders to the library, until it is ended");
+    sub->add_option("--album", watch_.album, "Album that receives what is added")
+        ->type_name("TITLE")
+        ->check(CLI::Validator(refuseEmpty, ""));
+    sub->add_option("DIR", watch_.folders, "The folders, searched recursively")
+        ->required()
+        ->type_name("")
+        ->check(CLI::Validator(refuseNoFolder, ""));
+    runs(sub, watch_);
   }
 
   void addCall() {
@@ -239,6 +262,7 @@ class Tool {
   CLI::App app_{"A photo library from the command line", "quorvin"};
   std::string library_;
   ImportCommand import_;
+  WatchCommand watch_;
   CallCommand call_;
   AuthorizeCommand authorize_;
   TrashCommand trash_;

@@ -12,6 +12,11 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/first" >"$work/log" || { cat "$work/log" >&2; exit 1; }
+unit=$work/first/lib/systemd/user/quorvin-watch.service
+grep -qF "ExecStart=$work/first/bin/quorvin watch " "$unit"
+if command -v systemd-analyze >/dev/null; then
+  XDG_RUNTIME_DIR=$work systemd-analyze --user verify "$unit"
+fi
 mv "$work/first" "$work/prefix"
 prefix=$work/prefix
 

@@ -26,7 +26,7 @@ TEST_F(Usage, EverySubcommandHasHelp) {
   const Ran all = quorvin({"--help"});
   EXPECT_EQ(all.status, 0);
   for (const char* subcommand :
-       {"import", "call", "authorize", "trash", "check", "backup", "info"}) {
+       {"import", "watch", "call", "authorize", "trash", "check", "backup", "info"}) {
     EXPECT_NE(all.out.find(std::string("\n  ") + subcommand + " "), std::string::npos);
     const Ran one = quorvin({subcommand, "--help"});
     EXPECT_EQ(one.status, 0);
@@ -54,6 +54,8 @@ TEST_F(Usage, MistakesAreNamedAndChangeNothing) {
   expectUsageError({"info", "extra"}, "extra");
   expectUsageError({"import"}, "PATH");
   expectUsageError({"import", "--album", "", kGoodMedia}, "--album");
+  expectUsageError({"watch"}, "DIR");
+  expectUsageError({"watch", ""}, "DIR");
   expectUsageError({"call"}, "METHOD");
   expectUsageError({"call", "getPermission", "{}", "more"}, "more");
   expectUsageError({"trash"}, "subcommand is required");

@@ -110,6 +110,7 @@ class Walk {
       return;
     }
     if (!seen_.insert({status.st_dev, status.st_ino}).second) return;
+    if (listener_.entering) listener_.entering(path, ::dirfd(folder.get()));
     const std::size_t before = waiting_.size();
     if (const int error = appendEntries(folder, entry); error != 0) {
       listener_.problem(path, "The folder cannot be read: " + wordsOf(error) + ".");
@@ -154,7 +155,11 @@ class Walk {
       const std::string_view name = found->d_name;
       if (name == "." || name == "..") continue;
       Entry entry = entryAt(::dirfd(folder.get()), found->d_name, prefix + found->d_name);
-      if (isGone(entry, ::dirfd(folder.get()), found->d_name)) continue;
+      if (entry.errorNumber == ENOENT && !isLink(::dirfd(folder.get()), found->d_name)) {
+        // Removed while the folder was read, or only for a moment.
+        entry = entryAt(::dirfd(folder.get()), found->d_name, prefix + found->d_name);
+        if (entry.errorNumber == ENOENT) continue;
+      }
       if (isPassedOver(name, entry.isFolder)) {
         listener_.passedOver(entry.file.path);
         continue;
@@ -167,11 +172,9 @@ class Walk {
     }
   }
 
-  // Removed while the folder was read, and not a link that leads nowhere.
-  static bool isGone(const Entry& entry, int folder, const char* name) {
+  static bool isLink(int folder, const char* name) {
     struct stat status = {};
-    return entry.errorNumber == ENOENT &&
-           ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
+    return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
   }
 
   const LibraryFolder& library_;

@@ -24,7 +24,9 @@ struct SearchListener {
   std::function<void(const std::string& path, const std::string& reason)> problem;
   std::function<void(const std::string& path)> passedOver;  ///< a file, or a folder with all in it
   std::function<void(std::size_t files)> found;             ///< so far; after each folder
-  std::stop_token stop;                                     ///< ends it before its time
+  /// If given: an open folder that is about to be listed.
+  std::function<void(const std::string& path, int folder)> entering;
+  std::stop_token stop;  ///< ends it before its time
 };
 
 /// The files among the paths and, recursively, in the folders among them: within a folder by name,

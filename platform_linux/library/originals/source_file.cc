@@ -72,7 +72,7 @@ bool folderLiesIn(const LibraryFolder& library, const std::string& path) {
 bool folderLiesIn(const LibraryFolder& library, int opened) {
   constexpr int kFind = O_PATH | O_DIRECTORY | O_CLOEXEC;
   struct stat root = {};
-  if (::fstat(library.held->descriptor(), &root) != 0) return false;
+  if (!library.held || ::fstat(library.held->descriptor(), &root) != 0) return false;
   FileDescriptor folder(::openat(opened, ".", kFind));
   struct stat below = {};
   struct stat status = {};
