@@ -29,6 +29,7 @@ struct ImportCommand {
 struct WatchCommand {
   std::string library;
   std::optional<std::string> album;
+  bool foldersAreAlbums = false;
   std::vector<std::string> folders;
   int run() const;
 };

@@ -5,6 +5,8 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "platform_linux/dispatch/background_thread.h"
+
 namespace quorvin {
 namespace {
 
@@ -23,10 +25,13 @@ Interruption::Interruption() {
   pthread_sigmask(SIG_BLOCK, &signals, &before_);
   signals_ = FileDescriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
   end_ = FileDescriptor(eventfd(0, EFD_CLOEXEC));
-  waiting_ = std::thread([this] { wait(); });
+  if (signals_ && end_) waiting_ = startThread("quorvin-signals", [this] { wait(); });
+  // Where there is too little of something, a signal ends the program as ever.
+  if (!waiting_.joinable()) pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
 Interruption::~Interruption() {
+  if (!waiting_.joinable()) return;
   eventfd_write(end_.get(), 1);
   waiting_.join();
   pthread_sigmask(SIG_SETMASK, &before_, nullptr);

@@ -144,6 +144,8 @@ class Tool {
     sub->add_option("--album", watch_.album, "Album that receives what is added")
         ->type_name("TITLE")
         ->check(CLI::Validator(refuseEmpty, ""));
+    sub->add_flag("--albums", watch_.foldersAreAlbums,
+                  "Add each folder's files to an album of the folder's name as well");
     sub->add_option("DIR", watch_.folders, "The folders, searched recursively")
         ->required()
         ->type_name("")

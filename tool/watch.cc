@@ -59,8 +59,12 @@ class Watching : public InboxOwner {
   Done import(const std::vector<std::string>& files) override {
     ArrivalReport report;
     const auto begin = std::chrono::steady_clock::now();
-    const auto summary = importIntoLibrary(command_.library, media_,
-                                           {files, command_.album, workers_, stop_}, report);
+    const ImportOptions options{.paths = files,
+                                .albumTitle = command_.album,
+                                .filesAtOnce = workers_,
+                                .stop = stop_,
+                                .foldersAreAlbums = command_.foldersAreAlbums};
+    const auto summary = importIntoLibrary(command_.library, media_, options, report);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
     if (!summary) return summary.error();
     report.tellProblems();

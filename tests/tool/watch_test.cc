@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <functional>
+#include <map>
 #include <thread>
 #include <utility>
 
@@ -33,12 +34,14 @@ class Watch : public ToolFixture {
     fs::copy_file(photo(number), to);
   }
 
-  void watch() {
+  void watch(const Words& options = {}) {
     const FileDescriptor out(
         open(outPath().c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
     const FileDescriptor err(
         open(errPath().c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
-    process_ = start({"--library", library(), "watch", in()}, out.get(), err.get());
+    Words words = {"--library", library(), "watch", in()};
+    words.insert(words.end(), options.begin(), options.end());
+    process_ = start(words, out.get(), err.get());
   }
   int end(int signal) {
     EXPECT_EQ(kill(process_, signal), 0);
@@ -145,6 +148,20 @@ TEST_F(Watch, BringsInNothingTwiceWhateverHappensToItAndToTheFiles) {
   EXPECT_EQ(end(SIGTERM), 0);
   EXPECT_EQ(err(), "");
   expectSound(kMany);
+}
+
+TEST_F(Watch, PutsWhatAppearsIntoAlbums) {
+  copy(0, in() / "Sea/0.jpg");
+  watch({"--albums", "--album", "Phone"});
+  waitForPhotos(1);
+  copy(1, in() / "Hills/1.jpg");
+  waitForPhotos(2);
+  EXPECT_EQ(end(SIGTERM), 0);
+  const Ran ran = quorvin({"--library", library(), "info", "--json"});
+  std::map<std::string, int> albums;
+  const Json info = Json::parse(ran.out);
+  for (const Json& each : info["albums"]) albums[each["title"]] = each["assets"];
+  EXPECT_EQ(albums, (std::map<std::string, int>{{"Hills", 1}, {"Phone", 2}, {"Sea", 1}}));
 }
 
 TEST_F(Watch, GoesOnWhenTheLibraryCanBeUsedAgain) {
