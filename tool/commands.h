@@ -21,6 +21,7 @@ struct ImportCommand {
   std::string library;
   std::optional<std::string> album;
   std::vector<std::string> paths;
+  bool foldersAreAlbums = false;
   bool json = false;
   bool dryRun = false;
   int run() const;

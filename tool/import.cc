@@ -28,7 +28,7 @@ int ImportCommand::run() const {
   using Kind = ImportReport::Kind;
   ImportReport report(dryRun ? (json ? Kind::jsonRehearsal : Kind::rehearsal)
                              : (json ? Kind::json : Kind::plain));
-  const ImportOptions options{paths, album, workers, interruption.token()};
+  const ImportOptions options{paths, album, workers, interruption.token(), foldersAreAlbums};
   const auto begin = std::chrono::steady_clock::now();
   const auto summary =
       (dryRun ? rehearseImport : importIntoLibrary)(library, media, options, report);

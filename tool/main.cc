@@ -131,6 +131,8 @@ class Tool {
     sub->add_option("--album", import_.album, "Album that receives what is added")
         ->type_name("TITLE")
         ->check(CLI::Validator(refuseEmpty, ""));
+    sub->add_flag("--albums", import_.foldersAreAlbums,
+                  "Make every folder an album that receives what lies in it");
     sub->add_flag("--dry-run", import_.dryRun,
                   "Say what would come in, and change nothing; no library is made");
     sub->add_flag("--json", import_.json,

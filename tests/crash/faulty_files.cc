@@ -276,7 +276,10 @@ QUORVIN_REPLACES int ftruncate(int fd, off_t size) noexcept {
 // `openat2` has no function of its own. All calls of this file come by here, too.
 QUORVIN_REPLACES long syscall(long number, ...) noexcept {
   using Call = long (*)(long, ...);
-  static const auto call = reinterpret_cast<Call>(::dlsym(RTLD_NEXT, "syscall"));
+  // No static variable that is made here: two threads that meet at its making wait by this call.
+  static constinit std::atomic<Call> known = nullptr;
+  Call call = known.load();
+  if (call == nullptr) known = call = reinterpret_cast<Call>(::dlsym(RTLD_NEXT, "syscall"));
   va_list rest;
   va_start(rest, number);
   std::array<long, 6> words;

@@ -2,17 +2,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "platform_linux/library/upkeep/check.h"
+#include "platform_linux/library/upkeep/trash.h"
 #include "testing/platform/testing_import.h"
 
 namespace quorvin {
 namespace {
 
+namespace fs = std::filesystem;
 using Texts = std::vector<std::string>;
 
 /// What an asset is, but for its identifier and when it was changed.
@@ -152,6 +155,60 @@ TEST_F(ImportParts, TellByTheModificationDateThatTheyWereJoined) {
   const std::int64_t before = Gardener(libraryPath()).integer("SELECT modified_ns FROM assets");
   import({movie});
   EXPECT_GT(Gardener(libraryPath()).integer("SELECT modified_ns FROM assets"), before);
+}
+
+TEST_F(ImportParts, ComeTogetherAgainWhenTheCatalogueIsLost) {
+  putAll(*this, kFolder);
+  put("f/waits.xmp", "side kind=xmp");
+  importAll();
+  const std::string before = described(*this);
+  for (const auto& entry : fs::directory_iterator(libraryPath())) {
+    const std::string name = entry.path().filename();
+    if (name.starts_with("library.sqlite") || name.starts_with("snapshot")) fs::remove_all(entry);
+  }
+  const auto report = checkLibrary(libraryPath(), {.repair = true});
+  ASSERT_TRUE(report) << report.error().sentence();
+  EXPECT_FALSE(report->rescue.empty());
+  EXPECT_EQ(described(*this), before);
+  expectSound();
+}
+
+TEST_F(ImportParts, WaitWithoutBeingSeen) {
+  const auto side = put("DSC_2.xmp", "side kind=xmp favorite");
+  EXPECT_EQ(import({side}), (ImportSummary{.addedFiles = 1}));
+  EXPECT_EQ(import({side}), (ImportSummary{.skippedFiles = 1}));
+  EXPECT_EQ(assets(), Texts{});
+  EXPECT_TRUE(listTrash(libraryPath())->empty());
+  EXPECT_EQ(emptyTrash(libraryPath())->assets, 0U);
+  expectSound();
+  import({put("DSC_2.NEF", "image raw")});
+  EXPECT_EQ(assets(), (Texts{"1 1:DSC_2.NEF"}));
+  EXPECT_EQ(Gardener(libraryPath()).integer("SELECT sum(favorite) FROM assets"), 1);
+  EXPECT_EQ(Gardener(libraryPath()).integer("SELECT count(*) FROM assets"), 1);
+  expectSound();
+}
+
+TEST_F(ImportParts, TakeAWholeFolderForAnAlbum) {
+  put("Trip/a.jpg", "image a");
+  put("Trip/a.jpg.json", "side kind=takeout date=5");
+  put("Trip/metadata.json", "side kind=album title=To_the_sea");
+  put("Other/a.jpg", "image a");
+  put("Other/b.jpg", "image b");
+  const ImportSummary summary = importAll();
+  EXPECT_EQ(
+      summary,
+      (ImportSummary{.addedAssets = 2, .addedFiles = 3, .skippedFiles = 1, .passedOverFiles = 1}));
+  Gardener gardener(libraryPath());
+  constexpr const char* kMembers =
+      "SELECT group_concat(title || ':' || name) FROM (SELECT c.title, r.name FROM members AS m"
+      " JOIN collections AS c ON c.id = m.collection JOIN resources AS r ON r.asset = m.asset"
+      " WHERE r.type = 1 ORDER BY 1, 2)";
+  EXPECT_EQ(gardener.text(kMembers), "To the sea:a.jpg");
+  listener = {};
+  ImportOptions options{.paths = {folder / "in"}};
+  options.foldersAreAlbums = true;
+  ASSERT_TRUE(importIntoLibrary(libraryPath(), media, options, listener));
+  EXPECT_EQ(gardener.text(kMembers), "Other:a.jpg,Other:b.jpg,To the sea:a.jpg");
 }
 
 /// All files, cut into runs somehow.
