@@ -1,6 +1,7 @@
 #include "platform_linux/library/grouping/composition.h"
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -42,9 +43,20 @@ const std::string& nameBefore(const std::string& name, const ExportedNotes* note
   return noted == notes->parts.end() || noted->was.empty() ? name : noted->was;
 }
 
-const ExportedNotes* exportedNotes(const std::vector<Part>& parts, const std::vector<Role>& roles) {
+// Programs write XMP files again and again: the newest ones come first.
+std::vector<const Part*> sideFiles(const std::vector<Part>& parts, const std::vector<Role>& roles) {
+  std::vector<const Part*> sides;
   for (const Role& role : roles) {
-    const auto& notes = parts[role.part].record.asset.probe.notes;
+    if (parts[role.part].isSideFile()) sides.push_back(&parts[role.part]);
+  }
+  std::ranges::stable_sort(sides, std::greater(),
+                           [](const Part* side) { return side->record.asset.modified; });
+  return sides;
+}
+
+const ExportedNotes* exportedNotes(const std::vector<Part>& parts, const std::vector<Role>& roles) {
+  for (const Part* side : sideFiles(parts, roles)) {
+    const auto& notes = side->record.asset.probe.notes;
     if (notes.exported) return &*notes.exported;
   }
   return nullptr;
@@ -53,14 +65,18 @@ const ExportedNotes* exportedNotes(const std::vector<Part>& parts, const std::ve
 // Of the first file that tells: the raw one beside a photo, then side files. What an export says
 // comes before what the files say.
 std::optional<std::int64_t> dateOf(const std::vector<Part>& parts, const std::vector<Role>& roles) {
+  const auto sides = sideFiles(parts, roles);
+  for (const Part* side : sides) {
+    const MediaProbe& probe = side->record.asset.probe;
+    if (probe.notes.exported && probe.creationDate) return probe.creationDate;
+  }
   const Part* alternate = find(parts, roles, Type::alternatePhoto);
   std::optional<std::int64_t> date = parts[roles.front().part].record.asset.probe.creationDate;
   if (!date && alternate != nullptr) date = alternate->record.asset.probe.creationDate;
   for (const SideKind kind : {SideKind::xmp, SideKind::takeout}) {
-    for (const Role& role : roles) {
-      const MediaProbe& probe = parts[role.part].record.asset.probe;
-      if (probe.kind != MediaKind::side || probe.notes.kind != kind) continue;
-      if (!date || (probe.notes.exported && probe.creationDate)) date = probe.creationDate;
+    for (const Part* side : sides) {
+      const MediaProbe& probe = side->record.asset.probe;
+      if (!date && probe.notes.kind == kind) date = probe.creationDate;
     }
   }
   return date;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <random>
 #include <string>
@@ -209,6 +210,22 @@ TEST_F(ImportParts, TakeAWholeFolderForAnAlbum) {
   options.foldersAreAlbums = true;
   ASSERT_TRUE(importIntoLibrary(libraryPath(), media, options, listener));
   EXPECT_EQ(gardener.text(kMembers), "Other:a.jpg,Other:b.jpg,To the sea:a.jpg");
+}
+
+TEST_F(ImportParts, GoByTheNewestXmpFile) {
+  put("a.jpg", "image");
+  fs::last_write_time(put("a.xmp", "side kind=xmp date=7"), fs::file_time_type::clock::now());
+  fs::last_write_time(put("a.jpg.xmp", "side kind=xmp date=9"),
+                      fs::file_time_type::clock::now() + std::chrono::hours(1));
+  importAll();
+  constexpr const char* kDate = "SELECT created_ns FROM assets";
+  EXPECT_EQ(Gardener(libraryPath()).integer(kDate), 9);
+  const auto later = put("a.xmp", "side kind=xmp date=11");
+  fs::last_write_time(later, fs::file_time_type::clock::now() + std::chrono::hours(2));
+  import({later});
+  EXPECT_EQ(Gardener(libraryPath()).integer(kDate), 11);
+  import({put("a.mov", "video")});
+  EXPECT_EQ(Gardener(libraryPath()).integer(kDate), 11);
 }
 
 /// All files, cut into runs somehow.
