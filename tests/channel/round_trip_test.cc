@@ -207,7 +207,6 @@ TEST(RoundTrip, AnImportOfAnExportGivesTheSameLibrary) {
   const Engines engines;
   const fs::path folder = engines.folder();
   const std::string before = folder / "before";
-  const std::string after = folder / "after";
   putMore(folder / "more");
   outputOf({QUORVIN_TOOL, "--library", before, "import", kGoodMedia});
   outputOf({QUORVIN_TOOL, "--library", before, "import", "--album", "Sea/Sky", folder / "more"});
@@ -228,16 +227,24 @@ TEST(RoundTrip, AnImportOfAnExportGivesTheSameLibrary) {
         "1 MVIMG_1.jpg,9 MVIMG_1.MP4", "1 IMG_0001.jpg,9 IMG_0001.MOV"}) {
     EXPECT_NE(parts(before).find(whole), std::string::npos) << whole << "\n" << parts(before);
   }
-  outputOf({QUORVIN_TOOL, "--library", before, "export", folder / "out"});
-  outputOf({QUORVIN_TOOL, "--library", after, "import", folder / "out"});
+  std::vector<std::string> after;
+  for (const char* layout : {"date", "album"}) {
+    const fs::path out = folder / layout;
+    after.push_back(out.string() + " imported");
+    outputOf({QUORVIN_TOOL, "--library", before, "export", "--layout", layout, out});
+    outputOf({QUORVIN_TOOL, "--library", after.back(), "import", out});
+  }
 
-  EXPECT_EQ(parts(after), parts(before));
+  const std::string partsBefore = parts(before);
   const Portrait one(before);
-  const Portrait other(after);
   EXPECT_GT(one.lines().size(), 300U);
-  ASSERT_EQ(one.lines().size(), other.lines().size());
-  for (std::size_t i = 0; i < one.lines().size(); ++i) {
-    EXPECT_EQ(other.lines()[i], one.lines()[i]);
+  for (const std::string& library : after) {
+    EXPECT_EQ(parts(library), partsBefore);
+    const Portrait other(library);
+    ASSERT_EQ(one.lines().size(), other.lines().size());
+    for (std::size_t i = 0; i < one.lines().size(); ++i) {
+      EXPECT_EQ(other.lines()[i], one.lines()[i]) << library;
+    }
   }
 }
 

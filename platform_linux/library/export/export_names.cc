@@ -85,6 +85,15 @@ std::string ownName(const LeavingFile& file, const std::string& stem, const std:
   return stem + " (base)" + extension;
 }
 
+/// A rendering has no name of its own.
+std::string shownName(const LeavingAsset& asset, const LeavingResource& shown) {
+  if (!isEdited(shown.type)) return shown.name;
+  for (const LeavingResource& resource : asset.resources) {
+    if (isOriginal(resource.type)) return nameStem(resource.name) + extensionOf(shown.name);
+  }
+  return shown.name;
+}
+
 std::vector<LeavingFile> currentFiles(const LeavingAsset& asset) {
   constexpr std::pair<PHAssetResourceType, PHAssetResourceType> kShown[] = {
       {PHAssetResourceType::fullSizePhoto, PHAssetResourceType::photo},
@@ -97,7 +106,7 @@ std::vector<LeavingFile> currentFiles(const LeavingAsset& asset) {
     for (const PHAssetResourceType type : {edited, original}) {
       const auto found = std::ranges::find(asset.resources, numberOf(type), &LeavingResource::type);
       if (found == asset.resources.end()) continue;
-      files.push_back({&*found, numberOf(original), ""});
+      files.push_back({&*found, numberOf(original), shownName(asset, *found), ""});
       break;
     }
   }
@@ -136,7 +145,7 @@ std::vector<LeavingFile> leavingFiles(const LeavingAsset& asset, ExportParts par
   for (const LeavingResource& resource : asset.resources) {
     if (resource.type == numberOf(kXmpFile)) continue;
     if (parts == ExportParts::original && !isOriginal(resource.type)) continue;
-    files.push_back({&resource, resource.type, ""});
+    files.push_back({&resource, resource.type, resource.name, ""});
   }
   const auto first = std::ranges::find_if(
       files, [](const LeavingFile& file) { return file.type >= 1 && file.type <= 3; });
@@ -145,7 +154,7 @@ std::vector<LeavingFile> leavingFiles(const LeavingAsset& asset, ExportParts par
 }
 
 std::string leavingStem(const std::vector<LeavingFile>& files) {
-  const std::string name = safeFileName(files.front().resource->name);
+  const std::string name = safeFileName(files.front().was);
   return name.substr(0, name.size() - extensionOf(name).size());
 }
 

@@ -29,6 +29,7 @@ std::string dateFolder(std::optional<std::int64_t> created);
 struct LeavingFile {
   const LeavingResource* resource = nullptr;
   std::int64_t type = 0;  ///< what it is to whoever imports it
+  std::string was;        ///< what it is called in the library; of what is shown, as the original
   std::string name;
 };
 

@@ -77,14 +77,14 @@ TEST(ExportedNames, AreNeverAlike) {
 TEST(ExportedNames, AreOfOriginalsAloneOrOfWhatIsShown) {
   const LeavingAsset edited = assetOf({{1, "IMG_1.HEIC"},
                                        {4, "IMG_1.DNG"},
-                                       {5, "IMG_E1.JPG"},
+                                       {5, "FullSizeRender.JPG"},
                                        {7, "IMG_1.AAE"},
                                        {9, "IMG_1.MOV"},
-                                       {10, "IMG_E1.MOV"}});
+                                       {10, "FullSizeRender.MOV"}});
   EXPECT_EQ(namesOf(edited, ExportParts::original),
             (Texts{"1 IMG_1.HEIC", "4 IMG_1.DNG", "9 IMG_1.MOV"}));
-  EXPECT_EQ(namesOf(edited, ExportParts::current), (Texts{"1 IMG_E1.JPG", "9 IMG_E1.MOV"}));
-  EXPECT_EQ(namesOf(assetOf({{2, "a.MOV"}, {6, "b.MOV"}}), ExportParts::current), Texts{"2 b.MOV"});
+  EXPECT_EQ(namesOf(edited, ExportParts::current), (Texts{"1 IMG_1.JPG", "9 IMG_1.MOV"}));
+  EXPECT_EQ(namesOf(assetOf({{2, "a.MOV"}, {6, "b.MOV"}}), ExportParts::current), Texts{"2 a.MOV"});
   EXPECT_EQ(namesOf(assetOf({{3, "a.mp3"}}), ExportParts::current), Texts{"3 a.mp3"});
 }
 

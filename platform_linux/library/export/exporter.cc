@@ -17,6 +17,7 @@
 #include "platform_linux/files/copy_content.h"
 #include "platform_linux/files/file_content.h"
 #include "platform_linux/library/catalogue/export_rows.h"
+#include "platform_linux/library/export/asset_places.h"
 #include "platform_linux/library/export/embedded_movie.h"
 #include "platform_linux/library/export/export_folder.h"
 #include "platform_linux/library/export/leaving_notes.h"
@@ -144,65 +145,10 @@ class Export {
     if (const int error = folder_.enter(folder); error != 0) return cannotWrite(folder, error);
     const auto earlier = listed_.find(asset.identifier);
     const ListedAsset* before = earlier == listed_.end() ? nullptr : &earlier->second;
-    const std::string stem = leavingStem(files);
-    for (int number = 1;; ++number) {
-      nameFiles(files, numberedStem(stem, number));
-      if (auto placed = placesFor(asset, folder, files, before)) {
-        return store(asset, *std::move(placed));
-      }
-    }
+    store(asset, places_.find(asset, folder, std::move(files), before), before);
   }
 
-  /// None when somebody else's file stands in the way.
-  std::optional<std::vector<PlacedFile>> placesFor(const LeavingAsset& asset,
-                                                   const std::string& folder,
-                                                   const std::vector<LeavingFile>& files,
-                                                   const ListedAsset* before) {
-    std::vector<PlacedFile> placed;
-    std::vector<std::string> stems;
-    for (const LeavingFile& file : files) {
-      PlacedFile& place = placed.emplace_back();
-      place.resource = file.resource;
-      place.listed = {file.type, file.resource->size, file.resource->hash,
-                      folder + "/" + file.name};
-      stems.push_back(sharedStem(file.name));
-    }
-    PlacedFile& xmp = placed.emplace_back();
-    xmp.listed = {static_cast<std::int64_t>(kXmpFile), 0, "",
-                  folder + "/" + files.front().name + ".xmp"};
-    std::ranges::sort(stems);
-    stems.erase(std::unique(stems.begin(), stems.end()), stems.end());
-    for (const std::string& stem : stems) {
-      for (const std::string& name : folder_.namesakes(folder, stem)) {
-        const auto own = std::ranges::find(placed, folder + "/" + name,
-                                           [](const PlacedFile& file) { return file.listed.path; });
-        if (own == placed.end() || !isOurs(asset, placed, *own, before)) return std::nullopt;
-      }
-    }
-    if (!folder_.take(folder, stems)) return std::nullopt;
-    return placed;
-  }
-
-  /// Whether the file that stands there is this one, or an earlier export's of it.
-  bool isOurs(const LeavingAsset& asset, const std::vector<PlacedFile>& placed, PlacedFile& file,
-              const ListedAsset* before) {
-    const ListedFile* known = nullptr;
-    for (std::size_t i = 0; before != nullptr && i < before->files.size(); ++i) {
-      if (before->files[i].path == file.listed.path) known = &before->files[i];
-    }
-    if (file.resource == nullptr) {
-      if (known != nullptr) return folder_.hashOf(known->path, known->size) == known->hash;
-      const auto told = tell(asset, placed, file.listed);
-      return told && folder_.hashOf(file.listed.path, file.listed.size) == file.listed.hash;
-    }
-    const bool isListed = known != nullptr && known->hash == file.listed.hash &&
-                          folder_.hasFile(file.listed.path, file.listed.size, asset.modified);
-    file.isThere =
-        isListed || folder_.hashOf(file.listed.path, file.listed.size) == file.listed.hash;
-    return file.isThere;
-  }
-
-  void store(const LeavingAsset& asset, std::vector<PlacedFile> files) {
+  void store(const LeavingAsset& asset, std::vector<PlacedFile> files, const ListedAsset* before) {
     bool isWhole = true;
     for (PlacedFile& file : files) {
       if (report_.ended) return;
@@ -215,6 +161,12 @@ class Export {
       if (!file.isThere) continue;
       ++report_.files;
       listed.files.push_back(std::move(file.listed));
+    }
+    for (std::size_t i = 0; before != nullptr && i < before->files.size(); ++i) {
+      const ListedFile& earlier = before->files[i];
+      const auto isIt = [&earlier](const ListedFile& file) { return file.path == earlier.path; };
+      if (std::ranges::any_of(listed.files, isIt)) continue;
+      if (folder_.hasFile(earlier.path, earlier.size, {})) listed.files.push_back(earlier);
     }
     if (isWhole) ++report_.assets;
     if (const int error = folder_.note(exportListLines(listed)); error != 0) {
@@ -321,6 +273,9 @@ class Export {
   Catalogue& source_;
   MediaService& media_;
   ExportFolder folder_;
+  AssetPlaces places_{folder_, [this](const auto& asset, const auto& files, ListedFile& xmp) {
+                        return static_cast<bool>(tell(asset, files, xmp));
+                      }};
   const ExportOptions& options_;
   std::map<std::int64_t, std::string> albums_;  ///< titles by row
   std::vector<ListedAlbum> listedAlbums_;

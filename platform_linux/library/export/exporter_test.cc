@@ -203,6 +203,63 @@ TEST_F(Exporting, TheMovieOfAMotionPhotoStaysInIt) {
   EXPECT_EQ(names(), (Names{"1970/01/a.jpg", "1970/01/a.jpg.xmp"}));
 }
 
+TEST_F(Exporting, WhatSideFilesSayStaysInThem) {
+  put("a.jpg", "image date=5");
+  put("a.xmp", "side kind=xmp title=Seen_at_sea");
+  put("a.jpg.json", "side kind=takeout title=a.jpg");
+  importAll();
+  exported();
+  EXPECT_EQ(names(), (Names{"1970/01/a.jpg", "1970/01/a.jpg.json", "1970/01/a.jpg.xmp"}));
+  EXPECT_NE(at("1970/01/a.jpg.xmp").find(" side kind=xmp title=Seen_at_sea"), std::string::npos);
+  EXPECT_EQ(at("1970/01/a.jpg.json"), "side kind=takeout title=a.jpg");
+}
+
+TEST_F(Exporting, OfFewerFilesThanBeforeLeavesTheOthersWhereTheyAre) {
+  put("IMG_1.JPG", "image date=5");
+  put("IMG_E1.JPG", "image date=5 edited");
+  put("IMG_1.AAE", "side kind=adjustment");
+  importAll();
+  exported();
+  const Names all{"1970/01/IMG_1.AAE", "1970/01/IMG_1.JPG", "1970/01/IMG_1.JPG.xmp",
+                  "1970/01/IMG_E1.jpg"};
+  EXPECT_EQ(names(), all);
+  exported({.parts = ExportParts::original});
+  EXPECT_EQ(names(), all);
+  EXPECT_EQ(readExportList(readFile(target() + "/" + kExportList)).assets[0].files.size(), 4U);
+  exported({.parts = ExportParts::current});
+  EXPECT_EQ(at("1970/01/IMG_1.JPG"), "image date=5");
+  EXPECT_EQ(at("1970/01/IMG_1 (2).jpg"), "image date=5 edited");
+}
+
+TEST_F(Exporting, KeepsTheNumberThatAnAssetHas) {
+  put("a.jpg", "image date=5");
+  importAll();
+  writeFile(target() + "/1970/01/a.jpg", "precious");
+  exported();
+  fs::remove(target() + "/1970/01/a.jpg");
+  EXPECT_EQ(exported().newFiles, 0);
+  EXPECT_EQ(names(), (Names{"1970/01/a (2).jpg", "1970/01/a (2).jpg.xmp"}));
+}
+
+TEST_F(Exporting, EndsOnAFullDiskAndGoesOnWhenThereIsRoom) {
+  SmallVolume volume("size=2m");
+  if (!volume.isThere()) GTEST_SKIP() << "needs to mount a volume";
+  put("a.jpg", "image date=5");
+  put("b.jpg", "image date=6 " + std::string(3'000'000, '.'));
+  put("c.jpg", "image date=7");
+  importAll();
+  const auto full = exportLibrary(libraryPath(), media, volume / "out", {});
+  ASSERT_TRUE(full) << full.error().sentence();
+  ASSERT_TRUE(full->ended);
+  EXPECT_NE(full->ended->find("No space"), std::string::npos) << *full->ended;
+  EXPECT_EQ(full->assets, 1);
+  EXPECT_TRUE(fs::exists(volume / "out/1970/01/a.jpg"));
+  EXPECT_FALSE(fs::exists(volume / "out/1970/01/b.jpg"));
+  for (const std::string& name : filesBelow(volume / "out")) {
+    EXPECT_TRUE(name.starts_with("1970/01/a.jpg") || name.starts_with(kExportList)) << name;
+  }
+}
+
 TEST_F(Exporting, TellsOfAnOriginalThatIsMissingAndGoesOn) {
   put("a.jpg", "image date=5");
   put("b.jpg", "image date=6");

@@ -18,9 +18,8 @@ WriteXmpRequest leavingNotes(const LeavingAsset& asset, const std::vector<Placed
   for (const PlacedFile& file : files) {
     if (file.resource == nullptr) continue;
     const std::string& path = file.listed.path;
-    const std::string& was = file.resource->name;
     notes.parts.push_back({file.listed.type, path.substr(path.rfind('/') + 1),
-                           was.size() <= kLongestText ? was : ""});
+                           file.was.size() <= kLongestText ? file.was : ""});
   }
   std::size_t bytes = 0;
   for (const std::int64_t row : asset.albums) {

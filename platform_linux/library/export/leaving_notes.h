@@ -16,6 +16,7 @@ namespace quorvin {
 struct PlacedFile {
   ListedFile listed;
   const LeavingResource* resource = nullptr;  ///< null for the XMP
+  std::string was;                            ///< what it is called in the library
   bool isThere = false;
 };
 
