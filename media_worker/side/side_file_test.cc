@@ -129,8 +129,10 @@ TEST(XmpFile, IsNeitherDeepNorOfVeryManyParts) {
                               repeated("</dc:a>", 100)),
                     "a.xmp"),
             kNoMedia);
-  EXPECT_TRUE(isReadableXml(xmpPacket(">" + repeated("<dc:a b='c'/>", 9'000))));
-  EXPECT_FALSE(isReadableXml(xmpPacket(">" + repeated("<dc:a b='c'/>", 11'000))));
+  EXPECT_TRUE(isReadableXml(xmpPacket(">" + repeated("<dc:a b='c'/>", 1'900))));
+  EXPECT_FALSE(isReadableXml(xmpPacket(">" + repeated("<dc:a b='c'/>", 2'000))));
+  EXPECT_TRUE(isReadableXml(xmpPacket(">" + repeated("<rdf:li>a</rdf:li>", 20'000))));
+  EXPECT_FALSE(isReadableXml(xmpPacket(">" + repeated("<rdf:li>a</rdf:li>", 20'001))));
 }
 
 TEST(PhotoServicesFile, TellsDateNameAndWhetherItIsAFavourite) {

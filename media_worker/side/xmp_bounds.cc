@@ -8,7 +8,8 @@ namespace quorvin {
 namespace {
 
 constexpr int kDeepestElement = 64;
-constexpr int kMostParts = 20'000;  ///< elements and attributes
+constexpr int kMostItems = 20'000;      ///< of lists
+constexpr int kMostProperties = 4'000;  ///< other elements, and attributes
 
 /// Goes behind the next `end`; false when there is none.
 bool skipBehind(std::string_view& rest, std::string_view end) {
@@ -42,7 +43,8 @@ bool skipTag(std::string_view& rest, int& attributes, bool& isEmpty) {
 bool isReadableXml(std::string_view rest) {
   if (!isUtf8(rest) || rest.find('\0') != rest.npos) return false;
   int depth = 0;
-  int parts = 0;
+  int items = 0;
+  int properties = 0;
   while (skipBehind(rest, "<")) {
     bool isWhole = true;
     if (rest.starts_with("!--")) {
@@ -58,11 +60,12 @@ bool isReadableXml(std::string_view rest) {
       isWhole = skipBehind(rest, ">");
     } else {
       bool isEmpty = false;
-      isWhole = skipTag(rest, parts, isEmpty);
-      ++parts;
+      ++(rest.starts_with("rdf:li") ? items : properties);
+      isWhole = skipTag(rest, properties, isEmpty);
       if (!isEmpty) ++depth;
     }
-    if (!isWhole || depth < 0 || depth > kDeepestElement || parts > kMostParts) return false;
+    if (!isWhole || depth < 0 || depth > kDeepestElement) return false;
+    if (items > kMostItems || properties > kMostProperties) return false;
   }
   return true;
 }

@@ -65,6 +65,15 @@ std::string packetOfAnotherFile() {
          "<x:xmpmeta xmlns:x='adobe:ns:meta/'>&a;</x:xmpmeta>";
 }
 
+std::string manyProperties(int count) {
+  std::string properties;
+  for (int i = 0; i < count; ++i) {
+    const std::string name = "dc:a" + std::to_string(i);
+    properties += "<" + name + ">x</" + name + ">";
+  }
+  return xmpPacket("xmlns:dc='http://purl.org/dc/elements/1.1/'>" + properties);
+}
+
 /// Directories one after another, each of which is empty.
 Bytes chainOfDirectories(std::size_t count) {
   ByteWriter file;
@@ -175,6 +184,12 @@ std::vector<HostileFile> mazes() {
       {"much_profile.jpg", photoWithProfiles()},
       {"nested_packet.jpg", photoWithPacket(elementsInEachOther(20'000))},
       {"laughing_packet.jpg", photoWithPacket(laughingPacket())},
+      {"nested_side_file.xmp", bytesOf(elementsInEachOther(100'000))},
+      {"laughing_side_file.xmp", bytesOf(laughingPacket())},
+      {"side_file_of_another_file.xmp", bytesOf(packetOfAnotherFile())},
+      {"many_properties.xmp", bytesOf(manyProperties(1'900))},
+      {"too_many_properties.xmp", bytesOf(manyProperties(50'000))},
+      {"nested_side_file.json", bytesOf(R"({"photoTakenTime": )" + std::string(1'000'000, '['))},
       {"packet_of_another_file.jpg", photoWithPacket(packetOfAnotherFile())},
       {"nested_packet.png", pngWith(pngChunk("iTXt", ByteWriter()
                                                          .text("XML:com.adobe.xmp")
