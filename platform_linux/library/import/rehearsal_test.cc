@@ -54,7 +54,7 @@ TEST_F(ImportRehearsal, CountsOneOfFilesWithTheSameContent) {
 TEST_F(ImportRehearsal, SaysWhyAnImportCouldNotBegin) {
   put("a.jpg", "image");
   writeFile(libraryPath() + "/letter.txt", "hello");
-  const auto summary = rehearseImport(libraryPath(), media, {{folder / "in"}}, listener);
+  const auto summary = rehearseImport(libraryPath(), media, {.paths = {folder / "in"}}, listener);
   ASSERT_FALSE(summary);
   EXPECT_NE(summary.error().sentence().find("is not a photo library"), std::string::npos);
 }

@@ -119,10 +119,13 @@ class Inbox {
       if (present == identity) continue;
       identity = present;
       leave(path);
-      if (present)
-        std::erase_if(told_, [&](const auto& each) { return each.starts_with(path + ": "); });
+      if (present) forgetProblemsOf(path);
       search(path, nullptr);
     }
+  }
+
+  void forgetProblemsOf(const std::string& folder) {
+    std::erase_if(told_, [&](const auto& each) { return each.starts_with(folder + ": "); });
   }
 
   void leave(const std::string& folder) {
