@@ -18,7 +18,10 @@ namespace {
 
 std::string dateText(std::int64_t nanoseconds) {
   using namespace std::chrono;
-  const sys_time<std::chrono::nanoseconds> moment{std::chrono::nanoseconds(nanoseconds)};
+  // Apart from its fraction, for the first second of all begins before the first nanosecond.
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  const std::int64_t fraction = (nanoseconds % kSecond + kSecond) % kSecond;
+  const sys_seconds moment{seconds(nanoseconds / kSecond - (nanoseconds % kSecond < 0))};
   const auto day = floor<days>(moment);
   const year_month_day date(day);
   const hh_mm_ss time(moment - day);
@@ -27,7 +30,7 @@ std::string dateText(std::int64_t nanoseconds) {
                 static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
                 static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
                 static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
-                static_cast<int>(time.subseconds().count()));
+                static_cast<int>(fraction));
   return text.data();
 }
 

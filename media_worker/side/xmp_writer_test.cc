@@ -61,6 +61,13 @@ TEST(XmpWriter, WritesTheFirstAndTheLastDateOfAll) {
   }
 }
 
+TEST(XmpWriter, WritesADateThatCannotBeReadBackWithoutHarm) {
+  WriteXmpRequest request = wholeRequest();
+  request.creationDate = std::numeric_limits<std::int64_t>::min();
+  const std::string packet = writtenXmp("", request);
+  EXPECT_NE(packet.find("1677-09-21T00:12:43.145224192Z"), packet.npos) << packet;
+}
+
 TEST(XmpWriter, WritesTheSameAgainOverWhatItWrote) {
   const WriteXmpRequest request = wholeRequest();
   const std::string once = writtenXmp("", request);

@@ -33,7 +33,7 @@ std::span<const std::uint8_t> bytesOfText(const std::string& text) {
 struct timespec timeOf(std::int64_t nanoseconds) {
   constexpr std::int64_t kSecond = 1'000'000'000;
   const std::int64_t part = ((nanoseconds % kSecond) + kSecond) % kSecond;
-  return {(nanoseconds - part) / kSecond, part};
+  return {nanoseconds / kSecond - (nanoseconds % kSecond < 0), part};
 }
 
 /// In the folder of the path, which is opened, by its own name.
