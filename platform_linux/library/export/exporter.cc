@@ -3,6 +3,7 @@
 // already, and spares reading them.
 #include "platform_linux/library/export/exporter.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -289,7 +289,7 @@ class Grouper {
     std::map<Index, std::vector<Role>> assets;
     for (Index i = 0; i < parts_.size(); ++i) {
       if (!isOwned(i) && (!parts_[i].isSideFile() || isMain_.contains(i))) {
-        assets[i].insert(assets[i].begin(), {i, mainType(i)});
+        assets[i].insert(assets[i].begin(), {i, parts_[i].typeAlone()});
       } else if (isOwned(i)) {
         assets[*owner_[i]].push_back({i, type_[i]});
       } else if (const auto keeper = presentKeeper(i)) {
@@ -299,7 +299,9 @@ class Grouper {
       }
     }
     for (auto& [main, roles] : assets) {
-      std::ranges::stable_partition(roles, [main](const Role& role) { return role.part == main; });
+      // The part that the others belong to comes first.
+      const auto first = std::ranges::find(roles, main, &Role::part);
+      std::rotate(roles.begin(), first, first + 1);
       grouping.assets.push_back(std::move(roles));
     }
     return grouping;
@@ -315,20 +317,6 @@ class Grouper {
       }
     }
     return std::nullopt;
-  }
-
-  Type mainType(Index i) const {
-    if (parts_[i].isEmbedded) return Type::video;
-    switch (probe(i).kind) {
-      case MediaKind::video:
-        return Type::video;
-      case MediaKind::audio:
-        return Type::audio;
-      case MediaKind::image:
-      case MediaKind::side:
-        break;
-    }
-    return Type::photo;
   }
 
   const std::vector<Part>& parts_;

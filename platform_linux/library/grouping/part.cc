@@ -26,6 +26,19 @@ std::set<std::string> stemsOf(const Part& part) {
 
 }  // namespace
 
+PHAssetResourceType Part::typeAlone() const {
+  switch (record.asset.probe.kind) {
+    case MediaKind::video:
+      return PHAssetResourceType::video;
+    case MediaKind::audio:
+      return PHAssetResourceType::audio;
+    case MediaKind::image:
+    case MediaKind::side:
+      break;
+  }
+  return isEmbedded ? PHAssetResourceType::video : PHAssetResourceType::photo;
+}
+
 Part partOf(OriginalRecord record) {
   Part part{.record = std::move(record), .families = {}, .row = std::nullopt, .type = {}};
   const NewAsset& asset = part.record.asset;

@@ -24,6 +24,8 @@ struct Part {
   /// A movie that was cut out of a photo, which has the same identifier.
   bool isEmbedded = false;
 
+  /// As what it is in an asset that it makes by itself.
+  PHAssetResourceType typeAlone() const;
   bool isSideFile() const { return record.asset.probe.kind == MediaKind::side; }
   bool isStill() const { return record.asset.probe.kind == MediaKind::image && !isEmbedded; }
   bool isMovie() const { return record.asset.probe.kind == MediaKind::video; }

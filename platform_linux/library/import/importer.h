@@ -18,12 +18,12 @@ struct ImportOptions {
   /// Files, and folders that are searched recursively; symbolic links are followed.
   std::vector<std::string> paths;
   /// The user album that receives the assets; made when no album has this title.
-  std::optional<std::string> albumTitle;
+  std::optional<std::string> albumTitle = {};
   /// So many files are looked at at a time, and so many copied: as many as the media service takes.
   /// What comes of them does not depend on it.
   std::size_t filesAtOnce = 1;
   /// Ends the import once what is under way is stored.
-  std::stop_token stop;
+  std::stop_token stop = {};
   /// Every folder's files also come into an album that is called as the folder is, or as a photo
   /// service's file in it says; where there is such a file they do in any case.
   bool foldersAreAlbums = false;

@@ -142,8 +142,7 @@ std::vector<std::int64_t> familyNumbers(std::int64_t folder, const std::string& 
     }
   }
   std::ranges::sort(numbers);
-  const auto repeated = std::ranges::unique(numbers);
-  numbers.erase(repeated.begin(), repeated.end());
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
   return numbers;
 }
 
