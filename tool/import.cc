@@ -4,15 +4,12 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "host/locations.h"
 #include "platform_linux/library/import/importer.h"
 #include "platform_linux/library/import/rehearsal.h"
-#include "platform_linux/media/failure_memory.h"
-#include "platform_linux/media/media_worker_pool.h"
-#include "platform_linux/media/remembering_media.h"
 #include "tool/commands.h"
 #include "tool/import_report.h"
 #include "tool/interruption.h"
+#include "tool/media_workers.h"
 
 namespace quorvin {
 
@@ -20,18 +17,15 @@ int ImportCommand::run() const {
   // Nobody who stops listening, to the bar or to the problems, ends the import.
   const auto atBrokenPipe = std::signal(SIGPIPE, SIG_IGN);
   const Interruption interruption;
-  const std::string program = mediaWorkerProgram();
-  const std::size_t workers = MediaWorkerOptions::sizeForThisMachine();
-  MediaWorkerPool pool({.program = program, .size = workers});
-  FailureMemory failures(failedFilesPath(), program);
-  RememberingMedia media(pool, pool, failures);
+  MediaWorkers workers;
   using Kind = ImportReport::Kind;
   ImportReport report(dryRun ? (json ? Kind::jsonRehearsal : Kind::rehearsal)
                              : (json ? Kind::json : Kind::plain));
-  const ImportOptions options{paths, album, workers, interruption.token(), foldersAreAlbums};
+  const ImportOptions options{paths, album, workers.count(), interruption.token(),
+                              foldersAreAlbums};
   const auto begin = std::chrono::steady_clock::now();
   const auto summary =
-      (dryRun ? rehearseImport : importIntoLibrary)(library, media, options, report);
+      (dryRun ? rehearseImport : importIntoLibrary)(library, workers.media(), options, report);
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
   report.end();
   std::signal(SIGPIPE, atBrokenPipe);
@@ -43,7 +37,7 @@ int ImportCommand::run() const {
   // What is not made now comes later, so that its failures are no failures of the import.
   if (summary->addedAssets > 0 && !summary->wasStopped) {
     std::fflush(stdout);
-    makeMissingPreviews(library, media, summary->addedAssets, interruption.token());
+    makeMissingPreviews(library, workers.media(), summary->addedAssets, interruption.token());
   }
   if (summary->wasStopped && !dryRun) {
     complain("The import was interrupted; the same command goes on where it stopped.");

@@ -3,12 +3,10 @@
 #include <cstdio>
 #include <optional>
 
-#include "host/locations.h"
-#include "platform_linux/media/failure_memory.h"
 #include "platform_linux/media/media_worker_pool.h"
-#include "platform_linux/media/remembering_media.h"
 #include "platform_linux/previews/all_previews.h"
 #include "tool/commands.h"
+#include "tool/media_workers.h"
 #include "tool/progress_bar.h"
 #include "tool/text.h"
 
@@ -49,11 +47,8 @@ Result<AllPreviews> makeMissingPreviews(const std::string& library, MediaService
 }
 
 int PreviewsCommand::run() const {
-  const std::string program = mediaWorkerProgram();
-  MediaWorkerPool pool({.program = program, .size = MediaWorkerOptions::sizeForThisMachine()});
-  FailureMemory failures(failedFilesPath(), program);
-  RememberingMedia media(pool, pool, failures);
-  const auto previews = makeMissingPreviews(library, media);
+  MediaWorkers workers;
+  const auto previews = makeMissingPreviews(library, workers.media());
   if (!previews) {
     complain(previews.error().sentence());
     return kFailure;

@@ -8,15 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "host/locations.h"
 #include "platform_linux/library/import/importer.h"
 #include "platform_linux/library/inbox/inbox.h"
-#include "platform_linux/media/failure_memory.h"
-#include "platform_linux/media/media_worker_pool.h"
-#include "platform_linux/media/remembering_media.h"
 #include "tool/commands.h"
 #include "tool/import_report.h"
 #include "tool/interruption.h"
+#include "tool/media_workers.h"
 #include "tool/text.h"
 
 namespace quorvin {
@@ -96,12 +93,8 @@ int WatchCommand::run() const {
   // Nobody who stops listening ends it.
   std::signal(SIGPIPE, SIG_IGN);
   const Interruption interruption;
-  const std::string program = mediaWorkerProgram();
-  const std::size_t workers = MediaWorkerOptions::sizeForThisMachine();
-  MediaWorkerPool pool({.program = program, .size = workers});
-  FailureMemory failures(failedFilesPath(), program);
-  RememberingMedia media(pool, pool, failures);
-  Watching watching(*this, media, workers, interruption.token());
+  MediaWorkers workers;
+  Watching watching(*this, workers.media(), workers.count(), interruption.token());
   watchFolders({.folders = folders, .library = library, .stop = interruption.token()}, watching);
   return kSuccess;
 }

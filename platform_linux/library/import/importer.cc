@@ -22,6 +22,7 @@
 #include "platform_linux/library/import/folder_albums.h"
 #include "platform_linux/library/import/import_batch.h"
 #include "platform_linux/library/import/import_progress.h"
+#include "platform_linux/library/import/import_search.h"
 #include "platform_linux/library/import/looked_group.h"
 #include "platform_linux/library/import/staged_files.h"
 #include "platform_linux/library/opening/opening.h"
@@ -73,23 +74,12 @@ class Import {
   }
 
   void find() {
-    std::vector<std::pair<std::string, std::string>> unreadable;
-    found_ = findFiles(
-        options_.paths, catalogue_->folder(),
-        {.problem = [&unreadable](const std::string& path,
-                                  const std::string& why) { unreadable.emplace_back(path, why); },
-         .passedOver =
-             [this](const std::string& path) {
-               ++summary_.passedOverFiles;
-               observer_.passedOver(path);
-             },
-         .found = [this](std::size_t files) { observer_.searching(files); },
-         .stop = options_.stop});
-    exported_.arrange(found_, options_.paths);
-    for (const FoundFile& file : found_) progress_.found(file.state.size);
-    albums_.find(found_, looks_);
-    observer_.filesFound(found_.size());
-    for (const auto& [path, reason] : unreadable) refuse(path, reason);
+    found_ = searchFor(options_, catalogue_->folder(), observer_, summary_,
+                       [this](std::vector<FoundFile>& found) {
+                         exported_.arrange(found, options_.paths);
+                         for (const FoundFile& file : found) progress_.found(file.state.size);
+                         albums_.find(found, looks_);
+                       });
   }
 
   void beginGroups() {

@@ -17,7 +17,7 @@
 #include "platform_linux/errors/system_failure.h"
 #include "platform_linux/files/file_content.h"
 #include "platform_linux/files/temporary_directory.h"
-#include "platform_linux/library/import/file_walk.h"
+#include "platform_linux/library/import/import_search.h"
 #include "platform_linux/library/import/looked_group.h"
 #include "platform_linux/library/opening/obstacle.h"
 #include "platform_linux/library/opening/opening.h"
@@ -101,21 +101,10 @@ class Rehearsal {
   }
 
   void find() {
-    std::vector<std::pair<std::string, std::string>> unreadable;
-    found_ =
-        findFiles(options_.paths, catalogue_.folder(),
-                  {.problem = [&](const std::string& path,
-                                  const std::string& why) { unreadable.emplace_back(path, why); },
-                   .passedOver =
-                       [this](const std::string& path) {
-                         ++summary_.passedOverFiles;
-                         observer_.passedOver(path);
-                       },
-                   .found = [this](std::size_t files) { observer_.searching(files); },
-                   .stop = options_.stop});
-    for (const FoundFile& file : found_) total_ += file.state.size;
-    observer_.filesFound(found_.size());
-    for (const auto& [path, reason] : unreadable) refuse(path, reason);
+    found_ = searchFor(options_, catalogue_.folder(), observer_, summary_,
+                       [this](const std::vector<FoundFile>& found) {
+                         for (const FoundFile& file : found) total_ += file.state.size;
+                       });
   }
 
   void lookAt(std::span<const FoundFile> files) {
