@@ -5,6 +5,7 @@
 
 #include "platform_linux/library/database/sql_text.h"
 #include "platform_linux/library/values/families.h"
+#include "platform_linux/library/values/side_resources.h"
 
 namespace quorvin {
 namespace {
@@ -140,6 +141,17 @@ std::optional<std::int64_t> insertWaiting(Database& database, const NewAsset& as
   insert.bind(asset.identifier, asset.modified, asset.added, asset.sourceFolder);
   if (!insert.run()) return std::nullopt;
   return database.lastInsertedRow();
+}
+
+bool hideWaiting(Database& database) {
+  constexpr auto kHide = sql("UPDATE assets SET trashed_ns = ") + kWaitingTime +
+                         " WHERE media_type = 0 AND trashed_ns IS NOT " + kWaitingTime +
+                         " AND EXISTS (SELECT 1 FROM resources AS r WHERE r.asset = assets.id)"
+                         " AND NOT EXISTS (SELECT 1 FROM resources AS r WHERE r.asset = assets.id"
+                         " AND r.type <> " +
+                         sqlNumber<PHAssetResourceType::adjustmentData>() + " AND r.type < " +
+                         sqlNumber<kXmpFile>() + ")";
+  return database.prepare(kHide).run();
 }
 
 bool setAside(Database& database, std::int64_t asset, const std::string& path,

@@ -42,6 +42,9 @@ bool addFamilies(Database& database, std::int64_t asset, std::span<const std::in
 /// An asset that nobody sees, for a side file that waits for its photo or video. Its row.
 std::optional<std::int64_t> insertWaiting(Database& database, const NewAsset& asset);
 
+/// Assets that have side files alone are seen by nobody again. A rescue cannot tell by itself.
+bool hideWaiting(Database& database);
+
 /// Takes the resource from where it is and gives it to the asset, at a position of its own that
 /// `number`, 0 or more, stands for, until it gets a real one.
 bool setAside(Database& database, std::int64_t asset, const std::string& path, std::int64_t number);

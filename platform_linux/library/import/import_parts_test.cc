@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform_linux/library/catalogue/catalogue.h"
+#include "platform_linux/library/catalogue/family_rows.h"
 #include "platform_linux/library/upkeep/check.h"
 #include "platform_linux/library/upkeep/trash.h"
 #include "testing/platform/testing_import.h"
@@ -187,6 +189,17 @@ TEST_F(ImportParts, WaitWithoutBeingSeen) {
   EXPECT_EQ(Gardener(libraryPath()).integer("SELECT sum(favorite) FROM assets"), 1);
   EXPECT_EQ(Gardener(libraryPath()).integer("SELECT count(*) FROM assets"), 1);
   expectSound();
+}
+
+TEST_F(ImportParts, AreHiddenAgainWhereARescueCannotTell) {
+  import({put("DSC_2.xmp", "side kind=xmp"), put("b.jpg", "image")});
+  Gardener(libraryPath()).run("UPDATE assets SET trashed_ns = NULL");
+  EXPECT_EQ(assets().size(), 2U);
+  const auto library = open();
+  ASSERT_TRUE(library->catalogue()->change([](Database& database) {
+    return hideWaiting(database) ? Done(Null{}) : database.lastError("no");
+  }));
+  EXPECT_EQ(assets(), (Texts{"1 1:b.jpg"}));
 }
 
 TEST_F(ImportParts, TakeAWholeFolderForAnAlbum) {

@@ -13,6 +13,7 @@
 
 #include "platform_linux/files/file_content.h"
 #include "platform_linux/library/catalogue/asset_rows.h"
+#include "platform_linux/library/catalogue/family_rows.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/catalogue/salvage.h"
 #include "platform_linux/library/grouping/composition.h"
@@ -119,6 +120,7 @@ class Adoption {
     });
     for (const OriginalRecord& record : records_) adopt(record);
     joinAll();
+    hideWaiting(into_);
     return std::move(adopted_);
   }
 
