@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "media_protocol/letter_case.h"
+#include "platform_linux/library/grouping/rank.h"
 #include "platform_linux/library/values/families.h"
 #include "platform_linux/library/values/pairing.h"
 #include "platform_linux/library/values/side_resources.h"
@@ -42,8 +43,6 @@ class Grouper {
   }
 
  private:
-  /// How well a part fits another one: the least fits best.
-  using Rank = std::tuple<int, int, bool, int, std::string, std::string, std::string, std::string>;
   struct Match {
     Rank rank;
     Index main;
@@ -53,14 +52,15 @@ class Grouper {
 
   const MediaProbe& probe(Index i) const { return parts_[i].record.asset.probe; }
   const std::string& name(Index i) const { return parts_[i].record.resource.name; }
-  const std::string& hash(Index i) const { return parts_[i].record.resource.hash; }
   bool isStill(Index i) const { return parts_[i].isStill(); }
   bool isMovie(Index i) const { return parts_[i].isMovie(); }
   bool isOwned(Index i) const { return owner_[i].has_value(); }
   bool isFree(Index i) const { return !isOwned(i) && !isMain_.contains(i); }
   bool hasSlot(Index main, Type type) const { return !slots_.contains({main, type}); }
-  bool areTogether(Index one, Index other) const {
-    return parts_[one].row && parts_[one].row == parts_[other].row;
+  bool areTogether(Index main, Index part) const {
+    const auto rows = rows_.find(main);
+    return parts_[part].row && (parts_[main].row == parts_[part].row ||
+                                (rows != rows_.end() && rows->second.contains(*parts_[part].row)));
   }
   bool haveOneStem(Index one, Index other) const {
     return lowerCase(nameStem(name(one))) == lowerCase(nameStem(name(other)));
@@ -68,15 +68,11 @@ class Grouper {
   bool isOfOneMoment(Index one, Index other) const {
     return areOfOneMoment(parts_[one], parts_[other]);
   }
-  static int preference(const std::string& name) {
-    const std::string extension = lowerExtension(name);
-    return extension == "heic" || extension == "heif" ? 0 : 1;
-  }
-
   void join(Index part, Index main, Type type) {
     owner_[part] = main;
     type_[part] = type;
     isMain_.insert(main);
+    if (parts_[part].row) rows_[main].insert(*parts_[part].row);
     if (!isUnseen(type)) slots_.emplace(main, type);
   }
 
@@ -102,13 +98,14 @@ class Grouper {
       std::optional<Index> main;
       for (const NotedPart& noted : notes.exported->parts) {
         const auto part = findNoted(side, noted.name);
+        const auto type = static_cast<Type>(noted.type);
         if (!part || part == main) continue;
-        if (!main) {
+        if (!main && !parts_[*part].isSideFile()) {
           main = part;
           isMain_.insert(*part);
           isNoted_.insert(*part);
-        } else if (isFree(*part) && hasSlot(*main, static_cast<Type>(noted.type))) {
-          join(*part, *main, static_cast<Type>(noted.type));
+        } else if (main && isFree(*part) && parts_[*part].mayBe(type) && hasSlot(*main, type)) {
+          join(*part, *main, type);
         }
       }
       if (main) join(side, *main, kXmpFile);
@@ -147,14 +144,7 @@ class Grouper {
   }
 
   Rank rankOf(int fit, Index main, Index part) const {
-    return {fit,
-            preference(name(main)),
-            !areTogether(main, part),
-            isOfOneMoment(main, part) ? 0 : 1,
-            name(main),
-            name(part),
-            hash(main),
-            hash(part)};
+    return quorvin::rankOf(fit, parts_[main], parts_[part], areTogether(main, part));
   }
 
   void joinBest(std::vector<Match>& matches, std::optional<Type> type) {
@@ -176,7 +166,7 @@ class Grouper {
         !haveOneStem(main, part) || !isOfOneMoment(main, part)) {
       return std::nullopt;
     }
-    return 1 - preference(name(main));
+    return 1 - preference(parts_[main]);
   }
 
   // A rendering is known by its name, and by an adjustment or the same moment.
@@ -234,6 +224,7 @@ class Grouper {
   void joinByContent() {
     std::vector<Match> matches;
     for (const auto& [content, members] : index_.contents()) {
+      if (members.size() > kMostOfOneContent) continue;
       for (const Index movie : members) {
         for (const Index still : members) {
           if (!isFree(movie) || !mayBeLive(still, movie)) continue;
@@ -264,7 +255,10 @@ class Grouper {
         isEditedName(name(main)) || originalStem(name(main)) != originalStem(name(part))) {
       return std::nullopt;
     }
-    return isStill(main) ? 0 : 1;
+    // It belongs to what was edited.
+    const bool isEdited =
+        !hasSlot(main, Type::fullSizePhoto) || !hasSlot(main, Type::fullSizeVideo);
+    return (isStill(main) ? 0 : 2) + (isEdited ? 0 : 1);
   }
 
   std::optional<int> sideMatch(Index target, Index part) const {
@@ -307,14 +301,13 @@ class Grouper {
     return grouping;
   }
 
-  // A side file stays with what it was given to.
+  // A side file stays with what it was given to, unless another one has taken its place.
   std::optional<Index> presentKeeper(Index side) const {
     for (Index i = 0; i < parts_.size(); ++i) {
-      if (!areTogether(i, side) || parts_[i].isSideFile()) continue;
+      const bool isBeside = parts_[side].row && parts_[i].row == parts_[side].row;
+      if (!isBeside || parts_[i].isSideFile()) continue;
       const Index main = owner_[i].value_or(i);
-      if (parts_[side].type != Type::adjustmentData || hasSlot(main, Type::adjustmentData)) {
-        return main;
-      }
+      if (isUnseen(parts_[side].type) || hasSlot(main, parts_[side].type)) return main;
     }
     return std::nullopt;
   }
@@ -323,10 +316,11 @@ class Grouper {
   const PartIndex index_;
   std::vector<std::optional<Index>> owner_;
   std::vector<Type> type_;
-  std::set<Index> isMain_;                  ///< something belongs to it
-  std::set<Index> isNoted_;                 ///< main parts that an export names
-  std::set<std::pair<Index, Type>> slots_;  ///< that are taken
-  std::map<Index, Index> editedMovies_;     ///< with their originals
+  std::set<Index> isMain_;                        ///< something belongs to it
+  std::set<Index> isNoted_;                       ///< main parts that an export names
+  std::set<std::pair<Index, Type>> slots_;        ///< that are taken
+  std::map<Index, std::set<std::int64_t>> rows_;  ///< that parts of main ones have
+  std::map<Index, Index> editedMovies_;           ///< with their originals
 };
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Bursts whose members only their names tell.
+#include <algorithm>
 #include <map>
 #include <string>
 #include <utility>
@@ -7,25 +8,42 @@
 #include "platform_linux/library/values/pairing.h"
 
 namespace quorvin {
+namespace {
+
+using Members = std::vector<Part*>;
+
+MediaProbe& probeOf(Part* member) {
+  return member->record.asset.probe;
+}
+
+// That of the burst as it is stored, if there is one: earlier versions made others of the same
+// name.
+std::string identifierOf(const Members& members, std::int64_t folder, const std::string& mark) {
+  std::string found = burstIdentifierOf(folder, mark);
+  const auto has = [&found](Part* member) { return probeOf(member).burstIdentifier == found; };
+  if (std::ranges::any_of(members, has)) return found;
+  const auto stored = std::ranges::find_if(
+      members, [](Part* member) { return !probeOf(member).burstIdentifier.empty(); });
+  return stored == members.end() ? found : probeOf(*stored).burstIdentifier;
+}
+
+}  // namespace
 
 void markBurstsByName(std::vector<Part>& parts, const Grouping& grouping) {
-  std::map<std::pair<std::int64_t, std::string>, std::vector<Part*>> bursts;
+  std::map<std::pair<std::int64_t, std::string>, Members> bursts;
   for (const std::vector<Role>& asset : grouping.assets) {
     Part& part = parts[asset.front().part];
     const std::string mark = burstMark(part.record.resource.name);
-    const auto& probe = part.record.asset.probe;
-    if (mark.empty() || probe.kind != MediaKind::image || !probe.burstIdentifier.empty() ||
-        !part.record.asset.sourceFolder) {
-      continue;
-    }
-    bursts[{*part.record.asset.sourceFolder, mark}].push_back(&part);
+    const auto& folder = part.record.asset.sourceFolder;
+    if (!mark.empty() && part.isStill() && folder) bursts[{*folder, mark}].push_back(&part);
   }
   for (const auto& [place, members] : bursts) {
     if (members.size() < 2) continue;
+    const std::string identifier = identifierOf(members, place.first, place.second);
     for (Part* member : members) {
-      MediaProbe& probe = member->record.asset.probe;
-      probe.burstIdentifier = burstIdentifierOf(place.first, place.second);
-      probe.burstPrimary = isBurstCover(member->record.resource.name);
+      if (!probeOf(member).burstIdentifier.empty()) continue;
+      probeOf(member).burstIdentifier = identifier;
+      probeOf(member).burstPrimary = isBurstCover(member->record.resource.name);
     }
   }
 }

@@ -57,6 +57,7 @@ Part partOf(const LibraryFolder& folder, const HeldResource& held, std::int64_t 
   if (isRecorded) part.record.resource.name = name;
   part.type = held.resource.type;
   part.row = row;
+  part.isWaiting = held.asset.probe.kind == MediaKind::side;
   if (!isRecorded && part.type == PHAssetResourceType::pairedVideo) {
     part.isEmbedded = lowerExtension(name) == "mp4";
   }
@@ -74,10 +75,8 @@ class Search {
   Search(Database& database, const LibraryFolder& folder, std::vector<Part>& parts)
       : database_(database), folder_(folder), parts_(parts) {}
 
-  void run() {
-    for (const Part& part : parts_) {
-      if (part.row) visited_.insert(*part.row);
-    }
+  void run(const std::vector<std::int64_t>& assets) {
+    for (const std::int64_t asset : assets) visit(asset);
     for (std::size_t i = 0; i < parts_.size(); ++i) follow(i);
   }
 
@@ -90,7 +89,11 @@ class Search {
     }
     std::string content = parts_[index].record.asset.probe.contentIdentifier;
     if (!contents_.insert(content).second) content.clear();
-    for (const std::int64_t asset : relatedAssets(database_, families, content)) visit(asset);
+    for (const std::int64_t asset : relatedAssets(database_, families, "")) visit(asset);
+    if (content.empty()) return;
+    const auto alike = relatedAssets(database_, {}, content);
+    if (alike.size() > kMostOfOneContent) return;
+    for (const std::int64_t asset : alike) visit(asset);
   }
 
   void visit(std::int64_t asset) {
@@ -122,8 +125,9 @@ class Search {
 
 }  // namespace
 
-void appendNeighbours(Database& database, const LibraryFolder& folder, std::vector<Part>& parts) {
-  Search(database, folder, parts).run();
+void appendNeighbours(Database& database, const LibraryFolder& folder, std::vector<Part>& parts,
+                      const std::vector<std::int64_t>& assets) {
+  Search(database, folder, parts).run(assets);
 }
 
 }  // namespace quorvin

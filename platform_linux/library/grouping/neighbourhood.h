@@ -9,8 +9,9 @@
 
 namespace quorvin {
 
-/// Appends the files of all assets that the parts, or any that are appended, may belong to; in
-/// excess of some thousand the rest is left out.
-void appendNeighbours(Database& database, const LibraryFolder& folder, std::vector<Part>& parts);
+/// Appends the files of these assets, and of all that the parts, or any that are appended, may
+/// belong to; in excess of some thousand the rest is left out.
+void appendNeighbours(Database& database, const LibraryFolder& folder, std::vector<Part>& parts,
+                      const std::vector<std::int64_t>& assets);
 
 }  // namespace quorvin

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "platform_linux/library/values/families.h"
+#include "platform_linux/library/values/side_resources.h"
 
 namespace quorvin {
 namespace {
@@ -37,6 +38,23 @@ PHAssetResourceType Part::typeAlone() const {
       break;
   }
   return isEmbedded ? PHAssetResourceType::video : PHAssetResourceType::photo;
+}
+
+bool Part::mayBe(PHAssetResourceType as) const {
+  switch (as) {
+    case PHAssetResourceType::alternatePhoto:
+    case PHAssetResourceType::fullSizePhoto:
+    case PHAssetResourceType::adjustmentBasePhoto:
+      return isStill();
+    case PHAssetResourceType::pairedVideo:
+    case PHAssetResourceType::fullSizeVideo:
+    case PHAssetResourceType::fullSizePairedVideo:
+    case PHAssetResourceType::adjustmentBasePairedVideo:
+    case PHAssetResourceType::adjustmentBaseVideo:
+      return isMovie();
+    default:
+      return isSideFile() && as == resourceTypeOf(record.asset.probe.notes.kind);
+  }
 }
 
 Part partOf(OriginalRecord record) {

@@ -21,11 +21,15 @@ struct Part {
   /// The asset that has it at present, if any, and as what.
   std::optional<std::int64_t> row;
   PHAssetResourceType type = PHAssetResourceType::photo;
+  /// The asset is there for it alone, and waits for its photo or video.
+  bool isWaiting = false;
   /// A movie that was cut out of a photo, which has the same identifier.
   bool isEmbedded = false;
 
   /// As what it is in an asset that it makes by itself.
   PHAssetResourceType typeAlone() const;
+  /// Whether it can be that of an asset whose main file is another one.
+  bool mayBe(PHAssetResourceType as) const;
   bool isSideFile() const { return record.asset.probe.kind == MediaKind::side; }
   bool isStill() const { return record.asset.probe.kind == MediaKind::image && !isEmbedded; }
   bool isMovie() const { return record.asset.probe.kind == MediaKind::video; }
@@ -33,6 +37,9 @@ struct Part {
 
 /// A file that is no part of an asset yet. A record of a movie that was cut out says so.
 Part partOf(OriginalRecord record);
+
+/// No camera gives one content identifier to more files.
+inline constexpr std::size_t kMostOfOneContent = 256;
 
 /// Both tell when they were taken, and it is the same second.
 bool areOfOneMoment(const Part& one, const Part& other);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <span>
 #include <utility>
 
 #include "codec/utf8.h"
@@ -18,6 +19,12 @@ namespace quorvin {
 namespace {
 
 using Roles = std::vector<Role>;
+
+bool haveFamilyInCommon(const Part& one, const Part& other) {
+  return std::ranges::any_of(one.families, [&other](std::int64_t family) {
+    return std::ranges::find(other.families, family) != other.families.end();
+  });
+}
 
 bool isMainType(PHAssetResourceType type) {
   return type == PHAssetResourceType::photo || type == PHAssetResourceType::video ||
@@ -42,7 +49,8 @@ class Regrouping {
     }
     for (Roles& roles : grouping.assets) dropRepeated(roles);
     std::erase_if(grouping.assets, [this](const Roles& roles) { return isAsBefore(roles); });
-    if (!chooseRows(grouping.assets) || !settle(grouping.assets) || !wait(grouping.waiting)) {
+    if (!detach(grouping.waiting) || !chooseRows(grouping.assets) || !settle(grouping.assets) ||
+        !wait(grouping.waiting)) {
       return std::nullopt;
     }
     return std::move(done_);
@@ -88,6 +96,23 @@ class Regrouping {
              return parts_[role.part].row == row && parts_[role.part].type == role.type &&
                     !changesBurst_[role.part];
            });
+  }
+
+  // A side file whose place another one has taken waits by itself.
+  bool detach(const std::vector<std::size_t>& waiting) {
+    for (const std::size_t i : waiting) {
+      const Part& part = parts_[i];
+      if (isNew(i) || part.isWaiting) continue;
+      NewAsset asset = part.record.asset;
+      asset.identifier = newAssetIdentifier();
+      const auto row = insertWaiting(database_, asset);
+      if (!row || !setAside(database_, *row, part.record.resource.path, 0) ||
+          !placeResource(database_, *row, part.record.resource) ||
+          !addFamilies(database_, *row, part.families)) {
+        return false;
+      }
+    }
+    return true;
   }
 
   // An asset goes on as the one whose main file its own was, or else as that of any other file that
@@ -230,7 +255,9 @@ class Regrouping {
     for (const std::size_t other : waiting) {
       const NewResource& there = parts_[other].record.resource;
       if (other == part || (isNew(other) && other > part) || repeats_.contains(other)) continue;
-      if (there.size == own.size && there.hash == own.hash && there.name == own.name) return other;
+      const bool isAlike =
+          there.size == own.size && there.hash == own.hash && there.name == own.name;
+      if (isAlike && haveFamilyInCommon(parts_[part], parts_[other])) return other;
     }
     return std::nullopt;
   }
@@ -253,11 +280,17 @@ class Regrouping {
 std::optional<Regrouped> regroup(Database& database, const LibraryFolder& folder,
                                  std::vector<Part> newParts,
                                  const std::vector<FoundAgain>& foundAgain, std::int64_t now) {
+  std::vector<std::int64_t> moved;  // assets that have turned up where they were not before
   for (const FoundAgain& each : foundAgain) {
+    const bool isKnown = std::ranges::all_of(each.families, [&](std::int64_t family) {
+      return isOfFamily(database, each.row, std::span(&family, 1));
+    });
+    if (isKnown) continue;
     if (!addFamilies(database, each.row, each.families)) return std::nullopt;
+    moved.push_back(each.row);
   }
   const std::size_t count = newParts.size();
-  if (count > 0) appendNeighbours(database, folder, newParts);
+  appendNeighbours(database, folder, newParts, moved);
   return Regrouping(database, std::move(newParts), count, now).run();
 }
 

@@ -67,8 +67,13 @@ void ImportBatch::findTwins() {
 
 // False for files that are there, of which nothing is to be said that is not said yet.
 bool ImportBatch::isAnythingToStore() const {
-  return std::ranges::any_of(files_, [](const StagedFile& file) {
+  const bool isToStore = std::ranges::any_of(files_, [](const StagedFile& file) {
     return !file.existingAsset || !file.file->originalToNote.empty() || !file.file->albums.empty();
+  });
+  if (isToStore) return true;
+  Catalogue::Reader database = catalogue_.reader();
+  return !database || std::ranges::any_of(files_, [&database](const StagedFile& file) {
+    return !isOfFamily(*database, *file.existingAsset, familiesByName(*file.file));
   });
 }
 
