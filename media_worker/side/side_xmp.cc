@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <set>
 #include <utility>
 
 #include "media_worker/metadata/metadata.h"
@@ -54,7 +55,29 @@ Number numberIn(std::string_view text) {
   return error == std::errc() && rest == text.data() + text.size() ? value : 0;
 }
 
-std::vector<NotedPart> partsOf(const FileMetadata& file) {
+bool isPartType(std::int64_t type) {
+  constexpr std::int64_t kLastOfResources = 12;
+  constexpr std::int64_t kTakeoutFile = 1002;
+  return (type >= 1 && type <= kLastOfResources) || type == kTakeoutFile;
+}
+
+/// What shows the asset: an original, or else what was made of it.
+bool showsAsset(std::int64_t type) {
+  return (type >= 1 && type <= 3) || type == 5 || type == 6;
+}
+
+/// Whoever likes can write such notes: those that no export writes are not believed.
+bool areCredible(const std::vector<NotedPart>& parts) {
+  std::set<std::int64_t> types;
+  return !parts.empty() && showsAsset(parts.front().type) &&
+         std::ranges::all_of(parts, [&types](const NotedPart& part) {
+           return isPartType(part.type) && types.insert(part.type).second && !part.name.empty() &&
+                  part.name.find('/') == part.name.npos;
+         });
+}
+
+/// None when it notes none; empty when they are not credible.
+std::optional<std::vector<NotedPart>> partsOf(const FileMetadata& file) {
   const std::vector<std::string> types = textsOf(file, kPartTypesKey);
   const std::vector<std::string> names = textsOf(file, kPartNamesKey);
   const std::vector<std::string> were = textsOf(file, kPartWereKey);
@@ -62,8 +85,10 @@ std::vector<NotedPart> partsOf(const FileMetadata& file) {
   for (std::size_t i = 0; i < std::min(types.size(), names.size()); ++i) {
     NotedPart part{numberIn<std::int64_t>(types[i]), names[i], i < were.size() ? were[i] : ""};
     if (part.was == part.name) part.was.clear();
-    if (part.type > 0 && !part.name.empty()) parts.push_back(std::move(part));
+    parts.push_back(std::move(part));
   }
+  if (parts.empty()) return std::nullopt;
+  if (!areCredible(parts)) parts.clear();
   return parts;
 }
 
@@ -89,8 +114,9 @@ void cutToReply(ExportedNotes& notes) {
 
 std::optional<ExportedNotes> exportedOf(const FileMetadata& file) {
   ExportedNotes notes;
-  notes.parts = partsOf(file);
-  if (notes.parts.empty()) return std::nullopt;
+  auto parts = partsOf(file);
+  if (!parts) return std::nullopt;
+  notes.parts = *std::move(parts);
   notes.albums = textsOf(file, kAlbumsKey);
   std::erase(notes.albums, "");
   notes.modified = momentOf(file, kModifiedKey);

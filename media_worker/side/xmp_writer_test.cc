@@ -49,6 +49,26 @@ TEST(XmpWriter, WritesLittleThatIsReadBack) {
   EXPECT_FALSE(read.creationDate);
 }
 
+TEST(XmpWriter, PartsThatNoExportWritesAreNotBelieved) {
+  using Parts = std::vector<NotedPart>;
+  for (const Parts& parts :
+       {Parts{{1, "a.jpg"}, {13, "b.jpg"}}, Parts{{1, "a.jpg"}, {1001, "a.xmp"}},
+        Parts{{1, "a.jpg"}, {1, "b.jpg"}}, Parts{{1, "../a.jpg"}}, Parts{{9, "a.mov"}},
+        Parts{{-1, "a.jpg"}}}) {
+    WriteXmpRequest request = wholeRequest();
+    request.notes.exported->parts = parts;
+    const MediaProbe read = readBack(writtenXmp("", request));
+    request.notes.exported->parts.clear();
+    EXPECT_EQ(read.notes, request.notes) << parts.back().type << " " << parts.back().name;
+  }
+  for (const Parts& parts :
+       {Parts{{5, "a.jpg"}, {12, "b.mov"}}, Parts{{3, "a.m4a"}, {1002, "j"}}}) {
+    WriteXmpRequest request = wholeRequest();
+    request.notes.exported->parts = parts;
+    EXPECT_EQ(readBack(writtenXmp("", request)).notes, request.notes);
+  }
+}
+
 TEST(XmpWriter, WritesTheFirstAndTheLastDateOfAll) {
   for (const std::int64_t date :
        {utc("1677-09-21T00:12:44Z"), std::numeric_limits<std::int64_t>::max()}) {
