@@ -33,6 +33,13 @@ std::optional<bool> isNamedOriginal(Database& database, const std::string& path)
   return isNamed;
 }
 
+std::optional<bool> isAnyOriginalNamed(Database& database, const std::string& stem) {
+  Statement find = database.prepare("SELECT 1 FROM resources WHERE path >= ? AND path < ? LIMIT 1");
+  const bool isAny = find.bind(stem, stem + "~").next();
+  if (find.failed()) return std::nullopt;
+  return isAny;
+}
+
 std::vector<OriginalRow> originalsAfter(Database& database, std::int64_t asset,
                                         std::int64_t position) {
   Statement rows = database.prepare(

@@ -25,6 +25,8 @@ bool isKnownSize(Database& database, std::int64_t size);
 
 /// Whether a row names this path; none when the catalogue cannot tell.
 std::optional<bool> isNamedOriginal(Database& database, const std::string& path);
+/// Whether a row names a path that begins so, up to its "." or "-".
+std::optional<bool> isAnyOriginalNamed(Database& database, const std::string& stem);
 
 struct OriginalRow {
   std::int64_t asset = 0;

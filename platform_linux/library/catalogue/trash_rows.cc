@@ -152,14 +152,10 @@ bool isAnyTrashed(Database& database, std::int64_t until) {
 std::optional<DoomedAssets> doomedAssets(Database& database, std::int64_t until,
                                          std::size_t atMost) {
   DoomedAssets doomed;
-  Statement assets = database.prepare(
-      "SELECT id, ident FROM assets WHERE trashed_ns <= ? ORDER BY trashed_ns LIMIT ?");
+  Statement assets =
+      database.prepare("SELECT id FROM assets WHERE trashed_ns <= ? ORDER BY trashed_ns LIMIT ?");
   assets.bind(std::min(until, kLatestDeletion), static_cast<std::int64_t>(atMost));
-  while (assets.next()) {
-    const std::string_view identifier = assets.text(1);
-    doomed.rows.push_back(assets.integer(0));
-    doomed.uuids.emplace_back(identifier.substr(0, identifier.find('/')));
-  }
+  while (assets.next()) doomed.rows.push_back(assets.integer(0));
   const std::string list = listOfRows(doomed.rows);
   Statement files = database.prepare(
       "SELECT path, size FROM resources WHERE asset IN (SELECT value FROM json_each(?))");

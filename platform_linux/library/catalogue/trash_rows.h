@@ -47,7 +47,6 @@ bool isAnyTrashed(Database& database, std::int64_t until);
 /// Deleted assets that are about to go for good.
 struct DoomedAssets {
   std::vector<std::int64_t> rows;
-  std::vector<std::string> uuids;
   std::vector<std::string> originals;  ///< relative to `originals/`
   std::int64_t bytes = 0;
 };

@@ -64,4 +64,8 @@ bool resourcePathIsOurs(std::string_view path) {
   return rest.empty() || (rest.front() == '.' && isPlainExtension(rest.substr(1)));
 }
 
+std::string_view uuidOfOriginal(std::string_view path) {
+  return path.substr(kFanOut + 1, kUuid);
+}
+
 }  // namespace quorvin

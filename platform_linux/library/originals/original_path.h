@@ -22,4 +22,7 @@ bool isAssetIdentifier(std::string_view identifier);
 /// library that comes from elsewhere may hold others: nothing is to be looked for there.
 bool resourcePathIsOurs(std::string_view path);
 
+/// Of such a path. An asset's files may have different ones.
+std::string_view uuidOfOriginal(std::string_view path);
+
 }  // namespace quorvin

@@ -12,6 +12,7 @@
 #include "platform_linux/library/catalogue/library_lock.h"
 #include "platform_linux/library/catalogue/trash_rows.h"
 #include "platform_linux/library/originals/original_file.h"
+#include "platform_linux/library/originals/original_path.h"
 #include "platform_linux/library/originals/staging.h"
 #include "platform_linux/library/previews/preview_store.h"
 
@@ -52,6 +53,15 @@ Result<DoomedAssets> dropRows(Catalogue& catalogue, Staging& staging, std::int64
   return doomed;
 }
 
+// By which their previews are called.
+std::vector<std::string> uuidsOf(const std::vector<std::string>& originals) {
+  std::set<std::string> uuids;
+  for (const std::string& path : originals) {
+    if (resourcePathIsOurs(path)) uuids.emplace(uuidOfOriginal(path));
+  }
+  return {uuids.begin(), uuids.end()};
+}
+
 // False when an original is still there, or may be there again after a power cut. Previews that are
 // do no harm.
 bool removeFiles(const LibraryFolder& folder, const DoomedAssets& doomed) {
@@ -65,7 +75,7 @@ bool removeFiles(const LibraryFolder& folder, const DoomedAssets& doomed) {
   for (const std::string& each : folders) {
     if (folder.held->openFolder(each)) gone = syncFolder(folder, each) && gone;
   }
-  PreviewStore(folder).remove(doomed.uuids);
+  PreviewStore(folder).remove(uuidsOf(doomed.originals));
   return gone;
 }
 

@@ -6,12 +6,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include "platform_linux/files/file_content.h"
-#include "platform_linux/library/catalogue/consistency.h"
 #include "platform_linux/library/catalogue/resource_rows.h"
 #include "platform_linux/library/originals/original_file.h"
 #include "platform_linux/library/originals/original_path.h"
@@ -148,12 +148,13 @@ void checkStrayDerivatives(CheckRun& run) {
 }
 
 void checkStrayPreviews(CheckRun& run, Database& database) {
-  constexpr std::size_t kUuid = 36;
   PreviewStore store(run.catalogue.folder());
-  std::vector<std::string> strays;
+  std::set<std::string> strays;
   store.forEachOriginal([&](const std::string& name) {
-    const std::string uuid = name.substr(0, kUuid);
-    if (!isAsset(database, uuid + "/L0/001")) strays.push_back(uuid);
+    const std::string path = name.substr(0, 2) + "/" + name;
+    const std::string uuid(resourcePathIsOurs(path) ? uuidOfOriginal(path) : name);
+    const std::string stem = uuid.substr(0, 2) + "/" + uuid;
+    if (!isAnyOriginalNamed(database, stem).value_or(true)) strays.insert(uuid);
   });
   for (const std::string& uuid : strays) {
     run.find(FindingKind::strayDerivative, "The previews of “" + uuid + "” belong to no asset.",

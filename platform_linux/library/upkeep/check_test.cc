@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "platform_linux/library/previews/preview_store.h"
 #include "testing/platform/testing_changes.h"
 
 namespace quorvin {
@@ -141,6 +142,24 @@ TEST_F(Check, RemovesWhatIsNoPreview) {
   writeFile(path() + "/derivatives/AB/stray-256.jpg", "preview");
   expectRepairable("strayDerivative");
   EXPECT_EQ(filesBelow(path() + "/derivatives").size(), 0U);
+}
+
+TEST_F(Check, PreviewsBelongToTheAssetOfTheirFile) {
+  saveMotionPhoto();
+  const std::string other = "AB345678-90AB-4DEF-8123-456789ABCDEF.jpg";
+  const std::string originals = path() + "/originals/";
+  fs::create_directories(originals + "AB");
+  fs::rename(originals + originalsOf(saved).front(), originals + "AB/" + other);
+  gardener.run("UPDATE resources SET path = 'AB/" + other + "' WHERE type = 1");
+  PreviewStore store(library->catalogue()->folder());
+  const PreviewStore::Made made{kGridSide, {4, 3}, ByteBuffer(std::vector<std::uint8_t>{1})};
+  ASSERT_TRUE(store.keep({other, 1, 1}, {&made, 1}));
+  EXPECT_EQ(kinds(), Kinds{});
+  ASSERT_TRUE(store.keep({"CD" + other.substr(2), 1, 1}, {&made, 1}));
+  expectRepairable("strayDerivative");
+  std::vector<std::string> names;
+  store.forEachOriginal([&](const std::string& name) { names.push_back(name); });
+  EXPECT_EQ(names, std::vector<std::string>{other});
 }
 
 TEST_F(Check, SettlesBursts) {

@@ -103,6 +103,20 @@ TEST_F(Trash, KeepsOneRepresentativeOfABurstThroughDeletionsAndRestorations) {
   EXPECT_EQ(gardener.text("SELECT sum(represents) FROM assets"), "1");
 }
 
+TEST_F(Trash, IsEmptiedWithPreviewsOfAFileThatHasAnotherUuidThanItsAsset) {
+  const std::string gone = saveMotionPhoto("gone.jpg");
+  const std::string other = "AB/AB345678-90AB-4DEF-8123-456789ABCDEF.jpg";
+  const std::string originals = path() + "/originals/";
+  fs::create_directories(originals + "AB");
+  fs::rename(originals + originalsOf(gone).front(), originals + other);
+  gardener.run("UPDATE resources SET path = '" + other + "' WHERE type = 1");
+  derive(gone);
+  ASSERT_EQ(derivatives().size(), 1U);
+  EXPECT_TRUE(deleteAssets({gone}).success);
+  ASSERT_TRUE(emptyTrash(path()));
+  EXPECT_TRUE(derivatives().empty());
+}
+
 TEST_F(Trash, IsEmptiedWithAllFilesOfItsAssetsAndNoOthers) {
   const std::string kept = saveMotionPhoto("kept.jpg");
   derive(kept);
