@@ -88,6 +88,9 @@ bool AssetPlaces::isOurs(const LeavingAsset& asset, const std::vector<PlacedFile
     if (known != nullptr) return folder_.hashOf(known->path, known->size) == known->hash;
     return tell_(asset, placed, listed) && folder_.hashOf(listed.path, listed.size) == listed.hash;
   }
+  // Of an original without a checksum.
+  if (listed.hash.empty() && known != nullptr) listed.hash = known->hash;
+  if (listed.hash.empty()) return false;
   const bool isListed = known != nullptr && known->hash == listed.hash &&
                         folder_.hasFile(listed.path, listed.size, asset.modified);
   file.isThere = isListed || folder_.hashOf(listed.path, listed.size) == listed.hash;

@@ -56,6 +56,12 @@ Result<ExportFolder> ExportFolder::open(const std::string& path) {
   Folder folder = Folder::open(path);
   if (!folder) return systemFailure("the folder “" + path + "” cannot be opened", errno);
   ExportFolder opened(path, std::move(folder));
+  for (const char* name : {kExportList, kNotes}) {
+    if (!opened.isForeign(name)) continue;
+    return Failure(LibraryErrorCode::invalidResource,
+                   "“" + path + "/" + name +
+                       "” is no list of an export; move it elsewhere, or name another folder.");
+  }
   opened.notes_ = opened.folder_.openFile(kNotes, O_RDWR | O_CREAT | O_APPEND, kListMode);
   if (!opened.notes_) {
     return systemFailure("the folder “" + path + "” cannot be written to", errno);
@@ -118,9 +124,22 @@ int ExportFolder::write(const std::string& path, std::optional<std::int64_t> mod
     ::futimens(side.file().get(), times);
   }
   if (const int error = side.sync(); error != 0) return error;
+  if (struct stat status = {}; ::fstat(side.file().get(), &status) == 0) written_[path] = status;
   const std::size_t slash = path.rfind('/');
   unsynced_.insert(slash == path.npos ? "" : path.substr(0, slash));
   return side.moveIntoPlace();
+}
+
+void ExportFolder::removeWritten(const std::string& path) {
+  const auto written = written_.find(path);
+  struct stat status = {};
+  if (written == written_.end() || folder_.status(path, status) != 0) return;
+  const struct stat& before = written->second;
+  const bool isIt = status.st_dev == before.st_dev && status.st_ino == before.st_ino &&
+                    status.st_size == before.st_size &&
+                    status.st_mtim.tv_sec == before.st_mtim.tv_sec &&
+                    status.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
+  if (isIt) folder_.removeFile(path);
 }
 
 bool ExportFolder::hasFile(const std::string& path, std::int64_t size,
@@ -164,6 +183,12 @@ std::string ExportFolder::textOf(const char* name) const {
     text.append(buffer.data(), static_cast<std::size_t>(size));
   }
   return text;
+}
+
+bool ExportFolder::isForeign(const char* name) const {
+  struct stat status = {};
+  if (folder_.status(name, status) != 0) return false;
+  return !S_ISREG(status.st_mode) || !isExportList(textOf(name));
 }
 
 ExportList ExportFolder::list() const {

@@ -1,6 +1,8 @@
 // The folder that an export fills, and what stands in it.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -40,6 +42,8 @@ class ExportFolder {
   /// durable, its name is not yet. What stands there gives way. 0, or the system's error number.
   int write(const std::string& path, std::optional<std::int64_t> modified,
             const std::function<int(int file)>& fill);
+  /// Removes what was written there, unless another file or another content took its place since.
+  void removeWritten(const std::string& path);
   /// Whether a regular file of this size and time of change stands there.
   bool hasFile(const std::string& path, std::int64_t size, std::optional<std::int64_t> modified);
   /// Of a file of this size; empty when there is none that can be read. It is read from the disk,
@@ -66,12 +70,15 @@ class ExportFolder {
   ExportFolder(std::string path, Folder folder)
       : path_(std::move(path)), folder_(std::move(folder)) {}
   std::string textOf(const char* name) const;
+  /// Whether what is to be written over is somebody else's.
+  bool isForeign(const char* name) const;
 
   std::string path_;
   Folder folder_;
   FileDescriptor notes_;  ///< locked as long as it is open
   std::map<std::string, Entered> entered_;
   std::set<std::string> unsynced_;
+  std::map<std::string, struct stat> written_;  ///< by path, as it was when it was written
 };
 
 }  // namespace quorvin

@@ -135,6 +135,26 @@ class Export {
     return dateFolder(asset.created);
   }
 
+  bool liesInLibrary(const std::string& folder) const {
+    const Folder opened = folder_.held().openFolder(folder);
+    return opened && folderLiesIn(source_.folder(), opened.descriptor());
+  }
+  /// The library may lie in the folder that is filled, by a name that an album or a year has, too.
+  const std::string& outsideOfLibrary(const std::string& folder) {
+    std::string& outside = folders_[folder];
+    if (!outside.empty()) return outside;
+    for (std::size_t begin = 0; begin < folder.size();) {
+      const std::size_t end = std::min(folder.find('/', begin), folder.size());
+      const std::string above = outside.empty() ? "" : outside + "/";
+      int number = 1;
+      do {
+        outside = above + numberedStem(folder.substr(begin, end - begin), number++);
+      } while (liesInLibrary(outside));
+      begin = end + 1;
+    }
+    return outside;
+  }
+
   void leave(const LeavingAsset& asset) {
     std::vector<LeavingFile> files = leavingFiles(asset, options_.parts);
     dropEmbeddedMovie(source_.folder(), media_, files);
@@ -142,7 +162,7 @@ class Export {
       problem("The asset " + asset.identifier + " has no file to export.");
       return;
     }
-    const std::string folder = folderFor(asset);
+    const std::string folder = outsideOfLibrary(folderFor(asset));
     if (const int error = folder_.enter(folder); error != 0) return cannotWrite(folder, error);
     const auto earlier = listed_.find(asset.identifier);
     const ListedAsset* before = earlier == listed_.end() ? nullptr : &earlier->second;
@@ -186,12 +206,19 @@ class Export {
       return false;
     }
     bool isOfSource = false;
+    bool isDamaged = false;
     const int error = folder_.write(path, asset.modified, [&](int target) {
       const auto failure = copyContent(original.get(), 0, status.st_size, target, options_.stop);
       isOfSource = failure && failure->isOfSource;
-      return failure ? failure->errorNumber : 0;
+      if (failure) return failure->errorNumber;
+      isDamaged = !isAsItWas(original, file.listed);
+      return isDamaged ? EIO : 0;
     });
-    if (isOfSource && error != ECANCELED) {
+    if (isDamaged) {
+      problem("The original of “" + whole(path) +
+              "” is not what it was when it was added, and is not exported; look at the library "
+              "with quorvin check --content.");
+    } else if (isOfSource && error != ECANCELED) {
       problem(
           systemFailure("the original of “" + whole(path) + "” cannot be read", error).sentence());
     } else if (error != 0) {
@@ -199,6 +226,14 @@ class Export {
     }
     if (error == 0) noteNew(file);
     return error == 0;
+  }
+
+  /// One that has no checksum yet is believed.
+  static bool isAsItWas(const FileDescriptor& original, ListedFile& listed) {
+    auto hash = hashContent(original.get());
+    if (!hash) return false;
+    if (listed.hash.empty()) listed.hash = *hash;
+    return *hash == listed.hash;
   }
 
   bool describe(const LeavingAsset& asset, const std::vector<PlacedFile>& files, PlacedFile& xmp) {
@@ -266,8 +301,12 @@ class Export {
     for (const ListedFile& file : written_) {
       if (folder_.hashOf(file.path, file.size) == file.hash) continue;
       problem("“" + whole(file.path) +
-              "” is not what the library holds: export it again, and look "
-              "at the library with quorvin check --content.");
+              "” is not what was written, and does not count as exported; look whether its disk "
+              "is sound, and export again.");
+      folder_.removeWritten(file.path);
+      for (auto& [identifier, asset] : listed_) {
+        std::erase_if(asset.files, [&file](const auto& each) { return each.path == file.path; });
+      }
     }
   }
 
@@ -280,7 +319,8 @@ class Export {
   const ExportOptions& options_;
   std::map<std::int64_t, std::string> albums_;  ///< titles by row
   std::vector<ListedAlbum> listedAlbums_;
-  std::map<std::string, ListedAsset> listed_;  ///< by identifier
+  std::map<std::string, ListedAsset> listed_;   ///< by identifier
+  std::map<std::string, std::string> folders_;  ///< outside of the library, by what they would be
   std::vector<ListedFile> written_;
   ExportReport report_;
 };

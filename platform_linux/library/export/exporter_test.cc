@@ -1,44 +1,20 @@
 #include "platform_linux/library/export/exporter.h"
 
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <filesystem>
 
-#include "platform_linux/library/values/export_list.h"
-#include "testing/platform/testing_import.h"
+#include "testing/platform/testing_export.h"
 
 namespace quorvin {
 namespace {
 
 namespace fs = std::filesystem;
 
+struct Exporting : testing::Test, ExportFixture {};
+
 constexpr std::int64_t kDay = 86'400'000'000'000;
-
-struct Exporting : testing::Test, ImportFixture {
-  std::string target() const { return folder / "out"; }
-
-  Result<ExportReport> tryExport(const ExportOptions& options = {}) {
-    return exportLibrary(libraryPath(), media, target(), options);
-  }
-  ExportReport exported(const ExportOptions& options = {}) {
-    const auto report = tryExport(options);
-    EXPECT_TRUE(report) << report.error().sentence();
-    if (!report) return {};
-    for (const std::string& each : report->problems) ADD_FAILURE() << each;
-    EXPECT_FALSE(report->ended) << *report->ended;
-    return *report;
-  }
-  /// What stands in the folder, without the list.
-  std::vector<std::string> names() const {
-    std::vector<std::string> names = filesBelow(target());
-    std::erase(names, kExportList);
-    return names;
-  }
-  std::string at(const std::string& path) const { return readFile(target() + "/" + path); }
-  Gardener gardener() const { return Gardener(libraryPath()); }
-};
 
 using Names = std::vector<std::string>;
 
@@ -260,33 +236,6 @@ TEST_F(Exporting, EndsOnAFullDiskAndGoesOnWhenThereIsRoom) {
   }
 }
 
-TEST_F(Exporting, TellsOfAnOriginalThatIsMissingAndGoesOn) {
-  put("a.jpg", "image date=5");
-  put("b.jpg", "image date=6");
-  importAll();
-  const std::string path =
-      Gardener(libraryPath()).text("SELECT path FROM resources WHERE asset = 1");
-  fs::remove(libraryPath() + "/originals/" + path);
-  const auto report = tryExport();
-  ASSERT_TRUE(report);
-  EXPECT_EQ(report->assets, 1);
-  EXPECT_EQ(report->problems,
-            Names{"The original of “" + target() + "/1970/01/a.jpg” is not in the library."});
-}
-
-TEST_F(Exporting, TellsOfAnOriginalThatIsNotWhatTheCatalogueSays) {
-  put("a.jpg", "image date=5");
-  importAll();
-  const std::string path =
-      libraryPath() + "/originals/" + Gardener(libraryPath()).text("SELECT path FROM resources");
-  fs::permissions(path, fs::perms(0600));
-  writeFile(path, "image date=6");
-  const auto report = tryExport();
-  ASSERT_TRUE(report);
-  ASSERT_EQ(report->problems.size(), 1U);
-  EXPECT_NE(report->problems[0].find("is not what the library holds"), std::string::npos);
-}
-
 TEST_F(Exporting, EndsWhenItIsAskedToAndGoesOnTheNextTime) {
   for (int i = 0; i < 5; ++i) {
     put("a" + std::to_string(i) + ".jpg", "image date=5 " + std::to_string(i));
@@ -305,43 +254,6 @@ TEST_F(Exporting, EndsWhenItIsAskedToAndGoesOnTheNextTime) {
   EXPECT_EQ(names().size(), 4U);
   EXPECT_EQ(exported().newFiles, 6);
   EXPECT_EQ(names().size(), 10U);
-}
-
-TEST_F(Exporting, RefusesAFolderInTheLibraryAndOneThatIsBeingFilled) {
-  put("a.jpg", "image date=5");
-  importAll();
-  const auto inside = exportLibrary(libraryPath(), media, libraryPath() + "/out", {});
-  ASSERT_FALSE(inside);
-  EXPECT_FALSE(fs::exists(libraryPath() + "/out"));
-  fs::create_directory(target());
-  writeFile(target() + "/.quorvin-export.unfinished", "");
-  const FileDescriptor other(
-      ::open((target() + "/.quorvin-export.unfinished").c_str(), O_RDONLY | O_CLOEXEC));
-  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
-  EXPECT_FALSE(tryExport());
-}
-
-TEST_F(Exporting, WritesNothingThroughALinkInItsFolder) {
-  put("a.jpg", "image date=5");
-  importAll();
-  fs::create_directories(folder / "elsewhere");
-  fs::create_directory(target());
-  fs::create_directory_symlink(folder / "elsewhere", target() + "/1970");
-  const auto report = tryExport();
-  ASSERT_TRUE(report);
-  EXPECT_EQ(report->problems.size(), 1U);
-  EXPECT_TRUE(fs::is_empty(folder / "elsewhere"));
-}
-
-TEST_F(Exporting, LeavesTheLibraryAsItIs) {
-  put("a.jpg", "image date=5");
-  importAll();
-  const auto before = filesBelow(libraryPath());
-  const std::string rows = Gardener(libraryPath()).text("SELECT * FROM assets");
-  exported();
-  EXPECT_EQ(filesBelow(libraryPath()), before);
-  EXPECT_EQ(Gardener(libraryPath()).text("SELECT * FROM assets"), rows);
-  expectSound();
 }
 
 }  // namespace

@@ -112,6 +112,11 @@ std::string exportListLines(const ListedAsset& asset) {
   return text;
 }
 
+bool isExportList(std::string_view text) {
+  const std::string head = exportListHead({});
+  return std::string_view(head).starts_with(text.substr(0, head.size()));
+}
+
 ExportList readExportList(std::string_view text) {
   ExportList list;
   if (!text.starts_with(kFirstLine)) return list;

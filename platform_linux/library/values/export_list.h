@@ -42,6 +42,8 @@ struct ExportList {
 
 std::string exportListHead(const std::vector<ListedAlbum>& albums);
 std::string exportListLines(const ListedAsset& asset);
+/// Also for one that was cut short, be it in its first line.
+bool isExportList(std::string_view text);
 /// Empty for what is no such list.
 ExportList readExportList(std::string_view text);
 
