@@ -269,12 +269,7 @@ class Export {
   }
 
   Result<ByteBuffer> packetFor(const LeavingAsset& asset, const std::vector<PlacedFile>& files) {
-    const auto kept = std::ranges::find(asset.resources, static_cast<std::int64_t>(kXmpFile),
-                                        &LeavingResource::type);
-    const FileDescriptor existing = kept == asset.resources.end()
-                                        ? FileDescriptor()
-                                        : originalFile(source_.folder(), kept->path).open();
-    return media_.writeXmp(existing, leavingNotes(asset, files, albums_));
+    return media_.writeXmp(newestXmp(source_.folder(), asset), leavingNotes(asset, files, albums_));
   }
 
   void noteNew(PlacedFile& file) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "testing/platform/testing_export.h"
@@ -38,6 +39,18 @@ TEST_F(Exporting, WritesEachAssetAsFilesByDateWithWhatIsKnownOfIt) {
                 " favorite part=1:IMG_1.JPG:IMG_1.JPG modified=" + modified + " hidden ");
   EXPECT_NE(at("1970/02/IMG_2.HEIC.xmp").find("part=1:IMG_2.HEIC:IMG_2.HEIC part=9:IMG_2.MOV:"),
             std::string::npos);
+}
+
+TEST_F(Exporting, GoesOnFromTheNewestXmpThatTheLibraryKept) {
+  const auto at = [](int hour) {
+    return fs::file_time_type::clock::now() + std::chrono::hours(hour);
+  };
+  put("a.jpg", "image date=5");
+  fs::last_write_time(put("a.jpg.xmp", "side kind=xmp label=old"), at(0));
+  fs::last_write_time(put("a.xmp", "side kind=xmp label=new"), at(1));
+  importAll();
+  exported();
+  EXPECT_NE(this->at("1970/01/a.jpg.xmp").find("label=new"), std::string::npos);
 }
 
 TEST_F(Exporting, FilesMayBeChangedAndKeepTheirDate) {

@@ -1,5 +1,13 @@
 #include "platform_linux/library/export/leaving_notes.h"
 
+#include <sys/stat.h>
+
+#include <utility>
+
+#include "platform_linux/library/originals/original_file.h"
+#include "platform_linux/library/originals/source_file.h"
+#include "platform_linux/library/values/side_resources.h"
+
 namespace quorvin {
 namespace {
 
@@ -35,6 +43,21 @@ WriteXmpRequest leavingNotes(const LeavingAsset& asset, const std::vector<Placed
   notes.represents = asset.represents;
   notes.burstSelection = asset.burstSelection;
   return request;
+}
+
+FileDescriptor newestXmp(const LibraryFolder& folder, const LeavingAsset& asset) {
+  FileDescriptor newest;
+  std::int64_t latest = 0;
+  for (const LeavingResource& resource : asset.resources) {
+    if (resource.type != static_cast<std::int64_t>(kXmpFile)) continue;
+    FileDescriptor file = originalFile(folder, resource.path).open();
+    struct stat status = {};
+    if (!file || ::fstat(file.get(), &status) != 0) continue;
+    if (newest && modificationTime(status) <= latest) continue;
+    latest = modificationTime(status);
+    newest = std::move(file);
+  }
+  return newest;
 }
 
 }  // namespace quorvin

@@ -8,7 +8,9 @@
 
 #include "media_protocol/requests.h"
 #include "platform_linux/library/catalogue/export_rows.h"
+#include "platform_linux/library/catalogue/library_folder.h"
 #include "platform_linux/library/values/export_list.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 
@@ -23,5 +25,9 @@ struct PlacedFile {
 /// `albums` has titles by row. No more is told than there is room for.
 WriteXmpRequest leavingNotes(const LeavingAsset& asset, const std::vector<PlacedFile>& files,
                              const std::map<std::int64_t, std::string>& albums);
+
+/// The XMP file that the asset keeps, of several the one that was written last; none where there is
+/// none.
+FileDescriptor newestXmp(const LibraryFolder& folder, const LeavingAsset& asset);
 
 }  // namespace quorvin
