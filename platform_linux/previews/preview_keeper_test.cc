@@ -39,6 +39,7 @@ class PreviewKeeperTest : public PreviewsFixture {
     std::filesystem::copy(path(), copy, std::filesystem::copy_options::recursive);
     auto catalogue = openCatalogue(copy, MissingLibrary::refuse);
     ASSERT_TRUE(catalogue) << catalogue.error().sentence();
+    PreviewStore((*catalogue)->folder()).setDoneUpTo(0);
     PreviewKeeper keeper(*catalogue, failures_, {worker(), 1ms});
     EXPECT_TRUE(comesTrue([&] { return keeper.store().doneUpTo() > 0; }));
   }
@@ -75,9 +76,12 @@ TEST_F(PreviewKeeperTest, MakesThoseOfWhatIsAddedMeanwhile) {
 
 TEST_F(PreviewKeeperTest, WaitsWhileSomebodyWaitsForAPicture) {
   const std::string original = import({900, 600});
+  store()->setDoneUpTo(1);
   const auto keeper = keep();
   {
+    // It has nothing to do until then.
     const PreviewKeeper::Request request(*keeper);
+    keeper->miss(jobOf(original, {900, 600}));
     waitForAnother();
     EXPECT_FALSE(has(original));
   }
