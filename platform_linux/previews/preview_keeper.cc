@@ -127,6 +127,7 @@ void PreviewKeeper::run() {
 void PreviewKeeper::work() {
   {
     NSLockHolder holder(lock_);
+    hasFinished_ = false;
     isWalkDue_ = std::exchange(isDue_, false) || isWalkDue_;
   }
   const LibraryFolder& folder = catalogue_->folder();
@@ -148,7 +149,9 @@ void PreviewKeeper::work() {
     NSLockHolder holder(lock_);
     pool_ = nullptr;
   }
-  forgetWork();
+  // What has come since the last look is work for the next time.
+  if (!hasFinished_) return forgetWork();
+  failuresInRow_ = 0;
 }
 
 bool PreviewKeeper::workOnce(MediaService& media) {
@@ -158,6 +161,7 @@ bool PreviewKeeper::workOnce(MediaService& media) {
   }
   auto job = takeMissed();
   if (!job) job = nextInLibrary();
+  hasFinished_ = !job && !walk_ && !isWalkDue_;
   if (!job) return false;
   const auto outcome = makePreviews(*job, media, store_, stop_.get_token());
   if (!outcome) return false;

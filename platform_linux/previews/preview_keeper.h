@@ -109,6 +109,7 @@ class PreviewKeeper {
   // Used by the thread.
   std::optional<Walk> walk_;
   bool isWalkDue_ = false;
+  bool hasFinished_ = false;  ///< there was nothing left to do
   std::size_t failuresInRow_ = 0;
 
   std::thread thread_;
