@@ -23,6 +23,9 @@ void checkSideXmp(const std::string& packet) {
   probe.notes.kind = SideKind::xmp;
   if (!readXmp(packet, probe)) return;
   checkBelieved(probe);
+  // Of parts that are not believed nothing is written.
+  const auto& exported = probe.notes.exported;
+  if (exported && exported->parts.empty()) return;
   const auto written = writeXmp(packet, {probe.creationDate, probe.notes});
   if (!written) return;
   MediaProbe again;
