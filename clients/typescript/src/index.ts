@@ -1,3 +1,5 @@
+export * from './arguments.js';
+export type { Changes } from './change_queue.js';
 export {
   decodeEnvelope,
   decodeMessage,
@@ -11,4 +13,15 @@ export {
   type MethodCall,
 } from './codec.js';
 export * from './errors.js';
+export { Library } from './library.js';
+export {
+  MediaType,
+  type Asset,
+  type AssetCount,
+  type Change,
+  type ExportedFile,
+  type Gallery,
+  type GalleryAssetCount,
+} from './records.js';
+export type { Transport, TransportListener } from './transport.js';
 export { LargeInteger, type Bytes, type Value } from './value.js';
