@@ -25,3 +25,8 @@ export {
 } from './records.js';
 export type { Transport, TransportListener } from './transport.js';
 export { LargeInteger, type Bytes, type Value } from './value.js';
+export {
+  WebSocketTransport,
+  type Socket,
+  type WebSocketTransportOptions,
+} from './web_socket_transport.js';
