@@ -64,8 +64,6 @@ inline constexpr auto kHasSubtype = sql("(subtypes & ") + sqlNumber<subtype>() +
 inline constexpr auto kImageType = sqlNumber<PHAssetMediaType::image>();
 inline constexpr auto kVideoType = sqlNumber<PHAssetMediaType::video>();
 
-inline constexpr auto kPhotoResource = sqlNumber<PHAssetResourceType::photo>();
-inline constexpr auto kVideoResource = sqlNumber<PHAssetResourceType::video>();
 inline constexpr auto kPairedVideoResource = sqlNumber<PHAssetResourceType::pairedVideo>();
 
 inline constexpr auto kLiveBit = sqlNumber<PHAssetMediaSubtype::photoLive>();

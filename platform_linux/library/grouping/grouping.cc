@@ -6,7 +6,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 
 #include "media_protocol/letter_case.h"
@@ -39,6 +38,7 @@ class Grouper {
     joinEditedMovies();
     joinInFamilies(&Grouper::adjustmentMatch, Type::adjustmentData);
     joinInFamilies(&Grouper::sideMatch, std::nullopt);
+    keepSideFiles();
     return result();
   }
 
@@ -278,6 +278,24 @@ class Grouper {
     return std::nullopt;
   }
 
+  // A side file stays with what it was given to, unless another one has taken its place.
+  void keepSideFiles() {
+    for (Index i = 0; i < parts_.size(); ++i) {
+      if (isOwned(i) || isMain_.contains(i) || !parts_[i].isSideFile()) continue;
+      if (const auto keeper = presentKeeper(i)) join(i, *keeper, parts_[i].type);
+    }
+  }
+
+  std::optional<Index> presentKeeper(Index side) const {
+    for (Index i = 0; i < parts_.size(); ++i) {
+      const bool isBeside = parts_[side].row && parts_[i].row == parts_[side].row;
+      if (!isBeside || parts_[i].isSideFile()) continue;
+      const Index main = owner_[i].value_or(i);
+      if (isUnseen(parts_[side].type) || hasSlot(main, parts_[side].type)) return main;
+    }
+    return std::nullopt;
+  }
+
   Grouping result() {
     Grouping grouping;
     std::map<Index, std::vector<Role>> assets;
@@ -286,8 +304,6 @@ class Grouper {
         assets[i].insert(assets[i].begin(), {i, parts_[i].typeAlone()});
       } else if (isOwned(i)) {
         assets[*owner_[i]].push_back({i, type_[i]});
-      } else if (const auto keeper = presentKeeper(i)) {
-        assets[*keeper].push_back({i, parts_[i].type});
       } else {
         grouping.waiting.push_back(i);
       }
@@ -299,17 +315,6 @@ class Grouper {
       grouping.assets.push_back(std::move(roles));
     }
     return grouping;
-  }
-
-  // A side file stays with what it was given to, unless another one has taken its place.
-  std::optional<Index> presentKeeper(Index side) const {
-    for (Index i = 0; i < parts_.size(); ++i) {
-      const bool isBeside = parts_[side].row && parts_[i].row == parts_[side].row;
-      if (!isBeside || parts_[i].isSideFile()) continue;
-      const Index main = owner_[i].value_or(i);
-      if (isUnseen(parts_[side].type) || hasSlot(main, parts_[side].type)) return main;
-    }
-    return std::nullopt;
   }
 
   const std::vector<Part>& parts_;
