@@ -36,6 +36,9 @@ for purpose in "$@"; do
   esac
 done
 
+# Whoever has Node.js from elsewhere has npm with it, and Debian's would not go with that.
+if ! command -v npm >/dev/null; then packages+=(nodejs npm); fi
+
 installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
 missing=()
 for package in "${packages[@]}"; do installed "$package" || missing+=("$package"); done

@@ -9,6 +9,7 @@ import sys
 
 BLOCK = re.compile(r'^\d+/\d+ Testing: (.+)$', re.MULTILINE)
 BEGIN = re.compile(r'\[ RUN      \] (\S+)')
+COUNT = re.compile(r'^[#ℹ] (pass|skipped) (\d+)$', re.MULTILINE)
 END = re.compile(r'\[(       OK |  FAILED  |  SKIPPED )\] ([^\s,]+)')
 
 
@@ -50,6 +51,11 @@ class Report:
             self.program(name, output, succeeded)
         elif succeeded:
             self.passed += 1
+            for what, count in COUNT.findall(output):
+                if what == 'pass':
+                    self.passed += int(count)
+                else:
+                    self.skipped += int(count)
         else:
             self.fail(name, output.splitlines())
 
