@@ -37,6 +37,9 @@ class Engine {
   /// False when no unanswered message can be answered any more, other than by `shutDown`.
   bool mayAnswer() const { return messenger_.mayAnswer(); }
 
+  /// For who does with the library what no method does. Valid as long as the engine lives.
+  Platform& platform() { return platform_->platform(); }
+
   /// As of `MainQueue`.
   int fd() const { return platform_->mainQueue().fd(); }
   std::size_t run(int timeoutMs) { return platform_->mainQueue().run(timeoutMs); }

@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   cmake g++ make ninja-build pkg-config
   # the library and the tool
-  libcli11-dev libsqlite3-dev libxxhash-dev nlohmann-json3-dev pv
+  libboost-dev libcli11-dev libsqlite3-dev libxxhash-dev nlohmann-json3-dev pv
   # the media worker
   libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev libdeflate-dev libexiv2-dev
   libheif-dev libjpeg-dev liblcms2-dev libpng-dev libraw-dev libseccomp-dev libswscale-dev

@@ -1,6 +1,7 @@
 // The tool's subcommands. Each returns the program's exit status.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -54,6 +55,13 @@ struct AuthorizeCommand {
 struct InfoCommand {
   std::string library;
   bool json = false;
+  int run() const;
+};
+
+struct ServeCommand {
+  std::string library;
+  std::uint16_t port = 0;  ///< 0: any that is free
+  bool open = false;
   int run() const;
 };
 

@@ -63,6 +63,7 @@ class Tool {
     addDoctor();
     addInfo();
     addPreviews();
+    addServe();
   }
 
   int run(int argc, char** argv) {
@@ -263,6 +264,16 @@ class Tool {
          previews_);
   }
 
+  void addServe() {
+    CLI::App* sub =
+        add("serve", "Show the library in a browser on this machine, until it is ended");
+    sub->add_option("--port", serve_.port, "The port to listen on; 0 is any that is free")
+        ->type_name("N")
+        ->capture_default_str();
+    sub->add_flag("--open", serve_.open, "Open it in the browser");
+    runs(sub, serve_);
+  }
+
   CLI::App app_{"A photo library from the command line", "quorvin"};
   std::string library_;
   ImportCommand import_;
@@ -276,6 +287,7 @@ class Tool {
   DoctorCommand doctor_;
   InfoCommand info_;
   PreviewsCommand previews_;
+  ServeCommand serve_;
   std::function<int()> command_;
 };
 

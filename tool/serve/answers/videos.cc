@@ -1,0 +1,156 @@
+#include "tool/serve/answers/videos.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <ranges>
+#include <utility>
+
+#include "core/platform/images.h"
+#include "core/platform/media.h"
+#include "platform_linux/videos/linux_composition.h"
+#include "tool/serve/answers/file_response.h"
+
+namespace quorvin {
+namespace {
+
+constexpr std::size_t kMostEncodings = 2;
+constexpr std::size_t kMostKept = 32;
+constexpr std::uint64_t kMostBytesKept = std::uint64_t{4} << 30;
+
+using EncodedVideo = Result<std::shared_ptr<const OpenFile>>;
+using EncodedAnswer = std::function<void(EncodedVideo)>;
+
+Failure encodingFailed(const std::string& reason) {
+  return Failure(MediaErrorCode::cannotDecode, reason);
+}
+
+/// What was written, without its name.
+EncodedVideo takenFrom(const std::string& path) {
+  auto file = openFileOf(FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)));
+  ::unlink(path.c_str());
+  if (file == nullptr) return encodingFailed("the video cannot be read back.");
+  return file;
+}
+
+void encodeInto(const std::string& path, MediaFramework& framework,
+                const std::shared_ptr<const AVAsset>& video, const EncodedAnswer& answer) {
+  if (video == nullptr) return answer(encodingFailed("the video cannot be read."));
+  const auto session = framework.exportSessionWithAsset(video, AVAssetExportPresetHighestQuality);
+  if (session == nullptr) return answer(encodingFailed("the video cannot be read."));
+  session->setOutputURL(path);
+  session->setOutputFileType(AVFileType::AVFileTypeMPEG4);
+  session->setShouldOptimizeForNetworkUse(true);
+  session->exportAsynchronously([session, path, answer] {
+    if (session->status() == AVAssetExportSessionStatus::completed) return answer(takenFrom(path));
+    const auto error = session->error();
+    answer(encodingFailed(error ? error->localizedDescription : "the video is not whole."));
+  });
+}
+
+std::shared_ptr<const StoredResource> motionOf(const FoundAsset& found) {
+  const auto edited = found.fileOf(PHAssetResourceType::fullSizePairedVideo);
+  return edited != nullptr ? edited : found.fileOf(PHAssetResourceType::pairedVideo);
+}
+
+bool hasVideo(const FoundAsset& found) {
+  return found.asset->mediaType == PHAssetMediaType::video || motionOf(found) != nullptr;
+}
+
+}  // namespace
+
+void Videos::answer(const Request& request, const std::shared_ptr<const FoundAsset>& found,
+                    const std::string& tag, ExchangePtr exchange) {
+  if (!hasVideo(*found)) {
+    return exchange->answer(Response::text(kNotFound, "It has no moving pictures."));
+  }
+  auto video = std::ranges::find(videos_, tag, &Video::tag);
+  if (video == videos_.end()) {
+    videos_.push_front({.tag = tag, .found = found});
+  } else {
+    videos_.splice(videos_.begin(), videos_, video);
+  }
+  video = videos_.begin();
+  if (video->file != nullptr) {
+    return exchange->answer(fileResponse(request, video->file, "video/mp4", tag));
+  }
+  video->waiting.push_back({request, std::move(exchange)});
+  encodeNext();
+}
+
+void Videos::encodeNext() {
+  for (auto video = videos_.begin(); video != videos_.end() && encoding_ < kMostEncodings;) {
+    if (video->file != nullptr || video->isEncoding) {
+      ++video;
+    } else if (std::ranges::none_of(video->waiting, [](const Waiting& waiting) {
+                 return waiting.exchange->isWanted();
+               })) {
+      video = videos_.erase(video);
+    } else {
+      video->isEncoding = true;
+      ++encoding_;
+      encode(*video);
+      ++video;
+    }
+  }
+}
+
+void Videos::encode(const Video& video) {
+  const std::string path = folder_ + "/" + std::to_string(++last_) + ".mp4";
+  const auto answer = desk_.mailbox().expect<Encoded>(
+      [this, tag = video.tag](Encoded encoded) { finish(tag, encoded); });
+  Platform& platform = desk_.platform();
+  MediaFramework& framework = platform.mediaFramework;
+  if (const auto motion = motionOf(*video.found)) {
+    const auto movie = std::make_shared<const LinuxVideo>(motion->path, motion->file);
+    // Looks into the file.
+    desk_.run<Null>(
+        [&framework, path, movie, answer] {
+          encodeInto(path, framework, movie, answer);
+          return Null{};
+        },
+        [](Null) {});
+    return;
+  }
+  PHVideoRequestOptions options;
+  options.version = PHImageRequestOptionsVersion::current;
+  options.isNetworkAccessAllowed = true;
+  platform.defaultImageManager->requestAVAssetForVideo(
+      video.found->asset, options,
+      [&framework, path, answer](const std::shared_ptr<const AVAsset>& asset, const PHImageInfo*) {
+        encodeInto(path, framework, asset, answer);
+      });
+}
+
+void Videos::finish(const std::string& tag, const Encoded& encoded) {
+  --encoding_;
+  const auto video = std::ranges::find(videos_, tag, &Video::tag);
+  std::vector<Waiting> waiting = std::exchange(video->waiting, {});
+  if (encoded) {
+    video->file = *encoded;
+    video->isEncoding = false;
+  } else {
+    videos_.erase(video);
+  }
+  for (const Waiting& each : waiting) {
+    each.exchange->answer(encoded ? fileResponse(each.request, *encoded, "video/mp4", tag)
+                                  : Response::text(kConflict, encoded.error().sentence()));
+  }
+  makeRoom();
+  encodeNext();
+}
+
+void Videos::makeRoom() {
+  std::uint64_t bytes = 0;
+  std::size_t count = 0;
+  std::erase_if(videos_, [&](const Video& video) {
+    if (video.file == nullptr) return false;
+    bytes += video.file->size;
+    // The newest one stays, however large: somebody is about to read on in it.
+    return ++count > kMostKept || (count > 1 && bytes > kMostBytesKept);
+  });
+}
+
+}  // namespace quorvin
