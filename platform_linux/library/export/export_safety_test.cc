@@ -60,19 +60,22 @@ TEST_F(ExportingSafely, WhatIsReadBackOtherwiseIsRemovedAndNotListed) {
     writeFile(path, content);
     if (content.size() == std::string("image date=5").size()) fs::last_write_time(path, time);
   };
-  const auto damaged = [&](const std::string& content) {
+  const auto damaged = [&](const std::string& content, std::int64_t newFiles) {
     ExportOptions options;
     options.assetDone = [&] { damage(content); };
     const auto report = tryExport(options);
     ASSERT_TRUE(report);
     ASSERT_EQ(report->problems.size(), 1U);
     EXPECT_NE(report->problems[0].find("is not what was written"), std::string::npos);
+    EXPECT_EQ(report->assets, 0);
+    EXPECT_EQ(report->files, 1) << "the XMP";
+    EXPECT_EQ(report->newFiles, newFiles);
     const ExportList list = readExportList(readFile(target() + "/" + kExportList));
     EXPECT_EQ(list.assets[0].files.size(), 1U);
   };
-  damaged("image date=6");
+  damaged("image date=6", 1);
   EXPECT_EQ(names(), Names{"1970/01/a.jpg.xmp"});
-  damaged("somebody else's");
+  damaged("somebody else's", 0);
   EXPECT_EQ(at("1970/01/a.jpg"), "somebody else's") << "it was changed since";
 }
 

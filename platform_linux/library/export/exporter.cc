@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "media_protocol/sealed_memory.h"
@@ -293,16 +294,22 @@ class Export {
   }
 
   void verify() {
+    std::set<std::string_view> notWhole;
     for (const ListedFile& file : written_) {
       if (folder_.hashOf(file.path, file.size) == file.hash) continue;
       problem("“" + whole(file.path) +
               "” is not what was written, and does not count as exported; look whether its disk "
               "is sound, and export again.");
       folder_.removeWritten(file.path);
+      --report_.files;
+      --report_.newFiles;
+      report_.bytes -= file.size;
       for (auto& [identifier, asset] : listed_) {
-        std::erase_if(asset.files, [&file](const auto& each) { return each.path == file.path; });
+        const auto isIt = [&file](const ListedFile& each) { return each.path == file.path; };
+        if (std::erase_if(asset.files, isIt) != 0) notWhole.insert(identifier);
       }
     }
+    report_.assets -= std::ssize(notWhole);
   }
 
   Catalogue& source_;
