@@ -1,4 +1,5 @@
 export * from './arguments.js';
+export { callMethod } from './call_method.js';
 export type { Changes } from './change_queue.js';
 export {
   decodeEnvelope,

@@ -1,0 +1,16 @@
+import { render } from 'preact';
+import { App, AppContext } from './app.js';
+import { Shell } from './shell/shell.js';
+import './styles/base.css';
+import './styles/shell.css';
+import './styles/grid.css';
+import './styles/controls.css';
+import './styles/albums.css';
+import './styles/viewer.css';
+
+render(
+  <AppContext.Provider value={new App()}>
+    <Shell />
+  </AppContext.Provider>,
+  document.getElementById('app') as HTMLElement,
+);

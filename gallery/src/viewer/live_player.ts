@@ -1,0 +1,33 @@
+import { videoAddress } from '../library/addresses.js';
+
+/** Plays the motion of a live photo over its still, as long as somebody holds it. */
+export class LivePlayer {
+  #video: HTMLVideoElement | null = null;
+
+  /** `still` is the picture as it is shown. */
+  start(assetId: string, still: HTMLElement): void {
+    if (this.#video !== null) return;
+    const video = document.createElement('video');
+    video.className = 'live-motion';
+    video.muted = true;
+    video.playsInline = true;
+    video.loop = true;
+    video.style.width = still.style.width;
+    video.style.height = still.style.height;
+    video.addEventListener('playing', () => video.classList.add('playing'));
+    video.src = videoAddress(assetId);
+    still.after(video);
+    this.#video = video;
+    video.play().catch(() => {});
+  }
+
+  stop(): void {
+    const video = this.#video;
+    this.#video = null;
+    if (video === null) return;
+    video.pause();
+    video.removeAttribute('src');
+    video.load();
+    video.remove();
+  }
+}
