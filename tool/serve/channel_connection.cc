@@ -26,7 +26,8 @@ using Upgrade = beast::http::request<beast::http::empty_body>;
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
 constexpr std::size_t kLargestFrame = 1 << 20;
-constexpr std::size_t kMostUnanswered = 64;
+/// A reply may be a whole picture.
+constexpr std::size_t kMostUnanswered = 16;
 constexpr std::size_t kMostUnsent = 8 << 20;
 constexpr std::size_t kPieceOfFrame = 64 << 10;
 /// How often a connection is looked at. A client that shows no life between two looks is gone.
@@ -54,6 +55,7 @@ class ChannelConnection final : public Connection,
   }
   void event(FrameBytes frame, FrameBytes merged) override;
 
+  bool isIdle() const override { return false; }
   void end() override { close(websocket::close_code::going_away); }
   void abort() override { drop(); }
 

@@ -10,6 +10,8 @@ namespace quorvin {
 class Connection {
  public:
   virtual ~Connection() = default;
+  /// Whether it was of use before, and waits for more.
+  virtual bool isIdle() const = 0;
   /// Ends what idles, and the rest once it is answered.
   virtual void end() = 0;
   /// Ends whatever is under way.
@@ -29,18 +31,26 @@ class Connections {
   }
   std::size_t count() const { return open_.size(); }
 
+  void endIdle() {
+    each([](Connection& connection) {
+      if (connection.isIdle()) connection.end();
+    });
+  }
   void endAll() {
-    for (Connection* connection : std::unordered_set(open_)) {
-      if (open_.contains(connection)) connection->end();
-    }
+    each([](Connection& connection) { connection.end(); });
   }
   void abortAll() {
-    for (Connection* connection : std::unordered_set(open_)) {
-      if (open_.contains(connection)) connection->abort();
-    }
+    each([](Connection& connection) { connection.abort(); });
   }
 
  private:
+  /// Of those that are there now, each that is still there in its turn.
+  void each(const std::function<void(Connection&)>& visit) {
+    for (Connection* connection : std::unordered_set(open_)) {
+      if (open_.contains(connection)) visit(*connection);
+    }
+  }
+
   const std::function<void()> closed_;
   std::unordered_set<Connection*> open_;
 };

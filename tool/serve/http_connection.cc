@@ -54,6 +54,9 @@ class HttpConnection final : public Connection,
 
   void begin() { readHeader(kHeaderTime); }
 
+  bool isIdle() const override {
+    return phase_ == Phase::reading && exchange_ > 0 && buffer_.size() == 0;
+  }
   void end() override {
     isEnding_ = true;
     if (phase_ == Phase::reading || phase_ == Phase::leaving) close();

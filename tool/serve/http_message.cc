@@ -62,7 +62,8 @@ std::optional<Request> requestOf(const Head& message) {
 http::response<http::empty_body> headOf(
     const Response& response, std::uint64_t size,
     const std::vector<std::pair<std::string, std::string>>& commonHeaders) {
-  http::response<http::empty_body> head{http::int_to_status(response.status), 11};
+  http::response<http::empty_body> head;
+  head.result(response.status);
   for (const auto& [name, value] : commonHeaders) head.set(name, value);
   for (const auto& [name, value] : response.headers) head.set(name, value);
   if (!response.contentType.empty()) head.set(http::field::content_type, response.contentType);

@@ -21,7 +21,8 @@ Result<OwnFolder> OwnFolder::make() {
   };
   if (::mkdtemp(path.data()) == nullptr) return failed();
   OwnFolder folder(std::move(path));
-  for (const std::string& each : {folder.exports(), folder.videos(), folder.uploads()}) {
+  for (const std::string& each :
+       {folder.exports(), folder.pictures(), folder.videos(), folder.uploads()}) {
     if (::mkdir(each.c_str(), S_IRWXU) != 0) return failed();
   }
   return folder;

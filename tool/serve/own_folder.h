@@ -17,6 +17,7 @@ class OwnFolder {
 
   /// Of what the engine exports.
   std::string exports() const { return path_ + "/exports"; }
+  std::string pictures() const { return path_ + "/pictures"; }
   std::string videos() const { return path_ + "/videos"; }
   std::string uploads() const { return path_ + "/uploads"; }
 

@@ -69,7 +69,7 @@ struct Server::Parts {
         engine(std::move(theEngine)),
         desk(engine->platform(), *mailbox),
         calls(*engine, *mailbox),
-        pictures(calls),
+        pictures(calls, folder.pictures()),
         videos(desk, folder.videos()),
         assets(desk, pictures, videos),
         uploads(calls, folder.uploads()),
@@ -112,6 +112,8 @@ struct Server::Parts {
   void accept() {
     FileDescriptor accepted = acceptFrom(listener);
     if (accepted) {
+      // Browsers open idle ones anew when they need them.
+      if (connections.count() + 1 >= kMostConnections) connections.endIdle();
       serveHttp({io, asio::ip::tcp::v4(), accepted.release()}, {site, hub, connections});
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
       return pauseAccepting();

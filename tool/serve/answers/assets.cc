@@ -69,6 +69,10 @@ void Assets::answerFound(const Request& request, const std::string& what, const 
   }
   if (what == "original") return answerOriginal(request, found, tag, std::move(exchange));
   if (what == "video") return videos_.answer(request, found, tag, std::move(exchange));
+  const auto type = found->asset->mediaType;
+  if (type != PHAssetMediaType::image && type != PHAssetMediaType::video) {
+    return exchange->answer(Response::text(kNotFound, "It has no picture."));
+  }
   const auto longest = std::max(found->asset->pixelWidth, found->asset->pixelHeight);
   pictures_.answer({.asset = found->asset->localIdentifier,
                     .side = isThumbnail ? *size : static_cast<double>(longest),

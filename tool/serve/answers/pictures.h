@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tool/serve/answers/request.h"
@@ -21,8 +22,9 @@ struct Picture {
 /// all. Platform thread.
 class Pictures {
  public:
-  /// The calls outlive it.
-  explicit Pictures(EngineCalls& calls) : calls_(calls) {}
+  /// The calls outlive it. `folder` is the server's own: large pictures lie there while they are
+  /// sent, for somebody who reads slowly may have asked for many.
+  Pictures(EngineCalls& calls, std::string folder) : calls_(calls), folder_(std::move(folder)) {}
 
   void answer(Picture picture, ExchangePtr exchange);
 
@@ -35,6 +37,7 @@ class Pictures {
   void renderNext();
 
   EngineCalls& calls_;
+  const std::string folder_;
   std::vector<Waiting> waiting_;
   std::size_t rendering_ = 0;
 };
