@@ -10,6 +10,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <chrono>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -34,6 +35,8 @@ constexpr std::chrono::seconds kPieceTime{30};
 constexpr std::chrono::seconds kLeavingTime{2};
 constexpr std::uint32_t kLargestHeader = 16 << 10;
 constexpr std::size_t kPieceSize = 64 << 10;
+/// Whoever takes a body has a limit of its own.
+constexpr std::uint64_t kAnySize = std::numeric_limits<std::uint64_t>::max();
 /// So much of what is not wanted is read, so that the other side reads why.
 constexpr std::size_t kMostPassedOver = 1 << 20;
 
@@ -130,7 +133,7 @@ void HttpConnection::readHeader(std::chrono::seconds time) {
   phase_ = Phase::reading;
   header_.emplace();
   header_->header_limit(kLargestHeader);
-  header_->body_limit(boost::none);
+  header_->body_limit(kAnySize);
   stream_.expires_after(time);
   http::async_read_header(
       stream_, buffer_, *header_,
@@ -180,7 +183,7 @@ void HttpConnection::beginUpload() {
   upload_ = std::get<std::unique_ptr<Upload>>(std::move(begun));
   phase_ = Phase::taking;
   body_.emplace(std::move(*header_));
-  body_->body_limit(boost::none);
+  body_->body_limit(kAnySize);
   if (waitsForLeave) return sendContinue();
   readPiece();
 }
