@@ -269,6 +269,7 @@ class Tool {
         add("serve", "Show the library in a browser on this machine, until it is ended");
     sub->add_option("--port", serve_.port, "The port to listen on; 0 is any that is free")
         ->type_name("N")
+        ->check(CLI::Validator(refuseEmpty, ""))
         ->capture_default_str();
     sub->add_flag("--open", serve_.open, "Open it in the browser");
     runs(sub, serve_);

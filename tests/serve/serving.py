@@ -41,6 +41,9 @@ class Server:
     def stop(self, how=signal.SIGTERM):
         if self.process.poll() is None:
             self.process.send_signal(how)
+        return self.ended()
+
+    def ended(self):
         self.rest, self.complaints = self.process.communicate(timeout=PATIENCE)
         return self.process.returncode
 
@@ -112,6 +115,7 @@ class Channel:
         self.received = b''
         self.number = 0
         self.events = []
+        self.replies = {}
         sent = {'Host': server.host, 'Upgrade': 'websocket', 'Connection': 'Upgrade',
                 'Sec-WebSocket-Version': '13',
                 'Sec-WebSocket-Key': base64.b64encode(os.urandom(16)).decode()}
@@ -189,19 +193,20 @@ class Channel:
         return self.number
 
     def reply(self, number):
-        """Of this call; events that come before are kept."""
-        while True:
-            got, channel, message = self.frame()
-            if got == 0:
-                self.events.append((channel, message))
-            elif got == number:
-                return message
+        """Of this call; what comes before it is kept."""
+        while number not in self.replies:
+            self.keep(*self.frame())
+        return self.replies.pop(number)
+
+    def keep(self, number, channel, message):
+        if number == 0:
+            self.events.append((channel, message))
+        else:
+            self.replies[number] = message
 
     def event(self):
         while not self.events:
-            got, channel, message = self.frame()
-            if got == 0:
-                self.events.append((channel, message))
+            self.keep(*self.frame())
         return self.events.pop(0)
 
     def call(self, method, arguments=None, channel='quorvin'):

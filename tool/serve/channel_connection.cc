@@ -56,7 +56,10 @@ class ChannelConnection final : public Connection,
   void event(FrameBytes frame, FrameBytes merged) override;
 
   bool isIdle() const override { return false; }
-  void end() override { close(websocket::close_code::going_away); }
+  void end() override {
+    isEnding_ = true;
+    if (isAccepted_) close(websocket::close_code::going_away);
+  }
   void abort() override { drop(); }
 
  private:
@@ -86,6 +89,8 @@ class ChannelConnection final : public Connection,
   std::size_t unsentBytes_ = 0;
   std::size_t written_ = 0;  ///< of the first frame
   std::size_t unanswered_ = 0;
+  bool isAccepted_ = false;
+  bool isEnding_ = false;
   bool isReading_ = false;
   bool isWriting_ = false;
   bool isPinging_ = false;
@@ -105,6 +110,8 @@ void ChannelConnection::accept(const Upgrade& upgrade, const Headers& headers) {
   lookLater();
   socket_.async_accept(upgrade, [self = shared_from_this()](error_code error) {
     if (error) return self->drop();
+    self->isAccepted_ = true;
+    if (self->isEnding_) return self->end();
     self->read();
   });
 }
@@ -179,14 +186,15 @@ void ChannelConnection::pieceWent(error_code error, std::size_t bytes) {
 
 void ChannelConnection::lookLater() {
   look_.expires_after(kLook);
-  look_.async_wait([weak = weak_from_this()](error_code error) {
-    const auto self = weak.lock();
-    if (!error && self != nullptr) self->lookAgain();
+  // This also keeps the connection while it is neither read from nor written to.
+  look_.async_wait([self = shared_from_this()](error_code error) {
+    if (!error) self->lookAgain();
   });
 }
 
 void ChannelConnection::lookAgain() {
   // Nothing shows of a client that is not read from, unless something is sent to it.
+  if (!socket_.next_layer().is_open()) return;
   const bool wouldShow = isReading_ || isWriting_ || isClosing_;
   if (wouldShow && !showedLife_) return drop();
   showedLife_ = false;
