@@ -1,6 +1,6 @@
 # The two commands are `make demo` and `make test`; `make help` lists all.
 .DEFAULT_GOAL := help
-.PHONY: help demo test check crash-test killed-imports hostile stress bench coverage fuzz clean
+.PHONY: help demo gallery test check crash-test killed-imports hostile stress bench coverage fuzz clean
 
 # `make test PRESET=ci` takes every warning for an error.
 PRESET ?= test
@@ -10,6 +10,9 @@ help: ## say what there is
 
 demo: ## install, build, import media and show every method; PHOTOS=DIR takes your own
 	@scripts/demo.sh
+
+gallery: ## look at the demo's library, or at LIBRARY=DIR, in the browser
+	@scripts/gallery.sh
 
 test: ## install, build and run all tests
 	@scripts/install_dependencies.sh test

@@ -58,4 +58,4 @@ if tool info 2>&1; then exit 1; fi
 tool check --repair
 tool check --content
 echo
-echo "The library stays in $output/library"
+echo "The library stays in $output/library. To look at it in the browser: make gallery"

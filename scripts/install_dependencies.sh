@@ -22,7 +22,7 @@ for purpose in "$@"; do
   case $purpose in
     demo) packages+=("${makers[@]}"); known+=("${makers_where_known[@]}") ;;
     test)
-      packages+=("${makers[@]}" binutils jq libgtest-dev mold python3 sqlite3)
+      packages+=("${makers[@]}" binutils chromium desktop-file-utils jq libgtest-dev mold python3 sqlite3)
       known+=("${makers_where_known[@]}")
       ;;
     bench)
