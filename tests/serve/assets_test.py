@@ -187,6 +187,30 @@ class Videos(serving.ServerCase):
             if 'audio' in found:
                 self.assertEqual(found['audio']['codec_name'], 'aac', name)
 
+    def test_what_browsers_play_is_not_encoded_again(self):
+        def pictures(content):
+            path = os.path.join(self.folder, 'copied')
+            with open(path, 'wb') as file:
+                file.write(content)
+            return subprocess.run(['ffmpeg', '-v', 'error', '-i', path, '-map', '0:v', '-c', 'copy',
+                                   '-f', 'md5', '-'], capture_output=True, check=True).stdout
+
+        for name in ('CLIP.mp4', 'MOVIE.mov', 'TURNED.mp4', 'capture.mkv'):
+            with open(os.path.join(serving.MEDIA, 'good', name), 'rb') as file:
+                stored = file.read()
+            played = self.server.get(self.asset(name) + '/video')[2]
+            self.assertEqual(pictures(stored), pictures(played), name)
+
+    def test_what_browsers_do_not_play_is_encoded_again(self):
+        path = os.path.join(self.folder, 'ten bits.mp4')
+        subprocess.run(['ffmpeg', '-v', 'error', '-f', 'lavfi', '-i', 'testsrc=s=160x120:d=1:r=10',
+                        '-pix_fmt', 'yuv420p10le', '-c:v', 'libx264', path], check=True)
+        self.assertEqual(self.tool('import', path)[0], 0)
+        asset = '/asset/' + serving.quoted(self.assets()['ten bits.mp4']['id'])
+        status, _, body = self.server.get(asset + '/video')
+        self.assertEqual(status, 200, body)
+        self.assertEqual(streams(body, self.folder)[0]['video']['pix_fmt'], 'yuv420p')
+
     def test_a_still_has_no_video(self):
         self.assertEqual(self.server.get(self.asset('IMG_0001.jpg') + '/video')[0], 404)
 

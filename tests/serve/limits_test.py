@@ -58,11 +58,11 @@ class Requests(serving.ServerCase):
                 self.assertEqual(self.server.get(target if number % 2 else '/')[0], 200)
 
         some(200)
-        memory = self.server.status_number('VmRSS')
+        memory = self.memory()
         descriptors = self.server.descriptors()
         some(CONNECTIONS)
         self.assertLessEqual(self.server.descriptors(), descriptors + 4)
-        self.assertLess(self.server.status_number('VmRSS'), memory + 16 * 1024)
+        self.assertLess(self.memory(), memory + 16 * 1024)
 
     def test_two_hundred_at_once_are_served(self):
         self.at_once(200)
@@ -89,7 +89,7 @@ class Requests(serving.ServerCase):
     def test_who_does_not_read_costs_little(self):
         target = self.asset('PANORAMA.jpg') + '/image'
         self.server.get(target)
-        memory = self.server.status_number('VmRSS')
+        memory = self.memory()
         sent = (f'GET {target} HTTP/1.1\r\nHost: {self.server.host}\r\n'
                 f'Cookie: {self.server.cookie}\r\n\r\n').encode() * 4
         connections = []
@@ -106,7 +106,7 @@ class Requests(serving.ServerCase):
                 channel.ask('quorvin', method_call('getImageData', image))
         # Whoever reads is served beside them.
         self.assertEqual(self.server.get(target)[0], 200)
-        self.assertLess(self.server.status_number('VmRSS'), memory + 160 * 1024)
+        self.assertLess(self.memory(), memory + 160 * 1024)
         for connection in connections:
             connection.close()
         for channel in channels:

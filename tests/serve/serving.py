@@ -18,6 +18,8 @@ from standard_codec import envelope, method_call
 TOOL = os.environ['QUORVIN_TOOL']
 LIBRARY = os.environ['QUORVIN_IMPORTED_LIBRARY']
 MEDIA = os.environ['QUORVIN_GENERATED_MEDIA']
+# Sanitizers keep what was freed.
+MEMORY_TELLS = os.environ.get('QUORVIN_SANITIZED', '') == ''
 # Longer than anything takes: what is waited for so long does not come.
 PATIENCE = 120
 
@@ -266,6 +268,10 @@ class ServerCase(unittest.TestCase):
                                            'end': 1000, 'sort': 0, 'mediaType': 0})
         return {cls.result('getAssetOriginalFilename', {'assetId': each['id']}): each
                 for each in page}
+
+    def memory(self):
+        """Of the server, in KiB."""
+        return self.server.status_number('VmRSS') if MEMORY_TELLS else 0
 
     def asset(self, name):
         """The path of the asset that came under this name."""

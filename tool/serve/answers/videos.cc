@@ -5,13 +5,16 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <ranges>
 #include <utility>
+#include <vector>
 
 #include "core/platform/images.h"
 #include "core/platform/media.h"
 #include "platform_linux/videos/linux_composition.h"
 #include "tool/serve/answers/file_response.h"
+#include "tool/serve/reading/movie_codecs.h"
 
 namespace quorvin {
 namespace {
@@ -35,18 +38,56 @@ EncodedVideo takenFrom(const std::string& path) {
   return file;
 }
 
-void encodeInto(const std::string& path, MediaFramework& framework,
-                const std::shared_ptr<const AVAsset>& video, const EncodedAnswer& answer) {
-  if (video == nullptr) return answer(encodingFailed("the video cannot be read."));
-  const auto session = framework.exportSessionWithAsset(video, AVAssetExportPresetHighestQuality);
-  if (session == nullptr) return answer(encodingFailed("the video cannot be read."));
-  session->setOutputURL(path);
-  session->setOutputFileType(AVFileType::AVFileTypeMPEG4);
-  session->setShouldOptimizeForNetworkUse(true);
-  session->exportAsynchronously([session, path, answer] {
-    if (session->status() == AVAssetExportSessionStatus::completed) return answer(takenFrom(path));
+bool playsEverywhere(const OpenFile& file) {
+  const FileReader read = [&file](std::uint64_t position, std::size_t size) {
+    std::vector<std::uint8_t> bytes(size);
+    const ssize_t got = ::pread(file.file.get(), bytes.data(), size, static_cast<off_t>(position));
+    const bool isWhole = got == static_cast<ssize_t>(size);
+    return isWhole ? std::optional(std::move(bytes)) : std::nullopt;
+  };
+  return playsInEveryBrowser(read, file.size);
+}
+
+/// On its way into a file of its own.
+struct Encoding {
+  std::string path;
+  MediaFramework& framework;
+  std::shared_ptr<const AVAsset> video;
+  EncodedAnswer answer;
+
+  std::shared_ptr<AVAssetExportSession> session(std::string_view preset) const {
+    if (video == nullptr) return nullptr;
+    auto session = framework.exportSessionWithAsset(video, preset);
+    if (session == nullptr) return nullptr;
+    session->setOutputURL(path);
+    session->setOutputFileType(AVFileType::AVFileTypeMPEG4);
+    session->setShouldOptimizeForNetworkUse(true);
+    return session;
+  }
+};
+
+void encode(const Encoding& encoding) {
+  const auto session = encoding.session(AVAssetExportPresetHighestQuality);
+  if (session == nullptr) return encoding.answer(encodingFailed("the video cannot be read."));
+  session->exportAsynchronously([session, encoding] {
+    if (session->status() == AVAssetExportSessionStatus::completed) {
+      return encoding.answer(takenFrom(encoding.path));
+    }
     const auto error = session->error();
-    answer(encodingFailed(error ? error->localizedDescription : "the video is not whole."));
+    encoding.answer(encodingFailed(error ? error->localizedDescription : "it was given up."));
+  });
+}
+
+// Most videos need another container at most, which takes a moment; encoding takes as long as they
+// play. What they hold shows in the copy, which is of this system's own making.
+void copyOrEncode(const Encoding& encoding) {
+  const auto session = encoding.session(AVAssetExportPresetPassthrough);
+  if (session == nullptr) return encode(encoding);
+  session->exportAsynchronously([session, encoding] {
+    if (session->status() != AVAssetExportSessionStatus::completed) return encode(encoding);
+    const auto copy = takenFrom(encoding.path);
+    if (!copy || !playsEverywhere(**copy)) return encode(encoding);
+    encoding.answer(copy);
   });
 }
 
@@ -108,7 +149,7 @@ void Videos::encode(const Video& video) {
     // Looks into the file.
     desk_.run<Null>(
         [&framework, path, movie, answer] {
-          encodeInto(path, framework, movie, answer);
+          copyOrEncode({path, framework, movie, answer});
           return Null{};
         },
         [](Null) {});
@@ -120,7 +161,7 @@ void Videos::encode(const Video& video) {
   platform.defaultImageManager->requestAVAssetForVideo(
       video.found->asset, options,
       [&framework, path, answer](const std::shared_ptr<const AVAsset>& asset, const PHImageInfo*) {
-        encodeInto(path, framework, asset, answer);
+        copyOrEncode({path, framework, asset, answer});
       });
 }
 

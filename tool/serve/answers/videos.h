@@ -14,9 +14,9 @@
 
 namespace quorvin {
 
-/// Encodes a video when it is first asked for, and keeps the file for the parts that a browser asks
-/// for one after another. Files that are kept have no names, so that none outlives the program.
-/// Platform thread.
+/// Copies or encodes a video when it is first asked for, and keeps the file for the parts that a
+/// browser asks for one after another. Files that are kept have no names, so that none outlives the
+/// program. Platform thread.
 class Videos {
  public:
   /// The desk outlives it. `folder` is the server's own.
