@@ -60,7 +60,8 @@ struct InfoCommand {
 
 struct ServeCommand {
   std::string library;
-  std::uint16_t port = 0;  ///< 0: any that is free
+  bool isDefaultLibrary = false;  ///< which is made when it is missing
+  std::uint16_t port = 0;         ///< 0: any that is free
   bool open = false;
   int run() const;
 };

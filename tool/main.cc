@@ -79,6 +79,7 @@ class Tool {
         return kFailure;
       }
       library_ = *path;
+      serve_.isDefaultLibrary = true;
     }
     return written(command_());
   }
@@ -271,7 +272,8 @@ class Tool {
         ->type_name("N")
         ->check(CLI::Validator(refuseEmpty, ""))
         ->capture_default_str();
-    sub->add_flag("--open", serve_.open, "Open it in the browser");
+    sub->add_flag("--open", serve_.open,
+                  "Open it in the browser, and end five minutes after nobody uses it any more");
     runs(sub, serve_);
   }
 

@@ -1,7 +1,6 @@
 // quorvin serve: the gallery in the browser, until the program is ended.
 
 #include <cstdio>
-#include <string>
 
 #include "tool/commands.h"
 #include "tool/interruption.h"
@@ -13,16 +12,19 @@ namespace quorvin {
 int ServeCommand::run() const {
   // Before the engine's threads are.
   const Interruption interruption;
-  const auto server = Server::start({.library = library, .port = port});
+  const auto server = Server::start(
+      {.library = library, .makesLibrary = isDefaultLibrary, .port = port, .endsUnused = open});
   if (!server) {
     complain(server.error().sentence());
     return kFailure;
   }
-  const std::string address = (*server)->address();
-  std::printf("Serving %s\n", address.c_str());
+  std::printf("Serving %s\n", (*server)->address().c_str());
   std::fflush(stdout);
-  if (open && !openBrowser(address)) {
-    complain("no browser could be started; open the address in one");
+  if (open) {
+    const auto address = (*server)->addressForOnce();
+    if (!address || !openBrowser(*address)) {
+      complain("no browser could be started; open the address in one");
+    }
   }
   (*server)->run(interruption.token());
   return kSuccess;

@@ -1,5 +1,6 @@
 """What the server withstands, and how it starts and ends."""
 import http.client
+import json
 import os
 import signal
 import socket
@@ -224,6 +225,22 @@ class Ends(unittest.TestCase):
         self.refused([], 'damaged', damaged)
         self.assertEqual(os.listdir(self.temporary), [])
 
+    def test_the_users_own_library_is_made_when_it_is_missing(self):
+        environment = {name: value for name, value in os.environ.items()
+                       if name != 'QUORVIN_LIBRARY'}
+        environment.update(XDG_DATA_HOME=os.path.join(self.folder.name, 'data'),
+                           TMPDIR=self.temporary)
+        process = subprocess.Popen([serving.TOOL, 'serve'], env=environment, text=True,
+                                   stdout=subprocess.PIPE)
+        self.addCleanup(process.stdout.close)
+        self.assertIn('Serving ', process.stdout.readline())
+        library = os.path.join(self.folder.name, 'data', 'quorvin', 'library')
+        told = subprocess.run([serving.TOOL, '--library', library, 'info', '--json'], check=True,
+                              capture_output=True, text=True).stdout
+        self.assertEqual(json.loads(told)['status'], 'authorized')
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(serving.PATIENCE), 0)
+
     def refused(self, arguments, told, library=serving.LIBRARY):
         ran = self.ran(library, arguments)
         self.assertEqual((ran.returncode, ran.stdout), (1, ''))
@@ -249,7 +266,15 @@ class Ends(unittest.TestCase):
         os.environ['PATH'] = path + ':' + before
         server = self.serve('--open')
         with open(told, encoding='utf-8') as file:
-            self.assertEqual(f'Serving {file.read()}\n', server.line)
+            address = file.read()
+        host, once = address.split('/?token=')
+        self.assertEqual(host, f'http://{server.host}')
+        # Others on the machine can read the browser's command line.
+        self.assertNotEqual(once, server.token)
+        self.assertEqual(server.get('/index.html?token=' + once, cookie=False)[0], 401)
+        status, headers, _ = server.get('/?token=' + once, cookie=False)
+        self.assertEqual((status, headers['Set-Cookie'].split(';')[0]), (303, server.cookie))
+        self.assertEqual(server.get('/?token=' + once, cookie=False)[0], 401)
         self.assertEqual((server.stop(), server.rest), (0, ''))
 
     def test_a_browser_that_is_missing_is_said(self):

@@ -33,6 +33,13 @@ class Uploads(serving.ServerCase):
             self.assertEqual(original, body)
         self.nothing_is_left()
 
+    def test_blanks_in_names_come_as_forms_send_them(self):
+        body = content_of('good/IMG_0002.jpg')
+        answer = self.server.request('POST', '/upload?name=a+b%2Bc.jpg', body=body)[2]
+        asset = json.loads(answer)['id']
+        name = self.result('getAssetOriginalFilename', {'assetId': asset})
+        self.assertEqual(name, 'a b+c.jpg')
+
     def test_a_photo_comes_into_an_album(self):
         album = self.result('createAlbum', {'title': 'Uploaded'})['id']
         answer = self.upload('d.jpg', content_of('good/IMG_0002.jpg'), album=album)[2]

@@ -1,6 +1,7 @@
 // The connections that are open.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <unordered_set>
@@ -30,6 +31,9 @@ class Connections {
     closed_();
   }
   std::size_t count() const { return open_.size(); }
+  bool isAnyInUse() const {
+    return std::ranges::any_of(open_, [](const Connection* each) { return !each->isIdle(); });
+  }
 
   void endIdle() {
     each([](Connection& connection) {

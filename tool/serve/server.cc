@@ -28,6 +28,7 @@
 #include "tool/serve/listener.h"
 #include "tool/serve/own_folder.h"
 #include "tool/serve/reading/session_token.h"
+#include "tool/serve/unused_time.h"
 
 namespace quorvin {
 namespace {
@@ -42,19 +43,24 @@ constexpr std::chrono::milliseconds kPauseOfAccepting{100};
 constexpr std::chrono::seconds kTimeToAnswer{2};
 constexpr std::chrono::seconds kTimeToLeave{1};
 
-Result<std::unique_ptr<Engine>> engineOn(const std::string& library, const std::string& temporary) {
-  // An engine would make a library that is missing.
-  if (const auto present = openCatalogue(library, MissingLibrary::refuse); !present) {
-    return present.error();
-  }
-  QuorvinOptions options{};
-  options.struct_size = sizeof options;
-  options.library_path = library.c_str();
-  options.temporary_path = temporary.c_str();
-  options.authorization = -1;
-  auto read = readEngineOptions(&options);
+Result<std::unique_ptr<Engine>> engineOn(const ServerOptions& options,
+                                         const std::string& temporary) {
+  // An engine would make any library that is missing, and nobody would have access to it.
+  const auto missing = options.makesLibrary ? MissingLibrary::make : MissingLibrary::refuse;
+  const auto present = openCatalogue(options.library, missing, PHAuthorizationStatus::authorized);
+  if (!present) return present.error();
+  QuorvinOptions wanted{};
+  wanted.struct_size = sizeof wanted;
+  wanted.library_path = options.library.c_str();
+  wanted.temporary_path = temporary.c_str();
+  wanted.authorization = -1;
+  auto read = readEngineOptions(&wanted);
   if (!read) return read.error();
   return Engine::create(*std::move(read));
+}
+
+std::string addressWith(std::uint16_t port, const SessionToken& token) {
+  return "http://127.0.0.1:" + std::to_string(port) + "/?token=" + token.text();
 }
 
 }  // namespace
@@ -62,7 +68,7 @@ Result<std::unique_ptr<Engine>> engineOn(const std::string& library, const std::
 /// In order of dependence: each uses only those above it, and goes before them.
 struct Server::Parts {
   Parts(OwnFolder theFolder, Listener theListener, SessionToken theToken,
-        std::unique_ptr<Engine> theEngine, const std::string& library)
+        std::unique_ptr<Engine> theEngine, const ServerOptions& options)
       : folder(std::move(theFolder)),
         listener(std::move(theListener)),
         token(std::move(theToken)),
@@ -73,10 +79,11 @@ struct Server::Parts {
         videos(desk, folder.videos()),
         assets(desk, pictures, videos),
         uploads(calls, folder.uploads()),
-        gallery(desk, library),
+        gallery(desk, options.library),
         hub(*engine),
         site(listener.port, token, assets, uploads),
-        connections([this] { connectionClosed(); }) {
+        connections([this] { connectionClosed(); }),
+        endsUnused(options.endsUnused) {
     hub.add(kGalleryChannelName,
             [this](std::span<const std::uint8_t> message, const ChannelReply& reply) {
               gallery.handle(message, reply);
@@ -136,8 +143,17 @@ struct Server::Parts {
     if (connections.count() == 0) io.stop();
   }
 
+  void lookAtUse() {
+    nextLook.expires_after(kLookAtUse);
+    nextLook.async_wait([this](error_code error) {
+      if (error || isStopping) return;
+      const bool isOver = unused.isOver(std::chrono::steady_clock::now(), connections.isAnyInUse());
+      isOver ? stop() : lookAtUse();
+    });
+  }
+
   void stop() {
-    isStopping = true;
+    if (std::exchange(isStopping, true)) return;
     ready.cancel();
     connections.endAll();
     if (connections.count() == 0) return io.stop();
@@ -173,10 +189,13 @@ struct Server::Parts {
   bool isStopping = false;
   bool isOver = false;
   Connections connections;
+  const bool endsUnused;
+  UnusedTime unused{std::chrono::steady_clock::now()};
   asio::io_context io{1};  // holds the connections
   asio::posix::stream_descriptor engineReady{io, engine->fd()};
   asio::posix::stream_descriptor ready{io, listener.socket.get()};
   asio::steady_timer pause{io};
+  asio::steady_timer nextLook{io};
 };
 
 Result<std::unique_ptr<Server>> Server::start(const ServerOptions& options) {
@@ -186,11 +205,10 @@ Result<std::unique_ptr<Server>> Server::start(const ServerOptions& options) {
   if (!token) return token.error();
   auto folder = OwnFolder::make();
   if (!folder) return folder.error();
-  auto engine = engineOn(options.library, folder->exports());
+  auto engine = engineOn(options, folder->exports());
   if (!engine) return engine.error();
-  return std::unique_ptr<Server>(
-      new Server(std::make_unique<Parts>(*std::move(folder), *std::move(listener),
-                                         *std::move(token), *std::move(engine), options.library)));
+  return std::unique_ptr<Server>(new Server(std::make_unique<Parts>(
+      *std::move(folder), *std::move(listener), *std::move(token), *std::move(engine), options)));
 }
 
 Server::Server(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
@@ -198,8 +216,15 @@ Server::Server(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
 Server::~Server() = default;
 
 std::string Server::address() const {
-  return "http://127.0.0.1:" + std::to_string(parts_->listener.port) +
-         "/?token=" + parts_->token.text();
+  return addressWith(parts_->listener.port, parts_->token);
+}
+
+Result<std::string> Server::addressForOnce() {
+  auto token = SessionToken::make();
+  if (!token) return token.error();
+  std::string address = addressWith(parts_->listener.port, *token);
+  parts_->site.letInOnce(*std::move(token));
+  return address;
 }
 
 void Server::run(const std::stop_token& stop) {
@@ -207,6 +232,7 @@ void Server::run(const std::stop_token& stop) {
                                   [this] { asio::post(parts_->io, [this] { parts_->stop(); }); });
   parts_->awaitEngine();
   parts_->awaitConnection();
+  if (parts_->endsUnused) parts_->lookAtUse();
   parts_->io.run();
 }
 

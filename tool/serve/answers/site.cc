@@ -24,7 +24,7 @@ Response wrongMethod(std::string_view allowed) {
 
 }  // namespace
 
-std::optional<Response> Site::refusal(const Request& request) const {
+std::optional<Response> Site::refusal(const Request& request) {
   if (!isOwnHost(request.host, port_)) {
     return Response::text(kForbidden, "This server answers to its own name alone.");
   }
@@ -33,7 +33,7 @@ std::optional<Response> Site::refusal(const Request& request) const {
     return Response::text(kForbidden, "Pages of other servers may not do this.");
   }
   const bool isFirst = request.reads() && isAlone(request) && firstPart(request).empty();
-  if (isFirst && hasToken(request)) return welcome();
+  if (isFirst && (hasToken(request) || takesOnce(request))) return welcome();
   if (hasCookie(request) || hasToken(request)) return std::nullopt;
   return Response::text(kUnauthorized,
                         "Open the address that “quorvin serve” printed: it lets this browser in.");
@@ -55,6 +55,13 @@ bool Site::hasCookie(const Request& request) const {
 bool Site::hasToken(const Request& request) const {
   const std::string* token = request.target.parameter(kTokenParameter);
   return token != nullptr && token_.matches(*token);
+}
+
+bool Site::takesOnce(const Request& request) {
+  const std::string* token = request.target.parameter(kTokenParameter);
+  if (token == nullptr || !once_ || !once_->matches(*token)) return false;
+  once_.reset();
+  return true;
 }
 
 bool Site::isForChannels(const Request& request) {

@@ -24,8 +24,11 @@ class Site {
   Site(std::uint16_t port, SessionToken token, Assets& assets, Uploads& uploads)
       : port_(port), token_(std::move(token)), assets_(assets), uploads_(uploads) {}
 
+  /// Whoever comes with this token first gets the cookie.
+  void letInOnce(SessionToken token) { once_ = std::move(token); }
+
   /// Why the request goes no further; none: it may. It was looked at in no other way before.
-  std::optional<Response> refusal(const Request& request) const;
+  std::optional<Response> refusal(const Request& request);
 
   /// Whether a request that may go on asks for a connection to the channels.
   static bool isForChannels(const Request& request);
@@ -40,10 +43,12 @@ class Site {
  private:
   bool hasCookie(const Request& request) const;
   bool hasToken(const Request& request) const;
+  bool takesOnce(const Request& request);
   Response welcome() const;
 
   const std::uint16_t port_;
   const SessionToken token_;
+  std::optional<SessionToken> once_;
   Assets& assets_;
   Uploads& uploads_;
 };

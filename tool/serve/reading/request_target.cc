@@ -35,6 +35,13 @@ std::string_view takeUntil(std::string_view& text, char separator) {
   return taken;
 }
 
+/// There a plus stands for a blank.
+std::optional<std::string> decodedInQuery(std::string_view text) {
+  std::string blank(text);
+  std::ranges::replace(blank, '+', ' ');
+  return percentDecoded(blank);
+}
+
 }  // namespace
 
 const std::string* RequestTarget::parameter(std::string_view key) const {
@@ -56,8 +63,8 @@ std::optional<RequestTarget> readTarget(std::string_view target) {
   }
   while (!target.empty()) {
     std::string_view value = takeUntil(target, '&');
-    auto key = percentDecoded(takeUntil(value, '='));
-    auto decoded = percentDecoded(value);
+    auto key = decodedInQuery(takeUntil(value, '='));
+    auto decoded = decodedInQuery(value);
     if (!key || !decoded) return std::nullopt;
     read.query.emplace_back(*std::move(key), *std::move(decoded));
   }

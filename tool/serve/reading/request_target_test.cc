@@ -18,6 +18,14 @@ TEST(RequestTarget, HasAPathAndAQuery) {
   EXPECT_EQ(target->parameter("other"), nullptr);
 }
 
+TEST(RequestTarget, HasBlanksInItsQueryAsFormsSendThem) {
+  const auto target = readTarget("/a+b?name=c+d%2Be&f+g");
+  ASSERT_TRUE(target);
+  EXPECT_EQ(target->path, Path{"a+b"});
+  EXPECT_EQ(*target->parameter("name"), "c d+e");
+  EXPECT_NE(target->parameter("f g"), nullptr);
+}
+
 TEST(RequestTarget, OfTheRootHasOneEmptyPart) {
   EXPECT_EQ(readTarget("/")->path, Path{""});
   EXPECT_EQ(readTarget("/?token=x")->path, Path{""});
