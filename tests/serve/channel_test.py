@@ -4,7 +4,7 @@ import struct
 import unittest
 
 import serving
-from standard_codec import ErrorReply, NotImplementedReply, envelope, method_call
+from standard_codec import ErrorReply, NotImplementedReply, encode, envelope, method_call
 
 
 class Channels(serving.ServerCase):
@@ -124,6 +124,13 @@ class Channels(serving.ServerCase):
             for channel in ('quorvin', 'quorvin/changes', 'quorvin/gallery', 'other', 'n' * 255):
                 number = self.channel.ask(channel, message)
                 self.assertEqual(self.channel.reply(number), b'', (channel, message[:9]))
+
+    def test_texts_that_are_no_utf_8_do_no_harm(self):
+        texts = b'\x0c\x01\x07\x03a\xffb'
+        for method, channel in (('restoreAssets', 'quorvin/gallery'), ('deleteAssets', 'quorvin')):
+            message = method_call(method)[:-1] + b'\x0d\x01' + encode('assetIds') + texts
+            self.assertEqual(self.channel.reply(self.channel.ask(channel, message)), b'', method)
+        self.assertIs(self.channel.call('getPermission'), True)
 
     def test_many_calls_at_once_are_all_answered(self):
         asked = [self.channel.ask('quorvin', method_call('getPermission')) for _ in range(500)]

@@ -2,6 +2,7 @@
 import http.client
 import json
 import os
+import resource
 import signal
 import socket
 import subprocess
@@ -14,6 +15,10 @@ from standard_codec import method_call
 
 # A run by hand may ask for more.
 CONNECTIONS = int(os.environ.get('QUORVIN_SERVE_CONNECTIONS', '2000'))
+
+
+def with_descriptors(count):
+    resource.setrlimit(resource.RLIMIT_NOFILE, (count, count))
 
 
 class Requests(serving.ServerCase):
@@ -135,8 +140,8 @@ class Ends(unittest.TestCase):
         self.temporary = os.path.join(self.folder.name, 'temporary')
         os.mkdir(self.temporary)
 
-    def serve(self, *arguments):
-        server = serving.Server(serving.LIBRARY, self.temporary, arguments)
+    def serve(self, *arguments, prepare=None):
+        server = serving.Server(serving.LIBRARY, self.temporary, arguments, prepare)
         self.addCleanup(server.stop, signal.SIGKILL)
         return server
 
@@ -191,6 +196,34 @@ class Ends(unittest.TestCase):
         channel.close()
         self.assertEqual(server.complaints, '')
         self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_it_goes_on_where_descriptors_ran_out(self):
+        server = self.serve(prepare=lambda: with_descriptors(80))
+        connections = [socket.create_connection(('127.0.0.1', server.port), serving.PATIENCE)
+                       for _ in range(100)]
+        request = (f'GET / HTTP/1.1\r\nHost: {server.host}\r\nCookie: {server.cookie}\r\n'
+                   'Connection: close\r\n\r\n').encode()
+        for connection in connections:
+            connection.sendall(request)
+        for connection in connections:
+            with connection:
+                self.assertEqual(connection.recv(12), b'HTTP/1.1 200')
+        self.assertEqual(server.stop(), 0)
+
+    def test_it_says_that_it_has_too_few_descriptors(self):
+        outcomes = set()
+        for count in range(8, 64, 4):
+            ran = subprocess.Popen([serving.TOOL, '--library', serving.LIBRARY, 'serve'],
+                                   env=dict(os.environ, TMPDIR=self.temporary), text=True,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   preexec_fn=lambda count=count: with_descriptors(count))
+            if ran.stdout.readline():
+                ran.send_signal(signal.SIGTERM)
+            complaints = ran.communicate(timeout=serving.PATIENCE)[1]
+            self.assertIn(ran.returncode, (0, 1), complaints)
+            self.assertEqual(complaints.count('\n'), ran.returncode, (count, complaints))
+            outcomes.add(ran.returncode)
+        self.assertEqual(outcomes, {0, 1})
 
     def test_a_port_may_be_named(self):
         first = self.serve()

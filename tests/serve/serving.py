@@ -27,11 +27,11 @@ PATIENCE = 120
 class Server:
     """The program; `stop` ends it and gives its exit status."""
 
-    def __init__(self, library, temporary, arguments=()):
+    def __init__(self, library, temporary, arguments=(), prepare=None):
         self.temporary = temporary
         environment = dict(os.environ, TMPDIR=temporary)
         self.process = subprocess.Popen(
-            [TOOL, '--library', library, 'serve', *arguments], env=environment,
+            [TOOL, '--library', library, 'serve', *arguments], env=environment, preexec_fn=prepare,
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         self.line = self.process.stdout.readline()
         found = re.fullmatch(r'Serving http://127\.0\.0\.1:(\d+)/\?token=([0-9a-f]+)\n', self.line)

@@ -5,6 +5,7 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/system/system_error.hpp>
 #include <cerrno>
 #include <chrono>
 #include <functional>
@@ -121,11 +122,20 @@ struct Server::Parts {
     if (accepted) {
       // Browsers open idle ones anew when they need them.
       if (connections.count() + 1 >= kMostConnections) connections.endIdle();
-      serveHttp({io, asio::ip::tcp::v4(), accepted.release()}, {site, hub, connections});
+      serve(std::move(accepted));
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
       return pauseAccepting();
     }
     awaitConnection();
+  }
+
+  void serve(FileDescriptor accepted) {
+    asio::ip::tcp::socket socket(io);
+    error_code error;
+    socket.assign(asio::ip::tcp::v4(), accepted.get(), error);
+    if (error) return;
+    accepted.release();
+    serveHttp(std::move(socket), {site, hub, connections});
   }
 
   void pauseAccepting() {
@@ -207,8 +217,13 @@ Result<std::unique_ptr<Server>> Server::start(const ServerOptions& options) {
   if (!folder) return folder.error();
   auto engine = engineOn(options, folder->exports());
   if (!engine) return engine.error();
-  return std::unique_ptr<Server>(new Server(std::make_unique<Parts>(
-      *std::move(folder), *std::move(listener), *std::move(token), *std::move(engine), options)));
+  try {
+    return std::unique_ptr<Server>(new Server(std::make_unique<Parts>(
+        *std::move(folder), *std::move(listener), *std::move(token), *std::move(engine), options)));
+  } catch (const boost::system::system_error& error) {
+    return Failure(LibraryErrorCode::internal,
+                   "the system refuses what a server needs: " + error.code().message() + ".");
+  }
 }
 
 Server::Server(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
