@@ -6,7 +6,6 @@ import './styles/shell.css';
 import './styles/grid.css';
 import './styles/controls.css';
 import './styles/albums.css';
-import './styles/viewer.css';
 
 render(
   <AppContext.Provider value={new App()}>

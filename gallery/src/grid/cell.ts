@@ -14,8 +14,8 @@ export interface CellContent {
   readonly isGone: boolean;
 }
 
-const kBadges: Readonly<Record<Kind, IconName | null>> = {
-  photo: null,
+const kBadges: Readonly<Record<Kind, IconName>> = {
+  photo: 'photos',
   live: 'live',
   burst: 'burst',
   video: 'play',
@@ -133,8 +133,7 @@ export class Cell {
 
   #showBadge({ asset, kind, members }: CellContent): void {
     const icon = kBadges[kind];
-    this.#badge.hidden = icon === null;
-    if (icon === null) return;
+    this.#badge.hidden = false;
     const hasDuration = asset.duration > 0 && kind !== 'live';
     const text = hasDuration ? durationText(asset.duration) : (members ?? '');
     this.#badge.replaceChildren(iconElement(icon, icon === 'play'), String(text));

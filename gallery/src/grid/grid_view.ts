@@ -24,6 +24,8 @@ const kBeyond = 0.5;
 /** Thumbnails fill a square with the middle of a picture of, mostly, three to two or so. */
 const kPictureRatio = 1.3;
 const kNarrow = 600;
+/** How far from where it was an asset is looked for that is not seen. */
+const kNear = 500;
 
 /** The photos of a listing in rows below their dates, of which only those that are seen exist. */
 export class GridView implements ListingListener {
@@ -113,6 +115,7 @@ export class GridView implements ListingListener {
     if (kept === undefined || from === undefined || atTop) this.#relayout(first, first);
     else this.#relayout(from, kept[1]);
     this.#followCurrent(current);
+    this.#options.selection.moveAnchor((id, before) => this.#placeNear(id, before));
   }
 
   /** Draws what is seen, and asks for what is missing of it. */
@@ -220,6 +223,13 @@ export class GridView implements ListingListener {
   #makeReachable(): void {
     const reachable = this.#rows.cellAt(this.#current) ?? this.#rows.cellAt(this.seen[0]);
     for (const cell of this.#rows.cells) cell.setReachable(cell === reachable);
+  }
+
+  #placeNear(id: string, before: number): number | null {
+    for (let index = before - kNear; index < before + kNear; ++index) {
+      if (this.#options.listing.record(index)?.id === id) return index;
+    }
+    return null;
   }
 
   #currentId(): string | undefined {

@@ -79,12 +79,25 @@ export class Rows {
     const view: RowView = { element, row, cells: [] };
     if (row.kind === 'photos') this.#addCells(view, row);
     this.#move(view);
+    this.#insert(view);
     this.#views.set(key, view);
-    if (!element.isConnected) this.#options.grid.append(element);
+  }
+
+  /** Rows stand in the document in their order, in which screen readers read them. */
+  #insert({ element, row }: RowView): void {
+    let following: RowView | null = null;
+    for (const view of this.#views.values()) {
+      if (view.row.number < row.number) continue;
+      if (following === null || view.row.number < following.row.number) following = view;
+    }
+    const next = following?.element ?? null;
+    if (element.parentElement === null || element.nextElementSibling !== next) {
+      this.#options.grid.insertBefore(element, next);
+    }
   }
 
   #header(row: Row & { kind: 'header' }): HTMLElement {
-    const element = this.#spareHeaders.pop() ?? newHeader(this.#options.grid);
+    const element = this.#spareHeaders.pop() ?? newHeader();
     const title = element.firstElementChild as HTMLElement;
     title.setAttribute('aria-colspan', String(this.#layout?.geometry.columns ?? 1));
     title.textContent = sectionTitle(row.section);
@@ -92,7 +105,7 @@ export class Rows {
   }
 
   #photoRow(): HTMLElement {
-    return this.#spareRows.pop() ?? newRow(this.#options.grid, 'row photos');
+    return this.#spareRows.pop() ?? newRow('row photos');
   }
 
   #addCells(view: RowView, row: PhotoRow): void {
@@ -107,7 +120,6 @@ export class Rows {
       }
     }
     while (view.element.children.length > view.cells.length) view.element.lastElementChild?.remove();
-    view.element.hidden = false;
   }
 
   #release(key: string, view: RowView): void {
@@ -121,7 +133,7 @@ export class Rows {
       if (this.#cells.get(cell.index) === cell) this.#cells.delete(cell.index);
       this.#pool.give(cell);
     }
-    view.element.hidden = true;
+    view.element.remove();
     this.#spareRows.push(view.element);
   }
 
@@ -134,16 +146,15 @@ function keyOf(row: Row): string {
   return row.kind === 'header' ? `h${row.section.start}` : `p${row.first}-${row.end}`;
 }
 
-function newRow(grid: HTMLElement, className: string): HTMLElement {
+function newRow(className: string): HTMLElement {
   const element = document.createElement('div');
   element.className = className;
   element.setAttribute('role', 'row');
-  grid.append(element);
   return element;
 }
 
-function newHeader(grid: HTMLElement): HTMLElement {
-  const element = newRow(grid, 'row day');
+function newHeader(): HTMLElement {
+  const element = newRow('row day');
   const title = document.createElement('div');
   title.setAttribute('role', 'rowheader');
   element.append(title);

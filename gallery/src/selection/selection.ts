@@ -86,10 +86,11 @@ export class Selection {
     this.#set(without(this.#ids));
   }
 
-  /** The listing is another: the range begins where its first asset lies now. */
-  moveAnchor(index: number | undefined): void {
-    if (this.#anchor === null || index === undefined) return;
-    this.#anchor = { ...this.#anchor, index };
+  /** The listing is another: a range begins where its first asset lies now, if that is known. */
+  moveAnchor(indexOf: (id: string, before: number) => number | null): void {
+    if (this.#anchor === null) return;
+    const index = indexOf(this.#anchor.id, this.#anchor.index);
+    this.#anchor = index === null ? null : { ...this.#anchor, index };
   }
 
   #begin(at: Anchor, ids: ReadonlySet<string>): void {

@@ -1,7 +1,9 @@
 import PhotoSwipe from 'photoswipe';
+import 'photoswipe/style.css';
 import type { Asset } from 'quorvin-client';
 import type { Kind } from '../library/kinds.js';
 import type { Listing, ListingListener, Watched } from '../library/listing.js';
+import '../styles/viewer.css';
 import { LivePlayer } from './live_player.js';
 import { mediaElement, pause, play, release, slideOf } from './slides.js';
 

@@ -59,6 +59,7 @@ export function ViewerHost({ page, listing }: ViewerHostProps) {
           setViewer(null);
           setAsset(null);
           if (app.router.route.value.asset !== null) app.router.leave({ page, asset: null });
+          setBeneathInert(false);
           app.shownGrid?.focusCurrent();
         },
         keyPressed: (event) => pressed(event, app, () => showDetails((areOpen) => !areOpen), open.current),
@@ -69,14 +70,17 @@ export function ViewerHost({ page, listing }: ViewerHostProps) {
   }, [wanted, listing]);
 
   useEffect(() => () => open.current?.destroy(), [listing]);
-  useEffect(() => {
-    const beneath = document.querySelectorAll<HTMLElement>('main, .top-bar, .selection-bar');
-    for (const element of beneath) element.inert = viewer !== null;
-  }, [viewer]);
+  useEffect(() => setBeneathInert(viewer !== null), [viewer]);
 
   if (viewer === null) return null;
   const bar = <ViewerBar {...{ viewer, asset, areDetailsOpen, showDetails }} />;
   return createPortal(bar, viewer.element);
+}
+
+/** The viewer lies over the bars and photos, which cannot be reached as long as it does. */
+function setBeneathInert(isInert: boolean): void {
+  const beneath = document.querySelectorAll<HTMLElement>('main, .top-bar, .selection-bar, .uploads');
+  for (const element of beneath) element.inert = isInert;
 }
 
 function pressed(event: KeyboardEvent, app: App, toggleDetails: () => void, viewer: Viewer | null): void {
