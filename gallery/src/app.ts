@@ -33,8 +33,13 @@ export class App {
   readonly #selectionVersion = signal(0);
   readonly selection = new Selection(() => void (this.#selectionVersion.value += 1));
   readonly uploads = new Uploads((id) => this.added(id));
-  /** What shows photos at present. */
+  /** What was selected or looked at and represents a burst. */
+  readonly bursts = new Set<string>();
+  /** Takes the last deletion back. */
+  undo: (() => void) | null = null;
+  /** What shows photos at present, and how all of them are selected. */
   shownGrid: GridView | null = null;
+  selectAll: (() => void) | null = null;
   readonly #isPermitted = signal<boolean | null>(null);
   readonly #listings = new Set<Listing>();
 

@@ -25,9 +25,9 @@ export function AddToAlbumDialog({ assetIds, close }: DialogProps) {
         </li>
         {albums.map((album) => (
           <li key={album.id}>
-            <button class="album-choice" aria-label={titleOf(album)} onClick={() => add(album)}>
+            <button class="album-choice" onClick={() => add(album)}>
               <Cover id={album.id} />
-              <span>{titleOf(album)}</span>
+              <span>{titleOf(album)}</span>{' '}
               <span class="muted">{album.assetCount.totalCount.toLocaleString()}</span>
             </button>
           </li>

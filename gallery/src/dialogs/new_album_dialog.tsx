@@ -21,7 +21,6 @@ export function NewAlbumDialog({ assetIds, close }: DialogProps) {
       app.galleries.changed([album.id]);
       close();
       if (assetIds.length > 0) await addToAlbum(app, album, assetIds);
-      else app.router.go({ page: { name: 'album', id: album.id }, asset: null });
     } catch (fault) {
       setBusy(false);
       setError(`The album was not made. ${reasonOf(fault)}`);

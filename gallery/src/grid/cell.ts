@@ -36,6 +36,7 @@ export class Cell {
   index = -1;
   id: string | null = null;
   #address = '';
+  #hasNoPicture = false;
   #state: PictureState = 'empty';
   #shown = '';
 
@@ -83,6 +84,13 @@ export class Cell {
     this.#shown = shown;
     if (content === null) return this.#showNothing();
     const { asset, kind, isGone } = content;
+    this.#hasNoPicture = kind === 'audio' || kind === 'file';
+    if (this.#hasNoPicture) {
+      this.#image.remove();
+      this.#setState('broken');
+    } else if (this.#image.parentElement === null) {
+      this.element.prepend(this.#image);
+    }
     this.element.dataset['asset'] = asset.id;
     this.element.dataset['kind'] = kind;
     this.element.setAttribute('aria-label', labelOf(content));
@@ -93,7 +101,7 @@ export class Cell {
 
   /** Begins to load the thumbnail, unless it is there. */
   load(size: number): void {
-    if (this.id === null) return;
+    if (this.id === null || this.#hasNoPicture) return;
     const address = thumbnailAddress(this.id, size);
     if (this.#address === address && this.#state !== 'empty') return;
     this.#address = address;

@@ -4,6 +4,7 @@ import { useApp } from '../app.js';
 import type { Listing } from '../library/listing.js';
 import type { Page } from '../shell/routing.js';
 import { Scrubber } from '../timeline/scrubber.js';
+import { selectAll } from './grid_actions.js';
 import { listenToKeys } from './grid_keys.js';
 import { listenToPointers } from './grid_pointers.js';
 import { GridView } from './grid_view.js';
@@ -39,11 +40,13 @@ export function Grid({ page, title, listing }: GridProps) {
     const ends = [listenToKeys(made, grid.current as HTMLElement, actions),
       listenToPointers(made, viewport.current as HTMLElement, actions)];
     app.shownGrid = made;
+    app.selectAll = () => selectAll(actions);
     setView(made);
     return () => {
       for (const end of ends) end();
       made.destroy();
       app.shownGrid = null;
+      app.selectAll = null;
     };
   }, [listing]);
 

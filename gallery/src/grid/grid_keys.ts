@@ -1,5 +1,4 @@
-import { deleteAssets } from '../actions.js';
-import { extendTo, selectAll, toggleAt, type GridActions } from './grid_actions.js';
+import { extendTo, toggleAt, type GridActions } from './grid_actions.js';
 import type { GridView } from './grid_view.js';
 
 /** Where a key leads from a photo; null when the key leads nowhere. */
@@ -55,19 +54,12 @@ function moveTo(target: number, isExtending: boolean, view: GridView, actions: G
 }
 
 function commandOf(event: KeyboardEvent, view: GridView, actions: GridActions): (() => void) | null {
-  const { app } = actions;
   const { current } = view;
   switch (event.key) {
     case ' ':
       return () => (event.shiftKey ? extendTo(actions, current) : toggleAt(actions, current));
     case 'Enter':
       return () => actions.open(current);
-    case 'Escape':
-      return app.selection.size > 0 ? () => app.selection.clear() : null;
-    case 'Delete':
-      return app.selection.size > 0 ? () => void deleteAssets(app, [...app.selection.ids]) : null;
-    case 'a':
-      return event.ctrlKey || event.metaKey ? () => selectAll(actions) : null;
     default:
       return null;
   }

@@ -74,6 +74,14 @@ export class GridView implements ListingListener {
     return this.#scroller.position;
   }
 
+  /** The photo that tells best where one is: the first one at the top, the last one at the end. */
+  get place(): number {
+    const [first, end] = this.seen;
+    const room = this.#layout.height - this.#viewportHeight;
+    const part = room > 0 ? Math.max(0, Math.min(this.position / room, 1)) : 0;
+    return Math.max(0, Math.round(first + part * (end - 1 - first)));
+  }
+
   /** How many rows are seen at once. */
   get rowsSeen(): number {
     const { above, below } = this.#layout.geometry;
@@ -149,8 +157,7 @@ export class GridView implements ListingListener {
   jumpTo(index: number, isPassing = false): void {
     const { above, header } = this.#layout.geometry;
     const top = this.#layout.topOf(index) - above;
-    const isFirstRow = this.#layout.indexAt(top + above - 1) !== index - this.#layout.columnOf(index);
-    this.#scroller.jump(top - (isFirstRow ? header : 0), isPassing);
+    this.#scroller.jump(top - (this.#layout.isBelowHeader(index) ? header : 0), isPassing);
   }
 
   scrollBy(pixels: number): void {

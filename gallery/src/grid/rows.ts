@@ -1,4 +1,6 @@
 /** The rows that exist in the document: those that are seen, and some beside them. */
+import type { Section } from '../library/calendar.js';
+import { kBetweenDays, type Band } from '../timeline/bands.js';
 import type { Layout, PhotoRow, Row } from '../timeline/layout.js';
 import { sectionTitle } from '../timeline/date_texts.js';
 import type { Cell } from './cell.js';
@@ -97,11 +99,31 @@ export class Rows {
   }
 
   #header(row: Row & { kind: 'header' }): HTMLElement {
-    const element = this.#spareHeaders.pop() ?? newHeader();
-    const title = element.firstElementChild as HTMLElement;
-    title.setAttribute('aria-colspan', String(this.#layout?.geometry.columns ?? 1));
-    title.textContent = sectionTitle(row.section);
+    const element = this.#spareHeaders.pop() ?? newRow('row day');
+    const titles = row.band.days.map((day, at) => this.#dayTitle(row.band, day, at));
+    element.replaceChildren(...titles);
     return element;
+  }
+
+  #dayTitle({ start, end, days }: Band, day: Section, at: number): HTMLElement {
+    const { columns, gap } = (this.#layout as Layout).geometry;
+    const pitch = (this.#layout as Layout).pitch;
+    const photos = (days[at + 1]?.start ?? end) - day.start;
+    const title = document.createElement('div');
+    title.setAttribute('role', 'rowheader');
+    title.setAttribute('aria-colindex', String(day.start - start + 1));
+    title.setAttribute('aria-colspan', String(days.length > 1 ? photos : columns));
+    const heading = document.createElement('h2');
+    heading.textContent = sectionTitle(day, days.length > 1 && photos === 1);
+    title.append(heading);
+    if (days.length === 1) return title;
+    title.style.left = `${(day.start - start) * pitch + at * this.#betweenDays()}px`;
+    title.style.width = `${photos * pitch - gap}px`;
+    return title;
+  }
+
+  #betweenDays(): number {
+    return Math.round((this.#layout?.tile ?? 0) * kBetweenDays);
   }
 
   #photoRow(): HTMLElement {
@@ -112,6 +134,8 @@ export class Rows {
     for (let index = row.first; index < row.end; ++index) {
       const cell = this.#pool.take(this.#options.idAt(index));
       cell.place(index, index - row.first);
+      const beginsDay = row.band.days.some(({ start }) => start === index && index > row.first);
+      cell.element.style.marginLeft = beginsDay ? `${this.#betweenDays()}px` : '';
       this.#options.fill(cell);
       view.cells.push(cell);
       this.#cells.set(index, cell);
@@ -143,20 +167,12 @@ export class Rows {
 }
 
 function keyOf(row: Row): string {
-  return row.kind === 'header' ? `h${row.section.start}` : `p${row.first}-${row.end}`;
+  return row.kind === 'header' ? `h${row.band.start}-${row.band.end}` : `p${row.first}-${row.end}`;
 }
 
 function newRow(className: string): HTMLElement {
   const element = document.createElement('div');
   element.className = className;
   element.setAttribute('role', 'row');
-  return element;
-}
-
-function newHeader(): HTMLElement {
-  const element = newRow('row day');
-  const title = document.createElement('div');
-  title.setAttribute('role', 'rowheader');
-  element.append(title);
   return element;
 }

@@ -7,6 +7,7 @@ import { SelectionBar } from '../selection/selection_bar.js';
 import { DropTarget } from '../upload/drop_target.js';
 import { UploadList } from '../upload/upload_list.js';
 import { ConnectionBanner } from './connection_banner.js';
+import { listenToShortcuts } from './shortcuts.js';
 import { TopBar } from './top_bar.js';
 import { ToastList } from './toast_list.js';
 
@@ -16,6 +17,7 @@ export function Shell() {
   const { page } = app.router.route.value;
   const place = 'id' in page ? `${page.name}/${page.id}` : page.name;
   useEffect(() => () => app.selection.clear(), [place]);
+  useEffect(() => listenToShortcuts(app), []);
   return (
     <>
       <TopBar />

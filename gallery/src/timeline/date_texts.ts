@@ -9,15 +9,23 @@ const kDayOfYear = new Intl.DateTimeFormat(undefined, {
   month: 'long',
   year: 'numeric',
 });
+const kNarrowDay = new Intl.DateTimeFormat(undefined, { day: 'numeric', month: 'long' });
+const kNarrowDayOfYear = new Intl.DateTimeFormat(undefined, {
+  day: 'numeric',
+  month: 'long',
+  year: 'numeric',
+});
 const kMonth = new Intl.DateTimeFormat(undefined, { month: 'long', year: 'numeric' });
 const kMoment = new Intl.DateTimeFormat(undefined, { dateStyle: 'long', timeStyle: 'short' });
 
-export function sectionTitle({ level, key }: Section): string {
+/** A narrow one leaves out the day of the week. */
+export function sectionTitle({ level, key }: Section, isNarrow = false): string {
   if (level === null) return '';
   const date = dateOf(key, level);
   if (level === 'year') return String(date.getFullYear());
   if (level === 'month') return kMonth.format(date);
   const isThisYear = date.getFullYear() === new Date().getFullYear();
+  if (isNarrow) return (isThisYear ? kNarrowDay : kNarrowDayOfYear).format(date);
   return (isThisYear ? kDay : kDayOfYear).format(date);
 }
 

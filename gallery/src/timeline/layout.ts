@@ -1,12 +1,13 @@
 /** Where days and their photos lie, in pixels from the top of the whole listing. */
 import { sectionAt, type Section } from '../library/calendar.js';
+import { bandsOf, type Band } from './bands.js';
 
 export interface Geometry {
   /** Of what photos may cover. */
   readonly width: number;
   readonly columns: number;
   readonly gap: number;
-  /** Height of a header with the date. */
+  /** Height of a header with dates. */
   readonly header: number;
   /** What stays free above the first and below the last photo. */
   readonly above: number;
@@ -16,7 +17,7 @@ export interface Geometry {
 export interface HeaderRow {
   readonly kind: 'header';
   readonly top: number;
-  readonly section: Section;
+  readonly band: Band;
   readonly number: number;
 }
 
@@ -26,6 +27,7 @@ export interface PhotoRow {
   /** Indexes of its first photo, and of the one behind its last. */
   readonly first: number;
   readonly end: number;
+  readonly band: Band;
   readonly number: number;
 }
 
@@ -47,8 +49,9 @@ export class Layout {
   readonly tile: number;
   readonly height: number;
   readonly rowCount: number;
+  readonly #bands: readonly Band[];
   readonly #tops: number[] = [];
-  /** How many rows there are before a section. */
+  /** How many rows there are before a band. */
   readonly #rowsBefore: number[] = [];
 
   constructor(sections: readonly Section[], count: number, geometry: Geometry) {
@@ -57,15 +60,17 @@ export class Layout {
     this.count = count;
     this.geometry = geometry;
     this.tile = Math.floor((width - gap * (columns - 1)) / columns);
+    this.#bands = bandsOf(sections, count, columns);
     let top = geometry.above;
     let rows = 0;
-    sections.forEach((_, index) => {
+    for (const band of this.#bands) {
       this.#tops.push(top);
       this.#rowsBefore.push(rows);
-      const lines = this.#linesIn(index);
-      top += this.#headerOf(index) + lines * this.pitch;
-      rows += lines + (this.#headerOf(index) > 0 ? 1 : 0);
-    });
+      const lines = this.#linesIn(band);
+      const header = this.#headerOf(band);
+      top += header + lines * this.pitch;
+      rows += lines + (header > 0 ? 1 : 0);
+    }
     this.height = top + geometry.below;
     this.rowCount = rows;
   }
@@ -77,33 +82,41 @@ export class Layout {
 
   /** Top of the row of a photo. */
   topOf(index: number): number {
-    const section = sectionAt(this.sections, index);
-    const line = Math.floor((index - this.#startOf(section)) / this.geometry.columns);
-    return this.#topOf(section) + this.#headerOf(section) + line * this.pitch;
+    const at = sectionAt(this.#bands, index);
+    const band = this.#band(at);
+    const line = Math.floor((index - band.start) / this.geometry.columns);
+    return this.#topOf(at) + this.#headerOf(band) + line * this.pitch;
   }
 
   columnOf(index: number): number {
-    return (index - this.#startOf(sectionAt(this.sections, index))) % this.geometry.columns;
+    return (index - this.#band(sectionAt(this.#bands, index)).start) % this.geometry.columns;
+  }
+
+  /** Whether a header stands right above the row of a photo. */
+  isBelowHeader(index: number): boolean {
+    const band = this.#band(sectionAt(this.#bands, index));
+    return this.#headerOf(band) > 0 && index - band.start < this.geometry.columns;
   }
 
   /** First photo of the row that lies there, or of the first one below. */
   indexAt(position: number): number {
-    const section = this.#sectionAtTop(position);
-    const inside = position - this.#topOf(section) - this.#headerOf(section);
+    const at = this.#bandAtTop(position);
+    const band = this.#band(at);
+    const inside = position - this.#topOf(at) - this.#headerOf(band);
     const line = Math.max(0, Math.floor(inside / this.pitch));
-    const index = this.#startOf(section) + line * this.geometry.columns;
-    return Math.max(0, Math.min(index, this.#endOf(section) - 1));
+    const lastLine = Math.max(this.#linesIn(band) - 1, 0);
+    return Math.max(0, band.start + Math.min(line, lastLine) * this.geometry.columns);
   }
 
   /** The photo one row further up or down, as near as there is one. */
   indexBeside(index: number, rows: 1 | -1): number {
     const column = this.columnOf(index);
-    const section = sectionAt(this.sections, index);
+    const band = this.#band(sectionAt(this.#bands, index));
     const rowStart = index - column;
     if (rows > 0) {
-      const next = Math.min(rowStart + this.geometry.columns, this.#endOf(section));
+      const next = Math.min(rowStart + this.geometry.columns, band.end);
       if (next >= this.count) return this.count - 1;
-      return Math.min(next + column, this.#endOf(sectionAt(this.sections, next)) - 1);
+      return Math.min(next + column, this.#band(sectionAt(this.#bands, next)).end - 1);
     }
     if (rowStart === 0) return 0;
     const previous = rowStart - 1;
@@ -114,36 +127,34 @@ export class Layout {
   rows(from: number, to: number): Row[] {
     const rows: Row[] = [];
     if (this.count === 0) return rows;
-    for (let at = this.#sectionAtTop(from); at < this.sections.length; ++at) {
-      const top = this.#topOf(at);
-      if (top >= to) break;
+    for (let at = this.#bandAtTop(from); at < this.#bands.length; ++at) {
+      if (this.#topOf(at) >= to) break;
       this.#addRows(at, from, to, rows);
     }
     return rows;
   }
 
   #addRows(at: number, from: number, to: number, rows: Row[]): void {
+    const band = this.#band(at);
     const top = this.#topOf(at);
-    const header = this.#headerOf(at);
-    const section = this.sections[at] as Section;
+    const header = this.#headerOf(band);
     const number = this.#rowsBefore[at] as number;
-    if (header > 0 && top + header > from) rows.push({ kind: 'header', top, section, number });
+    if (header > 0 && top + header > from) rows.push({ kind: 'header', top, band, number });
     const photos = top + header;
-    const firstLine = Math.max(0, Math.floor((from - photos) / this.pitch));
-    const lines = this.#linesIn(at);
-    for (let line = firstLine; line < lines; ++line) {
+    const lines = this.#linesIn(band);
+    for (let line = Math.max(0, Math.floor((from - photos) / this.pitch)); line < lines; ++line) {
       const lineTop = photos + line * this.pitch;
       if (lineTop >= to) return;
-      const first = section.start + line * this.geometry.columns;
-      const end = Math.min(first + this.geometry.columns, this.#endOf(at));
+      const first = band.start + line * this.geometry.columns;
+      const end = Math.min(first + this.geometry.columns, band.end);
       const lineNumber = number + line + (header > 0 ? 1 : 0);
-      rows.push({ kind: 'photos', top: lineTop, first, end, number: lineNumber });
+      rows.push({ kind: 'photos', top: lineTop, first, end, band, number: lineNumber });
     }
   }
 
-  #sectionAtTop(position: number): number {
+  #bandAtTop(position: number): number {
     let low = 0;
-    let high = this.sections.length - 1;
+    let high = this.#bands.length - 1;
     while (low < high) {
       const middle = (low + high + 1) >> 1;
       if (this.#topOf(middle) <= position) low = middle;
@@ -152,23 +163,19 @@ export class Layout {
     return low;
   }
 
-  #linesIn(section: number): number {
-    return Math.ceil((this.#endOf(section) - this.#startOf(section)) / this.geometry.columns);
+  #linesIn({ start, end }: Band): number {
+    return Math.ceil((end - start) / this.geometry.columns);
   }
 
-  #headerOf(section: number): number {
-    return this.sections[section]?.level === null ? 0 : this.geometry.header;
+  #headerOf({ days }: Band): number {
+    return days[0]?.level === null ? 0 : this.geometry.header;
   }
 
-  #startOf(section: number): number {
-    return this.sections[section]?.start ?? 0;
+  #band(at: number): Band {
+    return this.#bands[at] ?? { start: 0, end: 0, days: [] };
   }
 
-  #endOf(section: number): number {
-    return this.sections[section + 1]?.start ?? this.count;
-  }
-
-  #topOf(section: number): number {
-    return this.#tops[section] ?? 0;
+  #topOf(band: number): number {
+    return this.#tops[band] ?? 0;
   }
 }

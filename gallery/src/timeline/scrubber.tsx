@@ -37,7 +37,7 @@ export function Scrubber({ view, listing, drawn }: ScrubberProps) {
     let timer: ReturnType<typeof setTimeout> | undefined;
     let before = 0;
     drawn.current = () => {
-      const [index] = view.seen;
+      const index = view.place;
       setPlace({ index, text: placeText(listing, view, index) });
       if (Math.abs(view.position - before) < 2) return;
       before = view.position;

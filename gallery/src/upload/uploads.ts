@@ -76,10 +76,9 @@ export class Uploads {
 }
 
 function send({ file, albumId }: Waiting, tell: (progress: number) => void): Promise<string> {
-  const query = new URLSearchParams({ name: file.name });
-  if (albumId !== null) query.set('album', albumId);
+  const album = albumId === null ? '' : `&album=${encodeURIComponent(albumId)}`;
   const request = new XMLHttpRequest();
-  request.open('POST', `upload?${query}`);
+  request.open('POST', `upload?name=${encodeURIComponent(file.name)}${album}`);
   request.upload.onprogress = ({ loaded, total }) => tell(total > 0 ? loaded / total : 0);
   return new Promise((resolve, reject) => {
     request.onload = () => {

@@ -80,7 +80,7 @@ function sizeIn(headers: Headers): number | null {
 
 function sizeText({ width, height }: Asset): string {
   const megapixels = (width * height) / 1e6;
-  const size = `${width.toLocaleString()} × ${height.toLocaleString()}`;
+  const size = `${width} × ${height}`;
   return megapixels >= 1 ? `${size}, ${megapixels.toFixed(1)} megapixels` : size;
 }
 

@@ -4,19 +4,19 @@ import { videoAddress } from '../library/addresses.js';
 export class LivePlayer {
   #video: HTMLVideoElement | null = null;
 
-  /** `still` is the picture as it is shown. */
-  start(assetId: string, still: HTMLElement): void {
+  /** Covers a still of this size in the element. */
+  start(assetId: string, element: HTMLElement, width: number, height: number): void {
     if (this.#video !== null) return;
     const video = document.createElement('video');
     video.className = 'live-motion';
     video.muted = true;
     video.playsInline = true;
     video.loop = true;
-    video.style.width = still.style.width;
-    video.style.height = still.style.height;
+    video.style.width = `${width}px`;
+    video.style.height = `${height}px`;
     video.addEventListener('playing', () => video.classList.add('playing'));
     video.src = videoAddress(assetId);
-    still.after(video);
+    element.append(video);
     this.#video = video;
     video.play().catch(() => {});
   }

@@ -15,6 +15,8 @@ export interface ViewerOptions {
   readonly pictureOf: (index: number) => HTMLImageElement | null;
   /** Another asset is shown, or the first one; null: nothing is known of it yet. */
   readonly shown: (asset: Asset | null, index: number) => void;
+  /** It begins to close; nothing that is done from then on is meant for it. */
+  readonly closing: () => void;
   readonly closed: () => void;
   readonly keyPressed: (event: KeyboardEvent) => void;
 }
@@ -29,6 +31,7 @@ export class Viewer implements ListingListener {
   readonly #live = new LivePlayer();
   readonly #end: () => void;
   #current: Watched | null = null;
+  #isClosing = false;
 
   constructor(options: ViewerOptions) {
     this.#options = options;
@@ -88,7 +91,10 @@ export class Viewer implements ListingListener {
   }
 
   close(): void {
-    this.#swipe.close();
+    this.#beginToClose();
+    // While it opens it would not hear of it.
+    if (this.#swipe.opener.isOpen) this.#swipe.close();
+    else this.#swipe.on('openingAnimationEnd', () => this.#swipe.close());
   }
 
   /** Ends it at once. */
@@ -107,9 +113,13 @@ export class Viewer implements ListingListener {
   }
 
   playLive(): void {
-    const { content } = this.#swipe.currSlide ?? {};
+    const { currSlide } = this.#swipe;
     const asset = this.current;
-    if (asset !== null && content?.element) this.#live.start(asset.id, content.element);
+    if (asset === null || currSlide === undefined) return;
+    const { container, content, width, height, zoomLevels } = currSlide;
+    const shownWidth = content.displayedImageWidth || width * zoomLevels.fit;
+    const shownHeight = content.displayedImageHeight || height * zoomLevels.fit;
+    this.#live.start(asset.id, container, shownWidth, shownHeight);
   }
 
   stopLive(): void {
@@ -159,6 +169,7 @@ export class Viewer implements ListingListener {
   #handleEvents(): void {
     const swipe = this.#swipe;
     swipe.on('change', () => this.#tellShown());
+    swipe.on('close', () => this.#beginToClose());
     swipe.on('destroy', () => {
       this.#end();
       this.#live.stop();
@@ -169,6 +180,10 @@ export class Viewer implements ListingListener {
       const isOfMedia = originalEvent.target instanceof HTMLMediaElement;
       if (isOfMedia && originalEvent.key !== 'Escape') event.preventDefault();
       else this.#options.keyPressed(originalEvent);
+      if (originalEvent.key === 'Escape' && !originalEvent.defaultPrevented) {
+        originalEvent.preventDefault();
+        this.close();
+      }
       if (originalEvent.defaultPrevented) event.preventDefault();
     });
     swipe.on('afterInit', () => {
@@ -178,7 +193,15 @@ export class Viewer implements ListingListener {
     });
   }
 
+  #beginToClose(): void {
+    if (this.#isClosing) return;
+    this.#isClosing = true;
+    this.#live.stop();
+    this.#options.closing();
+  }
+
   #tellShown(): void {
+    if (this.#isClosing) return;
     const { listing, shown } = this.#options;
     const index = this.#swipe.currIndex;
     listing.want(Math.max(index - kBeside, 0), index + kBeside);

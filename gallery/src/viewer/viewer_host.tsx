@@ -23,6 +23,12 @@ export function ViewerHost({ page, listing }: ViewerHostProps) {
   const [viewer, setViewer] = useState<Viewer | null>(null);
   const [asset, setAsset] = useState<Asset | null>(null);
   const [areDetailsOpen, showDetails] = useState(false);
+  // What keys see is of this moment, not of when the page was drawn last.
+  const details = useRef({ areOpen: false });
+  const setDetails = (areOpen: boolean) => {
+    details.current.areOpen = areOpen;
+    showDetails(areOpen);
+  };
 
   useEffect(() => {
     if (wanted === null) return open.current?.close();
@@ -41,28 +47,31 @@ export function ViewerHost({ page, listing }: ViewerHostProps) {
       if (open.current !== null) return open.current.goTo(index);
       const { Viewer: Made } = await import('./viewer.js');
       if (signal.aborted) return;
-      const made = new Made({
+      const made: Viewer = new Made({
         listing,
         index,
         kindOf: (of) => kindOf(of, app.extras.isSlow(of.id)),
         pictureOf: (at) => app.shownGrid?.elementAt(at)?.querySelector('img') ?? null,
         shown: (shown, at) => {
           setAsset(shown);
+          if (shown?.representsBurst) app.bursts.add(shown.id);
           if (shown === null) return;
           const { route } = app.router;
           if (route.value.asset !== null) app.router.replace({ page, asset: shown.id });
           app.shownGrid?.reveal(at);
           app.shownGrid?.setCurrent(at);
         },
-        closed: () => {
+        closing: () => {
           open.current = null;
-          setViewer(null);
-          setAsset(null);
           if (app.router.route.value.asset !== null) app.router.leave({ page, asset: null });
           setBeneathInert(false);
           app.shownGrid?.focusCurrent();
         },
-        keyPressed: (event) => pressed(event, app, () => showDetails((areOpen) => !areOpen), open.current),
+        closed: () => {
+          setViewer((shown) => (shown === made ? null : shown));
+          setAsset(null);
+        },
+        keyPressed: (event) => pressed(event, app, open.current, { ...details.current, show: setDetails }),
       });
       open.current = made;
       setViewer(made);
@@ -73,7 +82,7 @@ export function ViewerHost({ page, listing }: ViewerHostProps) {
   useEffect(() => setBeneathInert(viewer !== null), [viewer]);
 
   if (viewer === null) return null;
-  const bar = <ViewerBar {...{ viewer, asset, areDetailsOpen, showDetails }} />;
+  const bar = <ViewerBar {...{ viewer, asset, areDetailsOpen, showDetails: setDetails }} />;
   return createPortal(bar, viewer.element);
 }
 
@@ -83,11 +92,20 @@ function setBeneathInert(isInert: boolean): void {
   for (const element of beneath) element.inert = isInert;
 }
 
-function pressed(event: KeyboardEvent, app: App, toggleDetails: () => void, viewer: Viewer | null): void {
+interface DetailsState {
+  readonly areOpen: boolean;
+  readonly show: (areOpen: boolean) => void;
+}
+
+function pressed(event: KeyboardEvent, app: App, viewer: Viewer | null, details: DetailsState): void {
   if (event.ctrlKey || event.metaKey || event.altKey) return;
   const asset = viewer?.current;
   if (event.key === 'Delete' && asset) void deleteAssets(app, [asset.id]);
-  if (event.key === 'i') toggleDetails();
+  if (event.key === 'i') details.show(!details.areOpen);
+  if (event.key === 'Escape' && details.areOpen) {
+    event.preventDefault();
+    details.show(false);
+  }
 }
 
 /** Where the asset lies, once the listing is known that far; null when it is not there. */
