@@ -18,8 +18,11 @@ export function listenToShortcuts(app: App): () => void {
 function commandOf(event: KeyboardEvent, app: App): (() => void) | null {
   const { key, ctrlKey, metaKey } = event;
   if ((ctrlKey || metaKey) && key === 'z') return app.undo;
-  // The viewer has keys of its own, for what it shows.
-  if (app.router.route.value.asset !== null) return null;
+  const { page, asset } = app.router.route.value;
+  // The viewer has keys of its own, but not before it is open.
+  if (asset !== null) {
+    return key === 'Escape' ? () => app.router.leave({ page, asset: null }) : null;
+  }
   if ((ctrlKey || metaKey) && key === 'a') return app.selectAll;
   if (app.selection.size === 0) return null;
   if (key === 'Escape') return () => app.selection.clear();
