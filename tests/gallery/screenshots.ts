@@ -13,12 +13,15 @@ const folder = process.argv[2]!;
 const pictures = mkdtempSync(join(tmpdir(), 'quorvin-landscapes-'));
 const browser = await launch();
 const library = ServedLibrary.make('none');
-const kCount = 72;
+/** Of the days, in numbers of photos. */
+const kEnds = [7, 11, 20, 23, 36, 42, 49, 57, 66, 72];
+const kCount = kEnds.at(-1)!;
 
 function date(number: number): void {
-  // Some a day, and fewer and fewer days.
-  const day = new Date(Date.UTC(2026, 5, 21) - Math.floor(number / 5) ** 2 * 86_400_000);
-  const time = `${day.toISOString().slice(0, 10).replaceAll('-', ':')} 1${number % 5}:${10 + (number % 50)}:00`;
+  const place = kEnds.findIndex((end) => number < end);
+  // Fewer and fewer days.
+  const day = new Date(Date.UTC(2026, 5, 21) - place ** 2 * 86_400_000);
+  const time = `${day.toISOString().slice(0, 10).replaceAll('-', ':')} 12:${10 + (number % 50)}:00`;
   const file = join(pictures, `landscape_${number}.jpg`);
   execFileSync('exiftool', ['-q', '-overwrite_original', `-DateTimeOriginal=${time}`, '-OffsetTimeOriginal=+00:00', file]);
 }
