@@ -18,8 +18,8 @@ from standard_codec import envelope, method_call
 TOOL = os.environ['QUORVIN_TOOL']
 LIBRARY = os.environ['QUORVIN_IMPORTED_LIBRARY']
 MEDIA = os.environ['QUORVIN_GENERATED_MEDIA']
-# Sanitizers keep what was freed.
-MEMORY_TELLS = os.environ.get('QUORVIN_SANITIZED', '') == ''
+# Sanitizers keep what was freed, and need descriptors of their own.
+IS_SANITIZED = os.environ.get('QUORVIN_SANITIZED', '') != ''
 # Longer than anything takes: what is waited for so long does not come.
 PATIENCE = 120
 
@@ -271,7 +271,7 @@ class ServerCase(unittest.TestCase):
 
     def memory(self):
         """Of the server, in KiB."""
-        return self.server.status_number('VmRSS') if MEMORY_TELLS else 0
+        return self.server.status_number('VmRSS') if not IS_SANITIZED else 0
 
     def asset(self, name):
         """The path of the asset that came under this name."""
