@@ -157,8 +157,9 @@ struct Server::Parts {
     nextLook.expires_after(kLookAtUse);
     nextLook.async_wait([this](error_code error) {
       if (error || isStopping) return;
-      const bool isOver = unused.isOver(std::chrono::steady_clock::now(), connections.isAnyInUse());
-      isOver ? stop() : lookAtUse();
+      const bool isLongUnused =
+          unused.isOver(std::chrono::steady_clock::now(), connections.isAnyInUse());
+      isLongUnused ? stop() : lookAtUse();
     });
   }
 
