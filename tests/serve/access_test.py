@@ -1,4 +1,6 @@
-"""Who is let in, and what everybody is told."""
+"""Who is let in, what everybody is told, and the page."""
+import gzip
+import re
 import unittest
 
 import serving
@@ -70,6 +72,23 @@ class Access(serving.ServerCase):
             self.assertEqual(headers['Referrer-Policy'], 'no-referrer')
             self.assertEqual(headers['Cross-Origin-Resource-Policy'], 'same-origin')
             self.assertEqual(headers['Cross-Origin-Opener-Policy'], 'same-origin')
+
+    def test_files_of_the_page_are_kept_and_packed(self):
+        page = self.server.get('/')[2].decode()
+        names = re.findall(r'assets/[\w.-]+', page)
+        self.assertTrue(names)
+        for target, kept in [('/', 'private, no-cache')] + [
+                ('/' + name, 'private, max-age=31536000, immutable') for name in names]:
+            status, headers, plain = self.server.get(target)
+            self.assertEqual((status, headers['Cache-Control']), (200, kept), target)
+            self.assertEqual(headers['Vary'], 'Accept-Encoding')
+            tag = headers['ETag']
+            self.assertEqual(self.server.get(target, {'If-None-Match': tag})[0], 304)
+            _, headers, packed = self.server.get(target, {'Accept-Encoding': 'br, gzip'})
+            self.assertEqual(headers['Content-Encoding'], 'gzip')
+            self.assertNotEqual(headers['ETag'], tag)
+            self.assertEqual(gzip.decompress(packed), plain)
+            self.assertLess(len(packed), len(plain))
 
 
 if __name__ == '__main__':
