@@ -4,6 +4,7 @@ import { Shell } from './shell/shell.js';
 import './styles/base.css';
 import './styles/shell.css';
 import './styles/grid.css';
+import './styles/scrubber.css';
 import './styles/controls.css';
 import './styles/albums.css';
 

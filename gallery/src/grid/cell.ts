@@ -38,7 +38,11 @@ export class Cell {
   #address = '';
   #hasNoPicture = false;
   #state: PictureState = 'empty';
-  #shown = '';
+  #shown: string | null = null;
+  #column = -1;
+  #indent = 0;
+  #isReachable = false;
+  #isSelected = false;
 
   constructor() {
     this.element.className = 'cell';
@@ -59,6 +63,7 @@ export class Cell {
     this.#check.type = 'button';
     this.#check.tabIndex = -1;
     this.#check.setAttribute('aria-label', 'Select');
+    this.#check.setAttribute('aria-pressed', 'false');
     this.#check.append(iconElement('check'));
     this.element.append(this.#image, this.#badge, this.#favorite, this.#check);
   }
@@ -67,9 +72,14 @@ export class Cell {
     return this.#state === 'loading';
   }
 
-  place(index: number, column: number): void {
+  /** `indent`: pixels to the cell before, beside the usual ones. */
+  place(index: number, column: number, indent: number): void {
     this.index = index;
-    this.element.setAttribute('aria-colindex', String(column + 1));
+    // What is written to the document without need costs time when many cells move.
+    if (column !== this.#column) this.element.setAttribute('aria-colindex', String(column + 1));
+    if (indent !== this.#indent) this.element.style.marginLeft = indent > 0 ? `${indent}px` : '';
+    this.#column = column;
+    this.#indent = indent;
   }
 
   /** Null: nothing is known yet of what lies there. */
@@ -80,7 +90,7 @@ export class Cell {
       this.#forgetPicture();
     }
     const shown = content === null ? '' : descriptionOf(content);
-    if (shown === this.#shown && this.#shown !== '') return;
+    if (shown === this.#shown) return;
     this.#shown = shown;
     if (content === null) return this.#showNothing();
     const { asset, kind, isGone } = content;
@@ -121,12 +131,15 @@ export class Cell {
 
   setSelected(isSelected: boolean): void {
     const value = String(isSelected);
-    if (this.element.getAttribute('aria-selected') === value) return;
+    if (isSelected === this.#isSelected) return;
+    this.#isSelected = isSelected;
     this.element.setAttribute('aria-selected', value);
     this.#check.setAttribute('aria-pressed', value);
   }
 
   setReachable(isReachable: boolean): void {
+    if (isReachable === this.#isReachable) return;
+    this.#isReachable = isReachable;
     this.element.tabIndex = isReachable ? 0 : -1;
   }
 

@@ -133,9 +133,8 @@ export class Rows {
   #addCells(view: RowView, row: PhotoRow): void {
     for (let index = row.first; index < row.end; ++index) {
       const cell = this.#pool.take(this.#options.idAt(index));
-      cell.place(index, index - row.first);
       const beginsDay = row.band.days.some(({ start }) => start === index && index > row.first);
-      cell.element.style.marginLeft = beginsDay ? `${this.#betweenDays()}px` : '';
+      cell.place(index, index - row.first, beginsDay ? this.#betweenDays() : 0);
       this.#options.fill(cell);
       view.cells.push(cell);
       this.#cells.set(index, cell);

@@ -55,7 +55,9 @@ export class Connection {
       // Nobody answers.
     }
     if (this.#state.value === 'open') return;
-    this.#state.value = status === 401 ? 'expired' : 'lost';
+    // A server that only takes its time is not lost.
+    const isSlow = status === 200 && this.#state.value === 'connecting';
+    if (!isSlow) this.#state.value = status === 401 ? 'expired' : 'lost';
     this.#lookLater();
   }
 }

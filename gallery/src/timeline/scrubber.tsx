@@ -1,5 +1,5 @@
 import type { RefObject } from 'preact';
-import { useEffect, useRef, useState } from 'preact/hooks';
+import { useEffect, useMemo, useRef, useState } from 'preact/hooks';
 import type { GridView } from '../grid/grid_view.js';
 import { dateOf } from '../library/date_keys.js';
 import type { Listing } from '../library/listing.js';
@@ -72,6 +72,11 @@ export function Scrubber({ view, listing, drawn }: ScrubberProps) {
     event.preventDefault();
     view.jumpTo(target);
   };
+  const years = useMemo(() => marks.map(({ year, index, isLabelled }) => (
+    <span key={year} class={isLabelled ? 'year' : 'year dot'} style={{ top: `${(100 * index) / last}%` }}>
+      {isLabelled && year}
+    </span>
+  )), [marks, last]);
   const classes = ['scrubber', isActive && 'active', isDragging && 'dragging'];
   return (
     <div class={classes.filter(Boolean).join(' ')} onWheel={({ deltaY }) => view.scrollBy(deltaY)}>
@@ -80,12 +85,7 @@ export function Scrubber({ view, listing, drawn }: ScrubberProps) {
         aria-valuenow={place.index} aria-valuetext={place.text} onKeyDown={keyPressed}
         onPointerDown={pressed} onPointerMove={(event) => isDragging && jump(event, true)}
         onPointerUp={() => setDragging(false)} onPointerCancel={() => setDragging(false)}>
-        {marks.map(({ year, index, isLabelled }) => (
-          <span key={year} class={isLabelled ? 'year' : 'year dot'}
-            style={{ top: `${(100 * index) / last}%` }}>
-            {isLabelled && year}
-          </span>
-        ))}
+        {years}
         <span class="handle" style={{ top: `${(100 * place.index) / last}%` }}>
           <span class="bubble">{place.text}</span>
         </span>
