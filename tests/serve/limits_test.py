@@ -153,6 +153,18 @@ class Ends(unittest.TestCase):
             self.assertEqual((server.rest, server.complaints), ('', ''))
             self.assertEqual(os.listdir(self.temporary), [])
 
+    def test_what_a_killed_one_left_goes_with_the_next_start(self):
+        killed, other = self.serve(), self.serve()
+        self.assertEqual(len(os.listdir(self.temporary)), 2)
+        killed.stop(signal.SIGKILL)
+        self.assertEqual(len(os.listdir(self.temporary)), 2)
+        last = self.serve()
+        self.assertEqual(len(os.listdir(self.temporary)), 2)
+        for server in (other, last):
+            self.assertEqual(server.request('POST', '/upload?name=a.jpg', body=b'x')[0], 422)
+            self.assertEqual(server.stop(), 0)
+        self.assertEqual(os.listdir(self.temporary), [])
+
     def test_channels_are_told(self):
         server = self.serve()
         channel = server.connect()

@@ -2,14 +2,18 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "platform_linux/errors/failure.h"
+#include "posix/file_descriptor.h"
 
 namespace quorvin {
 
-/// In the system's temporary directory, for the user alone; removed with all that is in it.
+/// In the system's temporary directory, for the user alone; removed with all that is in it. A lock
+/// says that its server lives.
 class OwnFolder {
  public:
+  /// Also removes those that servers left which were killed.
   static Result<OwnFolder> make();
   OwnFolder(OwnFolder&& other) noexcept;
   OwnFolder& operator=(OwnFolder&&) = delete;
@@ -22,9 +26,11 @@ class OwnFolder {
   std::string uploads() const { return path_ + "/uploads"; }
 
  private:
-  explicit OwnFolder(std::string path) : path_(std::move(path)) {}
+  OwnFolder(std::string path, FileDescriptor lock)
+      : path_(std::move(path)), lock_(std::move(lock)) {}
 
   std::string path_;
+  FileDescriptor lock_;
 };
 
 }  // namespace quorvin
