@@ -18,6 +18,8 @@ export class Scroller {
   #lastPosition = 0;
   #lastTime = 0;
   #speed = 0;
+  /** While a frame is drawn: asking the element then would have the browser lay out all anew. */
+  #drawnTop: number | null = null;
 
   constructor(element: HTMLElement, content: HTMLElement, moved: () => void) {
     this.#element = element;
@@ -27,7 +29,7 @@ export class Scroller {
   }
 
   get position(): number {
-    return this.#base + this.#element.scrollTop;
+    return this.#base + (this.#drawnTop ?? this.#element.scrollTop);
   }
 
   get base(): number {
@@ -83,7 +85,9 @@ export class Scroller {
     this.#lastPosition = position;
     this.#lastTime = time;
     this.#stayInside();
+    this.#drawnTop = this.#element.scrollTop;
     this.#moved();
+    this.#drawnTop = null;
   }
 
   #ended(): void {
