@@ -6,6 +6,8 @@ import type { Browser, BrowserContextOptions, Page } from 'playwright-core';
 import { launch } from './chromium.js';
 import { outputs, ServedLibrary } from './server.js';
 
+const kLongestVisit = 120_000;
+
 let browser: Browser;
 let failures = 0;
 
@@ -35,6 +37,8 @@ export async function visit(options: VisitOptions, use: (visit: Visit) => Promis
   const { of = 'full', prepare, allowed, ...context } = options;
   const library = ServedLibrary.make(of);
   const person = await browser.newContext({ locale: 'en-GB', timezoneId: 'UTC', ...context });
+  // Whatever waits for the page then fails.
+  const limit = setTimeout(() => void person.close(), kLongestVisit);
   try {
     await prepare?.(library);
     const page = await person.newPage();
@@ -54,6 +58,7 @@ export async function visit(options: VisitOptions, use: (visit: Visit) => Promis
     const uncalled = complaints.filter((each) => !allowed?.test(each));
     assert.deepEqual(uncalled, []);
   } finally {
+    clearTimeout(limit);
     await person.close();
     await library.remove();
   }

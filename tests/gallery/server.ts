@@ -86,7 +86,7 @@ export class ServedLibrary {
   }
 
   async remove(): Promise<void> {
-    await this.stop('SIGKILL');
+    await this.stop('SIGTERM');
     if (this.#folder) rmSync(this.#folder, { recursive: true, force: true });
   }
 
