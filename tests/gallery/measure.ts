@@ -125,6 +125,7 @@ const beside = jumps.map(({ whole, pictures }) => whole - pictures);
 row('jump to another year, first row drawn, middle (ms)', round(middle(jumps.map(({ whole }) => whole))));
 row('  of it its thumbnails, middle (ms)', round(middle(jumps.map(({ pictures }) => pictures))));
 row('  of it anything else, middle, most (ms)', `${round(middle(beside))}, ${round(Math.max(...beside))}`);
+row('  jumps, those with more than 300 ms of anything else', `${beside.length}, ${beside.filter((each) => each > 300).length}`);
 
 const [pageBefore, serverBefore] = [await heap(), residentOf(library.process)];
 const { frames, long } = await scroll(page, session, kScrollingSeconds);

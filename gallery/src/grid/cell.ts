@@ -51,6 +51,8 @@ export class Cell {
     this.element.tabIndex = -1;
     this.#image.alt = '';
     this.#image.decoding = 'async';
+    // Pictures of low priority wait until others are there.
+    this.#image.fetchPriority = 'high';
     this.#image.draggable = false;
     this.#image.addEventListener('load', () => this.#setState('ready'));
     this.#image.addEventListener('error', () => {
