@@ -8,7 +8,6 @@ export QUORVIN_BUILD
 cd "$(dirname "$0")/../tests/gallery"
 shift
 log=$QUORVIN_BUILD-gallery.log
-../../scripts/build_typescript.sh
 installed() { [ -e node_modules/.package-lock.json ] && [ node_modules/.package-lock.json -nt package-lock.json ]; }
 installed || npm ci --no-audit --no-fund --loglevel=error >"$log" 2>&1 || { cat "$log"; exit 1; }
 rm -rf build

@@ -26,8 +26,8 @@ using Upgrade = beast::http::request<beast::http::empty_body>;
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
 constexpr std::size_t kLargestFrame = 1 << 20;
-/// A reply may be a whole picture.
 constexpr std::size_t kMostUnanswered = 16;
+/// A reply may be a whole picture.
 constexpr std::size_t kMostUnsent = 8 << 20;
 constexpr std::size_t kPieceOfFrame = 64 << 10;
 /// How often a connection is looked at. A client that shows no life between two looks is gone.
