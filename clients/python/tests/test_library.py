@@ -2,6 +2,7 @@
 import gc
 import os
 import select
+import signal
 import subprocess
 import sys
 import threading
@@ -106,6 +107,22 @@ class Closing(LibraryTest):
         for _ in range(100):
             library.get_permission()
         self.assertEqual(library._engine._calls._waiting, {})
+
+
+class Waiting(LibraryTest):
+    def test_ends_by_a_signal(self):
+        program = ('import sys, quorvin\n'
+                   'with quorvin.open(sys.argv[1]) as library:\n'
+                   '    changes = library.changes()\n'
+                   '    print("waits", flush=True)\n'
+                   '    next(changes)\n')
+        with subprocess.Popen([sys.executable, '-c', program, self.path], text=True,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as child:
+            self.assertEqual(child.stdout.readline(), 'waits\n')
+            child.send_signal(signal.SIGINT)
+            _, error = child.communicate(timeout=60)
+        self.assertIn('KeyboardInterrupt', error)
+        self.assertEqual(child.returncode, -signal.SIGINT)
 
 
 class Threads(LibraryTest):
