@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 version=14
 for program in clang-format-$version clang-format; do
   if [[ "$("$program" --version 2>/dev/null || true)" == *" version $version."* ]]; then
-    git ls-files -z -- '*.cc' '*.h' '*.c' | xargs -0 "$program" --dry-run -Werror
+    git ls-files -z -- '*.cc' '*.h' '*.hpp' '*.c' | xargs -0 "$program" --dry-run -Werror
     exit
   fi
 done

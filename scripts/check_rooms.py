@@ -70,7 +70,7 @@ def main():
         if count > FILES_A_FOLDER:
             faults.append(f'{folder or "the top folder"} holds {count} files, more than {FILES_A_FOLDER}')
     for path in files:
-        if path.endswith(('.cc', '.h', '.c', '.sh', '.py')):
+        if path.endswith(('.cc', '.h', '.hpp', '.c', '.sh', '.py')):
             with open(path, encoding='utf-8') as file:
                 lines = sum(1 for _ in file)
             if lines > LINES_A_FILE:

@@ -22,7 +22,8 @@ for purpose in "$@"; do
   case $purpose in
     demo) packages+=("${makers[@]}"); known+=("${makers_where_known[@]}") ;;
     test)
-      packages+=("${makers[@]}" binutils chromium desktop-file-utils jq libgtest-dev mold python3 sqlite3)
+      packages+=("${makers[@]}" binutils chromium desktop-file-utils jq libgtest-dev mold mypy python3
+        python3-pip python3-setuptools python3-wheel sqlite3)
       known+=("${makers_where_known[@]}")
       ;;
     bench)

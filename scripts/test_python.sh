@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# test_python.sh [BUILD]: tests the package for Python with the engine in BUILD (build/test), where
-# all is built, and compares its codec with the one in C++ over 10,000 values each way. Where pip
-# and setuptools are, the package is installed first, into a folder of its own; needs no network.
+# test_python.sh [BUILD]: installs the package for Python into a folder of its own, without a network,
+# checks its types, tests it with the engine in BUILD (build/test), where all is built, and compares
+# its codec with the one in C++ over 10,000 values each way.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$(realpath "${1:-build/test}")
@@ -15,22 +15,18 @@ installer=
 for python in python3 /usr/bin/python3; do
   if "$python" -c 'import setuptools, wheel, pip' 2>/dev/null; then installer=$python; break; fi
 done
-if [ -n "$installer" ]; then
-  # What it builds lies beside the sources.
-  cp -r clients/python "$work/source"
-  "$installer" -m pip install --no-index --no-deps --no-build-isolation --target "$work/package" \
-    "$work/source" >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
-  export PYTHONPATH=$work/package
-  echo "Installed the package"
-else
-  export PYTHONPATH=$PWD/clients/python
-  echo "The package is not installed: pip, setuptools and wheel are not here"
+if [ -z "$installer" ] || ! command -v mypy >/dev/null; then
+  echo "test_python.sh: this needs pip, setuptools, wheel and mypy" >&2
+  exit 1
 fi
-if command -v mypy >/dev/null; then
-  (cd clients/python && mypy --strict --cache-dir "$work/mypy" quorvin)
-else
-  echo "Types are not checked: mypy is not here"
-fi
+echo "Installing the package, and checking its types"
+# What it builds lies beside the sources.
+cp -r clients/python "$work/source"
+"$installer" -m pip install --no-index --no-deps --no-build-isolation --target "$work/package" \
+  "$work/source" >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
+export PYTHONPATH=$work/package
+(cd clients/python && mypy --strict --cache-dir "$work/mypy" quorvin >"$log" 2>&1) ||
+  { cat "$log" >&2; exit 1; }
 
 echo "Comparing the codecs"
 python3 clients/python/tests/compare.py "$build/test-bin/codec_values"

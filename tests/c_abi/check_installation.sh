@@ -24,6 +24,7 @@ library=$(find "$prefix" -name libquorvin.so.1)
 [ -n "$library" ]
 [ -x "$prefix/libexec/quorvin/quorvin-media" ]
 [ -f "$prefix/include/quorvin/quorvin.h" ]
+[ -f "$prefix/include/quorvin/client.hpp" ]
 "$prefix/bin/quorvin" --version
 
 unset QUORVIN_MEDIA_WORKER

@@ -151,11 +151,14 @@ TEST_F(ClientMethods, OfAssetsAnswerAsTheProgramSays) {
            {{"collectionId", all}, {"start", 3}, {"end", 20}, {"sort", 0}, {"mediaType", 0}});
   ASSERT_EQ(assets.size(), 17u);
   same(photos_.getAssetInfo(assets[0].id), "getAssetInfo", {{"assetId", assets[0].id}});
+  int bursts = 0;
   for (const qc::Asset& asset : assetsIn(photos_, all)) {
     if (!asset.representsBurst) continue;
+    ++bursts;
     const Json burst = {{"assetId", asset.id}};
     EXPECT_GT(same(photos_.getBurstAssetList(asset.id), "getBurstAssetList", burst).size(), 1u);
   }
+  EXPECT_GT(bursts, 0);
 }
 
 TEST_F(ClientMethods, ForBytesAnswerAsTheProgramSays) {
