@@ -3,6 +3,9 @@
 #   symbols    exactly those of exported_symbols.txt are exported
 #   libraries  none beside those of needed_libraries.txt is linked
 #   soname     it is known by its interface's version
+#   interface  what was released is as it was, to every field; functions may be added. A field that is
+#              added at the end of the options changes a type, so it is recorded anew, knowingly:
+#              scripts/record_interface.sh
 set -euo pipefail
 
 library=$1
@@ -25,6 +28,11 @@ case $2 in
     ;;
   soname)
     readelf --dynamic --wide "$library" | grep -F '(SONAME)' | grep -F '[libquorvin.so.1]'
+    ;;
+  interface)
+    # A library without descriptions of its types would differ in none of them.
+    readelf --sections --wide "$library" | grep -qF .debug_info
+    abidiff --no-added-syms --no-architecture "$lists/released_interface.abi" "$library"
     ;;
   *)
     echo "unknown check: $2" >&2

@@ -21,7 +21,7 @@ class Messages : public testing::Test {
 
 TEST(Versions, AreThoseOfThisLibrary) {
   EXPECT_EQ(quorvin_abi_version(), 1U);
-  EXPECT_STREQ(quorvin_version(), "0.1.0");
+  EXPECT_STREQ(quorvin_version(), QUORVIN_VERSION);
 }
 
 TEST_F(Messages, ThePlatformVersionComesBeforeSendReturns) {

@@ -39,7 +39,7 @@ TEST_F(Usage, EverySubcommandHasHelp) {
 TEST_F(Usage, EverySubcommandTellsTheVersion) {
   const Ran version = quorvin({"--version"});
   EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.out, "quorvin 0.1.0\n");
+  EXPECT_EQ(version.out, "quorvin " QUORVIN_VERSION "\n");
   for (const char* subcommand :
        {"import", "call", "authorize", "trash", "check", "backup", "info"}) {
     EXPECT_EQ(quorvin({subcommand, "--version"}).out, version.out) << subcommand;
