@@ -22,8 +22,8 @@ for purpose in "$@"; do
   case $purpose in
     demo) packages+=("${makers[@]}"); known+=("${makers_where_known[@]}") ;;
     test)
-      packages+=("${makers[@]}" abigail-tools binutils chromium desktop-file-utils jq libgtest-dev mold
-        mypy python3 python3-pip python3-setuptools python3-wheel sqlite3)
+      packages+=("${makers[@]}" abigail-tools bash-completion binutils chromium desktop-file-utils
+        fish jq libgtest-dev mold mypy python3 python3-pip python3-setuptools python3-wheel sqlite3 zsh)
       known+=("${makers_where_known[@]}")
       ;;
     bench)

@@ -6,8 +6,10 @@
 #include <functional>
 #include <system_error>
 
+#include "core/plugin/method_table.h"
 #include "host/locations.h"
 #include "tool/commands.h"
+#include "tool/completion.h"
 #include "tool/text.h"
 
 namespace quorvin {
@@ -43,10 +45,10 @@ class Tool {
  public:
   Tool() {
     app_.set_version_flag("--version", kVersion);
-    app_.add_option("--library", library_, "Folder of the photo library")
-        ->envname("QUORVIN_LIBRARY")
+    libraryOption_->envname("QUORVIN_LIBRARY")
         ->type_name("DIR")
         ->check(CLI::Validator(refuseEmpty, ""));
+    completion_.offer(libraryOption_, anyFolder());
     app_.failure_message([](const CLI::App*, const CLI::Error& error) {
       return "quorvin: " + printable(error.what()) + "\nquorvin --help explains the usage.\n";
     });
@@ -82,6 +84,16 @@ class Tool {
       serve_.isDefaultLibrary = true;
     }
     return written(command_());
+  }
+
+  /// Prints what can stand in place of the last word, for shells; what goes wrong is told to
+  /// nobody.
+  int complete(const std::vector<std::string>& words) {
+    const char* named = std::getenv("QUORVIN_LIBRARY");
+    std::string library = named != nullptr ? named : "";
+    if (const auto path = defaultLibraryPath(); library.empty() && path) library = *path;
+    std::fputs(printed(completion_.at(words, library)).c_str(), stdout);
+    return kSuccess;
   }
 
  private:
@@ -128,41 +140,54 @@ class Tool {
     });
   }
 
+  CLI::Option* addAlbum(CLI::App* sub, std::optional<std::string>& album,
+                        const std::string& description) {
+    CLI::Option* option = sub->add_option("--album", album, description)
+                              ->type_name("TITLE")
+                              ->check(CLI::Validator(refuseEmpty, ""));
+    completion_.offer(option, albumTitles());
+    return option;
+  }
+
   void addImport() {
     CLI::App* sub = add("import", "Add files, or folders recursively, to the library");
-    sub->add_option("--album", import_.album, "Album that receives what is added")
-        ->type_name("TITLE")
-        ->check(CLI::Validator(refuseEmpty, ""));
+    addAlbum(sub, import_.album, "Album that receives what is added");
     sub->add_flag("--albums", import_.foldersAreAlbums,
                   "Make every folder an album that receives what lies in it");
     sub->add_flag("--dry-run", import_.dryRun,
                   "Say what would come in, and change nothing; no library is made");
     sub->add_flag("--json", import_.json,
                   "Print a line of JSON for each file, and a last one of all");
-    sub->add_option("PATH", import_.paths, "Files and folders")->required()->type_name("");
+    completion_.offer(
+        sub->add_option("PATH", import_.paths, "Files and folders")->required()->type_name(""),
+        anyFile());
     runs(sub, import_);
   }
 
   void addWatch() {
     CLI::App* sub = add("watch", "Add what appears in folders to the library, until it is ended");
-    sub->add_option("--album", watch_.album, "Album that receives what is added")
-        ->type_name("TITLE")
-        ->check(CLI::Validator(refuseEmpty, ""));
+    addAlbum(sub, watch_.album, "Album that receives what is added");
     sub->add_flag("--albums", watch_.foldersAreAlbums,
                   "Add each folder's files to an album of the folder's name as well");
-    sub->add_option("DIR", watch_.folders, "The folders, searched recursively")
-        ->required()
-        ->type_name("")
-        ->check(CLI::Validator(refuseNoFolder, ""));
+    completion_.offer(sub->add_option("DIR", watch_.folders, "The folders, searched recursively")
+                          ->required()
+                          ->type_name("")
+                          ->check(CLI::Validator(refuseNoFolder, "")),
+                      anyFolder());
     runs(sub, watch_);
   }
 
   void addCall() {
     CLI::App* sub = add("call", "Send one method call and print the reply as one line of JSON");
-    sub->add_option("METHOD", call_.method, "The method's name")->required()->type_name("");
+    const auto methods = MethodTable::names();
+    completion_.offer(
+        sub->add_option("METHOD", call_.method, "The method's name")->required()->type_name(""),
+        oneOf({methods.begin(), methods.end()}));
     sub->add_option("JSON", call_.arguments, "Its arguments; - reads them from standard input")
         ->type_name("");
-    sub->add_option("--out", call_.out, "Write the reply's bytes to this file")->type_name("FILE");
+    completion_.offer(sub->add_option("--out", call_.out, "Write the reply's bytes to this file")
+                          ->type_name("FILE"),
+                      anyFile());
     sub->add_option("--timeout", call_.timeout, "Give up waiting for a reply after this long")
         ->type_name("SECONDS")
         ->check(CLI::Validator(refuseNoSeconds, ""))
@@ -173,9 +198,10 @@ class Tool {
   void addAuthorize() {
     CLI::App* sub = add("authorize",
                         "Store the authorisation status that engines without one of their own use");
-    sub->add_option("STATUS", authorize_.status, "The status")
-        ->required()
-        ->check(CLI::IsMember(AuthorizeCommand::statuses()));
+    completion_.offer(sub->add_option("STATUS", authorize_.status, "The status")
+                          ->required()
+                          ->check(CLI::IsMember(AuthorizeCommand::statuses())),
+                      oneOf(AuthorizeCommand::statuses()));
     runs(sub, authorize_);
   }
 
@@ -196,10 +222,12 @@ class Tool {
       return added;
     };
     action("list", "List them: identifier, name, size and last day", TrashCommand::Action::list);
-    action("restore", "Bring some of them back", TrashCommand::Action::restore)
-        ->add_option("ID", trash_.identifiers, "Identifiers, as the list has them")
-        ->required()
-        ->type_name("");
+    completion_.offer(
+        action("restore", "Bring some of them back", TrashCommand::Action::restore)
+            ->add_option("ID", trash_.identifiers, "Identifiers, as the list has them")
+            ->required()
+            ->type_name(""),
+        deletedAssets());
     action("empty", "Remove all of them for good", TrashCommand::Action::empty);
   }
 
@@ -215,31 +243,33 @@ class Tool {
 
   void addExport() {
     CLI::App* sub = add("export", "Write assets into a folder as ordinary files");
-    sub->add_option("DIR", export_.target, "The folder, made where it is missing")
-        ->required()
-        ->type_name("")
-        ->check(CLI::Validator(refuseEmpty, ""));
-    CLI::Option* album = sub->add_option("--album", export_.album, "Only the assets of this album")
-                             ->type_name("TITLE")
-                             ->check(CLI::Validator(refuseEmpty, ""));
+    completion_.offer(sub->add_option("DIR", export_.target, "The folder, made where it is missing")
+                          ->required()
+                          ->type_name("")
+                          ->check(CLI::Validator(refuseEmpty, "")),
+                      anyFolder());
+    CLI::Option* album = addAlbum(sub, export_.album, "Only the assets of this album");
     sub->add_flag("--all", export_.all, "All assets, as without --album")->excludes(album);
     CLI::Option* original =
         sub->add_flag("--original", export_.original, "Only the files that came from the camera");
     sub->add_flag("--current", export_.current, "Only what is shown: of edited photos the result")
         ->excludes(original);
-    sub->add_option("--layout", export_.layout,
-                    "Folders by year and month (date), or one for each album (album)")
-        ->transform(CLI::IsMember({"date", "album"}, CLI::ignore_case))
-        ->capture_default_str();
+    CLI::Option* layout =
+        sub->add_option("--layout", export_.layout,
+                        "Folders by year and month (date), or one for each album (album)")
+            ->transform(CLI::IsMember({"date", "album"}, CLI::ignore_case))
+            ->capture_default_str();
+    completion_.offer(layout, oneOf({"date", "album"}));
     runs(sub, export_);
   }
 
   void addBackup() {
     CLI::App* sub = add("backup", "Make a folder a second library that holds what this one does");
-    sub->add_option("DIR", backup_.target, "The folder, or an earlier backup")
-        ->required()
-        ->type_name("")
-        ->check(CLI::Validator(refuseEmpty, ""));
+    completion_.offer(sub->add_option("DIR", backup_.target, "The folder, or an earlier backup")
+                          ->required()
+                          ->type_name("")
+                          ->check(CLI::Validator(refuseEmpty, "")),
+                      anyFolder());
     sub->add_flag("--copy", backup_.copy, "Make no hard links to originals");
     runs(sub, backup_);
   }
@@ -279,6 +309,9 @@ class Tool {
 
   CLI::App app_{"A photo library from the command line", "quorvin"};
   std::string library_;
+  CLI::Option* libraryOption_ =
+      app_.add_option("--library", library_, "Folder of the photo library");
+  Completion completion_{app_, *libraryOption_};
   ImportCommand import_;
   WatchCommand watch_;
   CallCommand call_;
@@ -300,5 +333,10 @@ class Tool {
 int main(int argc, char** argv) {
   // A file that may not grow any more is an error of that file, and not the end of the program.
   std::signal(SIGXFSZ, SIG_IGN);
-  return quorvin::Tool().run(argc, argv);
+  quorvin::Tool tool;
+  // For the shells, and not a subcommand: what is being typed need not be right yet.
+  if (argc > 1 && std::string_view(argv[1]) == "__complete") {
+    return tool.complete({argv + 2, argv + argc});
+  }
+  return tool.run(argc, argv);
 }

@@ -58,6 +58,12 @@ const MethodTable::Method MethodTable::methods[] = {
     {"saveVideo", manager<&ImageManager::saveVideo>, Runs::queued},
 };
 
+std::vector<std::string_view> MethodTable::names() {
+  std::vector<std::string_view> all;
+  for (const Method& method : methods) all.push_back(method.name);
+  return all;
+}
+
 const MethodTable::Method* MethodTable::find(std::string_view name) {
   const auto* found = std::ranges::find(methods, name, &Method::name);
   return found == std::end(methods) ? nullptr : found;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string_view>
+#include <vector>
 
 #include "core/manager/image_manager.h"
 #include "core/platform/host.h"
@@ -25,6 +26,9 @@ struct MethodTable {
   /// The method of exactly this name; null when there is none. Names are compared from the table's
   /// first to its last.
   static const Method* find(std::string_view name);
+
+  /// All of them, in the table's order.
+  static std::vector<std::string_view> names();
 
  private:
   /// Calls a member of the plugin's manager, with the call unless it takes the reply alone. Without

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform_linux/library/catalogue/catalogue.h"
+#include "platform_linux/library/catalogue/export_rows.h"
 #include "platform_linux/library/catalogue/shown_files.h"
 #include "platform_linux/library/fetch/authorization.h"
 #include "platform_linux/library/opening/opening.h"
@@ -40,6 +41,18 @@ Result<LibrarySummary> describeLibrary(const std::string& path) {
       countShownFiles((*moment)->database(), 0, leastSide(kGridSide)).value_or(0) -
       previews.impossible;
   return summary;
+}
+
+Result<std::vector<std::string>> albumTitlesOf(const std::string& path) {
+  auto catalogue = openCatalogue(path, MissingLibrary::refuse);
+  if (!catalogue) return catalogue.error();
+  Catalogue::Reader database = (*catalogue)->reader();
+  if (!database) return database.error();
+  auto albums = userAlbums(*database);
+  if (!albums) return unreadable(*database);
+  std::vector<std::string> titles;
+  for (AlbumRow& album : *albums) titles.push_back(std::move(album.title));
+  return titles;
 }
 
 Done storeAuthorization(const std::string& path, PHAuthorizationStatus status) {

@@ -32,6 +32,9 @@ struct LibrarySummary : CatalogueTotals {
 /// Reads the library as its owner, whatever its authorisation. A missing one is an error.
 Result<LibrarySummary> describeLibrary(const std::string& path);
 
+/// The titles of the user's albums, in order of creation. A missing library is an error.
+Result<std::vector<std::string>> albumTitlesOf(const std::string& path);
+
 /// Stores the status that every opener without one of its own sees. Makes a missing library.
 Done storeAuthorization(const std::string& path, PHAuthorizationStatus status);
 
