@@ -52,6 +52,9 @@ class Tool {
     app_.failure_message([](const CLI::App*, const CLI::Error& error) {
       return "quorvin: " + printable(error.what()) + "\nquorvin --help explains the usage.\n";
     });
+    app_.get_formatter()->label("Positionals", "Arguments");
+    app_.get_formatter()->label("REQUIRED", "");
+    app_.get_formatter()->label("Excludes", "not with");
     app_.require_subcommand(1);
     app_.fallthrough();
     addImport();
@@ -276,8 +279,8 @@ class Tool {
 
   void addDoctor() {
     CLI::App* sub = add("doctor",
-                        "Say how this machine and the library stand; status 1 when\n"
-                        "something needs attention");
+                        "Say how this machine and the library stand;\n"
+                        "status 1 when something needs attention");
     sub->add_flag("--json", doctor_.json, "Print JSON, for programs");
     sub->add_flag("--forget", doctor_.forget,
                   "Have files tried again that were set aside, as media workers failed over them");

@@ -25,6 +25,14 @@ library=$(find "$prefix" -name libquorvin.so.1)
 [ -x "$prefix/libexec/quorvin/quorvin-media" ]
 [ -f "$prefix/include/quorvin/quorvin.h" ]
 [ -f "$prefix/include/quorvin/client.hpp" ]
+if [ -d "$build/manual" ]; then
+  [ -f "$prefix/share/man/man1/quorvin-import.1" ]
+  [ -f "$prefix/share/man/man3/quorvin_engine_run.3" ]
+fi
+for script in bash-completion/completions/quorvin fish/vendor_completions.d/quorvin.fish \
+  zsh/vendor-completions/_quorvin; do
+  [ -f "$prefix/share/$script" ]
+done
 "$prefix/bin/quorvin" --version
 
 unset QUORVIN_MEDIA_WORKER
