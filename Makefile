@@ -1,6 +1,6 @@
 # The two commands are `make demo` and `make test`; `make help` lists all.
 .DEFAULT_GOAL := help
-.PHONY: help demo gallery test check crash-test killed-imports hostile stress bench coverage fuzz clean
+.PHONY: help demo gallery test check crash-test killed-imports hostile stress bench coverage fuzz package try-packages clean
 
 # `make test PRESET=ci` takes every warning for an error.
 PRESET ?= test
@@ -49,6 +49,14 @@ coverage: ## line coverage of the core by its tests
 fuzz: ## fuzz whatever is read from others or asked of the catalogue; FUZZ_SECONDS each (600)
 	@scripts/install_dependencies.sh check
 	@scripts/fuzz.sh
+
+package: ## build Debian packages of this suite into build/packages
+	@scripts/install_dependencies.sh package
+	@scripts/package.sh
+
+try-packages: ## use the packages in fresh Debians, SUITE or both (as root): install, upgrade, purge
+	@scripts/install_dependencies.sh demo package
+	@scripts/try_packages.sh $(SUITE)
 
 clean: ## remove what was built and the demo's output
 	@rm -rf build demo-output

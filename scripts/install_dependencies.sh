@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # install_dependencies.sh PURPOSE...: installs Debian's packages for building the programs and, by
-# purpose: demo, test, bench, check. Says nothing and does nothing when all is there already.
+# purpose: demo, test, bench, check, package. Says nothing and does nothing when all is there already.
 set -euo pipefail
 
 packages=(
@@ -33,6 +33,9 @@ for purpose in "$@"; do
       ;;
     check)
       packages+=(clang clang-format clang-tidy git jq libclang-rt-dev libgtest-dev llvm python3 valgrind)
+      ;;
+    package)
+      packages+=(build-essential debhelper debootstrap dpkg-dev help2man lintian python3)
       ;;
     *) echo "install_dependencies.sh: there is no purpose $purpose" >&2; exit 2 ;;
   esac
