@@ -11,6 +11,7 @@
 #include <iostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tests/crash/change_of_a_library.h"
 #include "tests/crash/changer_process.h"
@@ -32,6 +33,27 @@ bool isSync(const FileOperation& operation) {
   return operation.kind == Kind::sync || operation.kind == Kind::syncAll;
 }
 
+/// The numbers of operations after which the power goes: all, or some of those that tell something.
+std::vector<std::size_t> momentsOf(const std::vector<FileOperation>& operations) {
+  constexpr std::size_t kSome = 15;
+  std::vector<std::size_t> moments;
+  for (std::size_t count = 0; count <= operations.size(); ++count) {
+    // Between two writes nothing is promised that is not promised after the second.
+    const bool isTelling = count == operations.size() || isSync(operations[count]) ||
+                           operations[count].kind == Kind::rename ||
+                           (count > 0 && isSync(operations[count - 1]));
+    if (isTelling || isThorough()) moments.push_back(count);
+  }
+  if (isThorough()) return moments;
+  // The last ones are those around the answer.
+  const std::size_t step = moments.size() / kSome + 1;
+  std::vector<std::size_t> some;
+  for (std::size_t at = (moments.size() - 1) % step; at < moments.size(); at += step) {
+    some.push_back(moments[at]);
+  }
+  return some;
+}
+
 class PowerCuts : public testing::TestWithParam<const char*> {};
 
 TEST_P(PowerCuts, LeaveEveryChangeWholeOrNotBegun) {
@@ -41,13 +63,7 @@ TEST_P(PowerCuts, LeaveEveryChangeWholeOrNotBegun) {
   ChangeOfALibrary change(GetParam());
   ASSERT_TRUE(change.changesSomething());
   ASSERT_LT(change.answered(), change.operations().size());
-  for (std::size_t count = 0; count <= change.operations().size(); ++count) {
-    // Between two writes nothing is promised that is not promised after the second.
-    const bool isTelling = count == change.operations().size() ||
-                           isSync(change.operations()[count]) ||
-                           change.operations()[count].kind == Kind::rename ||
-                           (count > 0 && isSync(change.operations()[count - 1]));
-    if (!isTelling && !isThorough()) continue;
+  for (const std::size_t count : momentsOf(change.operations())) {
     const PowerCut cut(change.before(), change.operations(), count);
     forDisksAfter(cut, isThorough() ? 20 : 0, [&](const DiskState& disk, const std::string& what) {
       const std::string wrong = change.wrongWith(disk, count);
