@@ -157,7 +157,7 @@ class Faults : public testing::Test {
   /// Runs `check` with the first, second, … call going wrong, until there is no such call.
   void forEveryCall(const Way& way, const std::function<bool(const Fault&)>& check) {
     if (way.isRare && !isThorough()) return;
-    const int step = isThorough() ? 1 : 11;
+    const int step = isThorough() ? 1 : 23;
     // The calls of a quick run are other ones from one way to the next.
     const int first =
         isThorough()

@@ -108,6 +108,9 @@ std::set<std::size_t> syncsOfCommits(const ChangeOfALibrary& change) {
 class Commits : public testing::TestWithParam<const char*> {};
 
 TEST_P(Commits, AreLostUnlessTheLogIsSynced) {
+  if (GetParam() == std::string("importTen") && !isThorough()) {
+    GTEST_SKIP() << "QUORVIN_CRASH_THOROUGH is not set, and one commit is as another";
+  }
   ChangeOfALibrary change(GetParam());
   const std::set<std::size_t> syncs = syncsOfCommits(change);
   ASSERT_FALSE(syncs.empty());
