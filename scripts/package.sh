@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # package.sh: builds Debian packages for the suite that it runs on into build/packages/SUITE, has
 # lintian look at them, and lists them. A network is needed for the gallery's page alone, and not when
-# build/web has that of these sources.
+# build/web has that of these sources. ARCH=arm64 makes packages for that architecture.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,7 +16,7 @@ fi
 suite=$(. /etc/os-release && echo "${VERSION_CODENAME:-unstable}")
 number=$(. /etc/os-release && echo "${VERSION_ID:-}")
 full=$version${number:+~deb${number}u1}
-architecture=$(dpkg --print-architecture)
+architecture=${ARCH:-$(dpkg --print-architecture)}
 
 out=$PWD/build/packages/$suite
 source=$out/quorvin-$version
@@ -32,8 +32,8 @@ tar --create --exclude-vcs --exclude=node_modules --exclude=./build --exclude=./
   tar --extract --directory="$source"
 cp -r build/web/gallery build/web/stamp "$source/build/web"
 sed -i "1s/.*/quorvin ($full) $suite; urgency=medium/" "$source/debian/changelog"
-if ! (cd "$source" && dpkg-buildpackage --build=binary --no-sign --jobs="$(nproc)") \
-  >"$log" 2>&1; then
+build=(dpkg-buildpackage --host-arch "$architecture" --build=binary --no-sign --jobs="$(nproc)")
+if ! (cd "$source" && "${build[@]}") >"$log" 2>&1; then
   grep -E -A 12 'error|FAILED' "$log" | head -n 60 || tail -n 40 "$log"
   echo "The packages were not built; all of it is in $log" >&2
   exit 1

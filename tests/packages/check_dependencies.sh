@@ -4,8 +4,8 @@
 set -euo pipefail
 cd "$1"
 # A compiler and make are taken for granted there, and pv is run, not built with.
-installed=$(sed -n '/^packages=(/,/^)/p' scripts/install_dependencies.sh |
-  sed 's/#.*//; s/packages=(//; s/)//' | xargs -n 1 | grep -vxE 'g\+\+|make|pv')
+installed=$(sed -n -E '/^(packages|libraries)=\(/,/^\)/p' scripts/install_dependencies.sh |
+  sed 's/#.*//; s/^[a-z]*=(//; s/)//' | xargs -n 1 | grep -vxE 'g\+\+|make|pv')
 # What makes packages, the page and the manual is installed by other lists.
 needed=$(sed -n '/^Build-Depends:/,/^[^ B]/s/^ \([a-z0-9.+-]*\).*/\1/p' debian/control |
   grep -vxE 'debhelper-compat|help2man|nodejs|npm|python3')
