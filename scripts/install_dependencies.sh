@@ -23,8 +23,8 @@ for purpose in "$@"; do
     demo) packages+=("${makers[@]}"); known+=("${makers_where_known[@]}") ;;
     test)
       packages+=("${makers[@]}" abigail-tools bash-completion binutils chromium desktop-file-utils
-        fish groff-base help2man jq libgtest-dev man-db mold mypy python3 python3-pip python3-setuptools
-        python3-wheel sqlite3 zsh)
+        fish groff-base help2man jq libgtest-dev libgtk-4-dev libsdl2-dev libsdl2-image-dev man-db mold
+        mypy python3 python3-pip python3-setuptools python3-wheel sqlite3 xdotool xvfb zsh)
       known+=("${makers_where_known[@]}")
       ;;
     bench)
