@@ -62,9 +62,12 @@ foreach(file IN LISTS files)
     string(REPLACE "|" ";" part "${part}")
     list(GET part 0 name)
     list(GET part 1 path)
+    # A name of this file alone would be reached by the section's, which arm64 cannot do everywhere.
+    set(symbol quorvin_page_${name})
     string(APPEND text
-      "asm(\".pushsection .rodata\\nquorvin_page_${name}:\\n.incbin \\\"${path}\\\"\\n.popsection\");\n"
-      "extern \"C\" const std::uint8_t quorvin_page_${name}[];\n")
+      "asm(\".pushsection .rodata\\n.globl ${symbol}\\n.hidden ${symbol}\\n${symbol}:\\n\"\n"
+      "    \".incbin \\\"${path}\\\"\\n.popsection\");\n"
+      "extern \"C\" [[gnu::visibility(\"hidden\")]] const std::uint8_t ${symbol}[];\n")
   endforeach()
   # What is packed already does not get smaller.
   math(EXPR pays "${size} * 9 / 10")
