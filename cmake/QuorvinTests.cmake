@@ -18,7 +18,8 @@ function(quorvin_test_compilation name)
   target_link_libraries(${name} PRIVATE GTest::gtest GTest::gtest_main)
   # Most of a build is compiling tests: they are neither optimised nor fully described to debuggers.
   target_compile_options(${name} PRIVATE -O0 -g1 -pthread)
-  if(QUORVIN_MOLD)
+  # A compiler for another architecture looks for linkers of that name alone.
+  if(QUORVIN_MOLD AND NOT CMAKE_CROSSCOMPILING)
     target_link_options(${name} PRIVATE -fuse-ld=mold)
   endif()
 endfunction()
