@@ -1,6 +1,6 @@
 # The two commands are `make demo` and `make test`; `make help` lists all.
 .DEFAULT_GOAL := help
-.PHONY: help demo gallery test check crash-test killed-imports hostile stress bench coverage fuzz package try-packages clean
+.PHONY: help demo gallery test check crash-test killed-imports hostile stress arm64 bench coverage fuzz package try-packages clean
 
 # `make test PRESET=ci` takes every warning for an error.
 PRESET ?= test
@@ -41,6 +41,9 @@ stress: ## call every method from 64 callers at once, 10,000 times; end 1,000 en
 bench: ## measure beside the rivals, with ratios
 	@scripts/install_dependencies.sh bench
 	@scripts/bench.sh
+
+arm64: ## build for arm64 and run the tests there under qemu-user, in a fresh Debian of SUITE (bookworm)
+	@scripts/in_debian.sh --arch arm64 $(or $(SUITE),bookworm) scripts/test_arm64.sh
 
 coverage: ## line coverage of the core by its tests
 	@scripts/install_dependencies.sh check

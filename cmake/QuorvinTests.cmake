@@ -74,6 +74,10 @@ endfunction()
 # Called once, after every quorvin_test.
 function(quorvin_add_tests)
   get_property(programs GLOBAL PROPERTY QUORVIN_TEST_PROGRAMS)
+  set(seconds 600)
+  if(CMAKE_CROSSCOMPILING)
+    set(seconds 3600)  # emulation takes its time
+  endif()
   foreach(program IN LISTS programs)
     foreach(property SHARDS NEEDS_MEDIA NEEDS_LIBRARY)
       get_target_property(${property} ${program} QUORVIN_${property})
@@ -90,7 +94,7 @@ function(quorvin_add_tests)
     foreach(shard RANGE 1 ${SHARDS})
       math(EXPR index "${shard} - 1")
       add_test(NAME ${program}.${shard} COMMAND ${program})
-      set_tests_properties(${program}.${shard} PROPERTIES LABELS gtest TIMEOUT 600 ${fixtures}
+      set_tests_properties(${program}.${shard} PROPERTIES LABELS gtest TIMEOUT ${seconds} ${fixtures}
         # What one test makes a worker fail over is nothing to the next one.
         ENVIRONMENT "XDG_STATE_HOME=/dev/null;QUORVIN_MEDIA_WORKER=${PROJECT_BINARY_DIR}/bin/quorvin-media;GTEST_TOTAL_SHARDS=${SHARDS};GTEST_SHARD_INDEX=${index}")
     endforeach()

@@ -66,7 +66,7 @@ deb $mirror/debian $suite main
 deb $mirror/debian $suite-updates main
 deb $mirror/debian-security $suite-security main
 EOF
-# The way to the mirror is this machine's.
+# The ways to the mirror and to npm's registry are this machine's.
 apt-config dump Acquire | grep -E '^Acquire::(https?::|Check-|Retries)' \
   >"$root/etc/apt/apt.conf.d/00host" || true
 cp --dereference /etc/resolv.conf "$root/etc/resolv.conf"
@@ -83,6 +83,10 @@ environment=(HOME=/root LANG=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin "TERM=${
 for name in http_proxy https_proxy no_proxy; do
   if [ -n "${!name:-}" ]; then environment+=("$name=${!name}"); fi
 done
+if [ -n "${NODE_EXTRA_CA_CERTS:-}" ]; then
+  cp "$NODE_EXTRA_CA_CERTS" "$root/root/authorities.pem"
+  environment+=(NODE_EXTRA_CA_CERTS=/root/authorities.pem)
+fi
 if [ -n "$arch" ]; then environment+=("ARCH=$arch"); fi
 
 # Programs for arm64 begin with this.

@@ -25,6 +25,8 @@
 #include <string>
 #include <vector>
 
+#include "testing/platform/emulation.h"
+
 namespace quorvin {
 namespace {
 
@@ -47,6 +49,10 @@ void PrintTo(const Architecture& architecture, std::ostream* out) {
 }
 
 std::vector<bpf_insn> programFor(std::uint32_t architecture) {
+  // What every kernel since 4.14 knows, libseccomp cannot find out there.
+  if (isEmulated()) {
+    EXPECT_EQ(::seccomp_api_set(3), 0);
+  }
   const int memory = ::memfd_create("rules", MFD_CLOEXEC);
   EXPECT_EQ(SystemCallRules(architecture).writeTo(memory), 0);
   const off_t size = ::lseek(memory, 0, SEEK_END);
