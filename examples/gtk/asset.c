@@ -1,5 +1,7 @@
 #include "asset.h"
 
+#include "../calls.h"
+
 enum {
   kAtOnce = 16,
   /* Of a cell on a screen of twice the common density. */
@@ -110,18 +112,7 @@ GdkTexture* asset_thumbnail(Asset* asset) {
 }
 
 void asset_ask(Asset* asset, int size, gboolean covers, QuorvinReplyCallback reply, gpointer data) {
-  Call call = call_begin("getThumbnail");
-  write_map(&call, 5);
-  write_text(&call, "assetId");
-  write_text(&call, asset->id);
-  write_text(&call, "width");
-  write_integer(&call, size);
-  write_text(&call, "height");
-  write_integer(&call, size);
-  write_text(&call, "contentMode");
-  write_integer(&call, covers);
-  write_text(&call, "jpegFormat");
-  write_bool(&call, true);
+  Call call = thumbnail_call(asset->id, size, covers);
   library_send(asset->thumbnails->library, &call, reply, data);
 }
 

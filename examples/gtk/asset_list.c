@@ -1,11 +1,8 @@
 #include "asset_list.h"
 
-enum {
-  kPage = 100,
-  /* The engine's numbers: images alone, the newest first. */
-  kImages = 1,
-  kNewestFirst = 0
-};
+#include "../calls.h"
+
+enum { kPage = 100 };
 
 struct _AssetList {
   GObject parent;
@@ -42,18 +39,7 @@ static void ask_part(AssetList* list, guint first, guint last, guint total,
                      QuorvinReplyCallback reply) {
   Part* part = g_new(Part, 1);
   *part = (Part){g_object_ref(list), first, last, total, list->generation};
-  Call call = call_begin("getAssetList");
-  write_map(&call, 5);
-  write_text(&call, "collectionId");
-  write_text(&call, list->gallery);
-  write_text(&call, "start");
-  write_integer(&call, (int32_t)first);
-  write_text(&call, "end");
-  write_integer(&call, (int32_t)last);
-  write_text(&call, "sort");
-  write_integer(&call, kNewestFirst);
-  write_text(&call, "mediaType");
-  write_integer(&call, kImages);
+  Call call = page_call(list->gallery, (int32_t)first, (int32_t)last, kImages);
   library_send(list->library, &call, reply, part);
 }
 
@@ -233,16 +219,7 @@ void asset_list_refresh(AssetList* list) {
   list->is_outdated = list->is_refreshing;
   if (list->is_refreshing) return;
   list->is_refreshing = TRUE;
-  Call call = call_begin("getGalleryList");
-  write_map(&call, 4);
-  write_text(&call, "withAllPhotos");
-  write_bool(&call, true);
-  write_text(&call, "filterEmptyAsset");
-  write_bool(&call, false);
-  write_text(&call, "withSmartAlbum");
-  write_bool(&call, true);
-  write_text(&call, "mediaType");
-  write_integer(&call, kImages);
+  Call call = galleries_call(kImages, false);
   library_send(list->library, &call, on_galleries, g_object_ref(list));
 }
 

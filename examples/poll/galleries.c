@@ -9,7 +9,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "../messages.h"
+#include "../calls.h"
 
 static volatile sig_atomic_t is_interrupted;
 
@@ -36,16 +36,7 @@ static void print_galleries(const uint8_t* message, size_t size, void* data) {
 }
 
 static void ask_galleries(QuorvinEngine* engine) {
-  Call call = call_begin("getGalleryList");
-  write_map(&call, 4);
-  write_text(&call, "withAllPhotos");
-  write_bool(&call, true);
-  write_text(&call, "filterEmptyAsset");
-  write_bool(&call, true);
-  write_text(&call, "withSmartAlbum");
-  write_bool(&call, true);
-  write_text(&call, "mediaType");
-  write_integer(&call, 0);
+  Call call = galleries_call(kAllMedia, true);
   quorvin_engine_send(engine, "quorvin", call.bytes, call.size, print_galleries, NULL);
   call_free(&call);
 }

@@ -7,9 +7,9 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "../messages.h"
+#include "../calls.h"
 
-enum { kLarge = 2048, kImages = 1 };
+enum { kLarge = 2048 };
 
 typedef struct Show {
   QuorvinEngine* engine;
@@ -86,36 +86,14 @@ static void on_page(const uint8_t* message, size_t size, void* data) {
     return;
   }
   char* id = copied(value_of(&asset, "id"));
-  Call call = call_begin("getThumbnail");
-  write_map(&call, 5);
-  write_text(&call, "assetId");
-  write_text(&call, id);
-  write_text(&call, "width");
-  write_integer(&call, kLarge);
-  write_text(&call, "height");
-  write_integer(&call, kLarge);
-  write_text(&call, "contentMode");
-  write_integer(&call, 0);
-  write_text(&call, "jpegFormat");
-  write_bool(&call, true);
+  Call call = thumbnail_call(id, kLarge, false);
   send_call(show, &call, on_picture);
   SDL_free(id);
 }
 
 static void ask_picture(Show* show) {
   if (show->gallery == NULL) return;
-  Call call = call_begin("getAssetList");
-  write_map(&call, 5);
-  write_text(&call, "collectionId");
-  write_text(&call, show->gallery);
-  write_text(&call, "start");
-  write_integer(&call, show->position);
-  write_text(&call, "end");
-  write_integer(&call, show->position + 1);
-  write_text(&call, "sort");
-  write_integer(&call, 0);
-  write_text(&call, "mediaType");
-  write_integer(&call, kImages);
+  Call call = page_call(show->gallery, show->position, show->position + 1, kImages);
   send_call(show, &call, on_page);
 }
 
@@ -132,16 +110,7 @@ static void on_galleries(const uint8_t* message, size_t size, void* data) {
 }
 
 static void ask_galleries(Show* show) {
-  Call call = call_begin("getGalleryList");
-  write_map(&call, 4);
-  write_text(&call, "withAllPhotos");
-  write_bool(&call, true);
-  write_text(&call, "filterEmptyAsset");
-  write_bool(&call, false);
-  write_text(&call, "withSmartAlbum");
-  write_bool(&call, true);
-  write_text(&call, "mediaType");
-  write_integer(&call, kImages);
+  Call call = galleries_call(kImages, false);
   send_call(show, &call, on_galleries);
 }
 
