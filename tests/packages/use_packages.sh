@@ -86,6 +86,9 @@ chown -R me:me $develop
 "${as_me[@]}" sh -euc 'cd develop
   cc -std=c99 -pedantic -Wall -Wextra -Werror thumbnail.c $(pkg-config --cflags --libs quorvin) \
     -o by_pkg_config
+  examples=/usr/share/doc/libquorvin-dev/examples
+  cc -Wall -Wextra -Werror $examples/poll/galleries.c $examples/messages.c \
+    $(pkg-config --cflags --libs quorvin) -o galleries
   g++ -std=c++17 -Wall -Wextra -Werror client.cc $(pkg-config --cflags --libs quorvin) -o client
   cmake -S . -B build >build.log && cmake --build build >>build.log || { cat build.log; exit 1; }
   ./by_pkg_config "$1" "$2" a.jpg
