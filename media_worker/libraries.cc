@@ -1,12 +1,17 @@
 #include "media_worker/libraries.h"
 
 #include <iconv.h>
+#include <libdeflate.h>
 #include <libheif/heif.h>
 #include <malloc.h>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <vips/vips.h>
 // It needs the one above.
 #include <vips/vector.h>
 
+#include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 
@@ -21,6 +26,7 @@ extern "C" {
 #include "media_worker/metadata/metadata_file.h"
 #include "media_worker/reading/processors.h"
 #include "media_worker/reading/wanted_loaders.h"
+#include "media_worker/render/jpeg_encoder.h"
 
 namespace quorvin {
 
@@ -35,6 +41,18 @@ constexpr const char* kCharsets[] = {"ISO6937",     "ISO-8859-1",  "ISO-8859-5",
                                      "ISO-8859-7",  "ISO-8859-8",  "ISO-8859-9",  "ISO-8859-10",
                                      "ISO-8859-11", "ISO-8859-13", "ISO-8859-14", "ISO-8859-15",
                                      "KSC_5601",    "GB2312",      "BIG5",        "UCS-2BE"};
+
+// On arm64 libjpeg and libdeflate read files about the processor when they are first used.
+void learnTheProcessor() {
+  const std::array<std::uint8_t, 3> pixel{};
+  const int memory = ::memfd_create("pixel", MFD_CLOEXEC);
+  PixelLayout layout;
+  layout.width = layout.height = 1;
+  layout.channels = 3;
+  encodeJpeg(pixel, layout, 75, {}, memory);
+  ::close(memory);
+  ::libdeflate_crc32(0, pixel.data(), pixel.size());
+}
 
 }  // namespace
 
@@ -69,6 +87,7 @@ void loadForLater(bool forExports) {
   ::setenv("TZ", ":/etc/localtime", 0);
   ::tzset();
   processorCount();
+  learnTheProcessor();
   for (const char* charset : kCharsets) {
     // Kept for good, and with it the converter's code.
     ::iconv_open("UTF-8", charset);
