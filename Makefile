@@ -58,7 +58,7 @@ package: ## build Debian packages of this suite into build/packages
 	@scripts/package.sh
 
 try-packages: ## use the packages in fresh Debians, SUITE or both (as root): install, upgrade, purge
-	@scripts/install_dependencies.sh demo package
+	@ARCH= scripts/install_dependencies.sh demo package
 	@scripts/try_packages.sh $(SUITE)
 
 clean: ## remove what was built and the demo's output
