@@ -10,7 +10,7 @@ programs='core_tests|codec_tests|platform_linux_tests|library_tests|media_worker
 log=build/arm64-tests.log
 status=0
 # What fills disks, tries every page of a catalogue or has a limit of processor time takes minutes each
-# there, and is nothing that another processor does in another way. The tool is tried by what calls it.
+# there, and is nothing that another processor does in another way.
 GTEST_FILTER='-FullDisk.*:Rescue.BringsBackEvery*:Snapshots.*:LibraryOpen.NoticesADamaged*'
 GTEST_FILTER+=':MediaWorkerIsolation.RefusesNothingThatMediaNeed'
 export GTEST_FILTER
