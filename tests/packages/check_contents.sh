@@ -30,4 +30,14 @@ if [ -n "$left" ]; then
   printf 'In no package of debian/*.install: %s\n' "$left" >&2
   status=1
 fi
+
+# Examples include one another's files, so all of them leave together.
+cd "$source"
+packaged=$(xargs -I '{}' sh -c 'find {} -type f' <debian/libquorvin-dev.examples)
+for file in $(find examples -name '*.[ch]'); do
+  if ! grep -qxF "$file" <<<"$packaged"; then
+    echo "debian/libquorvin-dev.examples leaves out $file" >&2
+    status=1
+  fi
+done
 exit "$status"

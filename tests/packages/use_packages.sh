@@ -87,7 +87,7 @@ chown -R me:me $develop
   cc -std=c99 -pedantic -Wall -Wextra -Werror thumbnail.c $(pkg-config --cflags --libs quorvin) \
     -o by_pkg_config
   examples=/usr/share/doc/libquorvin-dev/examples
-  cc -Wall -Wextra -Werror $examples/poll/galleries.c $examples/messages.c \
+  cc -Wall -Wextra -Werror $examples/poll/galleries.c $examples/*.c \
     $(pkg-config --cflags --libs quorvin) -o galleries
   g++ -std=c++17 -Wall -Wextra -Werror client.cc $(pkg-config --cflags --libs quorvin) -o client
   cmake -S . -B build >build.log && cmake --build build >>build.log || { cat build.log; exit 1; }
